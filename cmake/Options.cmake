@@ -1,0 +1,14 @@
+# Flags that every target of the project gets, through one interface library.
+
+add_library(fog_options INTERFACE)
+target_include_directories(fog_options INTERFACE ${PROJECT_SOURCE_DIR})
+# Contraction stays off so that the module's levels agree; kernels that may contract say so themselves.
+target_compile_options(fog_options INTERFACE -Wall -Wextra -Wno-missing-field-initializers
+                                             -ffp-contract=off)
+target_link_libraries(fog_options INTERFACE OpenMP::OpenMP_CXX)
+if(FOG_SANITIZE)
+  target_compile_options(fog_options INTERFACE -fsanitize=address,undefined
+                                               -fno-sanitize-recover=undefined
+                                               -fno-omit-frame-pointer -g)
+  target_link_options(fog_options INTERFACE -fsanitize=address,undefined)
+endif()

@@ -1,0 +1,17 @@
+// The only way in which the plug-in reads or writes the host's rectangles.
+//
+// A host that offers 32-bit rectangles, and was told that they are used, is asked for and given
+// those; any other gets the 16-bit ones, sides cut to 16 bits.
+#pragma once
+
+#include "hostapi/HostTypes.h"
+
+VRect GetFilterRect();
+VRect GetInRect();
+VRect GetOutRect();
+void SetInRect(int32_t top, int32_t left, int32_t bottom, int32_t right);
+void SetOutRect(int32_t top, int32_t left, int32_t bottom, int32_t right);
+void SetMaskRect(int32_t top, int32_t left, int32_t bottom, int32_t right);
+
+// Colour planes of a host image mode (ImageMode); defaultPlanes where the mode does not tell.
+int32_t CSPlanesFromMode(int32_t imageMode, int32_t defaultPlanes);

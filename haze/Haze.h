@@ -1,0 +1,31 @@
+// Views of the images that the haze core works on, and its one entry.
+//
+// Float image: four 32-bit floats a pixel (red, green, blue, alpha), rows packed, colours nominally
+// 0 to 1, alpha 1. Haze map: one float a pixel, packed; low is near, high is far.
+#pragma once
+
+#include <cstdint>
+
+#include "hostapi/HostTypes.h"
+
+// Non-owning view of a float image.
+struct SHaze {
+  float* data;        // first pixel
+  int32_t width;      // pixels in a row
+  int32_t height;     // rows
+  int32_t rowBytes;   // width * 16
+  int32_t pixelBytes; // 16
+};
+
+// Codes of a stage's error argument.
+constexpr int32_t hazeNoError = 0;
+constexpr int32_t hazeCancelled = 1;
+constexpr int32_t hazeOutOfMemory = 2;
+
+// Removes the haze from `image` in place, or turns it into the haze mask if showMap is not 0.
+//   rect      only its width and height count
+//   isFilter  true: the whole image, with progress and abort; false: the proxy
+//   error     set to hazeOutOfMemory when memory runs out; 0 before the call
+// mask, depth and outRowBytes are not used.
+void DoFogdissolve(float* image, const void* mask, VRect rect, int32_t depth, bool isFilter,
+                   int32_t outRowBytes, int32_t showMap, int32_t* error);

@@ -1,0 +1,54 @@
+// A filter module, loaded at run time, and the forwarding entry through which it is called.
+#pragma once
+
+#include <cstdint>
+#include <cstdio>
+#include <filesystem>
+#include <string>
+
+#include "hostapi/FilterRecord.h"
+
+namespace host {
+
+// A loaded module; unloaded with the last owner. Movable, not copyable.
+class Module {
+public:
+  // Opens one module file. Throws std::runtime_error naming the file and the loader's reason.
+  static Module open(const std::filesystem::path& file);
+
+  // Opens the best of fogdissolver-v2.so, -v3.so, -v4.so in the folder that this processor runs.
+  // Throws std::runtime_error when there is none.
+  static Module openBest(const std::filesystem::path& folder);
+
+  Module(Module&&) noexcept;
+  Module& operator=(Module&&) noexcept;
+  ~Module();
+
+  PluginMainCore entry() const { return entry_; }
+  const std::filesystem::path& file() const { return file_; }
+  const void* symbol(const char* name) const; // null if the module does not export it
+
+  // Sends the module's trace to the stream (null: nowhere). False if it has no trace.
+  bool setTrace(std::FILE* stream) const;
+
+private:
+  Module() = default;
+  void* handle_ = nullptr;
+  PluginMainCore entry_ = nullptr;
+  std::filesystem::path file_;
+};
+
+// What a call of the entry ended with.
+struct CallOutcome {
+  int16_t result = 0;    // the host's code; 0 is success
+  bool runEnded = false; // the plug-in calls for nothing more
+  std::string message;   // of an exception that came out of the plug-in; empty otherwise
+};
+
+// Forwarding entry: calls the module's entry and catches everything that is thrown (no memory:
+// memFullErr, anything else: errPlugInThrew).
+constexpr HostResult errPlugInThrew = -30902;
+CallOutcome PluginMain(PluginMainCore entry, int16_t selector, FilterRecord* record,
+                       intptr_t* data);
+
+} // namespace host
