@@ -1,0 +1,5 @@
+#include "ui/Dialogs.h"
+
+bool DoUI() { return false; }
+void DoAbout() {}
+void DeleteProxyBuffer() {}
