@@ -1,0 +1,25 @@
+// What the host reads of the module without calling it: the property list and the terminology, as
+// binary records, and the module's version.
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+
+constexpr size_t propertyListSize = 414; // bytes
+constexpr size_t terminologySize = 155;  // bytes
+
+// The records tell their own ends: the property list by its counts and lengths, the terminology by
+// its counts. All numbers are little-endian.
+extern "C" {
+extern __attribute__((visibility("default"))) const std::array<uint8_t, propertyListSize>
+    PIPL_16000;
+extern __attribute__((visibility("default"))) const std::array<uint8_t, terminologySize> AETE_16000;
+}
+
+struct ModuleVersion {
+  uint16_t file[4]; // major, minor, revision, build
+  uint16_t product[4];
+  char comment[64]; // UTF-8
+};
+extern const ModuleVersion moduleVersion;
