@@ -3,9 +3,9 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <memory>
 #include <vector>
 
+#include "host/Blocks.h"
 #include "hostapi/HostTypes.h"
 
 namespace host {
@@ -43,16 +43,21 @@ public:
   void setSelection(std::vector<uint8_t> weights);
   const std::vector<uint8_t>& selection() const { return selection_; }
 
+  // Colour samples of a 32-bit document that are infinite or not a number. A filter is handed 0 in
+  // their place, and what it makes of them is dropped: they stay as they are.
+  int64_t nonFiniteSamples() const;
+
 private:
   int32_t width_, height_, channels_, depth_;
   ColourMode mode_;
   bool hasTransparency_;
-  std::unique_ptr<std::byte[]> samples_;
+  Block samples_;
   std::vector<uint8_t> selection_;
 };
 
-// Copy of the document reduced to the size by box averages (selection not copied); the size must
-// not exceed the document's.
+// Copy of the document reduced to the size by box averages, colours weighted by alpha, samples that
+// are not finite as 0; the selection is not copied. Throws std::invalid_argument for a size below 1
+// or beyond the document's.
 Document reduced(const Document& document, int32_t width, int32_t height);
 
 } // namespace host

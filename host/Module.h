@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <filesystem>
+#include <span>
 #include <string>
 
 #include "hostapi/FilterRecord.h"
@@ -27,6 +28,9 @@ public:
   PluginMainCore entry() const { return entry_; }
   const std::filesystem::path& file() const { return file_; }
   const void* symbol(const char* name) const; // null if the module does not export it
+
+  // Bytes of a resource record that the module exports; empty if it exports none of this name.
+  std::span<const std::byte> record(const char* name) const;
 
   // Sends the module's trace to the stream (null: nowhere). False if it has no trace.
   bool setTrace(std::FILE* stream) const;

@@ -13,14 +13,10 @@
 
 #include "host/Document.h"
 #include "host/Module.h"
+#include "host/Registry.h"
 #include "hostapi/FilterRecord.h"
 
 namespace host {
-
-class Registry; // host/Registry.h: the persistent store behind the descriptor registry suite
-
-// What a scripting descriptor holds: booleans under four-character keys, in order.
-using Script = std::vector<std::pair<FourCharCode, bool>>;
 
 struct SessionOptions {
   int threads = 1;               // team size that the plug-in finds at its entry
@@ -34,6 +30,8 @@ struct SessionOptions {
   // Called from any thread of the plug-in; abort must be safe there, progress is serialised.
   std::function<bool()> abort;
   std::function<void(int32_t done, int32_t total)> progress;
+  // Opens an address in the user's browser; null: the host has no suite for it.
+  std::function<bool(const std::string& address)> openAddress;
 };
 
 struct RunOutcome {
@@ -59,17 +57,33 @@ public:
   RunOutcome about();
 
   // Block of the parameters handle: created and set to the plug-in's defaults (selector 1) if there
-  // is none yet. The caller may edit the settings in place before a silent run.
-  void* parameters();
+  // is none yet. The caller may edit the settings in place before a silent run. Null where that
+  // fails and for a document that the filter refuses; outcome, if given, says why.
+  void* parameters(RunOutcome* outcome = nullptr);
+
+  // Why the filter cannot take the document, in words; empty if it can. Every run asks this first.
+  const std::string& refusal() const;
 
   const std::optional<Script>& recorded() const; // script of the last finished run
 
-  // Accounting of the buffer suite, for tests and diagnostics.
+  // Accounting over the session's life, for tests and diagnostics.
   struct BufferCounts {
-    int requests, live, refusedFrees; // live: blocks not yet freed
+    int requests, live, refusedFrees; // of buffers and handles; buffers not yet freed; of buffers
     int64_t bytesInUse, bytesPeak;
+    int refusedLocks, refusedUnlocks; // of blocks that do not exist; unlocks also of unlocked ones
   };
   BufferCounts buffers() const;
+
+  struct HandleCounts {
+    int live;    // of the handles that the plug-in made: not yet disposed of
+    int refused; // calls with a handle that does not exist
+  };
+  HandleCounts handles() const;
+
+  struct SuiteCounts {
+    int acquired, released, refused; // refused: asked for a suite that is not here
+  };
+  SuiteCounts suites() const;
 
 private:
   struct State;
