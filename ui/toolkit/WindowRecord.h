@@ -1,0 +1,50 @@
+// What a window is made of, for those that make them: the toolkit's dialogs, and tests.
+#pragma once
+
+#include <deque>
+#include <string>
+#include <vector>
+
+#include "ui/toolkit/Windows.h"
+
+// A window's own behaviour: what is left of a message when no procedure has stopped it.
+using WindowProc = intptr_t (*)(Window window, uint32_t message, uintptr_t wParam, intptr_t lParam);
+
+struct WindowSubclass {
+  SubclassProc proc;
+  uintptr_t id, refData;
+};
+
+struct ToolkitWindow {
+  int id = 0;
+  Window parent = nullptr;                // dialog of a control, owner of a dialog
+  std::vector<Window> children;           // in the order of creation
+  uint32_t style = 0;                     // WS_...
+  WindowProc behaviour = nullptr;         // null: ignores everything
+  void* peer = nullptr;                   // what the behaviour works on
+  DialogProc dialogProc = nullptr;        // dialogs: sees messages first, but for the TKM_ ones
+  std::vector<WindowSubclass> subclasses; // newest last
+};
+
+// A window that takes part: found by GetDlgItem and IsWindow until destroyed.
+Window NewWindow(Window parent, int id, uint32_t style, WindowProc behaviour, void* peer);
+// Destroys the window with its children; nobody is told.
+void DestroyWindow(Window window);
+
+// Hands the oldest posted message to its window. False if there is none.
+bool DispatchPostedMessage();
+
+// Hands a key event to the keyboard hooks, the newest first. True if a hook wants it stopped.
+bool CallKeyboardHooks(uintptr_t key, intptr_t flags);
+
+struct ToolkitBitmap {
+  int32_t width, height;
+  std::vector<uint32_t> pixels; // rows packed
+};
+
+// Parameter of TKM_BLIT: pixels for a rectangle of the window, in client coordinates.
+struct BlitRequest {
+  int32_t x, y, width, height;
+  const uint32_t* pixels;
+  int32_t pixelsPerRow;
+};

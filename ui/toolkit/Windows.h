@@ -1,0 +1,131 @@
+// Windows as the logic of the dialogs sees them: opaque handles that take messages, and the few
+// operations on them. No toolkit shows through; tests build windows of their own behind it.
+//
+// Texts are UTF-8. Rectangles are in device-independent pixels. Any window may be null or gone: an
+// operation on it does nothing and gives 0. All on the thread of the user interface.
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+#include "hostapi/FilterRecord.h"
+#include "ui/toolkit/Messages.h"
+
+struct WindowRect {
+  int32_t left, top, right, bottom;
+  int32_t width() const { return right - left; }
+  int32_t height() const { return bottom - top; }
+};
+struct WindowPoint {
+  int32_t x, y;
+};
+
+// Handles the messages of a dialog; 0: not handled.
+using DialogProc = intptr_t (*)(Window dialog, uint32_t message, uintptr_t wParam, intptr_t lParam);
+
+// Stands in front of a window's own behaviour.
+using SubclassProc = intptr_t (*)(Window window, uint32_t message, uintptr_t wParam,
+                                  intptr_t lParam, uintptr_t id, uintptr_t refData);
+
+// Messages. A posted one is handled after the present one, unless its window is gone by then.
+intptr_t SendMessage(Window window, uint32_t message, uintptr_t wParam, intptr_t lParam);
+void PostMessage(Window window, uint32_t message, uintptr_t wParam, intptr_t lParam);
+intptr_t SendDlgItemMessage(Window dialog, int id, uint32_t message, uintptr_t wParam,
+                            intptr_t lParam);
+intptr_t DefWindowProc(Window window, uint32_t message, uintptr_t wParam, intptr_t lParam);
+
+// Subclassing: the newest procedure sees each message first; DefSubclassProc, from within one,
+// passes on to the next, the last of which is the window itself.
+void SetWindowSubclass(Window window, SubclassProc proc, uintptr_t id, uintptr_t refData);
+void RemoveWindowSubclass(Window window, SubclassProc proc, uintptr_t id);
+intptr_t DefSubclassProc(Window window, uint32_t message, uintptr_t wParam, intptr_t lParam);
+
+// Relations.
+bool IsWindow(Window window);
+Window GetParent(Window window); // of a control its dialog, of a dialog its owner or null
+Window GetDlgItem(Window dialog, int id);
+int GetDlgCtrlID(Window control);
+Window GetDesktopWindow(); // the screen
+
+// Texts and states.
+void SetWindowText(Window window, const std::string& text);
+std::string GetWindowText(Window window);
+void SetDlgItemText(Window dialog, int id, const std::string& text);
+std::string GetDlgItemText(Window dialog, int id);
+void SetDlgItemInt(Window dialog, int id, int32_t value, bool isSigned);
+void CheckDlgButton(Window dialog, int id, bool checked);
+bool IsDlgButtonChecked(Window dialog, int id);
+constexpr int SW_HIDE = 0;
+constexpr int SW_SHOW = 1;
+void ShowWindow(Window window, int how);
+void EnableWindow(Window window, bool enabled);
+void SetFocus(Window window);
+
+// Geometry.
+WindowRect GetWindowRect(Window window);         // outer, on the screen
+WindowRect GetClientRectOnScreen(Window window); // inner, on the screen
+WindowPoint ScreenToClient(Window window, WindowPoint point);
+WindowPoint ClientToScreen(Window window, WindowPoint point);
+void SetWindowPos(Window window, int32_t x, int32_t y, int32_t width, int32_t height);
+void InvalidateRect(Window window, const WindowRect& clientRect); // WM_PAINT comes later, once
+constexpr uint32_t WS_SYSMENU = 1; // the caption has a menu and a closing button
+uint32_t GetWindowStyle(Window window);
+enum SystemMetric { SM_CYCAPTION, SM_CXSCREEN, SM_CYSCREEN };
+int32_t GetSystemMetrics(SystemMetric metric);
+
+// Dialogs. The owner is a QWidget*, or null.
+struct DialogTemplate; // ui/toolkit/DialogTemplate.h
+// Runs the dialog until EndDialog and gives its result; -1 if it cannot be shown: there is no
+// template, no application, or this is not the thread of the user interface.
+intptr_t DialogBoxParam(const DialogTemplate* dialogTemplate, void* owner, DialogProc proc,
+                        intptr_t parameter);
+void EndDialog(Window dialog, intptr_t result); // takes effect when the present message is handled
+void* GetActiveWindow();                        // a QWidget*, or null
+
+// Drawing. A bitmap is 32 bits a pixel, 0xffRRGGBB; a context draws into the bitmap selected in
+// it, or, between BeginPaint and EndPaint, stands for a window.
+using Bitmap = struct ToolkitBitmap*;
+struct DeviceContext {
+  DisplaySurface surface = {}; // what the host's displayPixels takes; empty without a bitmap
+  Bitmap bitmap = nullptr;
+  Window window = nullptr;
+};
+DeviceContext* BeginPaint(Window window); // also outside WM_PAINT, for its kind of pixels
+void EndPaint(Window window, DeviceContext* context);
+DeviceContext* CreateCompatibleDC(DeviceContext* like);
+Bitmap CreateCompatibleBitmap(DeviceContext* like, int32_t width, int32_t height);
+Bitmap SelectObject(DeviceContext* context, Bitmap bitmap); // returns the one displaced, or null
+void DeleteDC(DeviceContext* context);
+void DeleteObject(Bitmap bitmap);
+constexpr uint32_t DKGRAY_BRUSH = 0xff404040;
+void FillRect(DeviceContext* context, const WindowRect& rect, uint32_t brush);
+void BitBlt(DeviceContext* to, int32_t x, int32_t y, int32_t width, int32_t height,
+            DeviceContext* from, int32_t fromX, int32_t fromY);
+
+// The keyboard hook: sees each key event of the thread before any window does. code is 0; flags
+// has bit 30 set if the key was down before, bit 31 if it was let go.
+using HookProc = intptr_t (*)(int code, uintptr_t key, intptr_t flags);
+using Hook = struct ToolkitHook*;
+Hook SetWindowsHookEx(HookProc proc);
+void UnhookWindowsHookEx(Hook hook);
+intptr_t CallNextHookEx(Hook hook, int code, uintptr_t key, intptr_t flags);
+
+// The desktop.
+int16_t GetKeyState(uintptr_t key); // VK_CONTROL, VK_SHIFT or VK_MENU; negative: held
+constexpr uint32_t MB_OK = 0;
+constexpr uint32_t MB_ICONHAND = 1;
+constexpr uint32_t MB_ICONEXCLAMATION = 2;
+void MessageBeep(uint32_t kind);
+int MessageBox(Window owner, const std::string& text, uint32_t style); // 1: confirmed, 0: not shown
+bool OpenClipboard(Window window);
+std::string GetClipboardText(); // between OpenClipboard and CloseClipboard
+void CloseClipboard();
+void ShellExecute(const std::string& address); // opens it with the desktop's program for it
+
+// Shows the busy cursor for as long as it lives.
+class BusyCursor {
+public:
+  BusyCursor();
+  ~BusyCursor();
+  BusyCursor(const BusyCursor&) = delete;
+};
