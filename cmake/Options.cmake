@@ -3,8 +3,9 @@
 add_library(fog_options INTERFACE)
 target_include_directories(fog_options INTERFACE ${PROJECT_SOURCE_DIR})
 # Contraction stays off so that the module's levels agree; kernels that may contract say so themselves.
+# Nobody reads errno or the exception flags of arithmetic; without them selections vectorise.
 target_compile_options(fog_options INTERFACE -Wall -Wextra -Wno-missing-field-initializers
-                                             -ffp-contract=off)
+                                             -ffp-contract=off -fno-math-errno -fno-trapping-math)
 target_link_libraries(fog_options INTERFACE OpenMP::OpenMP_CXX)
 if(FOG_SANITIZE)
   target_compile_options(fog_options INTERFACE -fsanitize=address,undefined

@@ -13,7 +13,7 @@ constexpr FourCharCode keyOutputMap = fourCharCode("oMap");
 constexpr char pluginUniqueString[] = "3f1c8a52-6d07-4be9-9a41-c27e5d90b1f4";
 
 void CreateDataHandle();
-void LockHandles();
+bool LockHandles(); // false: no handle or no memory, told in *gResult
 void InitParameters();
 void InitData();
 

@@ -4,6 +4,7 @@
 // 0 to 1, alpha 1. Haze map: one float a pixel, packed; low is near, high is far.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 
 #include "hostapi/HostTypes.h"
@@ -16,6 +17,12 @@ struct SHaze {
   int32_t rowBytes;   // width * 16
   int32_t pixelBytes; // 16
 };
+
+// Pixel x of row y.
+inline float* pixelAt(const SHaze& image, int32_t x, int32_t y) {
+  return reinterpret_cast<float*>(reinterpret_cast<char*>(image.data) +
+                                  ptrdiff_t(y) * image.rowBytes + ptrdiff_t(x) * image.pixelBytes);
+}
 
 // Codes of a stage's error argument.
 constexpr int32_t hazeNoError = 0;

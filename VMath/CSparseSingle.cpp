@@ -1,0 +1,124 @@
+// Storage of the sparse matrix: per-row maps that fill it, aligned arrays that the solver reads.
+#include "VMath/CSparseSingle.h"
+
+#include <new>
+
+#include "primitives/Conversions.h"
+#include "primitives/SparseSolver.h"
+
+namespace {
+
+constexpr int alignment = 128;          // bytes, of the compressed arrays
+constexpr int32_t firstRowCapacity = 8; // growable mode; doubled from there
+
+template <class T> T* allocate(int32_t count) {
+  const size_t bytes = size_t(uint32_t(count)) * sizeof(T);
+  void* block = mkl_malloc(bytes, alignment);
+  if (!block && bytes)
+    throw std::bad_alloc();
+  return static_cast<T*>(block);
+}
+
+} // namespace
+
+CSparseSingle::CSparseSingle(int rows, int cols) { init(rows, cols); }
+
+CSparseSingle::~CSparseSingle() { clear(); }
+
+void CSparseSingle::init(int newRows, int newCols) {
+  const uint32_t storage = symmetricStorage;
+  clear();
+  symmetricStorage = storage;
+  if (newRows != 0) {
+    rows = newRows;
+    cols = newCols;
+    access = &CSparseSingle::fixedElement;
+    rowMaps = new QMap<int, float>[size_t(newRows)];
+  } else {
+    rowCapacity = firstRowCapacity;
+    access = &CSparseSingle::growableElement;
+    rowMaps = new QMap<int, float>[firstRowCapacity];
+  }
+  resizeRowIndices();
+  // Fixed mode reserves the dense bound ahead.
+  resizeValues(symmetricStorage ? wrappingMultiply(rows, wrappingAdd(rows, 1)) / 2
+                                : wrappingMultiply(rows, cols));
+}
+
+void CSparseSingle::clear() {
+  mkl_free(rowIndices);
+  mkl_free(columnIndices);
+  mkl_free(values);
+  delete[] rowMaps;
+  rowIndices = columnIndices = nullptr;
+  values = nullptr;
+  rowMaps = nullptr;
+  symmetricStorage = 0;
+  nonZeros = rowIndexCount = rows = cols = rowCapacity = 0;
+}
+
+float& CSparseSingle::fixedElement(int row, int col) {
+  return symmetricStorage && col < row ? rowMaps[col][row] : rowMaps[row][col];
+}
+
+float& CSparseSingle::growableElement(int row, int col) {
+  if (row >= rows)
+    growTo(row);
+  return fixedElement(row, col);
+}
+
+void CSparseSingle::growTo(int row) {
+  if (rowCapacity <= row) {
+    int32_t capacity = rowCapacity;
+    while (capacity <= row)
+      capacity *= 2;
+    auto* grown = new QMap<int, float>[size_t(capacity)];
+    for (int32_t r = 0; r < rows; ++r)
+      grown[r] = rowMaps[r];
+    delete[] rowMaps;
+    rowMaps = grown;
+    rowCapacity = capacity;
+  }
+  rows = row + 1;
+}
+
+void CSparseSingle::resizeRowIndices() {
+  if (rowIndexCount == rows + 1)
+    return;
+  mkl_free(rowIndices);
+  rowIndices = nullptr;
+  rowIndices = allocate<int32_t>(rows + 1);
+  rowIndexCount = rows + 1;
+}
+
+void CSparseSingle::resizeValues(int32_t count) {
+  if (nonZeros == count)
+    return;
+  mkl_free(columnIndices);
+  mkl_free(values);
+  columnIndices = nullptr;
+  values = nullptr;
+  nonZeros = 0;
+  columnIndices = allocate<int32_t>(count);
+  values = allocate<float>(count);
+  nonZeros = count;
+}
+
+void CSparseSingle::compress() {
+  resizeRowIndices();
+  int32_t count = 0;
+  for (int32_t r = 0; r < rows; ++r)
+    count += int32_t(rowMaps[r].size());
+  resizeValues(count);
+
+  int32_t k = 0;
+  for (int32_t r = 0; r < rows; ++r) {
+    rowIndices[r] = k + 1;
+    const QMap<int, float>& map = rowMaps[r];
+    for (auto entry = map.cbegin(); entry != map.cend(); ++entry, ++k) {
+      values[k] = entry.value();
+      columnIndices[k] = entry.key() + 1;
+    }
+  }
+  rowIndices[rows] = k + 1;
+}

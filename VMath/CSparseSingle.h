@@ -1,0 +1,55 @@
+// Sparse matrix of single-precision values: built element by element in ordered per-row maps,
+// compressed once into row-compressed arrays, solved by the direct solver.
+//
+// Indices are 0-based in the maps and 1-based in the compressed arrays. Every entry that was
+// touched stays stored, even at 0.0: the structure is what was accessed. No lock of its own:
+// elements may be reached from several threads only under the caller's lock.
+#pragma once
+
+#include <QMap>
+#include <cstdint>
+
+class CSparseSingle {
+public:
+  // rows > 0: fixed mode. rows = 0: growable mode, rows are added as they are touched (cols is then
+  // not kept).
+  CSparseSingle(int rows, int cols);
+  ~CSparseSingle();
+  CSparseSingle(const CSparseSingle&) = delete;
+  CSparseSingle& operator=(const CSparseSingle&) = delete;
+
+  void init(int rows, int cols);
+
+  // Reference to the element, inserted as 0.0 if it is absent. No bounds test.
+  float& element(int row, int col) { return (this->*access)(row, col); }
+
+  // Fills rowIndices, columnIndices and values from the maps.
+  void compress();
+
+  // Factorises and solves. b and x: `rows` floats. With solutionOnB the solution comes back in b,
+  // and x is the solver's work vector. `symmetric`: the compressed arrays hold the upper triangle.
+  // Throws VException when a phase of the solver fails.
+  void solve(float* b, float* x, bool symmetric, bool solutionOnB);
+
+  void clear();
+
+  uint32_t symmetricStorage = 0;    // set: (row, col) below the diagonal is folded onto (col, row)
+  int32_t nonZeros = 0;             // length of columnIndices and values
+  int32_t rowIndexCount = 0;        // length of rowIndices: rows + 1
+  int32_t* rowIndices = nullptr;    // 1-based position of each row's first value; aligned, owned
+  int32_t* columnIndices = nullptr; // 1-based column of each value; aligned, owned
+  float* values = nullptr;          // in row order; aligned, owned
+  int32_t rows = 0;
+  int32_t cols = 0;
+  int32_t rowCapacity = 0;             // growable mode: length of rowMaps
+  QMap<int, float>* rowMaps = nullptr; // column to value, one map a row; new[], owned
+
+private:
+  float& fixedElement(int row, int col);
+  float& growableElement(int row, int col);
+  void growTo(int row);
+  void resizeRowIndices();
+  void resizeValues(int32_t count);
+
+  float& (CSparseSingle::*access)(int row, int col) = &CSparseSingle::fixedElement;
+};

@@ -1,0 +1,88 @@
+// The solve of the sparse matrix: the direct solver's four phases on one set of control words.
+//
+// A failing phase throws, with the texts below as they stand: the marker of the message is not one
+// that QString::arg replaces, so that the error number never reaches the text.
+#include "VMath/CSparseSingle.h"
+#include "VMath/VException.h"
+#include "primitives/SparseSolver.h"
+
+namespace {
+
+struct Phase {
+  int32_t number;
+  const char* message;
+  const char* location;
+};
+
+constexpr Phase analysis = {11, "PARDISO error during symbolic factorization: %d",
+                            R"(File: "VMath\\CSparseSingle" Line: 88)"};
+constexpr Phase factorisation = {22, "PARDISO error during numerical factorization: %d",
+                                 R"(File: "VMath\\CSparseSingle" Line: 98)"};
+constexpr Phase solution = {33, "PARDISO error during solution: %d",
+                            R"(File: "VMath\\CSparseSingle" Line: 109)"};
+constexpr int32_t releasePhase = -1;
+
+constexpr int32_t mostRefinementSteps = 2;
+
+// Control words of a single-precision solve; those not set stay 0.
+void setControls(int32_t (&iparm)[64], bool symmetric, bool solutionOnB) {
+  iparm[0] = 1;                   // no defaults of the solver
+  iparm[1] = 3;                   // nested dissection
+  iparm[5] = solutionOnB ? 1 : 0; // the solution overwrites b
+  iparm[7] = mostRefinementSteps;
+  iparm[9] = symmetric ? 8 : 13; // pivot perturbation 1e-8 or 1e-13
+  iparm[10] = symmetric ? 1 : 0; // scaling
+  iparm[12] = symmetric ? 1 : 0; // weighted matching
+  iparm[17] = -1;                // report the non-zeros of the factors
+  iparm[18] = -1;                // report the operation count
+  iparm[20] = symmetric ? 1 : 0; // pivoting of symmetric indefinite matrices
+  iparm[27] = 1;                 // single precision
+}
+
+// Frees the solver's memory when the solve ends, however it ends.
+class SolverHandle {
+public:
+  SolverHandle(const CSparseSingle& matrix, int32_t type, int32_t* iparm)
+      : matrix(matrix), type(type), iparm(iparm) {}
+  SolverHandle(const SolverHandle&) = delete;
+  SolverHandle& operator=(const SolverHandle&) = delete;
+
+  ~SolverHandle() {
+    int32_t ignored = 0;
+    call(releasePhase, nullptr, nullptr, nullptr, &ignored);
+  }
+
+  void run(const Phase& phase, float* b, float* x) {
+    call(phase.number, matrix.values, b, x, &error);
+    if (error != 0)
+      throw VException(QString(phase.message).arg(error, 0, 10, QChar(' ')), phase.location);
+  }
+
+private:
+  void call(int32_t phase, const float* a, float* b, float* x, int32_t* status) {
+    const int32_t one = 1, silent = 0;
+    int32_t permutation = 0;
+    float dummy = 0;
+    PARDISO(pt, &one, &one, &type, &phase, &matrix.rows, a ? a : &dummy, matrix.rowIndices,
+            matrix.columnIndices, &permutation, &one, iparm, &silent, b ? b : &dummy,
+            x ? x : &dummy, status);
+  }
+
+  const CSparseSingle& matrix;
+  const int32_t type;
+  int32_t* iparm;
+  int32_t pt[64] = {};
+  int32_t error = 0;
+};
+
+} // namespace
+
+void CSparseSingle::solve(float* b, float* x, bool symmetric, bool solutionOnB) {
+  int32_t iparm[64] = {};
+  setControls(iparm, symmetric, solutionOnB);
+  SolverHandle solver(*this, symmetric ? sparseSymmetricIndefinite : sparseUnsymmetric, iparm);
+  solver.run(analysis, nullptr, nullptr);
+  solver.run(factorisation, nullptr, nullptr);
+  iparm[7] = mostRefinementSteps;
+  solver.run(solution, b, x);
+}

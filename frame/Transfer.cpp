@@ -1,0 +1,134 @@
+// Conversion of samples to floats of full scale 1.0, and of floats to samples.
+//
+// Reading 8 and 16 bits goes through a table of the 256 levels: 16-bit samples are cut to those on
+// purpose. Writing rounds to the nearest in double precision, four floats at a time; a negative
+// result, read as unsigned, lies above the range and so becomes its top.
+#include "frame/Transfer.h"
+
+#include <array>
+#include <cmath>
+#include <cstring>
+
+#include "primitives/Conversions.h"
+
+namespace {
+
+using Float4 = float __attribute__((vector_size(16)));
+using Double4 = double __attribute__((vector_size(32)));
+using Int4 = int32_t __attribute__((vector_size(16)));
+using UInt4 = uint32_t __attribute__((vector_size(16)));
+
+// (65535 * 10) / 1285 + 1: samples above the host's range of 0 to 32768 have an entry too.
+constexpr int32_t tableLength = 511;
+
+constexpr std::array<float, tableLength> makeLevelTable() {
+  std::array<float, tableLength> table{};
+  for (int32_t i = 0; i < tableLength; ++i)
+    table[i] = float(i / 255.0);
+  return table;
+}
+constexpr std::array<float, tableLength> levelTable = makeLevelTable();
+
+// Level of a 16-bit sample: 0 to 255 for 0 to 32768.
+constexpr uint32_t levelOf16(uint16_t v) { return uint32_t(v) * 10 / 1285; }
+
+float floatOf(uint8_t v) { return levelTable[v]; }
+float floatOf(uint16_t v) { return levelTable[levelOf16(v)]; }
+
+template <class Sample> void readLevels(const Sample* in, size_t pixels, float* out) {
+  for (size_t i = 0; i < pixels; ++i, in += rgbPlanes, out += floatsPerPixel) {
+    out[0] = floatOf(in[0]);
+    out[1] = floatOf(in[1]);
+    out[2] = floatOf(in[2]);
+    out[3] = 1.0f;
+  }
+}
+
+void readFloats(const float* in, size_t pixels, float* out) {
+  for (size_t i = 0; i < pixels; ++i, in += rgbPlanes, out += floatsPerPixel) {
+    std::memcpy(out, in, rgbPlanes * sizeof(float));
+    out[3] = 1.0f;
+  }
+}
+
+// Magnitude below which a scaled float surely fits 32 bits, so that the conversion to 32 bits gives
+// the low half of the conversion to 64.
+constexpr float safeMagnitude = 32768.0f;
+
+// NaN is not safe.
+bool allSafe(const float* image, size_t pixels) {
+  int unsafe = 0;
+  for (size_t i = 0; i < pixels * floatsPerPixel; ++i)
+    unsafe |= !(std::fabs(image[i]) < safeMagnitude);
+  return !unsafe;
+}
+
+template <class Sample> Sample sampleOf(float f, double scale) {
+  const uint32_t n = uint32_t(uint64_t(truncateToInt64(double(f) * scale + 0.5)));
+  const uint32_t top = uint32_t(scale);
+  return Sample(n > top ? top : n);
+}
+
+template <class Sample>
+void writeAny(const float* image, size_t pixels, double scale, Sample* out) {
+  for (size_t i = 0; i < pixels; ++i, image += floatsPerPixel, out += rgbPlanes)
+    for (int32_t plane = 0; plane < rgbPlanes; ++plane)
+      out[plane] = sampleOf<Sample>(image[plane], scale);
+}
+
+template <class Sample> struct Four;
+template <> struct Four<uint8_t> { using Vector = uint8_t __attribute__((vector_size(4))); };
+template <> struct Four<uint16_t> { using Vector = uint16_t __attribute__((vector_size(8))); };
+
+// Writes four samples a pixel, the fourth over the next pixel's first; the last pixel goes alone.
+template <class Sample>
+void writeSafe(const float* image, size_t pixels, double scale, Sample* out) {
+  using Sample4 = typename Four<Sample>::Vector;
+  const UInt4 top = UInt4{} + uint32_t(scale);
+  size_t i = 0;
+  for (; i + 1 < pixels; ++i, image += floatsPerPixel, out += rgbPlanes) {
+    Float4 f;
+    std::memcpy(&f, image, sizeof f);
+    const Double4 scaled = __builtin_convertvector(f, Double4) * scale + 0.5;
+    const UInt4 n = UInt4(__builtin_convertvector(scaled, Int4));
+    const Sample4 samples = __builtin_convertvector(n > top ? top : n, Sample4);
+    std::memcpy(out, &samples, sizeof samples);
+  }
+  writeAny(image, pixels - i, scale, out);
+}
+
+template <class Sample>
+void writeLevels(const float* image, size_t pixels, double scale, void* samples) {
+  if (allSafe(image, pixels))
+    writeSafe(image, pixels, scale, static_cast<Sample*>(samples));
+  else
+    writeAny(image, pixels, scale, static_cast<Sample*>(samples));
+}
+
+void writeFloats(const float* image, size_t pixels, float* out) {
+  for (size_t i = 0; i < pixels; ++i, image += floatsPerPixel, out += rgbPlanes)
+    std::memcpy(out, image, rgbPlanes * sizeof(float));
+}
+
+constexpr double scale8 = 255.0;
+constexpr double scale16 = 32768.0;
+
+} // namespace
+
+void ReadBand(const void* samples, int32_t depth, size_t pixels, float* image) {
+  if (depth == 8)
+    readLevels(static_cast<const uint8_t*>(samples), pixels, image);
+  else if (depth == 16)
+    readLevels(static_cast<const uint16_t*>(samples), pixels, image);
+  else if (depth == 32)
+    readFloats(static_cast<const float*>(samples), pixels, image);
+}
+
+void WriteBand(const float* image, int32_t depth, size_t pixels, void* samples) {
+  if (depth == 8)
+    writeLevels<uint8_t>(image, pixels, scale8, samples);
+  else if (depth == 16)
+    writeLevels<uint16_t>(image, pixels, scale16, samples);
+  else if (depth == 32)
+    writeFloats(image, pixels, static_cast<float*>(samples));
+}

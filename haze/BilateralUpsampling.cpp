@@ -1,0 +1,279 @@
+// One round of joint bilateral upsampling (Kopf et al. 2007): a solution on the grid of a low guide
+// comes to the grid of a high guide.
+//
+// A pixel is the mean of the 5 by 5 solution values around its place on the low grid, weighted by a
+// fixed spatial kernel and, channel by channel, by the normal density of the difference between the
+// guides' colours in whole thousandths. Two forms of the same mean: the plain one reads the range
+// table, and serves the image's edges, transparent pixels and enlarged low grids; the fast one
+// takes several pixels of a row at once and evaluates the product of the three densities as one
+// exponential of the sum of the squared differences, which is a whole number and exact in float.
+// The two differ by the table's rounding to six digits: below 2e-5 of the solution's range.
+#include <omp.h>
+
+#include <algorithm>
+#include <bit>
+#include <cmath>
+#include <cstring>
+#include <numbers>
+#include <vector>
+
+#include "frame/Globals.h"
+#include "haze/Progress.h"
+#include "haze/RangeWeights.h"
+#include "haze/Stages.h"
+#include "primitives/Conversions.h"
+
+namespace {
+
+// Widest vectors of floats that the level has.
+#if defined(__AVX512F__)
+constexpr int lanes = 16;
+#elif defined(__AVX2__)
+constexpr int lanes = 8;
+#else
+constexpr int lanes = 4;
+#endif
+using FloatV = float __attribute__((vector_size(lanes * 4)));
+using IntV = int32_t __attribute__((vector_size(lanes * 4)));
+
+FloatV splat(float v) { return FloatV{} + v; }
+
+FloatV loadV(const float* p) {
+  FloatV v;
+  std::memcpy(&v, p, sizeof v);
+  return v;
+}
+
+// The two grids, and the step on the low grid for one pixel of the high one.
+struct Round {
+  const float* solution;
+  const SHaze& low;
+  const SHaze& high;
+  float xScale, yScale;
+  const double* range; // entry of index 0
+
+  Round(const float* solution, const SHaze& low, const SHaze& high)
+      : solution(solution), low(low), high(high), xScale(float(double(low.width) / high.width)),
+        yScale(float(double(low.height) / high.height)), range(rangeTable()) {}
+
+  int32_t lowX(int32_t x) const { return int32_t(float(x) * xScale); }
+  int32_t lowY(int32_t y) const { return int32_t(float(y) * yScale); }
+};
+
+// Offsets of the neighbourhood that lie inside a low grid of `size`: first and last.
+struct Reach {
+  int32_t first, last;
+  Reach(int32_t centre, int32_t size)
+      : first(std::max(-centre, -kernelRadius)),
+        last(std::min(size - centre, kernelRadius + 1) - 1) {}
+};
+
+int32_t rangeIndex(float difference) {
+  const int32_t i = truncateToInt32(difference * rangeScale);
+  return std::clamp(i, -rangeEnd, rangeEnd);
+}
+
+// The mean of one pixel, from the table.
+float plainPixel(const Round& r, int32_t x, int32_t y) {
+  const float* h = pixelAt(r.high, x, y);
+  if (h[3] == 0.0f)
+    return 0.0f;
+  const int32_t lx = r.lowX(x), ly = r.lowY(y);
+  const Reach columns(lx, r.low.width), rows(ly, r.low.height);
+  float sumW = 0.0f, sum = 0.0f;
+  for (int32_t dy = rows.first; dy <= rows.last; ++dy) {
+    for (int32_t dx = columns.first; dx <= columns.last; ++dx) {
+      const float* l = pixelAt(r.low, lx + dx, ly + dy);
+      if (l[3] == 0.0f)
+        continue;
+      const float s = r.solution[size_t(ly + dy) * size_t(r.low.width) + size_t(lx + dx)];
+      const float w = float(r.range[rangeIndex(h[0] - l[0])] * spatialWeight(dx, dy) *
+                            r.range[rangeIndex(h[1] - l[1])] * r.range[rangeIndex(h[2] - l[2])]);
+      sumW = sumW + w;
+      sum = sum + w * s;
+    }
+  }
+  return sumW == 0.0f ? 0.0f : sum / sumW;
+}
+
+// The low grid as planes, so that neighbours along a row lie beside each other.
+struct LowPlanes {
+  std::vector<float> values; // red, green, blue and solution, one plane behind the other
+  size_t pixels;
+  bool opaque = true; // no alpha is exactly 0
+
+  explicit LowPlanes(const Round& r) : pixels(size_t(r.low.width) * size_t(r.low.height)) {
+    values.resize(4 * pixels + lanes); // a vector load at the last pixel stays inside
+    size_t k = 0;
+    for (int32_t y = 0; y < r.low.height; ++y) {
+      for (int32_t x = 0; x < r.low.width; ++x, ++k) {
+        const float* p = pixelAt(r.low, x, y);
+        values[k] = p[0];
+        values[pixels + k] = p[1];
+        values[2 * pixels + k] = p[2];
+        opaque &= p[3] != 0.0f;
+      }
+    }
+    std::copy_n(r.solution, pixels, values.begin() + ptrdiff_t(3 * pixels));
+  }
+};
+
+// Colours of `lanes` high pixels of a row.
+struct HighColours {
+  FloatV red, green, blue;
+  bool opaque = true;
+
+  explicit HighColours(const float* p) {
+    for (int i = 0; i < lanes; ++i, p += 4) {
+      red[i] = p[0];
+      green[i] = p[1];
+      blue[i] = p[2];
+      opaque &= p[3] != 0.0f;
+    }
+  }
+};
+
+// Difference of two colours in whole thousandths; beyond the table's end, or NaN, its end.
+FloatV thousandths(FloatV a, FloatV b) {
+  const FloatV end = splat(float(rangeEnd));
+  FloatV d = (a - b) * rangeScale;
+  d = d < end ? d : end;
+  d = d > -end ? d : -end;
+  return __builtin_convertvector(__builtin_convertvector(d, IntV), FloatV);
+}
+
+// 2^k for whole k in [-252, 0], as two factors: the product of a number with both is rounded once
+// where it falls below float's normal range.
+struct PowerOfTwo {
+  FloatV first, second;
+  explicit PowerOfTwo(IntV k) {
+    const IntV half = k >> 1;
+    first = FloatV((half + 127) << 23);
+    second = FloatV((k - half + 127) << 23);
+  }
+};
+
+// exp2 of a fraction in [-0.5, 0.5] by a Chebyshev fit of degree 5; relative error below 2e-7.
+FloatV exp2FractionV(FloatV f) {
+  FloatV p = splat(1.3400432e-3f);
+  p = p * f + 9.6760371e-3f;
+  p = p * f + 5.5503272e-2f;
+  p = p * f + 2.4022107e-1f;
+  p = p * f + 6.9314721e-1f;
+  return p * f + 1.0f;
+}
+
+// Product of three normal densities, without its constant factor, from the sum of the squared
+// differences in thousandths: exp(-squares / (2 (1000 deviation)^2)).
+FloatV rangeWeights(FloatV squares, float factor) {
+  constexpr double variance = (1000.0 * rangeDeviation) * (1000.0 * rangeDeviation);
+  constexpr float exponentScale = float(-std::numbers::log2e / (2.0 * variance));
+  constexpr float lowestExponent = -252.0f;    // far below the smallest float
+  constexpr float roundingShift = 12582912.0f; // 1.5 * 2^23: adding it rounds to a whole number
+  FloatV t = squares * exponentScale;
+  t = t > splat(lowestExponent) ? t : splat(lowestExponent);
+  const FloatV whole = (t + roundingShift) - roundingShift;
+  const PowerOfTwo scale(__builtin_convertvector(whole, IntV));
+  return exp2FractionV(t - whole) * factor * scale.first * scale.second;
+}
+
+// The spatial kernel times the constant factor of the three densities.
+struct TapFactors {
+  float factor[kernelSide][kernelSide];
+  TapFactors() {
+    const double peak = 1.0 / (rangeDeviation * std::sqrt(2.0 * std::numbers::pi));
+    for (int32_t dy = -kernelRadius; dy <= kernelRadius; ++dy)
+      for (int32_t dx = -kernelRadius; dx <= kernelRadius; ++dx)
+        factor[dy + kernelRadius][dx + kernelRadius] =
+            float(spatialWeight(dx, dy) * peak * peak * peak);
+  }
+};
+
+// The means of `lanes` pixels of a row whose columns on the low grid are lx + step, the whole
+// neighbourhood of columns lying inside the grid.
+FloatV fastPixels(const Round& r, const LowPlanes& planes, const TapFactors& taps,
+                  const HighColours& h, int32_t lx, IntV step, int32_t ly, const Reach& rows) {
+  FloatV sumW = FloatV{}, sum = FloatV{};
+  for (int32_t dy = rows.first; dy <= rows.last; ++dy) {
+    const float* row = planes.values.data() + size_t(ly + dy) * size_t(r.low.width) + lx;
+    for (int32_t dx = -kernelRadius; dx <= kernelRadius; ++dx) {
+      const auto low = [&](int plane) {
+        return __builtin_shuffle(loadV(row + size_t(plane) * planes.pixels + dx), step);
+      };
+      const FloatV red = thousandths(h.red, low(0));
+      const FloatV green = thousandths(h.green, low(1));
+      const FloatV blue = thousandths(h.blue, low(2));
+      const FloatV w = rangeWeights(red * red + green * green + blue * blue,
+                                    taps.factor[dy + kernelRadius][dx + kernelRadius]);
+      sumW = sumW + w;
+      sum = sum + w * low(3);
+    }
+  }
+  return sumW == 0.0f ? FloatV{} : sum / sumW;
+}
+
+// Columns whose neighbourhood lies inside the low grid: from first up to, but not including, last.
+struct InnerColumns {
+  int32_t first, last;
+  explicit InnerColumns(const Round& r) {
+    first = 0;
+    while (first < r.high.width && r.lowX(first) < kernelRadius)
+      ++first;
+    last = r.high.width;
+    while (last > first && r.lowX(last - 1) > r.low.width - 1 - kernelRadius)
+      --last;
+  }
+};
+
+// One row: plain at its ends, fast between them where `planes` is given.
+void upsampleRow(const Round& r, const LowPlanes* planes, const TapFactors& taps,
+                 const InnerColumns& inner, const std::vector<int32_t>& lowColumns, int32_t y,
+                 float* out) {
+  const int32_t ly = r.lowY(y);
+  const Reach rows(ly, r.low.height);
+  int32_t x = 0;
+  const auto plainUpTo = [&](int32_t end) {
+    for (; x < end; ++x)
+      out[x] = plainPixel(r, x, y);
+  };
+  if (planes) {
+    plainUpTo(inner.first);
+    for (; x + lanes <= inner.last; x += lanes) {
+      const HighColours h(pixelAt(r.high, x, y));
+      if (!h.opaque) {
+        plainUpTo(x + lanes);
+        x -= lanes;
+        continue;
+      }
+      const int32_t lx = lowColumns[size_t(x)];
+      IntV columns;
+      std::memcpy(&columns, &lowColumns[size_t(x)], sizeof columns);
+      const FloatV means = fastPixels(r, *planes, taps, h, lx, columns - lx, ly, rows);
+      std::memcpy(out + x, &means, sizeof means);
+    }
+  }
+  plainUpTo(r.high.width);
+}
+
+} // namespace
+
+void upsampleSolution(const float* solution, const SHaze* low, const SHaze* high,
+                      float* newSolution) {
+  const Round r(solution, *low, *high);
+  const LowPlanes planes(r);
+  const TapFactors taps;
+  const InnerColumns inner(r);
+  // A vector of high pixels may span at most as many low ones.
+  const bool fast = planes.opaque && r.xScale <= 1.0f;
+  std::vector<int32_t> lowColumns(size_t(high->width));
+  for (int32_t x = 0; x < high->width; ++x)
+    lowColumns[size_t(x)] = r.lowX(x);
+
+  omp_set_num_threads(gThreadCount);
+#pragma omp parallel for schedule(static)
+  for (int32_t y = 0; y < high->height; ++y) {
+    upsampleRow(r, fast ? &planes : nullptr, taps, inner, lowColumns, y,
+                newSolution + size_t(y) * size_t(high->width));
+    stepProgress(); // an abort is seen after the round; the rows go on
+  }
+}

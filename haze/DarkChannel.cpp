@@ -1,0 +1,150 @@
+// Dark channel and haze light of the reduced image.
+//
+// A pixel that is not hazy has a dark channel near it; behind haze none is left, because the light
+// is added to all three. The smallest value over a square window and over the channels measures the
+// haze, in proportion to the light; the light is the most luminous among the pixels whose dark
+// values are the highest. After He, Sun and Tang, "Single image haze removal using dark channel
+// prior".
+#include <QMultiMap>
+#include <algorithm>
+#include <omp.h>
+
+#include "frame/Globals.h"
+#include "frame/Memory.h"
+#include "haze/Progress.h"
+#include "haze/Stages.h"
+#include "primitives/Conversions.h"
+#include "primitives/ImagePrimitives.h"
+
+namespace {
+
+constexpr int32_t windowShare = 100;     // the window's radius is this part of the longer side
+constexpr int32_t rowsPerSeedRow = 1000; // one seed row of candidates for so many rows
+
+float darkValue(const float* filtered) {
+  return std::min(filtered[0], std::min(filtered[1], filtered[2]));
+}
+
+int32_t windowRadius(const SHaze& image) {
+  return std::max(image.width, image.height) / windowShare + 1;
+}
+
+// Pixels with the highest dark values, ascending; of equal values the newest first.
+using BrightestPixels = QMultiMap<float, const float*>;
+
+int32_t seedRows(const SHaze& low) {
+  return low.height > rowsPerSeedRow ? low.height / rowsPerSeedRow : 1;
+}
+
+void seedCandidates(const SHaze& low, const SHaze& filtered, BrightestPixels& brightestPixels) {
+  for (int32_t y = 0; y < seedRows(low); ++y)
+    for (int32_t x = 0; x < low.width; ++x)
+      brightestPixels.insert(darkValue(pixelAt(filtered, x, y)), pixelAt(low, x, y));
+}
+
+// A pixel above the smallest candidate takes its place; an equal one displaces nothing.
+void scanForCandidates(const SHaze& low, const SHaze& filtered, BrightestPixels& brightestPixels) {
+  float smallest = brightestPixels.firstKey();
+  for (int32_t y = seedRows(low); y < low.height; ++y) {
+    for (int32_t x = 0; x < low.width; ++x) {
+      const float dark = darkValue(pixelAt(filtered, x, y));
+      if (!(smallest < dark))
+        continue;
+      brightestPixels.erase(brightestPixels.begin());
+      brightestPixels.insert(dark, pixelAt(low, x, y));
+      smallest = brightestPixels.firstKey();
+    }
+  }
+}
+
+float luminance(const float* pixel) {
+  return float(0.59 * pixel[1] + 0.3 * pixel[0] + 0.11 * pixel[2]);
+}
+
+// The most luminous candidate; of equal ones the first in ascending order.
+void chooseLight(const BrightestPixels& brightestPixels, float* light) {
+  float best = -1.0f;
+  for (const float* pixel : brightestPixels) {
+    const float value = luminance(pixel);
+    if (value > best) {
+      best = value;
+      std::copy_n(pixel, 3, light);
+    }
+  }
+}
+
+// Smallest channel in proportion to the light. A light of 0 is not guarded: its infinities and NaN
+// stay in the map.
+void fillDarkMap(const SHaze& filtered, const float* light, float* dark) {
+  omp_set_num_threads(gThreadCount);
+#pragma omp parallel for schedule(static)
+  for (int32_t y = 0; y < filtered.height; ++y) {
+    float* row = dark + size_t(y) * size_t(filtered.width);
+    for (int32_t x = 0; x < filtered.width; ++x) {
+      const float* p = pixelAt(filtered, x, y);
+      row[x] = std::min(p[0] / light[0], std::min(p[1] / light[1], p[2] / light[2]));
+    }
+  }
+}
+
+// The steps from the filtered image to light and map; each progress step may end them.
+void findLightAndMap(float* light, const SHaze& low, const SHaze& filtered, float* dark) {
+  BrightestPixels brightestPixels;
+  seedCandidates(low, filtered, brightestPixels);
+  if (!stepProgress())
+    return;
+  scanForCandidates(low, filtered, brightestPixels);
+  if (!stepProgress())
+    return;
+  chooseLight(brightestPixels, light);
+  if (!stepProgress())
+    return;
+  fillDarkMap(filtered, light, dark);
+  stepProgress();
+}
+
+void releaseCounted(const HostBuffer& buffer, int32_t size) {
+  ReleaseHostBuffer(buffer.id);
+  CountReleased(size);
+}
+
+} // namespace
+
+void estimateDarkChannel(float* light, const SHaze* low, float* dark, int32_t* error) {
+  *error = hazeNoError;
+  const int32_t filteredSize = wrappingMultiply(low->height, low->rowBytes);
+  const HostBuffer filteredBuffer = TakeHostBuffer(filteredSize);
+  if (!filteredBuffer.data) {
+    *error = hazeOutOfMemory;
+    return;
+  }
+  CountTaken(filteredSize);
+  TraceMemory("estimateDarkChannel", __LINE__);
+
+  const int32_t radius = windowRadius(*low);
+  const PrimitiveSize mask = {2 * radius + 1, 2 * radius + 1};
+  int32_t workSize = 0;
+  MinFilterGetBufferSize(low->width, mask, &workSize);
+  TRACE("%s (%d) - ipp alloc buffer %d bytes\n", "estimateDarkChannel", __LINE__, workSize);
+  const HostBuffer work = TakeHostBuffer(workSize);
+  if (!work.data) {
+    *error = hazeOutOfMemory;
+    releaseCounted(filteredBuffer, filteredSize);
+    TraceMemory("estimateDarkChannel", __LINE__);
+    return;
+  }
+  CountTaken(workSize);
+  TraceMemory("estimateDarkChannel", __LINE__);
+
+  SHaze filtered = *low;
+  filtered.data = static_cast<float*>(filteredBuffer.data);
+  setPrimitiveThreads(gThreadCount);
+  MinFilterBorderReplicate_32f_C4R(low->data, low->rowBytes, filtered.data, filtered.rowBytes,
+                                   {low->width, low->height}, mask, {radius, radius},
+                                   static_cast<uint8_t*>(work.data));
+  findLightAndMap(light, *low, filtered, dark);
+
+  releaseCounted(work, workSize);
+  releaseCounted(filteredBuffer, filteredSize);
+  TraceMemory("estimateDarkChannel", __LINE__);
+}

@@ -1,0 +1,245 @@
+// The driver of the haze core: which map, which reduced size, and the stages in their order.
+//
+// A haze map depends on the image alone, and is kept for the proxy and for the filter apart; the
+// user's values act in the correction only, which is all that a second call on the same map runs.
+#include <algorithm>
+#include <cmath>
+
+#include "frame/Globals.h"
+#include "frame/Memory.h"
+#include "haze/Progress.h"
+#include "haze/Stages.h"
+#include "primitives/Conversions.h"
+#include "primitives/HeapBlock.h"
+#include "primitives/ImagePrimitives.h"
+
+namespace {
+
+constexpr int32_t reducedArea = 100000; // pixels of the reduced image when no proxy tells its size
+constexpr int32_t pixelBytes = 4 * sizeof(float);
+constexpr int32_t mapPixelBytes = sizeof(float);
+
+// Steps of the dark channel stage, which a run on a kept map skips.
+constexpr int32_t skippedSteps = 4;
+
+// Host memory of one call. An id of 0 and a size of 0 stand for what was never taken.
+struct ReducedBuffers {
+  HostBuffer image; // the reduced image, unless that is the proxy itself
+  HostBuffer map;   // the reduced map
+  int32_t mapSize = 0;
+};
+
+SHaze viewOf(float* data, int32_t width, int32_t height) {
+  return {data, width, height, wrappingMultiply(width, pixelBytes), pixelBytes};
+}
+
+bool proxyExists() { return gData->proxyBuffer != nullptr; }
+
+struct Size {
+  int32_t width, height;
+};
+
+// About reducedArea pixels in the proportions of the image; the proxy's very size if there is one.
+// The product wraps as a 32-bit number, so that images wider than 21474 pixels get a size that no
+// host has a buffer for.
+Size reducedSize(int32_t width, int32_t height) {
+  if (proxyExists())
+    return {gData->proxyWidth, gData->proxyHeight};
+  const double area = wrappingMultiply(width, reducedArea);
+  const int32_t lowWidth = truncateToInt32(std::sqrt(area / height));
+  const int32_t product = wrappingMultiply(lowWidth, height);
+  return {lowWidth, width == 0 ? 0 : int32_t(int64_t(product) / width)};
+}
+
+// A host buffer of whole pixels, or none for a size that is not one.
+HostBuffer takePixels(const Size& size, int32_t bytesPerPixel, int32_t* bytes) {
+  const int64_t wanted = int64_t(size.width) * size.height * bytesPerPixel;
+  if (size.width < 1 || size.height < 1 || wanted > INT32_MAX)
+    return {};
+  *bytes = int32_t(wanted);
+  return TakeHostBuffer(*bytes);
+}
+
+// Resamples the image into the reduced one. False: no memory for the work buffer, which the host is
+// left to free.
+bool reduceImage(const SHaze& image, const SHaze& low) {
+  const PrimitiveRect from = {0, 0, image.width, image.height};
+  const PrimitiveRect to = {0, 0, low.width, low.height};
+  const double xFactor = double(low.width) / image.width;
+  const double yFactor = double(low.height) / image.height;
+  const int32_t mode = xFactor > 1.0 || yFactor > 1.0 ? resizeLinear : resizeSuperSampling;
+  int32_t workBytes = 0;
+  ResizeGetBufSize(from, to, 4, mode, &workBytes);
+  const HostBuffer work = TakeHostBuffer(workBytes);
+  if (!work.data)
+    return false;
+  setPrimitiveThreads(gThreadCount);
+  ippiResizeSqrPixel_32f_C4R(image.data, {image.width, image.height}, image.rowBytes, from,
+                             low.data, low.rowBytes, to, xFactor, yFactor, 0.0, 0.0, mode,
+                             static_cast<uint8_t*>(work.data));
+  TRACE("%s :: ippiResizeSqrPixel_32f_C4R %dx%d (%d bytes/line) -> %dx%d (%d bytes/line), ipp "
+        "buffer: %p (%d bytes)\n",
+        "DoFogdissolve", image.width, image.height, image.rowBytes, low.width, low.height,
+        low.rowBytes, work.data, workBytes);
+  return true;
+}
+
+// The reduced image: the proxy itself when the proxy is what is corrected, else a resampled copy.
+// False: no memory; a copy already made is left to the host.
+bool makeReducedImage(const SHaze& image, const Size& size, bool isFilter, ReducedBuffers& buffers,
+                      SHaze& low) {
+  float* data = image.data;
+  const bool ownImage = isFilter || !proxyExists();
+  if (ownImage) {
+    int32_t bytes = 0;
+    buffers.image = takePixels(size, pixelBytes, &bytes);
+    if (!buffers.image.data)
+      return false;
+    data = static_cast<float*>(buffers.image.data);
+    CountTaken(bytes);
+    TraceMemory("DoFogdissolve", __LINE__);
+  }
+  low = viewOf(data, size.width, size.height);
+  if (ownImage && !reduceImage(image, low))
+    return false;
+  TRACE("%s :: compute haze dark map and light (low buffer %dx%d)\n", "DoFogdissolve", low.width,
+        low.height);
+  TRACE("%s (%d) hazeLowInput buffer %p (%dx%d)\n", "DoFogdissolve", __LINE__,
+        static_cast<void*>(low.data), low.width, low.height);
+  return true;
+}
+
+void releaseReducedImage(const ReducedBuffers& buffers) {
+  if (!buffers.image.data)
+    return;
+  ReleaseHostBuffer(buffers.image.id); // its size stays counted
+  TraceMemory("DoFogdissolve", __LINE__);
+}
+
+// One exit for every failure: on the way out of a finished map it gives the reduced map back a
+// second time, which the host's buffer suite has to bear.
+void releaseAfterFailure(const ReducedBuffers& buffers) {
+  ReleaseHostBuffer(buffers.map.id);
+  CountReleased(buffers.mapSize);
+  TraceMemory("DoFogdissolve", __LINE__);
+  releaseReducedImage(buffers);
+}
+
+// Intensities that the user has not set yet become the estimates.
+void takeEstimates(float fmin, float bmax) {
+  if (gParams->foregroundIntensity != intensityUnset)
+    return;
+  gParams->foregroundIntensity = std::clamp(fmin, 0.0f, 1.0f);
+  gParams->backgroundIntensity = std::clamp(bmax, 0.0f, 1.0f);
+  TRACE("%s (%d) - fmin: %d - bmax: %d\n", "DoFogdissolve", __LINE__, truncateToInt32(fmin),
+        truncateToInt32(bmax));
+}
+
+void keepMap(HeapArray<float> map, size_t pixels, bool isFilter) {
+  float*& kept = isFilter ? gData->filterHazeMap : gData->proxyHazeMap;
+  int32_t& size = isFilter ? gData->filterHazeMapSize : gData->proxyHazeMapSize;
+  kept = map.release();
+  size = int32_t(uint32_t(pixels * mapPixelBytes));
+}
+
+enum class Outcome { mapReady, failed, failedLeavingBuffers };
+
+// Estimates, refines and upsamples the haze map of the image, and keeps it in the run record.
+Outcome computeMap(const SHaze& image, bool isFilter, ReducedBuffers& buffers, int32_t* error) {
+  const Size size = reducedSize(image.width, image.height);
+  if (isFilter && size.width > 0)
+    resetProgressProc(size.width, size.height, image.width, image.height);
+  gFilterRunning = isFilter;
+
+  SHaze low;
+  if (!makeReducedImage(image, size, isFilter, buffers, low)) {
+    *error = hazeOutOfMemory;
+    return Outcome::failedLeavingBuffers;
+  }
+  buffers.map = takePixels(size, mapPixelBytes, &buffers.mapSize);
+  if (!buffers.map.data) {
+    releaseReducedImage(buffers);
+    *error = hazeOutOfMemory;
+    return Outcome::failedLeavingBuffers;
+  }
+  CountTaken(buffers.mapSize);
+  TraceMemory("DoFogdissolve", __LINE__);
+
+  float* dark = static_cast<float*>(buffers.map.data);
+  estimateDarkChannel(gData->light, &low, dark, error);
+  if (*error)
+    return Outcome::failed;
+  float fmin = gParams->foregroundIntensity, bmax = gParams->backgroundIntensity;
+  computeMatting(dark, &low, &fmin, &bmax, error);
+  if (*error)
+    return Outcome::failed;
+  takeEstimates(fmin, bmax);
+
+  const size_t pixels = size_t(image.width) * size_t(image.height);
+  HeapArray<float> map = tryAllocateArray<float>(pixels);
+  if (!map) {
+    *error = hazeOutOfMemory;
+    return Outcome::failedLeavingBuffers;
+  }
+  TRACE("%s (%d) - allocation out of PS: %ld KBytes\n", "DoFogdissolve", __LINE__,
+        long(pixels * mapPixelBytes >> 10));
+  upsampleSolutionBySteps(dark, &low, &image, map.get(), error);
+  if (*error)
+    return Outcome::failed;
+  keepMap(std::move(map), pixels, isFilter);
+
+  ReleaseHostBuffer(buffers.map.id);
+  // The proxy's size, whatever the reduced map's was.
+  CountReleased(
+      wrappingMultiply(wrappingMultiply(gData->proxyWidth, gData->proxyHeight), mapPixelBytes));
+  TraceMemory("DoFogdissolve", __LINE__);
+  return Outcome::mapReady;
+}
+
+// True when the user wants to stop a filter run; the global result is then -128.
+bool aborted(bool isFilter) {
+  if (!isFilter || !gFilterRecord->abortProc())
+    return false;
+  *gResult = userCanceledErr;
+  return true;
+}
+
+// False: the stage failed or the user wants to stop, before it or after it.
+bool correct(const float* map, const SHaze& image, bool isFilter, int32_t showMap, int32_t* error) {
+  if (aborted(isFilter))
+    return false;
+  TRACE("%s :: hazeCorrection (dark: %p, light=[%f %f %f], data %p) fore:%f back:%f, power:%f\n",
+        "DoFogdissolve", static_cast<const void*>(map), gData->light[0], gData->light[1],
+        gData->light[2], static_cast<void*>(image.data), gParams->foregroundIntensity,
+        gParams->backgroundIntensity, gParams->power);
+  hazeCorrection(map, gData->light, &image, gParams->foregroundPosition,
+                 gParams->backgroundPosition, gParams->foregroundIntensity,
+                 gParams->backgroundIntensity, gParams->power, showMap != 0, error);
+  return *error == hazeNoError && !aborted(isFilter);
+}
+
+} // namespace
+
+void DoFogdissolve(float* data, const void*, VRect rect, int32_t, bool isFilter, int32_t,
+                   int32_t showMap, int32_t* error) {
+  const SHaze image = viewOf(data, wrappingSubtract(rect.right, rect.left),
+                             wrappingSubtract(rect.bottom, rect.top));
+  TRACE("%s :: enter [%s] %dx%d\n", "DoFogdissolve", isFilter ? "FILTER" : "PROXY", image.width,
+        image.height);
+
+  ReducedBuffers buffers;
+  float* const& map = isFilter ? gData->filterHazeMap : gData->proxyHazeMap;
+  if (map) {
+    gProgressStep = wrappingAdd(gProgressStep, skippedSteps);
+  } else {
+    const Outcome outcome = computeMap(image, isFilter, buffers, error);
+    if (outcome == Outcome::failed)
+      releaseAfterFailure(buffers);
+    if (outcome != Outcome::mapReady)
+      return;
+  }
+  if (correct(map, image, isFilter, showMap, error))
+    releaseReducedImage(buffers);
+  else
+    releaseAfterFailure(buffers);
+}

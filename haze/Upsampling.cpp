@@ -1,0 +1,160 @@
+// The refined map brought to full size: a pyramid of guides from the top down, and one round of
+// joint bilateral upsampling for each of its steps from the bottom up.
+//
+// The guides below the full image are exact doublings of the reduced image's size; the last round
+// has whatever factor is left, at least 1 and below 3. All memory here comes from the heap.
+#include <QVector>
+#include <algorithm>
+#include <utility>
+
+#include "frame/Globals.h"
+#include "frame/Memory.h"
+#include "haze/Stages.h"
+#include "primitives/HeapBlock.h"
+#include "primitives/ImagePrimitives.h"
+
+namespace {
+
+constexpr const char* name = "upsampleSolutionBySteps";
+constexpr int32_t pixelBytes = 4 * sizeof(float);
+
+// Rounds for this ratio of the widths; heights follow.
+int32_t stepsFor(const SHaze& low, const SHaze& full) {
+  int32_t steps = 1;
+  for (float f = float(full.width / low.width); f > 2.0f; f *= 0.5f)
+    ++steps;
+  return steps;
+}
+
+size_t pixelsOf(const SHaze& image) { return size_t(image.width) * size_t(image.height); }
+
+void traceOutOfHost(int line, size_t bytes, const void* block) {
+  TRACE("%s (%d) - allocation out of PS: %ld KBytes (ptr: %p)\n", name, line, long(bytes >> 10),
+        block);
+}
+
+// Guides from the reduced image (index 0) to the full one (index steps). Those between are owned
+// here; the two ends belong to the caller.
+class GuidePyramid {
+public:
+  GuidePyramid(const SHaze& low, const SHaze& full, int32_t steps)
+      : levels_(steps + 1), steps_(steps) {
+    int32_t width = low.width, height = low.height;
+    for (int32_t k = 0; k < std::max(1, steps - 1); ++k)
+      sizes_.push_back({width *= 2, height *= 2});
+    levels_[0].first = &low;
+    levels_[steps].first = &full;
+  }
+  GuidePyramid(const GuidePyramid&) = delete;
+  GuidePyramid& operator=(const GuidePyramid&) = delete;
+
+  ~GuidePyramid() {
+    for (int32_t k = steps_ - 1; k >= 1; --k) {
+      const SHaze* level = levels_[k].first;
+      if (!level)
+        continue;
+      TRACE("%s (%d) - delete ptr: %p\n", name, __LINE__, static_cast<void*>(level->data));
+      freeHeap(level->data);
+      TRACE("%s (%d) - delete ptr: %p\n", name, __LINE__, static_cast<const void*>(level));
+      delete level;
+    }
+  }
+
+  const SHaze* level(int32_t k) const { return levels_[k].first; }
+
+  // Makes every level below the full image from the one above it. False: no memory.
+  bool build() {
+    for (int32_t k = steps_ - 1; k >= 1; --k)
+      if (!buildLevel(k))
+        return false;
+    return true;
+  }
+
+private:
+  bool buildLevel(int32_t k) {
+    auto level = std::make_unique<SHaze>();
+    TRACE("%s (%d) - [ALLOC] SHaze %p\n", name, __LINE__, static_cast<void*>(level.get()));
+    const auto [width, height] = sizes_[k - 1];
+    *level = {nullptr, width, height, width * pixelBytes, pixelBytes};
+    const size_t bytes = pixelsOf(*level) * pixelBytes;
+    level->data = static_cast<float*>(allocateHeap(bytes));
+    TRACE("%s (%d) - [ALLOC] SHaze data %p\n", name, __LINE__, static_cast<void*>(level->data));
+    if (!level->data)
+      return false;
+    traceOutOfHost(__LINE__, bytes, level->data);
+    const SHaze& made = *level;
+    levels_[k].first = level.release();
+    return resize(*levels_[k + 1].first, made);
+  }
+
+  static bool resize(const SHaze& from, const SHaze& to) {
+    const PrimitiveRect fromRect = {0, 0, from.width, from.height};
+    const PrimitiveRect toRect = {0, 0, to.width, to.height};
+    int32_t workBytes = 0;
+    ResizeGetBufSize(fromRect, toRect, 4, resizeLinear, &workBytes);
+    HeapArray<uint8_t> work = tryAllocateArray<uint8_t>(size_t(workBytes));
+    TRACE("%s (%d) - [ALLOC] ippBuffer %p\n", name, __LINE__, static_cast<void*>(work.get()));
+    if (!work)
+      return false;
+    setPrimitiveThreads(gThreadCount);
+    ippiResizeSqrPixel_32f_C4R(from.data, {from.width, from.height}, from.rowBytes, fromRect,
+                               to.data, to.rowBytes, toRect, double(to.width) / from.width,
+                               double(to.height) / from.height, 0.0, 0.0, resizeLinear, work.get());
+    TRACE("%s (%d) - delete ptr: %p\n", name, __LINE__, static_cast<void*>(work.get()));
+    return true;
+  }
+
+  QVector<std::pair<int32_t, int32_t>> sizes_;           // width and height of each doubling
+  QVector<std::pair<const SHaze*, const void*>> levels_; // the second member is unused
+  int32_t steps_;
+};
+
+// The rounds, from the reduced solution to the full map. At most two solutions exist at once.
+void runRounds(const float* dark, const GuidePyramid& guides, int32_t steps, float* map,
+               int32_t* error) {
+  HeapArray<float> solution; // of the round before; null in round 0, whose solution is the caller's
+  const float* current = dark;
+  for (int32_t round = 0; round < steps; ++round) {
+    const SHaze* low = guides.level(round);
+    const SHaze* high = guides.level(round + 1);
+    HeapArray<float> next = tryAllocateArray<float>(pixelsOf(*high));
+    TRACE("%s (%d) - [ALLOC] pSol.first %p\n", name, __LINE__, static_cast<void*>(next.get()));
+    if (!next) {
+      *error = hazeOutOfMemory;
+      return;
+    }
+    traceOutOfHost(__LINE__, pixelsOf(*high) * sizeof(float), next.get());
+    TRACE("%s (%d) - call upsampleSolution (round %d) (%p, %p, %p, %p)\n", name, __LINE__, round,
+          static_cast<const void*>(current), static_cast<const void*>(low),
+          static_cast<const void*>(high), static_cast<void*>(next.get()));
+    upsampleSolution(current, low, high, next.get());
+    if (*gResult == userCanceledErr) {
+      *error = hazeCancelled;
+      return;
+    }
+    if (solution)
+      TRACE("%s (%d) - delete garbage ptr: %p\n", name, __LINE__,
+            static_cast<void*>(solution.get()));
+    solution = std::move(next);
+    current = solution.get();
+  }
+  std::copy_n(current, pixelsOf(*guides.level(steps)), map);
+  TRACE("%s (%d) - delete ptr: %p\n", name, __LINE__, static_cast<void*>(solution.get()));
+}
+
+} // namespace
+
+void upsampleSolutionBySteps(const float* dark, const SHaze* low, const SHaze* full, float* map,
+                             int32_t* error) {
+  *error = hazeNoError;
+  const int32_t steps = stepsFor(*low, *full);
+  TRACE("%s (%d) - %d steps\n", name, __LINE__, steps);
+  {
+    GuidePyramid guides(*low, *full, steps);
+    if (guides.build())
+      runRounds(dark, guides, steps, map, error);
+    else
+      *error = hazeOutOfMemory;
+  }
+  TraceMemory(name, __LINE__);
+}
