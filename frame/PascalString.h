@@ -1,0 +1,35 @@
+// Short texts as the host and the alerts take them: the length in the first byte, then at most 255
+// bytes (UTF-8 here), and behind them always a zero, so that the text also reads as a C string.
+#pragma once
+
+#include <cstdint>
+#include <string_view>
+
+class PascalString {
+public:
+  static constexpr size_t limit = 255; // bytes of text
+
+  PascalString() = default;
+  PascalString(std::string_view text) { append(text); }
+  PascalString(const char* text) : PascalString(std::string_view(text)) {}
+
+  size_t length() const { return bytes_[0]; }
+  const char* text() const { return reinterpret_cast<const char*>(bytes_ + 1); }
+  std::string_view view() const { return {text(), length()}; }
+  const uint8_t* bytes() const { return bytes_; } // length first
+
+  void clear() { cut(0); }
+  void cut(size_t length);            // keeps the first length bytes; no effect if there are fewer
+  void append(std::string_view text); // what goes beyond the limit is lost
+  void append(int32_t number);        // in decimal
+
+  bool operator==(const PascalString& other) const { return view() == other.view(); }
+
+private:
+  uint8_t bytes_[1 + limit + 1] = {};
+};
+
+// Replaces each ^0, ^1, ^2 in the text by the argument of that number; an empty argument just
+// removes it. A ^ before anything else stays, and so does one that an argument brings.
+void ParamString(PascalString& text, const PascalString& arg0, const PascalString& arg1,
+                 const PascalString& arg2);
