@@ -28,15 +28,15 @@ struct Ramp {
 };
 
 // 0 in the foreground, 1 in the background; the foreground's test comes first.
-inline float depthOf(const Ramp& r, float m) {
+inline float depthOf(Ramp r, float m) {
   const float between = (m - r.foregroundPosition) * r.positionScale;
   return r.foregroundPosition >= m ? 0.0f : r.backgroundPosition <= m ? 1.0f : between;
 }
 
 // The three forms of the curve: none, the fast one, and the library's for exponents out of the
-// dialog's reach.
+// dialog's reach. The ramp comes by value: a load under a condition would keep the loop scalar.
 template <class Curve>
-void fillHaze(const Ramp& ramp, const float* map, int32_t pixels, float* haze, Curve curve) {
+void fillHaze(Ramp ramp, const float* map, int32_t pixels, float* haze, Curve curve) {
   for (int32_t i = 0; i < pixels; ++i)
     haze[i] = curve(depthOf(ramp, map[i])) * ramp.intensityRange + ramp.foregroundIntensity;
 }
