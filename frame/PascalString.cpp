@@ -3,7 +3,6 @@
 
 #include <algorithm>
 #include <charconv>
-#include <cstring>
 
 void PascalString::cut(size_t length) {
   if (length >= this->length())
@@ -15,7 +14,7 @@ void PascalString::cut(size_t length) {
 void PascalString::append(std::string_view text) {
   const size_t old = length();
   const size_t added = std::min(text.size(), limit - old);
-  std::memmove(bytes_ + 1 + old, text.data(), added);
+  std::copy_n(text.begin(), added, bytes_ + 1 + old);
   bytes_[0] = uint8_t(old + added);
   bytes_[1 + old + added] = 0;
 }

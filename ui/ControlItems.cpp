@@ -56,16 +56,6 @@ std::string ListBoxView::Current() const {
   return index < 0 ? std::string() : text(LB_GETTEXTLEN, LB_GETTEXT, uintptr_t(index));
 }
 
-std::string EditBoxView::Text() const {
-  const intptr_t length = send(WM_GETTEXTLENGTH);
-  if (length <= 0)
-    return {};
-  std::string text(size_t(length) + 1, '\0');
-  send(WM_GETTEXT, text.size(), reinterpret_cast<intptr_t>(text.data()));
-  text.pop_back();
-  return text;
-}
-
 int RadioGroupView::Checked() const {
   const int item = FirstChecked(dialog_, first_, last_);
   return item == 0 ? -1 : item;

@@ -30,7 +30,6 @@ protected:
   // Text that one message measures and another one gives.
   std::string text(uint32_t lengthMessage, uint32_t textMessage, uintptr_t index) const;
 
-private:
   Window control_;
 };
 
@@ -59,7 +58,7 @@ class EditBoxView : public ControlView {
 public:
   using ControlView::ControlView;
   void SetText(const char* value) { send(WM_SETTEXT, 0, reinterpret_cast<intptr_t>(value)); }
-  std::string Text() const; // whole
+  std::string Text() const { return GetWindowText(control_); }
 };
 
 class CheckBoxView : public ControlView {
