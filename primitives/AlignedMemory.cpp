@@ -1,0 +1,15 @@
+// Aligned heap blocks.
+#include <algorithm>
+#include <cstdlib>
+
+#include "primitives/SparseSolver.h"
+
+void* mkl_malloc(size_t size, int alignment) {
+  void* block = nullptr;
+  if (size == 0 || alignment <= 0 ||
+      posix_memalign(&block, std::max(size_t(alignment), sizeof(void*)), size) != 0)
+    return nullptr;
+  return block;
+}
+
+void mkl_free(void* block) { std::free(block); }
