@@ -1,7 +1,7 @@
 // 3 by 3 inverse and product over strided single-precision storage.
 #include "primitives/SmallMatrix.h"
 
-#include <cmath>
+#include "primitives/Cofactors.h"
 
 namespace {
 
@@ -21,24 +21,14 @@ int32_t invert3x3(const float* source, int32_t sourceRowStride, int32_t sourceEl
     return smallMatrixNullPointer;
   if (size != 3)
     return smallMatrixBadSize;
-  const auto at = [=](int64_t row, int64_t column) {
-    return double(element(source, row * sourceRowStride + column * sourceElementStride));
-  };
-  const double a = at(0, 0), b = at(0, 1), c = at(0, 2);
-  const double d = at(1, 0), e = at(1, 1), f = at(1, 2);
-  const double g = at(2, 0), h = at(2, 1), i = at(2, 2);
-  // Cofactors of the first row, and the determinant by that row.
-  const double A = e * i - f * h, B = f * g - d * i, C = d * h - e * g;
-  const double determinant = a * A + b * B + c * C;
-  const double scale = 1.0 / determinant;
-  const float inverse[9] = {
-      float(A * scale), float((c * h - b * i) * scale), float((b * f - c * e) * scale),
-      float(B * scale), float((a * i - c * g) * scale), float((c * d - a * f) * scale),
-      float(C * scale), float((b * g - a * h) * scale), float((a * e - b * d) * scale)};
+  double matrix[9], inverse[9];
+  for (int64_t k = 0; k < 9; ++k)
+    matrix[k] = element(source, k / 3 * sourceRowStride + k % 3 * sourceElementStride);
+  const bool isRegular = invertByCofactors(matrix, inverse);
   for (int64_t k = 0; k < 9; ++k)
     element(destination, k / 3 * destinationRowStride + k % 3 * destinationElementStride) =
-        inverse[k];
-  return determinant != 0 && std::isfinite(determinant) ? smallMatrixOk : smallMatrixSingular;
+        float(inverse[k]);
+  return isRegular ? smallMatrixOk : smallMatrixSingular;
 }
 
 int32_t multiply3x3Vector(const float* matrix, int32_t rowStride, int32_t elementStride,
