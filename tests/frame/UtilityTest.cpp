@@ -1,7 +1,6 @@
 // The utility layer: texts and numbers, suites, properties, handles, and the knowing of hosts.
 #include <gmock/gmock.h>
 
-#include <cmath>
 #include <cstring>
 #include <map>
 #include <string>
@@ -35,25 +34,19 @@ TEST(PascalText, EndsAt255BytesWithAZeroBehindThem) {
   EXPECT_STREQ(text.text(), "aaa-2147483648");
 }
 
-struct Placeholders {
-  const char *text, *arg0, *arg1, *arg2, *result;
-};
-class ParamStringTest : public testing::TestWithParam<Placeholders> {};
-
-TEST_P(ParamStringTest, Replaces) {
-  const Placeholders& c = GetParam();
-  PascalString text(c.text);
-  ParamString(text, c.arg0, c.arg1, c.arg2);
-  EXPECT_EQ(text.view(), c.result);
+TEST(ParamString, ReplacesPlaceholders) {
+  struct Case {
+    const char *text, *arg0, *arg1, *arg2, *result;
+  };
+  for (const Case& c :
+       {Case{"between ^1 and ^2.", "x", "0", "100", "between 0 and 100."},
+        Case{"a^1b", "x", "", "y", "ab"}, Case{"^0^0^", "xy", "", "", "xyxy^"},
+        Case{"^3 ^a ^^1", "x", "z", "", "^3 ^a ^z"}, Case{"^1^2", "", "^2", "v", "^2v"}}) {
+    PascalString text(c.text);
+    ParamString(text, c.arg0, c.arg1, c.arg2);
+    EXPECT_EQ(text.view(), c.result);
+  }
 }
-
-INSTANTIATE_TEST_SUITE_P(Texts, ParamStringTest,
-                         testing::Values(Placeholders{"between ^1 and ^2.", "x", "0", "100",
-                                                      "between 0 and 100."},
-                                         Placeholders{"a^1b", "x", "", "y", "ab"},
-                                         Placeholders{"^0^0^", "xy", "", "", "xyxy^"},
-                                         Placeholders{"^3 ^a ^^1", "x", "z", "", "^3 ^a ^z"},
-                                         Placeholders{"^1^2", "", "^2", "v", "^2v"}));
 
 TEST(ParamString, CutsWhatGrowsBeyondTheLimit) {
   PascalString text("^0^1"), full(std::string(200, 'f'));
@@ -61,56 +54,42 @@ TEST(ParamString, CutsWhatGrowsBeyondTheLimit) {
   EXPECT_EQ(text.view(), std::string(255, 'f'));
 }
 
-struct WholeNumber {
-  const char* text;
-  NumberKind kind;
-  int32_t number;
-  const char* bare;
-};
-class StringToNumberTest : public testing::TestWithParam<WholeNumber> {};
-
-TEST_P(StringToNumberTest, Reads) {
-  const WholeNumber& c = GetParam();
-  PascalString text(c.text);
-  int32_t number = 77;
-  EXPECT_EQ(StringToNumber(text, number), c.kind);
-  EXPECT_EQ(number, c.number);
-  EXPECT_EQ(text.view(), c.bare);
+TEST(StringToNumber, ReadsWholeNumbersOnly) {
+  struct Case {
+    const char* text;
+    NumberKind kind;
+    int32_t number;
+    const char* bare;
+  };
+  for (const Case& c :
+       {Case{"  042 ", NumberKind::positive, 42, "042"},
+        Case{"-17", NumberKind::negative, -17, "17"},
+        Case{"999999999", NumberKind::positive, 999999999, "999999999"},
+        Case{"1000000000", NumberKind::positive, 0x7fffffff, "1000000000"},
+        Case{"-99999999999", NumberKind::negative, -0x7fffffff, "99999999999"},
+        Case{"", NumberKind::none, 0, ""}, Case{" - ", NumberKind::none, 0, ""},
+        Case{"--1", NumberKind::none, 0, ""}, Case{"12x", NumberKind::none, 0, "12"},
+        Case{"12 3", NumberKind::none, 0, "12"}}) {
+    PascalString text(c.text);
+    int32_t number = 77;
+    EXPECT_EQ(StringToNumber(text, number), c.kind) << c.text;
+    EXPECT_EQ(number, c.number) << c.text;
+    EXPECT_EQ(text.view(), c.bare);
+  }
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Texts, StringToNumberTest,
-    testing::Values(WholeNumber{"  042 ", NumberKind::positive, 42, "042"},
-                    WholeNumber{"-17", NumberKind::negative, -17, "17"},
-                    WholeNumber{"999999999", NumberKind::positive, 999999999, "999999999"},
-                    WholeNumber{"1000000000", NumberKind::positive, 0x7fffffff, "1000000000"},
-                    WholeNumber{"-99999999999", NumberKind::negative, -0x7fffffff, "99999999999"},
-                    WholeNumber{"", NumberKind::none, 0, ""},
-                    WholeNumber{" - ", NumberKind::none, 0, ""},
-                    WholeNumber{"--1", NumberKind::none, 0, ""},
-                    WholeNumber{"12x", NumberKind::none, 0, "12"},
-                    WholeNumber{"12 3", NumberKind::none, 0, "12"}));
-
-struct DecimalNumber {
-  double value;
-  int precision;
-  const char* text;
-};
-class NumberToStringTest : public testing::TestWithParam<DecimalNumber> {};
-
-TEST_P(NumberToStringTest, Writes) {
-  EXPECT_EQ(NumberToString(GetParam().value, GetParam().precision).view(), GetParam().text);
+TEST(NumberToString, RoundsTheLastPlaceAndDropsItsZero) {
+  struct Case {
+    double value;
+    int precision;
+    const char* text;
+  };
+  for (const Case& c : {Case{2.675, 2, "2.68"}, Case{2.674999, 2, "2.67"}, Case{-0.125, 2, "-0.13"},
+                        Case{9.996, 2, "10.0"}, Case{99.5, 0, "100"}, Case{-99.5, 0, "-100"},
+                        Case{100, 0, "100"}, Case{2, 1, "2"}, Case{1.5, 3, "1.50"},
+                        Case{0.04, 1, "0"}, Case{-0.004, 2, "0.0"}, Case{5e-324, 3, "0.00"}})
+    EXPECT_EQ(NumberToString(c.value, c.precision).view(), c.text);
 }
-
-INSTANTIATE_TEST_SUITE_P(
-    Values, NumberToStringTest,
-    testing::Values(DecimalNumber{2.675, 2, "2.68"}, DecimalNumber{2.674999, 2, "2.67"},
-                    DecimalNumber{-0.125, 2, "-0.13"}, DecimalNumber{9.996, 2, "10.0"},
-                    DecimalNumber{99.5, 0, "100"},                                 //
-                    DecimalNumber{-99.5, 0, "-100"}, DecimalNumber{100, 0, "100"}, //
-                    DecimalNumber{2, 1, "2"}, DecimalNumber{1.5, 3, "1.50"},
-                    DecimalNumber{0.04, 1, "0"}, DecimalNumber{-0.004, 2, "0.0"},
-                    DecimalNumber{5e-324, 3, "0.00"}));
 
 TEST(NumberToString, CutsTheLongestNumbers) {
   const PascalString text = NumberToString(-1.7976931348623157e308, 4);
