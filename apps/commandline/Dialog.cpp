@@ -1,0 +1,63 @@
+// The filter's dialogs, for which alone the program starts a window system.
+
+#include <chrono>
+#include <cstdlib>
+#include <stdexcept>
+
+#include <QApplication>
+
+#include "apps/commandline/Filter.h"
+#include "apps/commandline/SessionOutcome.h"
+#include "host/Registry.h"
+#include "host/Session.h"
+
+namespace commandline {
+namespace {
+
+// Qt ends the process when it finds no display, so look before it does.
+void needDisplay() {
+  if (!std::getenv("DISPLAY") && !std::getenv("WAYLAND_DISPLAY") && !std::getenv("QT_QPA_PLATFORM"))
+    throw std::runtime_error("the dialog needs a display, and there is none");
+}
+
+QApplication& application() {
+  needDisplay();
+  static int argc = 1;
+  static char name[] = "fogdissolver";
+  static char* argv[] = {name, nullptr};
+  static QApplication application(argc, argv);
+  return application;
+}
+
+} // namespace
+
+FilterReport runDialog(const host::Module& module, host::Document& document, int threads,
+                       const photo::Watch& watch) {
+  using Clock = std::chrono::steady_clock;
+  application();
+  host::Registry registry(host::Registry::defaultFile());
+  host::SessionOptions options;
+  options.threads = threads;
+  options.registry = &registry;
+  options.abort = watch.stopped;
+  options.progress = [&watch](int32_t done, int32_t total) {
+    if (total > 0)
+      watch.progress(double(done) / total);
+  };
+  host::Session session(module, document, options);
+  const Clock::time_point start = Clock::now();
+  throwUnlessDone(session.runFromMenu(), watch);
+  FilterReport report;
+  report.filterSeconds = std::chrono::duration<double>(Clock::now() - start).count();
+  report.used = *static_cast<const Parameters*>(session.parameters());
+  return report;
+}
+
+void runAbout(const host::Module& module) {
+  application();
+  host::Document nothing(1, 1, 3, 8);
+  host::Session session(module, nothing, host::SessionOptions{});
+  throwUnlessDone(session.about(), photo::Watch{});
+}
+
+} // namespace commandline

@@ -1,0 +1,248 @@
+// A process a photograph: the plug-in's globals serve one call at a time, and a crash costs one
+// photograph.
+//
+// The parent starts no thread, so that a plain fork serves; it waits for signals and for progress
+// reports, which come through a pipe as one number each, and it removes what a crashed child left.
+
+#include "apps/commandline/Jobs.h"
+
+#include <algorithm>
+#include <atomic>
+#include <chrono>
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <list>
+
+#include <fcntl.h>
+#include <poll.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include "apps/commandline/Develop.h"
+#include "apps/commandline/Messages.h"
+
+namespace commandline {
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+constexpr int exitStopped = 3; // of a child that was asked to stop
+constexpr int redrawMilliseconds = 200;
+constexpr float reportStep = 0.005f; // share of a photograph between two reports
+
+std::atomic<int> stopSignal{0}; // lock-free: set by a handler, read from any thread
+std::atomic<int> stopRequests{0};
+static_assert(std::atomic<int>::is_always_lock_free);
+
+void requestStop(int signal) {
+  stopSignal = signal;
+  ++stopRequests;
+}
+
+constexpr int stoppingSignals[] = {SIGINT, SIGTERM, SIGHUP};
+
+void handle(int signal, void (*handler)(int)) {
+  struct sigaction action {};
+  action.sa_handler = handler;
+  ::sigemptyset(&action.sa_mask);
+  ::sigaction(signal, &action, nullptr);
+}
+
+// Signals that the parent waits for: held back but during its wait, so that none slips in between.
+sigset_t waitedSignals() {
+  sigset_t set;
+  ::sigemptyset(&set);
+  ::sigaddset(&set, SIGCHLD);
+  for (int signal : stoppingSignals)
+    ::sigaddset(&set, signal);
+  return set;
+}
+
+struct Child {
+  pid_t pid;
+  int reports; // reading end of the pipe, or -1
+  const Job* job;
+  int number; // among all photographs, from 1
+  float share = 0;
+  Clock::time_point begun = Clock::now();
+};
+
+struct Run {
+  const std::vector<Job>& jobs;
+  const Options& options;
+  const host::Module& module;
+  bool bar = false;
+  std::list<Child> children;
+  int failed = 0;
+};
+
+// ---- In the child
+
+int developInChild(const Run& run, const Job& job, int reports) {
+  photo::Watch watch;
+  watch.stopped = [] { return stopSignal != 0; };
+  if (reports >= 0)
+    watch.progress = [reports, last = -1.0f](double share) mutable {
+      if (float(share) < last + reportStep)
+        return;
+      last = float(share);
+      const ssize_t ignored = ::write(reports, &last, sizeof last);
+      (void)ignored;
+    };
+  try {
+    develop(job, run.options, run.module, watch);
+    return 0;
+  } catch (const photo::Stopped&) {
+    return exitStopped;
+  } catch (const std::bad_alloc&) {
+    say(job.input, "not enough memory");
+  } catch (const std::exception& error) {
+    say(job.input, error.what());
+  }
+  return 1;
+}
+
+[[noreturn]] void beChild(const Run& run, const Job& job, int reports) {
+  for (int signal : stoppingSignals)
+    handle(signal, requestStop);
+  handle(SIGCHLD, SIG_DFL);
+  const sigset_t waited = waitedSignals();
+  ::sigprocmask(SIG_UNBLOCK, &waited, nullptr);
+  std::exit(developInChild(run, job, reports));
+}
+
+// ---- In the parent
+
+void start(Run& run, const Job& job, int number) {
+  int ends[2] = {-1, -1};
+  if (run.bar && ::pipe2(ends, O_CLOEXEC | O_NONBLOCK) != 0)
+    ends[0] = ends[1] = -1;
+  std::fflush(nullptr);
+  const pid_t pid = ::fork();
+  if (pid == 0)
+    beChild(run, job, ends[1]);
+  if (ends[1] >= 0)
+    ::close(ends[1]);
+  if (pid > 0) {
+    run.children.push_back({pid, ends[0], &job, number});
+    return;
+  }
+  say(job.input, std::string("no process for it: ") + std::strerror(errno));
+  ++run.failed;
+  if (ends[0] >= 0)
+    ::close(ends[0]);
+}
+
+void tellCrash(const Job& job, int signal) {
+  if (job.output != "-")
+    ::unlink(job.temporary.c_str());
+  say(job.input, signal == SIGKILL ? std::string("killed; the system may have run out of memory")
+                                   : std::string("the filter crashed: ") + ::strsignal(signal));
+}
+
+void reap(Run& run) {
+  for (auto child = run.children.begin(); child != run.children.end();) {
+    int status = 0;
+    if (::waitpid(child->pid, &status, WNOHANG) != child->pid) {
+      ++child;
+      continue;
+    }
+    if (WIFSIGNALED(status) && !(stopSignal && WTERMSIG(status) == SIGKILL))
+      tellCrash(*child->job, WTERMSIG(status));
+    if (WIFSIGNALED(status) && child->job->output != "-")
+      ::unlink(child->job->temporary.c_str());
+    if (WIFEXITED(status) && WEXITSTATUS(status) == exitStopped && !stopSignal)
+      say(child->job->input, "stopped");
+    run.failed += !(WIFEXITED(status) && WEXITSTATUS(status) == 0);
+    if (child->reports >= 0)
+      ::close(child->reports);
+    child = run.children.erase(child);
+  }
+}
+
+void takeReports(Child& child) {
+  float shares[64];
+  ssize_t n;
+  while ((n = ::read(child.reports, shares, sizeof shares)) >= ssize_t(sizeof shares[0]))
+    child.share = std::max(child.share, shares[size_t(n) / sizeof shares[0] - 1]);
+}
+
+// Sleeps until a signal comes, or at most until the bar wants drawing.
+void wait(Run& run) {
+  sigset_t none;
+  ::sigemptyset(&none);
+  const timespec redraw{0, redrawMilliseconds * 1000000L};
+  ::ppoll(nullptr, 0, run.bar ? &redraw : nullptr, &none);
+  if (!run.bar || run.children.empty())
+    return;
+  for (Child& child : run.children)
+    takeReports(child);
+  const Child& oldest = run.children.front();
+  drawBar({oldest.job->input, oldest.share, oldest.number, int(run.jobs.size()), oldest.begun});
+}
+
+// The first request asks the children to stop, a second one does not ask.
+void forwardStop(Run& run, int& forwarded) {
+  const int requests = std::min<int>(stopRequests, 2);
+  for (; forwarded < requests; ++forwarded)
+    for (const Child& child : run.children)
+      ::kill(child.pid, forwarded == 0 ? SIGTERM : SIGKILL);
+}
+
+[[noreturn]] void endBySignal(int signal) {
+  handle(signal, SIG_DFL);
+  const sigset_t waited = waitedSignals();
+  ::sigprocmask(SIG_UNBLOCK, &waited, nullptr);
+  ::raise(signal);
+  std::_Exit(128 + signal);
+}
+
+bool refused(const Job& job) {
+  if (!job.refusal.empty())
+    say(job.input, job.refusal);
+  return !job.refusal.empty();
+}
+
+} // namespace
+
+int runJobs(const std::vector<Job>& jobs, const Options& options, const host::Module& module) {
+  Run run{jobs, options, module, !options.quiet && !options.dialog && barIsPossible()};
+  setBarInUse(run.bar);
+  const sigset_t waited = waitedSignals();
+  ::sigprocmask(SIG_BLOCK, &waited, nullptr);
+  for (int signal : stoppingSignals)
+    handle(signal, requestStop);
+  handle(SIGCHLD, [](int) {});
+  handle(SIGPIPE, SIG_IGN);
+
+  int forwarded = 0;
+  size_t next = 0;
+  while (!run.children.empty() || (next < jobs.size() && !stopSignal)) {
+    while (next < jobs.size() && !stopSignal && int(run.children.size()) < options.jobs) {
+      const Job& job = jobs[next++];
+      if (refused(job))
+        ++run.failed;
+      else
+        start(run, job, int(next));
+    }
+    if (!run.children.empty())
+      wait(run);
+    forwardStop(run, forwarded);
+    reap(run);
+  }
+  if (run.bar)
+    clearBar();
+  if (stopSignal) {
+    say("", "stopped");
+    std::fflush(nullptr);
+    endBySignal(stopSignal);
+  }
+  if (run.failed && jobs.size() > 1)
+    say("",
+        std::to_string(run.failed) + " of " + std::to_string(jobs.size()) + " photographs failed");
+  return run.failed ? 1 : 0;
+}
+
+} // namespace commandline

@@ -1,0 +1,209 @@
+// Names of results. Files are told apart by device and inode, so that links deceive nobody; names
+// that do not exist yet by their folder's real path.
+
+#include "apps/commandline/Plan.h"
+
+#include <algorithm>
+#include <filesystem>
+#include <map>
+#include <random>
+#include <set>
+#include <utility>
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "apps/photo/Files.h"
+
+namespace fs = std::filesystem;
+
+namespace commandline {
+namespace {
+
+constexpr char standardStream[] = "-";
+constexpr char nameMark[] = "{name}", extensionMark[] = "{ext}";
+constexpr size_t signatureSize = 16; // bytes that tell a format
+
+bool isPattern(const std::string& output) {
+  return output.find('{') != std::string::npos || output.find('}') != std::string::npos;
+}
+
+bool isFolder(const std::string& output) {
+  std::error_code ignored;
+  return output.ends_with('/') || fs::is_directory(output, ignored);
+}
+
+std::string withoutDot(const fs::path& path) {
+  const std::string extension = path.extension().string();
+  return extension.empty() ? extension : extension.substr(1);
+}
+
+std::string replaced(std::string text, const std::string& mark, const std::string& by) {
+  for (size_t at = 0; (at = text.find(mark, at)) != std::string::npos; at += by.size())
+    text.replace(at, mark.size(), by);
+  return text;
+}
+
+void checkPattern(const std::string& output) {
+  const std::string rest = replaced(replaced(output, nameMark, ""), extensionMark, "");
+  if (isPattern(rest))
+    throw UsageError("--output: only {name} and {ext} may stand in braces");
+}
+
+void checkOutput(const Options& options) {
+  const bool many = options.inputs.size() > 1;
+  const std::string& output = options.output;
+  const auto streams = std::count(options.inputs.begin(), options.inputs.end(), standardStream);
+  if (streams > 1)
+    throw UsageError("standard input can be read once only");
+  if (streams && output.empty())
+    throw UsageError("standard input has no name: --output must tell where the result goes");
+  if (output == standardStream) {
+    if (many)
+      throw UsageError("--output: standard output takes one photograph");
+    if (options.format.empty())
+      throw UsageError("--output: standard output needs --format");
+    if (::isatty(STDOUT_FILENO))
+      throw UsageError("--output: standard output is a terminal");
+  } else if (isPattern(output)) {
+    checkPattern(output);
+  } else if (many && !output.empty() && !isFolder(output)) {
+    throw UsageError("--output: many photographs need a folder (ending in /) or a pattern");
+  }
+}
+
+// Extension for a name that the program makes: the asked one, the input's, or for an input whose
+// name does not tell it the one of its bytes. What cannot be written (raw files) becomes TIFF.
+std::string extensionFor(const Options& options, const std::string& input) {
+  if (!options.format.empty())
+    return options.format;
+  if (input == standardStream)
+    throw UsageError("standard input does not tell a format: --format must");
+  const std::string extension = withoutDot(input);
+  if (photo::formatOfExtension(extension))
+    return extension;
+  const photo::Bytes start = photo::readStart(input, signatureSize);
+  const photo::Format* format = photo::formatOfBytes(start.data(), start.size());
+  return std::string(extension.empty() && format ? photo::usualExtension(*format) : "tif");
+}
+
+std::string outputFor(const Options& options, const std::string& input) {
+  const std::string& output = options.output;
+  const bool pattern = output != standardStream && isPattern(output);
+  if (!output.empty() && !pattern && !isFolder(output))
+    return output;
+  const std::string name = input == standardStream ? "stdin" : fs::path(input).stem().string();
+  if (pattern) {
+    const std::string named = replaced(output, nameMark, name);
+    return named.find(extensionMark) == std::string::npos
+               ? named
+               : replaced(named, extensionMark, extensionFor(options, input));
+  }
+  const fs::path folder = output.empty() ? fs::path(input).parent_path() : fs::path(output);
+  return (folder / (name + "-clear." + extensionFor(options, input))).string();
+}
+
+void settleFormat(const Options& options, Job& job) {
+  const std::string extension = withoutDot(job.output);
+  if (job.output == standardStream) {
+    job.format = photo::formatOfExtension(options.format);
+    return;
+  }
+  job.format = photo::formatOfExtension(extension);
+  if (!job.format)
+    job.refusal =
+        "'" + extension + "' is no format that can be written; there are " + photo::formatNames();
+  else if (!options.format.empty() && photo::formatOfExtension(options.format) != job.format)
+    throw UsageError("--format: " + options.format + " contradicts the output " + job.output);
+}
+
+// Identity of an existing file, through links; nothing if there is none.
+std::optional<std::pair<dev_t, ino_t>> identity(const std::string& path) {
+  struct stat status;
+  if (path == standardStream || ::stat(path.c_str(), &status) != 0)
+    return std::nullopt;
+  return std::pair(status.st_dev, status.st_ino);
+}
+
+void refuseCollisions(const std::vector<Job>& jobs) {
+  std::map<std::pair<dev_t, ino_t>, std::string> inputs;
+  for (const Job& job : jobs)
+    if (const auto file = identity(job.input))
+      inputs.emplace(*file, job.input);
+  std::map<fs::path, std::string> outputs;
+  for (const Job& job : jobs) {
+    if (job.output == standardStream)
+      continue;
+    if (const auto file = identity(job.output); file && inputs.contains(*file))
+      throw UsageError(job.input + ": the output " + job.output + " is an input");
+    std::error_code ignored;
+    const fs::path output = job.output;
+    const fs::path place =
+        fs::weakly_canonical(fs::absolute(output).parent_path(), ignored) / output.filename();
+    const auto [other, isNew] = outputs.emplace(place, job.input);
+    if (!isNew)
+      throw UsageError(job.input + ": has the same output as " + other->second + ": " + job.output);
+  }
+}
+
+void refuseExisting(const Options& options, Job& job) {
+  struct stat status;
+  if (job.output == standardStream || !job.refusal.empty() ||
+      ::lstat(job.output.c_str(), &status) != 0)
+    return;
+  const bool regular = S_ISREG(status.st_mode) || S_ISLNK(status.st_mode);
+  if (S_ISDIR(status.st_mode))
+    job.refusal = "the output " + job.output + " is a folder";
+  else if (!regular)
+    job.refusal = "the output " + job.output + " is not an ordinary file";
+  else if (!options.force)
+    job.refusal = "the output " + job.output + " exists already; --force replaces it";
+}
+
+void makeFolder(const Options& options, std::vector<Job>& jobs) {
+  std::error_code error;
+  if (options.dryRun || isPattern(options.output) || !options.output.ends_with('/'))
+    return;
+  fs::create_directories(options.output, error);
+  if (error)
+    for (Job& job : jobs)
+      job.refusal = "the folder " + options.output + " cannot be made: " + error.message();
+}
+
+// A name that no other program and no other run has chosen.
+std::string temporaryName(const std::string& output, size_t index) {
+  static const unsigned run = std::random_device()();
+  char name[64];
+  std::snprintf(name, sizeof name, ".fogdissolver-%08x-%zu.part", run, index);
+  return (fs::path(output).parent_path() / name).string();
+}
+
+// A trace is begun anew with each run, which must not cost anybody a photograph.
+void refuseTraceIntoInput(const Options& options) {
+  for (const std::string& input : options.inputs)
+    if (const auto file = identity(options.trace); file && file == identity(input))
+      throw UsageError("--trace: " + options.trace + " is an input");
+}
+
+} // namespace
+
+std::vector<Job> planJobs(const Options& options) {
+  checkOutput(options);
+  refuseTraceIntoInput(options);
+  std::vector<Job> jobs;
+  for (const std::string& input : options.inputs) {
+    Job job;
+    job.input = input;
+    job.output = outputFor(options, input);
+    job.temporary = temporaryName(job.output, jobs.size());
+    settleFormat(options, job);
+    jobs.push_back(job);
+  }
+  refuseCollisions(jobs);
+  makeFolder(options, jobs);
+  for (Job& job : jobs)
+    refuseExisting(options, job);
+  return jobs;
+}
+
+} // namespace commandline

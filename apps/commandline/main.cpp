@@ -1,0 +1,106 @@
+// fogdissolver: haze out of photographs, from the command line.
+
+#include <cstdio>
+#include <filesystem>
+#include <memory>
+#include <stdexcept>
+
+#include <sys/stat.h>
+
+#include "apps/commandline/Filter.h"
+#include "apps/commandline/Jobs.h"
+#include "apps/commandline/Messages.h"
+#include "apps/photo/Codecs.h"
+
+namespace fs = std::filesystem;
+using namespace commandline;
+
+namespace {
+
+// The modules' folder: as told, beside the program as it is built, or as it is installed.
+fs::path pluginFolder(const Options& options) {
+  if (!options.plugin.empty())
+    return options.plugin;
+  const fs::path program = fs::read_symlink("/proc/self/exe").parent_path();
+  for (const char* place : {"plugin", "../plugin", "../lib/fogdissolver"})
+    if (fs::is_directory(program / place))
+      return (program / place).lexically_normal();
+  throw std::runtime_error("the filter's modules are not installed beside the program");
+}
+
+struct Closer {
+  void operator()(std::FILE* file) const { std::fclose(file); }
+};
+using File = std::unique_ptr<std::FILE, Closer>;
+
+// Whole lines at a time, at the end of the file: several processes write there.
+File openTrace(const std::string& name) {
+  File file(std::fopen(name.c_str(), "we"));
+  if (file)
+    file.reset(std::freopen(name.c_str(), "ae", file.release()));
+  if (!file)
+    throw UsageError("--trace: " + name + " cannot be written");
+  std::setvbuf(file.get(), nullptr, _IOLBF, BUFSIZ);
+  return file;
+}
+
+int dryRun(const std::vector<Job>& jobs) {
+  int status = 0;
+  for (const Job& job : jobs) {
+    struct stat found;
+    const bool missing = job.input != "-" && ::stat(job.input.c_str(), &found) != 0;
+    const std::string refusal = missing ? "No such file or directory" : job.refusal;
+    say(job.input, refusal.empty() ? "would be written to " + job.output : refusal);
+    status |= !refusal.empty();
+  }
+  return status;
+}
+
+void saveSettings(const Options& options) {
+  struct stat found;
+  if (options.saveSettings.empty())
+    return;
+  if (!options.force && ::lstat(options.saveSettings.c_str(), &found) == 0)
+    throw UsageError("--save-settings: " + options.saveSettings +
+                     " exists already; --force replaces it");
+  if (!options.dialog && !options.dryRun)
+    saveLook(options.saveSettings, options.look, options.force);
+}
+
+int run(Options& options) {
+  const std::vector<Job> jobs = planJobs(options);
+  saveSettings(options);
+  if (options.dryRun)
+    return dryRun(jobs);
+  if (jobs.empty() && !options.about)
+    return 0;
+  shareCores(options);
+  const fs::path folder = pluginFolder(options);
+  photo::setFormatsFolder(folder);
+  const host::Module module = host::Module::openBest(folder);
+  File trace;
+  if (!options.trace.empty()) {
+    trace = openTrace(options.trace);
+    module.setTrace(trace.get());
+  }
+  if (options.about)
+    runAbout(module);
+  const int status = runJobs(jobs, options, module);
+  module.setTrace(nullptr);
+  return status;
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+  try {
+    auto options = readCommandLine(argc, argv);
+    return options ? run(*options) : 0;
+  } catch (const UsageError& error) {
+    say("", error.what());
+    return 2;
+  } catch (const std::exception& error) {
+    say("", error.what());
+    return 1;
+  }
+}

@@ -1,0 +1,37 @@
+// Pictures from bytes and to bytes, whatever the format.
+//
+// JPEG has its codec in the program. All other formats are the image library's (OpenImageIO), which
+// sits in a module of its own: its start alone, with some 250 libraries behind it, takes two tenths
+// of a second, so that it is loaded when a picture needs it.
+#pragma once
+
+#include <filesystem>
+
+#include "apps/photo/Picture.h"
+
+namespace photo {
+
+constexpr char notRgb[] = "not an RGB picture, and the filter works on RGB images";
+constexpr int32_t longestSide = 2000000; // pixels; what the editor's rectangles are good for
+constexpr char tooLarge[] = "larger than 2000000 pixels a side";
+
+// Folder of the module with the image library; set once, before the first picture.
+void setFormatsFolder(const std::filesystem::path& folder);
+
+// Decodes to a document of the file's depth, or of `minimumBits` if that is more. Throws
+// std::runtime_error with the reason, std::bad_alloc, Stopped.
+Picture readPicture(const Source& source, int minimumBits, int threads, const Watch& watch);
+
+// Encodes with the blocks that the format's codec writes: the profile and, where Exiv2 does not
+// write the format, the others. Throws as readPicture does.
+Bytes encodePicture(const Picture& picture, const Encoding& encoding, const MetadataBlocks& blocks,
+                    const Watch& watch);
+
+// What the module offers.
+struct LibraryCodec {
+  Picture (*read)(const Source&, int minimumBits, int threads, const Watch&);
+  Bytes (*encode)(const Picture&, const Encoding&, const MetadataBlocks&, const Watch&);
+};
+constexpr char libraryCodecSymbol[] = "fogdissolverLibraryCodec"; // a LibraryCodec
+
+} // namespace photo

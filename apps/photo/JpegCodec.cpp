@@ -1,0 +1,229 @@
+// JPEG by libjpeg. Errors leave the library by longjmp, so that every call of it stands in a
+// `guarded` function whose frame holds nothing to destroy; what is worth keeping lives in the
+// record around it.
+
+#include "apps/photo/JpegCodec.h"
+
+#include <algorithm>
+#include <csetjmp>
+#include <cstdio>
+#include <cstdlib>
+#include <stdexcept>
+
+#include <jpeglib.h>
+
+#include <jerror.h>
+
+#include "apps/photo/Codecs.h"
+#include "apps/photo/Formats.h"
+#include "apps/photo/Samples.h"
+
+namespace photo {
+namespace {
+
+constexpr int stripe = 16;        // rows handed over at a time: one row of blocks at 4:2:0
+constexpr int scansAtMost = 1000; // of a progressive file; only a hostile one has more
+
+struct Errors {
+  jpeg_error_mgr manager; // first, so that the library's pointer is ours
+  std::jmp_buf jump;
+  char message[JMSG_LENGTH_MAX];
+  bool endsEarly; // the data ended before the picture did
+  char damage[JMSG_LENGTH_MAX];
+};
+
+Errors* errorsOf(j_common_ptr codec) { return reinterpret_cast<Errors*>(codec->err); }
+
+[[noreturn]] void leave(j_common_ptr codec) {
+  codec->err->format_message(codec, errorsOf(codec)->message);
+  std::longjmp(errorsOf(codec)->jump, 1);
+}
+
+// Warnings have a negative level: the data is wrong, and the library goes on with what it has.
+void note(j_common_ptr codec, int level) {
+  Errors* errors = errorsOf(codec);
+  if (level >= 0)
+    return;
+  errors->manager.num_warnings++;
+  if (errors->manager.msg_code == JWRN_JPEG_EOF)
+    errors->endsEarly = true;
+  else if (errors->manager.msg_code == JWRN_HIT_MARKER && !errors->damage[0])
+    codec->err->format_message(codec, errors->damage);
+}
+
+jpeg_error_mgr* prepare(Errors& errors) {
+  jpeg_std_error(&errors.manager);
+  errors.manager.error_exit = leave;
+  errors.manager.emit_message = note;
+  errors.manager.output_message = [](j_common_ptr) {};
+  return &errors.manager;
+}
+
+// Runs the step; throws what the library complained of. The step must not throw.
+template <class Step> void guarded(Errors& errors, Step step) {
+  if (setjmp(errors.jump))
+    throw std::runtime_error(errors.message);
+  step();
+}
+
+struct Decoder {
+  jpeg_decompress_struct codec{};
+  Errors errors{};
+  Decoder() { codec.err = prepare(errors); }
+  ~Decoder() { jpeg_destroy_decompress(&codec); }
+};
+
+struct Encoder {
+  jpeg_compress_struct codec{};
+  Errors errors{};
+  unsigned char* bytes = nullptr; // of malloc, grown by the library
+  unsigned long size = 0;
+  Encoder() { codec.err = prepare(errors); }
+  ~Encoder() {
+    jpeg_destroy_compress(&codec);
+    std::free(bytes);
+  }
+};
+
+void readHeader(Decoder& decoder, const Source& source) {
+  jpeg_decompress_struct& codec = decoder.codec;
+  guarded(decoder.errors, [&] {
+    jpeg_create_decompress(&codec);
+    jpeg_mem_src(&codec, source.bytes.data(), source.bytes.size());
+    jpeg_save_markers(&codec, JPEG_APP0 + 2, 0xffff); // the profile's
+    jpeg_read_header(&codec, TRUE);
+  });
+  if (codec.num_components != 3 || codec.jpeg_color_space == JCS_CMYK)
+    throw std::runtime_error(notRgb);
+}
+
+Bytes profileOf(Decoder& decoder) {
+  JOCTET* data = nullptr;
+  unsigned int size = 0;
+  guarded(decoder.errors, [&] { jpeg_read_icc_profile(&decoder.codec, &data, &size); });
+  const std::unique_ptr<JOCTET, void (*)(void*)> owner(data, std::free);
+  return Bytes(data, data + (data ? size : 0));
+}
+
+Resolution resolutionOf(const jpeg_decompress_struct& codec) {
+  if (!codec.saw_JFIF_marker || codec.density_unit == 0)
+    return {};
+  return {double(codec.X_density), double(codec.Y_density), codec.density_unit == 2};
+}
+
+// Decodes the next rows, at most a stripe; deeper documents get them through `line`.
+void readStripe(Decoder& decoder, host::Document& document, Bytes& line) {
+  jpeg_decompress_struct& codec = decoder.codec;
+  const int32_t y = int32_t(codec.output_scanline);
+  if (document.depth() == 8) {
+    guarded(decoder.errors, [&] {
+      JSAMPROW rows[stripe];
+      const int count = std::min<int>(stripe, document.height() - y);
+      for (int i = 0; i < count; ++i)
+        rows[i] = reinterpret_cast<JSAMPROW>(document.row(y + i));
+      jpeg_read_scanlines(&codec, rows, JDIMENSION(count));
+    });
+    return;
+  }
+  guarded(decoder.errors, [&] {
+    JSAMPROW row = line.data();
+    jpeg_read_scanlines(&codec, &row, 1);
+  });
+  widen(line.data(), line.size(), document.depth(), document.row(y));
+}
+
+} // namespace
+
+Picture readJpeg(const Source& source, int minimumBits, const Watch& watch) {
+  Decoder decoder;
+  jpeg_decompress_struct& codec = decoder.codec;
+  readHeader(decoder, source);
+  const int depth = std::max(8, minimumBits);
+  Picture picture{
+      host::Document(int32_t(codec.image_width), int32_t(codec.image_height), 3, depth)};
+  picture.blocks.icc = profileOf(decoder);
+  picture.resolution = resolutionOf(codec);
+  guarded(decoder.errors, [&] {
+    codec.out_color_space = JCS_RGB;
+    // Scans of a progressive file are taken one by one, so that their number can be limited.
+    codec.buffered_image = jpeg_has_multiple_scans(&codec);
+    jpeg_start_decompress(&codec);
+  });
+  if (codec.buffered_image) {
+    int status = JPEG_SUSPENDED;
+    while (status != JPEG_REACHED_EOI) {
+      if (watch.stopped())
+        throw Stopped();
+      if (codec.input_scan_number > scansAtMost)
+        throw std::runtime_error("more scans than any picture needs");
+      guarded(decoder.errors, [&] { status = jpeg_consume_input(&codec); });
+    }
+    guarded(decoder.errors, [&] { jpeg_start_output(&codec, codec.input_scan_number); });
+  }
+  Bytes line(depth == 8 ? 0 : size_t(codec.output_width) * 3);
+  while (codec.output_scanline < codec.output_height) {
+    if (watch.stopped())
+      throw Stopped();
+    readStripe(decoder, picture.document, line);
+    watch.progress(double(codec.output_scanline) / codec.output_height);
+  }
+  guarded(decoder.errors, [&] {
+    if (codec.buffered_image)
+      jpeg_finish_output(&codec);
+    jpeg_finish_decompress(&codec);
+  });
+  if (decoder.errors.endsEarly)
+    throw std::runtime_error("truncated: the file ends before the picture does");
+  if (decoder.errors.damage[0])
+    picture.notes.push_back(std::string("damaged: ") + decoder.errors.damage);
+  return picture;
+}
+
+Bytes writeJpeg(const Picture& picture, const Encoding& encoding, const Bytes& icc,
+                const Watch& watch) {
+  const host::Document& document = picture.document;
+  Encoder encoder;
+  jpeg_compress_struct& codec = encoder.codec;
+  guarded(encoder.errors, [&] {
+    jpeg_create_compress(&codec);
+    jpeg_mem_dest(&codec, &encoder.bytes, &encoder.size);
+    codec.image_width = JDIMENSION(document.width());
+    codec.image_height = JDIMENSION(document.height());
+    codec.input_components = 3;
+    codec.in_color_space = JCS_RGB;
+    jpeg_set_defaults(&codec);
+    jpeg_set_quality(&codec, encoding.quality, TRUE);
+    codec.comp_info[0].h_samp_factor = codec.comp_info[0].v_samp_factor = 1;
+    if (picture.resolution.x > 0) {
+      codec.density_unit = picture.resolution.perCentimetre ? 2 : 1;
+      codec.X_density = UINT16(std::clamp(picture.resolution.x, 1.0, 65535.0));
+      codec.Y_density = UINT16(std::clamp(picture.resolution.y, 1.0, 65535.0));
+    }
+    jpeg_start_compress(&codec, TRUE);
+    if (!icc.empty())
+      jpeg_write_icc_profile(&codec, icc.data(), unsigned(icc.size()));
+  });
+  const size_t rowSamples = size_t(document.width()) * 3;
+  Bytes lines(document.depth() == 8 ? 0 : rowSamples * stripe);
+  while (codec.next_scanline < codec.image_height) {
+    if (watch.stopped())
+      throw Stopped();
+    const int32_t y = int32_t(codec.next_scanline);
+    const int count = std::min<int>(stripe, document.height() - y);
+    JSAMPROW rows[stripe];
+    for (int i = 0; i < count; ++i) {
+      if (document.depth() == 8) {
+        rows[i] = reinterpret_cast<JSAMPROW>(const_cast<std::byte*>(document.row(y + i)));
+      } else {
+        rows[i] = lines.data() + size_t(i) * rowSamples;
+        narrow(document.row(y + i), rowSamples, document.depth(), 8, rows[i]);
+      }
+    }
+    guarded(encoder.errors, [&] { jpeg_write_scanlines(&codec, rows, JDIMENSION(count)); });
+    watch.progress(double(codec.next_scanline) / codec.image_height);
+  }
+  guarded(encoder.errors, [&] { jpeg_finish_compress(&codec); });
+  return Bytes(encoder.bytes, encoder.bytes + encoder.size);
+}
+
+} // namespace photo

@@ -1,0 +1,42 @@
+// Exif, XMP, IPTC, comment and colour profile from the photograph to the result, by Exiv2.
+#pragma once
+
+#include <memory>
+#include <string>
+
+#include "apps/photo/Formats.h"
+#include "apps/photo/Picture.h"
+
+namespace photo {
+
+// What a photograph carries beside its pixels. Movable; its insides are Exiv2's.
+class Metadata {
+public:
+  Metadata();
+  Metadata(Metadata&&) noexcept;
+  Metadata& operator=(Metadata&&) noexcept;
+  ~Metadata();
+
+  struct State;
+  State& state() { return *state_; }
+  const State& state() const { return *state_; }
+
+private:
+  std::unique_ptr<State> state_;
+};
+
+// Reads the metadata of a file; of a format that Exiv2 does not read, nothing.
+Metadata readMetadata(const Bytes& file);
+
+// Makes it that of a result: fills what Exiv2 did not find from the decoder's blocks, names the
+// program as the software, drops thumbnails (they show the hazy picture) and what describes the old
+// file's storage; the orientation too when the decoder has turned the picture upright.
+void adaptToResult(Metadata& metadata, const Picture& picture, const std::string& program);
+
+// The blocks for codecs that write metadata themselves.
+MetadataBlocks blocksOf(const Metadata& metadata);
+
+// The encoded file with the metadata in it. What the format cannot take is told in a sentence.
+Bytes withMetadata(Bytes file, const Metadata& metadata, const Format& format, std::string& lost);
+
+} // namespace photo

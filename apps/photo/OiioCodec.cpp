@@ -1,0 +1,266 @@
+// All formats but JPEG, by OpenImageIO: the one file of the module fogdissolver-formats.so.
+//
+// Pixels go straight between the library and the document's rows. Alpha is asked for as it stands
+// in the file; what the file had multiplied is told in the picture. Metadata that Exiv2 carries is
+// left to it; where Exiv2 does not know the format, the blocks pass through the library's
+// attributes.
+
+#include <algorithm>
+#include <cstring>
+#include <stdexcept>
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <OpenImageIO/filesystem.h>
+#include <OpenImageIO/imageio.h>
+#include <OpenImageIO/tiffutils.h>
+
+#include "apps/photo/Codecs.h"
+#include "apps/photo/Files.h"
+#include "apps/photo/Formats.h"
+#include "apps/photo/Samples.h"
+
+namespace photo {
+namespace {
+
+using namespace OIIO;
+
+constexpr int chunk = 256; // rows encoded at a time: whole strips of every format
+
+[[noreturn]] void fail(const std::string& reason) { throw std::runtime_error(reason); }
+
+// First line of what the library says.
+std::string firstLine(const std::string& text) { return text.substr(0, text.find('\n')); }
+
+TypeDesc typeOf(int bits) {
+  return bits == 8 ? TypeDesc::UINT8 : bits == 16 ? TypeDesc::UINT16 : TypeDesc::FLOAT;
+}
+
+// ---- Reading
+
+// Opens from memory where the format's reader can, else by name. A stream without a name that needs
+// one is put into a file for as long as the reader lives.
+struct Input {
+  Filesystem::IOMemReader memory;
+  TemporaryFile file;
+  std::unique_ptr<ImageInput> reader;
+
+  explicit Input(const Source& source) : memory(source.bytes.data(), source.bytes.size()) {
+    ImageSpec config;
+    config["oiio:UnassociatedAlpha"] = 1;
+    const Format* known = formatOfBytes(source.bytes.data(), source.bytes.size());
+    const std::string name = source.path != "-" ? source.path
+                             : known            ? "stream." + std::string(usualExtension(*known))
+                                                : "stream";
+    reader = ImageInput::open(name, &config, &memory);
+    if (!reader && source.path != "-")
+      reader = ImageInput::open(name, &config);
+    if (!reader && known) { // the name may tell another format than the bytes
+      reader = ImageInput::create(known->codec, false, &config, &memory);
+      ImageSpec spec;
+      if (!reader || !reader->open(name, spec, config))
+        fail("broken " + std::string(known->name) +
+             " file: " + firstLine(reader ? reader->geterror() : OIIO::geterror()));
+    }
+    (void)OIIO::geterror();
+    if (!reader)
+      fail("not an image, or of a format that is not read");
+  }
+};
+
+// Colour models in which three channels are something else than red, green and blue.
+void refuseOtherModels(const ImageInput& reader, const ImageSpec& spec) {
+  constexpr int photometricSeparated = 5, photometricLab = 8; // of TIFF
+  const int photometric = spec.get_int_attribute("tiff:PhotometricInterpretation", 2);
+  const std::string space = spec.get_string_attribute("tiff:ColorSpace");
+  const bool exr = std::strcmp(reader.format_name(), "openexr") == 0;
+  const bool named = spec.channelnames.size() > 2 && spec.channelnames[0].ends_with("R") &&
+                     spec.channelnames[1].ends_with("G") && spec.channelnames[2].ends_with("B");
+  if (std::strcmp(reader.format_name(), "FFmpeg movie") == 0)
+    fail("a film, not a photograph");
+  if (spec.deep || spec.depth > 1)
+    fail("not a flat picture");
+  if (spec.nchannels < 3 || (exr && !named) || photometric == photometricSeparated ||
+      photometric == photometricLab || space == "CMYK" ||
+      spec.get_string_attribute("psd:ColorMode") == "CMYK")
+    fail(notRgb);
+}
+
+Bytes profileOf(const ImageSpec& spec) {
+  const ParamValue* profile = spec.find_attribute("ICCProfile");
+  if (!profile)
+    return {};
+  const auto* data = static_cast<const uint8_t*>(profile->data());
+  return Bytes(data, data + profile->datasize());
+}
+
+MetadataBlocks blocksOf(const ImageSpec& spec) {
+  MetadataBlocks blocks;
+  std::vector<char> exif, iptc;
+  encode_exif(spec, exif);
+  encode_iptc_iim(spec, iptc);
+  blocks.exif.assign(exif.begin(), exif.end());
+  blocks.iptc.assign(iptc.begin(), iptc.end());
+  blocks.xmp = encode_xmp(spec, true);
+  blocks.icc = profileOf(spec);
+  return blocks;
+}
+
+Picture read(const Source& source, int minimumBits, int threads, const Watch& watch) {
+  OIIO::attribute("threads", threads);
+  OIIO::attribute("exr_threads", threads > 1 ? threads : -1);
+  Input input(source);
+  ImageInput& reader = *input.reader;
+  const ImageSpec spec = reader.spec();
+  refuseOtherModels(reader, spec);
+  if (std::max(spec.width, spec.height) > longestSide)
+    fail(tooLarge);
+
+  const int bytes = int(spec.format.basesize());
+  const int fileBits = spec.format == TypeDesc::HALF ? 32 : bytes >= 4 ? 32 : bytes * 8;
+  const int depth = std::max(fileBits, minimumBits);
+  const bool alpha = spec.alpha_channel == 3;
+  Picture picture{
+      host::Document(spec.width, spec.height, spec.nchannels, depth, host::ColourMode::rgb, alpha)};
+  picture.fileBits = fileBits;
+  picture.half = spec.format == TypeDesc::HALF;
+  picture.premultiplied = alpha && !spec.get_int_attribute("oiio:UnassociatedAlpha");
+  picture.upright = std::strcmp(reader.format_name(), "raw") == 0 ||
+                    std::strcmp(reader.format_name(), "heif") == 0;
+  picture.resolution = {spec.get_float_attribute("XResolution"),
+                        spec.get_float_attribute("YResolution"),
+                        spec.get_string_attribute("ResolutionUnit") == "cm"};
+  picture.blocks = blocksOf(spec);
+  picture.decoderRecord = std::make_shared<ImageSpec>(spec);
+
+  auto tell = [](void* data, float share) {
+    const Watch& watch = *static_cast<const Watch*>(data);
+    watch.progress(share);
+    return watch.stopped();
+  };
+  const bool done =
+      reader.read_image(0, 0, 0, spec.nchannels, typeOf(depth), picture.document.row(0), AutoStride,
+                        AutoStride, AutoStride, tell, const_cast<Watch*>(&watch));
+  if (watch.stopped())
+    throw Stopped();
+  if (!done || reader.has_error())
+    fail("truncated or damaged: " + firstLine(reader.geterror()));
+  if (depth == 16)
+    for (int32_t y = 0; y < spec.height; ++y)
+      toDocument16(reinterpret_cast<uint16_t*>(picture.document.row(y)),
+                   size_t(spec.width) * size_t(spec.nchannels));
+  if (reader.seek_subimage(1, 0))
+    picture.notes.push_back("holds several pictures; the first one is used");
+  return picture;
+}
+
+// ---- Writing
+
+// Header of the result: what the decoder kept of the file if that is all there is, without what
+// describes the old file's storage; or the blocks.
+void carryAttributes(const Picture& picture, const MetadataBlocks& blocks, ImageSpec& spec) {
+  constexpr const char* storage[] = {
+      "oiio:", "compression", "planarconfig", "tiff:", "png:",      "bmp:",   "ICCProfile",
+      "raw:",  "Exif:",       "GPS:",         "webp:", "jpeg2000:", "targa:", "rational"};
+  if (picture.decoderRecord) {
+    const auto& source = *static_cast<const ImageSpec*>(picture.decoderRecord.get());
+    for (const ParamValue& p : source.extra_attribs)
+      if (std::none_of(std::begin(storage), std::end(storage),
+                       [&](const char* prefix) { return Strutil::istarts_with(p.name(), prefix); }))
+        spec.attribute(p.name(), p.type(), p.data());
+    spec.x = source.x;
+    spec.y = source.y;
+    spec.full_x = source.full_x;
+    spec.full_y = source.full_y;
+    spec.full_width = source.full_width;
+    spec.full_height = source.full_height;
+  }
+  if (!blocks.exif.empty())
+    decode_exif(cspan<uint8_t>(blocks.exif.data(), blocks.exif.size()), spec);
+  if (!blocks.iptc.empty())
+    decode_iptc_iim(blocks.iptc.data(), int(blocks.iptc.size()), spec);
+  if (!blocks.xmp.empty())
+    decode_xmp(string_view(blocks.xmp), spec);
+}
+
+ImageSpec headerOf(const Picture& picture, const Encoding& encoding, const MetadataBlocks& blocks) {
+  const host::Document& document = picture.document;
+  const std::string codec = encoding.format->codec;
+  ImageSpec spec(document.width(), document.height(), document.channels(),
+                 encoding.half ? TypeDesc(TypeDesc::HALF) : typeOf(encoding.bits));
+  if (!encoding.format->exiv2)
+    carryAttributes(picture, blocks, spec);
+  if (encoding.format->extraChannels && picture.decoderRecord)
+    spec.channelnames = static_cast<const ImageSpec*>(picture.decoderRecord.get())->channelnames;
+  spec.alpha_channel = document.hasTransparency() ? 3 : -1;
+  if (document.hasTransparency() && !encoding.format->premultiplied)
+    spec["oiio:UnassociatedAlpha"] = 1;
+  if (codec == "tiff")
+    spec["Compression"] = "zip";
+  else if (codec == "png")
+    spec["png:compressionLevel"] = 4; // a third of the time of the usual 6 for some percent of size
+  else if (codec == "webp")
+    spec["Compression"] = "webp:" + std::to_string(encoding.quality);
+  else if (codec == "openexr")
+    spec["Compression"] = "zip";
+  if (picture.resolution.x > 0) {
+    spec["XResolution"] = float(picture.resolution.x);
+    spec["YResolution"] = float(picture.resolution.y);
+    spec["ResolutionUnit"] = picture.resolution.perCentimetre ? "cm" : "in";
+  }
+  if (!blocks.icc.empty())
+    spec.attribute("ICCProfile", TypeDesc(TypeDesc::UINT8, int(blocks.icc.size())),
+                   blocks.icc.data());
+  return spec;
+}
+
+void writeRows(ImageOutput& writer, const Picture& picture, const Encoding& encoding,
+               const Watch& watch) {
+  const host::Document& document = picture.document;
+  const size_t rowSamples = size_t(document.width()) * size_t(document.channels());
+  const bool asIs = document.depth() == encoding.bits && document.depth() != 16;
+  Bytes rows(asIs ? 0 : rowSamples * size_t(encoding.bits) / 8 * chunk);
+  for (int32_t y = 0; y < document.height(); y += chunk) {
+    if (watch.stopped())
+      throw Stopped();
+    const int32_t end = std::min(y + chunk, document.height());
+    if (!asIs)
+      narrow(document.row(y), rowSamples * size_t(end - y), document.depth(), encoding.bits,
+             rows.data());
+    const void* from = asIs ? static_cast<const void*>(document.row(y)) : rows.data();
+    const int top = writer.spec().y;
+    if (!writer.write_scanlines(top + y, top + end, 0, typeOf(encoding.bits), from))
+      fail("cannot be encoded: " + firstLine(writer.geterror()));
+    watch.progress(double(end) / document.height());
+  }
+}
+
+Bytes encode(const Picture& picture, const Encoding& encoding, const MetadataBlocks& blocks,
+             const Watch& watch) {
+  OIIO::attribute("threads", encoding.threads);
+  OIIO::attribute("exr_threads", encoding.threads > 1 ? encoding.threads : -1);
+  const std::unique_ptr<ImageOutput> writer = ImageOutput::create(encoding.format->codec);
+  if (!writer)
+    fail(std::string(encoding.format->name) + " is not among the formats of this image library");
+  Bytes bytes;
+  Filesystem::IOVecOutput memory(bytes);
+  const bool inMemory = writer->supports("ioproxy") && writer->set_ioproxy(&memory);
+  TemporaryFile file;
+  std::string name = "result." + std::string(usualExtension(*encoding.format));
+  if (!inMemory)
+    name = file.create(usualExtension(*encoding.format));
+  const ImageSpec spec = headerOf(picture, encoding, blocks);
+  if (!writer->open(name, spec))
+    fail(firstLine(writer->geterror()));
+  writeRows(*writer, picture, encoding, watch);
+  if (!writer->close())
+    fail("cannot be encoded: " + firstLine(writer->geterror()));
+  return inMemory ? std::move(bytes) : readWhole(name);
+}
+
+} // namespace
+} // namespace photo
+
+extern "C" __attribute__((visibility("default")))
+const photo::LibraryCodec fogdissolverLibraryCodec = {photo::read, photo::encode};

@@ -1,0 +1,69 @@
+// A photograph between its file and the filter: the document that the filter works on, and what the
+// file says about its samples.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "host/Document.h"
+
+namespace photo {
+
+using Bytes = std::vector<uint8_t>;
+
+// Metadata as the blocks that files carry; empty: none.
+struct MetadataBlocks {
+  Bytes exif;      // TIFF structure, without the "Exif" mark before it
+  Bytes iptc;      // IIM records
+  std::string xmp; // packet
+  Bytes icc;       // colour profile
+};
+
+// Pixels for each unit of length, as printing programs read it; 0: not told.
+struct Resolution {
+  double x = 0, y = 0;
+  bool perCentimetre = false; // else per inch
+};
+
+struct Picture {
+  host::Document document;                   // RGB, perhaps alpha, perhaps further channels
+  int fileBits = 8;                          // bits a channel in the file: 8, 16 or 32
+  bool half = false;                         // the file's 32-bit channels were 16-bit floats
+  bool premultiplied = false;                // the document's colours are multiplied with alpha
+  bool upright = false;                      // the decoder has applied the orientation itself
+  Resolution resolution;                     //
+  MetadataBlocks blocks;                     // the decoder's reading of them, where it keeps one
+  std::shared_ptr<const void> decoderRecord; // the decoder's own header, for its encoder; or null
+  std::vector<std::string> notes;            // what a person should know, one sentence each
+};
+
+// Bytes of a file, and the name that tells its format where the bytes do not.
+struct Source {
+  std::string path; // for decoders that open files by themselves
+  Bytes bytes;
+};
+
+struct Format;
+
+// What to make of a picture.
+struct Encoding {
+  const Format* format = nullptr;
+  int bits = 8;      // bits a channel in the file; at most the document's depth
+  bool half = false; // 32-bit channels are stored as 16-bit floats
+  int quality = 95;  // of formats that lose, 1 to 100
+  int threads = 1;
+};
+
+// How a long piece of work is watched. `progress` gets the share that is done, 0 to 1; both may be
+// called often. Whoever sees `stopped` give true throws Stopped.
+struct Watch {
+  std::function<void(double)> progress = [](double) {};
+  std::function<bool()> stopped = [] { return false; };
+};
+
+struct Stopped {};
+
+} // namespace photo
