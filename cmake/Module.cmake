@@ -40,7 +40,8 @@ function(fog_build_modules)
     add_library(fogdissolver-${level} MODULE)
     target_link_libraries(fogdissolver-${level} PRIVATE fog_core_${level} fog_ui)
     set(map ${PROJECT_SOURCE_DIR}/cmake/exports.map)
-    target_link_options(fogdissolver-${level} PRIVATE -Wl,--version-script=${map})
+    # The other linkers do not take a version whose name is a number.
+    target_link_options(fogdissolver-${level} PRIVATE -fuse-ld=gold -Wl,--version-script=${map})
     set_target_properties(fogdissolver-${level} PROPERTIES
       PREFIX "" LINK_DEPENDS ${map}
       LIBRARY_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/plugin)

@@ -59,7 +59,8 @@ void PIAboutBox::HandleMessage(uint32_t message, uintptr_t wParam, intptr_t) {
     EndDialog(dialogWindow, 0);
 }
 
-intptr_t GenericProc(Window dialog, uint32_t message, uintptr_t wParam, intptr_t lParam) {
+__attribute__((visibility("default"), symver("_GenericProc@16"))) intptr_t
+GenericProc(Window dialog, uint32_t message, uintptr_t wParam, intptr_t lParam) {
   switch (message) {
   case WM_INITDIALOG:
     CentreDialog(dialog);

@@ -145,3 +145,7 @@ struct InputMessage {
   uintptr_t wParam;
   intptr_t lParam;
 };
+
+// Looks of a push button (BM_SETSTYLE): the default one is pressed by Enter from anywhere.
+constexpr uintptr_t BS_PUSHBUTTON = 0;
+constexpr uintptr_t BS_DEFPUSHBUTTON = 1;

@@ -23,4 +23,4 @@ struct ToolkitServices {
 // The desktop's own; without an application none of them does anything.
 extern const ToolkitServices desktopServices;
 
-extern ToolkitServices gServices; // desktopServices until a test puts others there
+extern const ToolkitServices* gServices; // &desktopServices, until a test puts others in its place

@@ -1,7 +1,7 @@
 // What a window is made of, for those that make them: the toolkit's dialogs, and tests.
 #pragma once
 
-#include <deque>
+#include <cstddef>
 #include <string>
 #include <vector>
 
@@ -24,6 +24,7 @@ struct ToolkitWindow {
   void* peer = nullptr;                   // what the behaviour works on
   DialogProc dialogProc = nullptr;        // dialogs: sees messages first, but for the TKM_ ones
   std::vector<WindowSubclass> subclasses; // newest last
+  size_t below = 0; // subclasses that DefSubclassProc has yet to ask, while a message is handled
 };
 
 // A window that takes part: found by GetDlgItem and IsWindow until destroyed.

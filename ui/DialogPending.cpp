@@ -1,5 +1,0 @@
-#include "ui/Dialogs.h"
-
-bool DoUI() { return false; }
-void DoAbout() {}
-void DeleteProxyBuffer() {}

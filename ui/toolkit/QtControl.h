@@ -1,0 +1,67 @@
+// A control of a dialog: a Qt widget behind a window record.
+//
+// The object is an event filter in front of its widget. Input becomes messages to the window; what
+// the procedures in front of it let through comes back to behave(), which does what the stock
+// control does, mostly by handing the widget the event that it would have got at once.
+#pragma once
+
+#include <QObject>
+#include <QWidget>
+
+#include <functional>
+
+#include "ui/toolkit/DialogTemplate.h"
+#include "ui/toolkit/WindowRecord.h"
+
+class QKeyEvent;
+class QtDialog;
+
+class QtControl : public QObject {
+public:
+  // The widget belongs to the dialog's widget; this object too.
+  QtControl(QtDialog& dialog, const DialogControl& control, QWidget* widget);
+
+  Window window() const { return window_; }
+  QWidget* widget() const { return widget_; }
+  ControlKind kind() const { return kind_; }
+
+  // Messages that no procedure stopped.
+  virtual intptr_t behave(uint32_t message, uintptr_t wParam, intptr_t lParam);
+
+protected:
+  virtual std::string text() const { return {}; }
+  virtual void setText(const std::string&) {}
+
+  // An event for the widget; true: it is not to see it.
+  virtual bool onEvent(QEvent*) { return false; }
+  bool eventFilter(QObject* watched, QEvent* event) final;
+
+  // Input as messages to the window; true: the widget is not to see the event as well.
+  bool sendKeyPress(QKeyEvent& event);
+  bool sendKeyRelease(QKeyEvent& event);
+  bool sendWheel(QEvent* event);
+  void sendFor(QEvent& event, uint32_t message, uintptr_t wParam);
+
+  void deliver(QEvent& event) { static_cast<QObject*>(widget_)->event(&event); }
+  void deliverCurrent(); // the event that the message being handled came from, if it came from one
+  QEvent* current() const { return current_; }
+
+  void notifyDialog(uint32_t message, uintptr_t wParam); // from a signal of the widget
+  QtDialog& dialog() const { return dialog_; }
+
+private:
+  QtDialog& dialog_;
+  ControlKind kind_;
+  QWidget* widget_;
+  Window window_;
+  QEvent* current_ = nullptr;
+  int wheelRest_ = 0; // turn that has not made a whole notch yet
+};
+
+// Makes the widget of a row and what stands behind it.
+QtControl* MakeControl(QtDialog& dialog, const DialogControl& control, const char* text);
+QtControl* MakeEdit(QtDialog& dialog, const DialogControl& control);
+QtControl* MakeTrackBar(QtDialog& dialog, const DialogControl& control);
+
+// Copies UTF-8 text as WM_GETTEXT does: at most `capacity` bytes with the ending zero.
+intptr_t CopyText(const std::string& text, uintptr_t capacity, intptr_t buffer);

@@ -1,0 +1,107 @@
+// The desktop behind the toolkit: screen, keyboard, clipboard, message boxes, through Qt.
+#include <QApplication>
+#include <QClipboard>
+#include <QDesktopServices>
+#include <QMessageBox>
+#include <QScreen>
+#include <QStyle>
+#include <QThread>
+#include <QUrl>
+
+#include "frame/Strings.h"
+#include "ui/toolkit/QtDialog.h"
+#include "ui/toolkit/Services.h"
+
+namespace {
+
+// Null where nothing can be shown: there is no application, or this is another thread.
+QApplication* application() {
+  auto* app = qobject_cast<QApplication*>(QCoreApplication::instance());
+  return app && app->thread() == QThread::currentThread() ? app : nullptr;
+}
+
+intptr_t dialogBox(const DialogTemplate* dialogTemplate, void* owner, DialogProc proc,
+                   intptr_t parameter) {
+  if (!application())
+    return -1;
+  return QtDialog(*dialogTemplate, static_cast<QWidget*>(owner), proc).run(parameter);
+}
+
+void messagePosted() {
+  if (!application())
+    return;
+  QMetaObject::invokeMethod(
+      qApp,
+      [] {
+        if (QtDialog* dialog = QtDialog::innermost())
+          dialog->guarded([] { DispatchPostedMessage(); });
+      },
+      Qt::QueuedConnection);
+}
+
+void* activeWindow() { return application() ? QApplication::activeWindow() : nullptr; }
+
+WindowRect desktop() {
+  const QScreen* screen = application() ? QGuiApplication::primaryScreen() : nullptr;
+  const QRect rect = screen ? screen->geometry() : QRect();
+  return {rect.left(), rect.top(), rect.left() + rect.width(), rect.top() + rect.height()};
+}
+
+int32_t captionHeight() {
+  return application() ? QApplication::style()->pixelMetric(QStyle::PM_TitleBarHeight) : 0;
+}
+
+bool keyHeld(uintptr_t key) {
+  const Qt::KeyboardModifiers held =
+      application() ? QGuiApplication::keyboardModifiers() : Qt::NoModifier;
+  return held.testFlag(key == VK_CONTROL ? Qt::ControlModifier
+                       : key == VK_MENU  ? Qt::AltModifier
+                       : key == VK_SHIFT ? Qt::ShiftModifier
+                                         : Qt::NoModifier) &&
+         (key == VK_CONTROL || key == VK_MENU || key == VK_SHIFT);
+}
+
+void beep() {
+  if (application())
+    QApplication::beep();
+}
+
+int messageBox(Window, const std::string& text, uint32_t style) {
+  if (!application())
+    return 0;
+  QtDialog* dialog = QtDialog::innermost();
+  QMessageBox box(style & MB_ICONHAND          ? QMessageBox::Critical
+                  : style & MB_ICONEXCLAMATION ? QMessageBox::Warning
+                                               : QMessageBox::NoIcon,
+                  systemLanguageIsFrench() ? "Erreur" : "Error", QString::fromStdString(text),
+                  QMessageBox::Ok, dialog ? dialog->widget() : QApplication::activeWindow());
+  box.exec();
+  return 1;
+}
+
+bool openClipboard() { return application() != nullptr; }
+
+std::string clipboardText() {
+  return application() ? QGuiApplication::clipboard()->text().toStdString() : std::string();
+}
+
+void openAddress(const std::string& address) {
+  if (application() && !address.empty())
+    QDesktopServices::openUrl(QUrl(QString::fromStdString(address)));
+}
+
+void busy(bool on) {
+  if (!application())
+    return;
+  if (on)
+    QGuiApplication::setOverrideCursor(Qt::WaitCursor);
+  else
+    QGuiApplication::restoreOverrideCursor();
+}
+
+} // namespace
+
+const ToolkitServices desktopServices = {
+    dialogBox, messagePosted, activeWindow,  desktop,       captionHeight, keyHeld,
+    beep,      messageBox,    openClipboard, clipboardText, openAddress,   busy,
+};

@@ -1,0 +1,360 @@
+// Windows, messages, hooks and drawing, over plain records: nothing here knows what shows them.
+#include "ui/toolkit/Windows.h"
+
+#include <algorithm>
+#include <deque>
+#include <memory>
+#include <string>
+#include <unordered_set>
+
+#include "ui/toolkit/Services.h"
+#include "ui/toolkit/WindowRecord.h"
+
+const ToolkitServices* gServices = &desktopServices;
+
+struct ToolkitHook {
+  HookProc proc;
+};
+
+namespace {
+
+std::unordered_set<Window>& liveWindows() {
+  static std::unordered_set<Window> windows;
+  return windows;
+}
+
+std::deque<InputMessage>& postedMessages() {
+  static std::deque<InputMessage> queue;
+  return queue;
+}
+
+std::vector<Hook>& hooks() {
+  static std::vector<Hook> installed; // newest last
+  return installed;
+}
+
+// The window itself: a dialog's procedure first, then what every window of its kind does.
+intptr_t callWindow(Window window, uint32_t message, uintptr_t wParam, intptr_t lParam) {
+  if (window->dialogProc && message < TKM_FIRST) {
+    const intptr_t result = window->dialogProc(window, message, wParam, lParam);
+    if (result || !IsWindow(window))
+      return result;
+  }
+  return DefWindowProc(window, message, wParam, lParam);
+}
+
+// The message through the oldest `count` subclass procedures, the newest of them first.
+intptr_t callThrough(Window window, size_t count, uint32_t message, uintptr_t wParam,
+                     intptr_t lParam) {
+  count = std::min(count, window->subclasses.size());
+  if (count == 0)
+    return callWindow(window, message, wParam, lParam);
+  const WindowSubclass subclass = window->subclasses[count - 1];
+  const size_t before = window->below;
+  window->below = count - 1;
+  const intptr_t result =
+      subclass.proc(window, message, wParam, lParam, subclass.id, subclass.refData);
+  if (IsWindow(window))
+    window->below = before;
+  return result;
+}
+
+auto findSubclass(Window window, SubclassProc proc, uintptr_t id) {
+  return std::find_if(window->subclasses.begin(), window->subclasses.end(),
+                      [&](const WindowSubclass& s) { return s.proc == proc && s.id == id; });
+}
+
+} // namespace
+
+Window NewWindow(Window parent, int id, uint32_t style, WindowProc behaviour, void* peer) {
+  auto window = std::make_unique<ToolkitWindow>();
+  window->parent = parent;
+  window->id = id;
+  window->style = style;
+  window->behaviour = behaviour;
+  window->peer = peer;
+  liveWindows().insert(window.get());
+  if (IsWindow(parent))
+    parent->children.push_back(window.get());
+  return window.release();
+}
+
+void DestroyWindow(Window window) {
+  if (!IsWindow(window))
+    return;
+  while (!window->children.empty())
+    DestroyWindow(window->children.back());
+  if (IsWindow(window->parent))
+    std::erase(window->parent->children, window);
+  liveWindows().erase(window);
+  std::erase_if(postedMessages(), [&](const InputMessage& m) { return m.window == window; });
+  delete window;
+}
+
+bool IsWindow(Window window) { return window && liveWindows().contains(window); }
+
+intptr_t SendMessage(Window window, uint32_t message, uintptr_t wParam, intptr_t lParam) {
+  if (!IsWindow(window))
+    return 0;
+  return callThrough(window, window->subclasses.size(), message, wParam, lParam);
+}
+
+void PostMessage(Window window, uint32_t message, uintptr_t wParam, intptr_t lParam) {
+  if (!IsWindow(window))
+    return;
+  postedMessages().push_back({window, message, wParam, lParam});
+  gServices->messagePosted();
+}
+
+bool DispatchPostedMessage() {
+  if (postedMessages().empty())
+    return false;
+  const InputMessage message = postedMessages().front();
+  postedMessages().pop_front();
+  SendMessage(message.window, message.message, message.wParam, message.lParam);
+  return true;
+}
+
+intptr_t SendDlgItemMessage(Window dialog, int id, uint32_t message, uintptr_t wParam,
+                            intptr_t lParam) {
+  return SendMessage(GetDlgItem(dialog, id), message, wParam, lParam);
+}
+
+intptr_t DefWindowProc(Window window, uint32_t message, uintptr_t wParam, intptr_t lParam) {
+  if (!IsWindow(window) || !window->behaviour)
+    return 0;
+  return window->behaviour(window, message, wParam, lParam);
+}
+
+void SetWindowSubclass(Window window, SubclassProc proc, uintptr_t id, uintptr_t refData) {
+  if (!IsWindow(window))
+    return;
+  const auto existing = findSubclass(window, proc, id);
+  if (existing != window->subclasses.end())
+    existing->refData = refData;
+  else
+    window->subclasses.push_back({proc, id, refData});
+}
+
+void RemoveWindowSubclass(Window window, SubclassProc proc, uintptr_t id) {
+  if (!IsWindow(window))
+    return;
+  const auto existing = findSubclass(window, proc, id);
+  if (existing != window->subclasses.end())
+    window->subclasses.erase(existing);
+}
+
+intptr_t DefSubclassProc(Window window, uint32_t message, uintptr_t wParam, intptr_t lParam) {
+  return IsWindow(window) ? callThrough(window, window->below, message, wParam, lParam) : 0;
+}
+
+Window GetParent(Window window) { return IsWindow(window) ? window->parent : nullptr; }
+
+Window GetDlgItem(Window dialog, int id) {
+  if (!IsWindow(dialog))
+    return nullptr;
+  for (Window child : dialog->children)
+    if (child->id == id)
+      return child;
+  return nullptr;
+}
+
+int GetDlgCtrlID(Window control) { return IsWindow(control) ? control->id : 0; }
+
+Window GetDesktopWindow() {
+  static const Window desktop = NewWindow(
+      nullptr, 0, 0,
+      [](Window, uint32_t message, uintptr_t, intptr_t lParam) -> intptr_t {
+        if (message != TKM_GETRECT && message != TKM_GETCLIENTRECT)
+          return 0;
+        *reinterpret_cast<WindowRect*>(lParam) = gServices->desktop();
+        return 1;
+      },
+      nullptr);
+  return desktop;
+}
+
+void SetWindowText(Window window, const std::string& text) {
+  SendMessage(window, WM_SETTEXT, 0, reinterpret_cast<intptr_t>(text.c_str()));
+}
+
+std::string GetWindowText(Window window) {
+  std::string text(size_t(SendMessage(window, WM_GETTEXTLENGTH, 0, 0)) + 1, '\0');
+  const intptr_t length =
+      SendMessage(window, WM_GETTEXT, text.size(), reinterpret_cast<intptr_t>(text.data()));
+  text.resize(size_t(length));
+  return text;
+}
+
+void SetDlgItemText(Window dialog, int id, const std::string& text) {
+  SetWindowText(GetDlgItem(dialog, id), text);
+}
+
+std::string GetDlgItemText(Window dialog, int id) { return GetWindowText(GetDlgItem(dialog, id)); }
+
+void SetDlgItemInt(Window dialog, int id, int32_t value, bool isSigned) {
+  SetDlgItemText(dialog, id, isSigned ? std::to_string(value) : std::to_string(uint32_t(value)));
+}
+
+void CheckDlgButton(Window dialog, int id, bool checked) {
+  SendDlgItemMessage(dialog, id, BM_SETCHECK, checked, 0);
+}
+
+bool IsDlgButtonChecked(Window dialog, int id) {
+  return SendDlgItemMessage(dialog, id, BM_GETCHECK, 0, 0) != 0;
+}
+
+void ShowWindow(Window window, int how) { SendMessage(window, TKM_SHOW, uintptr_t(how), 0); }
+
+void EnableWindow(Window window, bool enabled) { SendMessage(window, TKM_ENABLE, enabled, 0); }
+
+void SetFocus(Window window) { SendMessage(window, TKM_SETFOCUS, 0, 0); }
+
+WindowRect GetWindowRect(Window window) {
+  WindowRect rect = {};
+  SendMessage(window, TKM_GETRECT, 0, reinterpret_cast<intptr_t>(&rect));
+  return rect;
+}
+
+WindowRect GetClientRectOnScreen(Window window) {
+  WindowRect rect = {};
+  SendMessage(window, TKM_GETCLIENTRECT, 0, reinterpret_cast<intptr_t>(&rect));
+  return rect;
+}
+
+WindowPoint ScreenToClient(Window window, WindowPoint point) {
+  const WindowRect client = GetClientRectOnScreen(window);
+  return {point.x - client.left, point.y - client.top};
+}
+
+WindowPoint ClientToScreen(Window window, WindowPoint point) {
+  const WindowRect client = GetClientRectOnScreen(window);
+  return {point.x + client.left, point.y + client.top};
+}
+
+void SetWindowPos(Window window, int32_t x, int32_t y, int32_t width, int32_t height) {
+  const WindowRect rect = {x, y, x + width, y + height};
+  SendMessage(window, TKM_SETRECT, 0, reinterpret_cast<intptr_t>(&rect));
+}
+
+void InvalidateRect(Window window, const WindowRect& clientRect) {
+  SendMessage(window, TKM_INVALIDATE, 0, reinterpret_cast<intptr_t>(&clientRect));
+}
+
+uint32_t GetWindowStyle(Window window) { return IsWindow(window) ? window->style : 0; }
+
+int32_t GetSystemMetrics(SystemMetric metric) {
+  if (metric == SM_CYCAPTION)
+    return gServices->captionHeight();
+  const WindowRect screen = gServices->desktop();
+  return metric == SM_CXSCREEN ? screen.width() : screen.height();
+}
+
+intptr_t DialogBoxParam(const DialogTemplate* dialogTemplate, void* owner, DialogProc proc,
+                        intptr_t parameter) {
+  return dialogTemplate ? gServices->dialogBox(dialogTemplate, owner, proc, parameter) : -1;
+}
+
+void EndDialog(Window dialog, intptr_t result) { SendMessage(dialog, TKM_ENDDIALOG, 0, result); }
+
+void* GetActiveWindow() { return gServices->activeWindow(); }
+
+DeviceContext* BeginPaint(Window window) {
+  DeviceContext* context = new DeviceContext;
+  context->window = window;
+  return context;
+}
+
+void EndPaint(Window, DeviceContext* context) { delete context; }
+
+DeviceContext* CreateCompatibleDC(DeviceContext*) { return new DeviceContext; }
+
+Bitmap CreateCompatibleBitmap(DeviceContext*, int32_t width, int32_t height) {
+  width = std::max(width, 0);
+  height = std::max(height, 0);
+  return new ToolkitBitmap{width, height, std::vector<uint32_t>(size_t(width) * size_t(height))};
+}
+
+Bitmap SelectObject(DeviceContext* context, Bitmap bitmap) {
+  if (!context)
+    return nullptr;
+  const Bitmap displaced = context->bitmap;
+  context->bitmap = bitmap;
+  context->surface = {};
+  if (bitmap)
+    context->surface = {reinterpret_cast<uint8_t*>(bitmap->pixels.data()), bitmap->width,
+                        bitmap->height, bitmap->width * 4};
+  return displaced;
+}
+
+void DeleteDC(DeviceContext* context) { delete context; }
+
+void DeleteObject(Bitmap bitmap) { delete bitmap; }
+
+void FillRect(DeviceContext* context, const WindowRect& rect, uint32_t brush) {
+  const Bitmap bitmap = context ? context->bitmap : nullptr;
+  if (!bitmap)
+    return;
+  const int32_t left = std::clamp(rect.left, 0, bitmap->width);
+  const int32_t right = std::clamp(rect.right, left, bitmap->width);
+  const int32_t bottom = std::min(rect.bottom, bitmap->height);
+  for (int32_t y = std::max(rect.top, 0); y < bottom; ++y) {
+    uint32_t* row = bitmap->pixels.data() + size_t(y) * size_t(bitmap->width);
+    std::fill(row + left, row + right, brush);
+  }
+}
+
+void BitBlt(DeviceContext* to, int32_t x, int32_t y, int32_t width, int32_t height,
+            DeviceContext* from, int32_t fromX, int32_t fromY) {
+  const Bitmap bitmap = from ? from->bitmap : nullptr;
+  if (!to || !bitmap || fromX < 0 || fromY < 0)
+    return;
+  width = std::min(width, bitmap->width - fromX);
+  height = std::min(height, bitmap->height - fromY);
+  if (width <= 0 || height <= 0)
+    return;
+  const uint32_t* pixels = bitmap->pixels.data() + size_t(fromY) * size_t(bitmap->width) + fromX;
+  const BlitRequest request = {x, y, width, height, pixels, bitmap->width};
+  SendMessage(to->window, TKM_BLIT, 0, reinterpret_cast<intptr_t>(&request));
+}
+
+Hook SetWindowsHookEx(HookProc proc) {
+  hooks().push_back(new ToolkitHook{proc});
+  return hooks().back();
+}
+
+void UnhookWindowsHookEx(Hook hook) {
+  if (std::erase(hooks(), hook))
+    delete hook;
+}
+
+intptr_t CallNextHookEx(Hook hook, int code, uintptr_t key, intptr_t flags) {
+  const auto place = std::find(hooks().begin(), hooks().end(), hook);
+  if (place == hooks().end() || place == hooks().begin())
+    return 0;
+  return (*std::prev(place))->proc(code, key, flags);
+}
+
+bool CallKeyboardHooks(uintptr_t key, intptr_t flags) {
+  return !hooks().empty() && hooks().back()->proc(0, key, flags) != 0;
+}
+
+int16_t GetKeyState(uintptr_t key) { return gServices->keyHeld(key) ? -1 : 0; }
+
+void MessageBeep(uint32_t) { gServices->beep(); }
+
+int MessageBox(Window owner, const std::string& text, uint32_t style) {
+  return gServices->messageBox(owner, text, style);
+}
+
+bool OpenClipboard(Window) { return gServices->openClipboard(); }
+
+std::string GetClipboardText() { return gServices->clipboardText(); }
+
+void CloseClipboard() {}
+
+void ShellExecute(const std::string& address) { gServices->openAddress(address); }
+
+BusyCursor::BusyCursor() { gServices->busy(true); }
+
+BusyCursor::~BusyCursor() { gServices->busy(false); }
