@@ -42,7 +42,7 @@ std::filesystem::path ModuleFile() {
   if (!info.dli_fname)
     return {};
   std::error_code failed;
-  const std::filesystem::path file = std::filesystem::canonical(info.dli_fname, failed);
+  std::filesystem::path file = std::filesystem::canonical(info.dli_fname, failed);
   if (!failed)
     return file;
   // A program's own name may be a bare word that was found along PATH.
