@@ -1,0 +1,161 @@
+// Plays the host for tests: documents with known patterns, the built module, and sessions whose
+// aborts, progress and trace are watched.
+//
+// FOG_MODULE_FOLDER names the folder of the built modules (fog_host_test in tests/CMakeLists.txt).
+#pragma once
+
+#include <gmock/gmock.h>
+
+#include <atomic>
+#include <cmath>
+#include <cstring>
+#include <random>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "host/Document.h"
+#include "host/Module.h"
+#include "host/PixelRows.h"
+#include "host/Session.h"
+
+namespace fixture {
+
+// Samples as numbers of their depth: 0 to 255, 0 to 32768, or floats.
+inline double sampleAt(const host::Document& d, int32_t x, int32_t y, int32_t channel) {
+  const size_t i = size_t(x) * size_t(d.channels()) + size_t(channel);
+  if (d.depth() == 8)
+    return reinterpret_cast<const uint8_t*>(d.row(y))[i];
+  if (d.depth() == 16)
+    return reinterpret_cast<const uint16_t*>(d.row(y))[i];
+  return reinterpret_cast<const float*>(d.row(y))[i];
+}
+
+inline void setSample(host::Document& d, int32_t x, int32_t y, int32_t channel, double value) {
+  const size_t i = size_t(x) * size_t(d.channels()) + size_t(channel);
+  if (d.depth() == 8)
+    reinterpret_cast<uint8_t*>(d.row(y))[i] = uint8_t(value);
+  else if (d.depth() == 16)
+    reinterpret_cast<uint16_t*>(d.row(y))[i] = uint16_t(value);
+  else
+    reinterpret_cast<float*>(d.row(y))[i] = float(value);
+}
+
+inline double fullScale(const host::Document& d) {
+  return d.depth() == 8 ? 255 : d.depth() == 16 ? 32768 : 1;
+}
+
+// Fills every sample from unit(x, y, channel), 0 to 1, scaled and rounded to the depth.
+template <class Unit> void fill(host::Document& d, Unit unit) {
+  for (int32_t y = 0; y < d.height(); y++)
+    for (int32_t x = 0; x < d.width(); x++)
+      for (int32_t c = 0; c < d.channels(); c++) {
+        const double v = unit(x, y, c) * fullScale(d);
+        setSample(d, x, y, c, d.depth() == 32 ? v : std::floor(v + 0.5));
+      }
+}
+
+// Noise over the whole range: nothing about it repeats, so a pixel out of place is found.
+inline host::Document noise(int32_t width, int32_t height, int32_t depth, int32_t channels = 3,
+                            host::ColourMode mode = host::ColourMode::rgb,
+                            bool transparency = false, uint32_t seed = 1) {
+  host::Document d(width, height, channels, depth, mode, transparency);
+  std::mt19937 random(seed);
+  std::uniform_real_distribution<double> unit(0, 1);
+  fill(d, [&](int32_t, int32_t, int32_t) { return unit(random); });
+  return d;
+}
+
+// A scene for the haze method: blocks of strong colours, darker ones among them, under a haze that
+// grows from the bottom (clear) to the top, in light of the given grey.
+inline host::Document hazyScene(int32_t width, int32_t height, int32_t depth, double light = 0.85) {
+  host::Document d(width, height, 3, depth);
+  fill(d, [&](int32_t x, int32_t y, int32_t c) {
+    const int32_t block = (x / 9) * 7 + (y / 7) * 13;
+    const double clear = 0.05 + 0.6 * ((block * (c + 3) * 37 % 101) / 100.0);
+    const double transmission = 0.25 + 0.75 * (y + 0.5) / height;
+    return clear * transmission + light * (1 - transmission);
+  });
+  return d;
+}
+
+inline host::Document copyOf(const host::Document& d) {
+  host::Document copy(d.width(), d.height(), d.channels(), d.depth(), d.mode(),
+                      d.hasTransparency());
+  std::memcpy(copy.row(0), d.row(0), d.rowBytes() * size_t(d.height()));
+  copy.setSelection(d.selection());
+  return copy;
+}
+
+inline bool sameSamples(const host::Document& a, const host::Document& b) {
+  return a.width() == b.width() && a.height() == b.height() && a.channels() == b.channels() &&
+         a.depth() == b.depth() &&
+         std::memcmp(a.row(0), b.row(0), a.rowBytes() * size_t(a.height())) == 0;
+}
+
+// Largest difference of two documents of one shape, in samples of their depth.
+inline double largestDifference(const host::Document& a, const host::Document& b) {
+  double largest = 0;
+  for (int32_t y = 0; y < a.height(); y++)
+    for (int32_t x = 0; x < a.width(); x++)
+      for (int32_t c = 0; c < a.channels(); c++)
+        largest = std::max(largest, std::abs(sampleAt(a, x, y, c) - sampleAt(b, x, y, c)));
+  return largest;
+}
+
+#ifdef FOG_MODULE_FOLDER
+// The built module, the best level that was built and that this processor runs.
+inline const host::Module& builtModule() {
+  static const host::Module module = host::Module::openBest(FOG_MODULE_FOLDER);
+  return module;
+}
+#endif
+
+// What a session's callbacks saw, and when they ask to stop.
+struct Watch {
+  std::atomic<int> abortCalls = 0;
+  int stopAt = 0; // k > 0: the k-th abort call and all later ones say yes
+  std::vector<std::pair<int32_t, int32_t>> progress; // done, total
+
+  host::SessionOptions options(int threads = 1) {
+    host::SessionOptions options;
+    options.threads = threads;
+    options.abort = [this] {
+      const int call = ++abortCalls;
+      return stopAt > 0 && call >= stopAt;
+    };
+    options.progress = [this](int32_t done, int32_t total) { progress.emplace_back(done, total); };
+    return options;
+  }
+};
+
+// Collects a module's trace while it lives.
+class Trace {
+public:
+  explicit Trace(const host::Module& module) : module_(module), file_(std::tmpfile()) {
+    if (file_ && !module_.setTrace(file_))
+      ADD_FAILURE() << "the module has no trace";
+  }
+  ~Trace() {
+    module_.setTrace(nullptr);
+    if (file_)
+      std::fclose(file_);
+  }
+  Trace(const Trace&) = delete;
+
+  std::string text() const {
+    std::string text;
+    std::fflush(file_);
+    std::rewind(file_);
+    char block[4096];
+    while (const size_t n = std::fread(block, 1, sizeof block, file_))
+      text.append(block, n);
+    return text;
+  }
+
+private:
+  const host::Module& module_;
+  std::FILE* file_;
+};
+
+} // namespace fixture
