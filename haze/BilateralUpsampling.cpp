@@ -96,26 +96,54 @@ float plainPixel(const Round& r, int32_t x, int32_t y) {
   return sumW == 0.0f ? 0.0f : sum / sumW;
 }
 
-// The low grid as planes, so that neighbours along a row lie beside each other.
-struct LowPlanes {
-  std::vector<float> values; // red, green, blue and solution, one plane behind the other
-  size_t pixels;
-  bool opaque = true; // no alpha is exactly 0
+// The rows of the low grid that one high row looks at, as planes, so that neighbours along a row
+// lie beside each other. One thread's: it goes down the rows, and each low row is taken apart once.
+class LowRows {
+public:
+  enum Plane { red, green, blue, solution, planes };
 
-  explicit LowPlanes(const Round& r) : pixels(size_t(r.low.width) * size_t(r.low.height)) {
-    values.resize(4 * pixels + lanes); // a vector load at the last pixel stays inside
-    size_t k = 0;
-    for (int32_t y = 0; y < r.low.height; ++y) {
-      for (int32_t x = 0; x < r.low.width; ++x, ++k) {
-        const float* p = pixelAt(r.low, x, y);
-        values[k] = p[0];
-        values[pixels + k] = p[1];
-        values[2 * pixels + k] = p[2];
-        opaque &= p[3] != 0.0f;
-      }
-    }
-    std::copy_n(r.solution, pixels, values.begin() + ptrdiff_t(3 * pixels));
+  explicit LowRows(const Round& r)
+      : stride_(size_t(r.low.width) + lanes), // a vector load at the last pixel stays inside
+        values_(size_t(kernelSide) * planes * stride_) {
+    std::fill_n(row_, kernelSide, -1);
   }
+
+  // Takes the rows in. False: one of them has a pixel whose alpha is exactly 0.
+  bool load(const Round& r, int32_t first, int32_t last) {
+    bool opaque = true;
+    for (int32_t row = first; row <= last; ++row) {
+      const int32_t slot = row % kernelSide;
+      if (row_[slot] != row)
+        opaque_[slot] = split(r, row);
+      row_[slot] = row;
+      opaque &= opaque_[slot];
+    }
+    return opaque;
+  }
+
+  const float* plane(int32_t row, Plane plane) const {
+    return &values_[(size_t(row % kernelSide) * planes + plane) * stride_];
+  }
+
+private:
+  bool split(const Round& r, int32_t row) {
+    float* out = &values_[size_t(row % kernelSide) * planes * stride_];
+    const float* p = pixelAt(r.low, 0, row);
+    int transparent = 0;
+    for (size_t x = 0; x < size_t(r.low.width); ++x) {
+      out[x] = p[4 * x];
+      out[x + stride_] = p[4 * x + 1];
+      out[x + 2 * stride_] = p[4 * x + 2];
+      transparent |= p[4 * x + 3] == 0.0f;
+    }
+    std::copy_n(r.solution + size_t(row) * size_t(r.low.width), r.low.width, out + 3 * stride_);
+    return !transparent;
+  }
+
+  size_t stride_;
+  std::vector<float> values_;
+  int32_t row_[kernelSide]; // row in each slot, -1: none
+  bool opaque_[kernelSide];
 };
 
 // Colours of `lanes` high pixels of a row.
@@ -191,22 +219,21 @@ struct TapFactors {
 
 // The means of `lanes` pixels of a row whose columns on the low grid are lx + step, the whole
 // neighbourhood of columns lying inside the grid.
-FloatV fastPixels(const Round& r, const LowPlanes& planes, const TapFactors& taps,
-                  const HighColours& h, int32_t lx, IntV step, int32_t ly, const Reach& rows) {
+FloatV fastPixels(const LowRows& low, const TapFactors& taps, const HighColours& h, int32_t lx,
+                  IntV step, int32_t ly, const Reach& rows) {
   FloatV sumW = FloatV{}, sum = FloatV{};
   for (int32_t dy = rows.first; dy <= rows.last; ++dy) {
-    const float* row = planes.values.data() + size_t(ly + dy) * size_t(r.low.width) + lx;
     for (int32_t dx = -kernelRadius; dx <= kernelRadius; ++dx) {
-      const auto low = [&](int plane) {
-        return __builtin_shuffle(loadV(row + size_t(plane) * planes.pixels + dx), step);
+      const auto at = [&](LowRows::Plane plane) {
+        return __builtin_shuffle(loadV(low.plane(ly + dy, plane) + lx + dx), step);
       };
-      const FloatV red = thousandths(h.red, low(0));
-      const FloatV green = thousandths(h.green, low(1));
-      const FloatV blue = thousandths(h.blue, low(2));
+      const FloatV red = thousandths(h.red, at(LowRows::red));
+      const FloatV green = thousandths(h.green, at(LowRows::green));
+      const FloatV blue = thousandths(h.blue, at(LowRows::blue));
       const FloatV w = rangeWeights(red * red + green * green + blue * blue,
                                     taps.factor[dy + kernelRadius][dx + kernelRadius]);
       sumW = sumW + w;
-      sum = sum + w * low(3);
+      sum = sum + w * at(LowRows::solution);
     }
   }
   return sumW == 0.0f ? FloatV{} : sum / sumW;
@@ -225,10 +252,22 @@ struct InnerColumns {
   }
 };
 
-// One row: plain at its ends, fast between them where `planes` is given.
-void upsampleRow(const Round& r, const LowPlanes* planes, const TapFactors& taps,
-                 const InnerColumns& inner, const std::vector<int32_t>& lowColumns, int32_t y,
-                 float* out) {
+// What every row of a round shares.
+struct RowPlan {
+  TapFactors taps;
+  InnerColumns inner;
+  std::vector<int32_t> lowColumns; // of each high column
+  bool fast;                       // a vector of high pixels spans at most as many low ones
+
+  explicit RowPlan(const Round& r)
+      : inner(r), lowColumns(size_t(r.high.width)), fast(r.xScale <= 1.0f) {
+    for (int32_t x = 0; x < r.high.width; ++x)
+      lowColumns[size_t(x)] = r.lowX(x);
+  }
+};
+
+// One row: plain at its ends and where a pixel is transparent, fast elsewhere.
+void upsampleRow(const Round& r, const RowPlan& plan, LowRows& low, int32_t y, float* out) {
   const int32_t ly = r.lowY(y);
   const Reach rows(ly, r.low.height);
   int32_t x = 0;
@@ -236,20 +275,20 @@ void upsampleRow(const Round& r, const LowPlanes* planes, const TapFactors& taps
     for (; x < end; ++x)
       out[x] = plainPixel(r, x, y);
   };
-  if (planes) {
-    plainUpTo(inner.first);
-    for (; x + lanes <= inner.last; x += lanes) {
+  if (plan.fast && low.load(r, ly + rows.first, ly + rows.last)) {
+    plainUpTo(plan.inner.first);
+    while (x + lanes <= plan.inner.last) {
       const HighColours h(pixelAt(r.high, x, y));
       if (!h.opaque) {
         plainUpTo(x + lanes);
-        x -= lanes;
         continue;
       }
-      const int32_t lx = lowColumns[size_t(x)];
+      const int32_t lx = plan.lowColumns[size_t(x)];
       IntV columns;
-      std::memcpy(&columns, &lowColumns[size_t(x)], sizeof columns);
-      const FloatV means = fastPixels(r, *planes, taps, h, lx, columns - lx, ly, rows);
+      std::memcpy(&columns, &plan.lowColumns[size_t(x)], sizeof columns);
+      const FloatV means = fastPixels(low, plan.taps, h, lx, columns - lx, ly, rows);
       std::memcpy(out + x, &means, sizeof means);
+      x += lanes;
     }
   }
   plainUpTo(r.high.width);
@@ -260,19 +299,13 @@ void upsampleRow(const Round& r, const LowPlanes* planes, const TapFactors& taps
 void upsampleSolution(const float* solution, const SHaze* low, const SHaze* high,
                       float* newSolution) {
   const Round r(solution, *low, *high);
-  const LowPlanes planes(r);
-  const TapFactors taps;
-  const InnerColumns inner(r);
-  // A vector of high pixels may span at most as many low ones.
-  const bool fast = planes.opaque && r.xScale <= 1.0f;
-  std::vector<int32_t> lowColumns(size_t(high->width));
-  for (int32_t x = 0; x < high->width; ++x)
-    lowColumns[size_t(x)] = r.lowX(x);
+  const RowPlan plan(r);
+  std::vector<LowRows> lowRows(size_t(std::max(gThreadCount, 1)), LowRows(r));
 
   omp_set_num_threads(gThreadCount);
 #pragma omp parallel for schedule(static)
   for (int32_t y = 0; y < high->height; ++y) {
-    upsampleRow(r, fast ? &planes : nullptr, taps, inner, lowColumns, y,
+    upsampleRow(r, plan, lowRows[size_t(omp_get_thread_num())], y,
                 newSolution + size_t(y) * size_t(high->width));
     stepProgress(); // an abort is seen after the round; the rows go on
   }
