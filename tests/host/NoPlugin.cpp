@@ -1,0 +1,2 @@
+// A shared library that is no filter module.
+extern "C" [[gnu::visibility("default")]] int somethingElse() { return 1; }
