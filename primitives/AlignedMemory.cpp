@@ -1,12 +1,13 @@
 // Aligned heap blocks.
 #include <algorithm>
+#include <bit>
 #include <cstdlib>
 
 #include "primitives/SparseSolver.h"
 
 void* mkl_malloc(size_t size, int alignment) {
   void* block = nullptr;
-  if (size == 0 || alignment <= 0 ||
+  if (size == 0 || alignment < 0 || !std::has_single_bit(unsigned(alignment)) ||
       posix_memalign(&block, std::max(size_t(alignment), sizeof(void*)), size) != 0)
     return nullptr;
   return block;

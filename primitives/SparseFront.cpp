@@ -31,12 +31,7 @@ struct Triangle {
 template <int vectors, int count, bool solve>
 inline void tile(float* c, ptrdiff_t strideC, const float* rows, const float* columns,
                  ptrdiff_t stride, int32_t depth, [[maybe_unused]] const Triangle* triangle) {
-  Lanes sum[count][vectors];
-#pragma GCC unroll 16
-  for (int q = 0; q < count; ++q)
-#pragma GCC unroll 2
-    for (int v = 0; v < vectors; ++v)
-      sum[q][v] = load(c + q * strideC + v * frontLanes);
+  Lanes sum[count][vectors] = {};
   for (int32_t p = 0; p < depth; ++p, rows += stride, columns += stride) {
     Lanes left[vectors];
 #pragma GCC unroll 2
@@ -46,8 +41,13 @@ inline void tile(float* c, ptrdiff_t strideC, const float* rows, const float* co
     for (int q = 0; q < count; ++q)
 #pragma GCC unroll 2
       for (int v = 0; v < vectors; ++v)
-        sum[q][v] -= left[v] * columns[q];
+        sum[q][v] += left[v] * columns[q];
   }
+#pragma GCC unroll 16
+  for (int q = 0; q < count; ++q)
+#pragma GCC unroll 2
+    for (int v = 0; v < vectors; ++v)
+      sum[q][v] = load(c + q * strideC + v * frontLanes) - sum[q][v];
   if constexpr (solve) {
 #pragma GCC unroll 16
     for (int q = 0; q < count; ++q)

@@ -25,7 +25,8 @@ inline Eigen::Vector3d inventedColour(int32_t x, int32_t y) {
           0.3 + edge + 0.1 * std::sin((x + y) * 0.02) - grain};
 }
 
-inline SparseMatrix mattingMatrix(int32_t width, int32_t height) {
+// colour(x, y): red, green, blue from 0 to 1.
+template <class Colour> SparseMatrix mattingMatrix(int32_t width, int32_t height, Colour&& colour) {
   constexpr double epsilon = 0.001, lambda = 0.001;
   constexpr int32_t reach = 2, across = 2 * reach + 1;
   const int32_t n = width * height;
@@ -43,7 +44,7 @@ inline SparseMatrix mattingMatrix(int32_t width, int32_t height) {
     for (int32_t x = 0; x + reach < width; ++x) {
       Eigen::Matrix<double, 3, 9> pixel;
       for (int32_t i = 0; i < 9; ++i)
-        pixel.col(i) = inventedColour(x + i % 3, y + i / 3);
+        pixel.col(i) = colour(x + i % 3, y + i / 3);
       pixel.colwise() -= pixel.rowwise().mean().eval();
       const Eigen::Matrix3d covariance =
           (pixel * pixel.transpose() + epsilon * Eigen::Matrix3d::Identity()) / 9;
@@ -66,4 +67,8 @@ inline SparseMatrix mattingMatrix(int32_t width, int32_t height) {
     matrix.ia.push_back(int32_t(matrix.ja.size()) + 1);
   }
   return matrix;
+}
+
+inline SparseMatrix mattingMatrix(int32_t width, int32_t height) {
+  return mattingMatrix(width, height, inventedColour);
 }
