@@ -7,6 +7,7 @@
 #include "frame/Selectors.h"
 #include "frame/Transfer.h"
 #include "haze/Haze.h"
+#include "primitives/Conversions.h"
 #include "primitives/HeapBlock.h"
 
 namespace {
@@ -101,7 +102,8 @@ void DoFilter() {
   const VRect kept = GetInRect();
   const VRect filter = GetFilterRect();
   traceRect("DO FILTER filter rect", filter);
-  const Extent size = {filter.right - filter.left, filter.bottom - filter.top};
+  const Extent size = {wrappingSubtract(filter.right, filter.left),
+                       wrappingSubtract(filter.bottom, filter.top)};
   TRACE("%s (%d) filterRect %ldx%ld\n", "DoFilter", __LINE__, long(size.width), long(size.height));
 
   const int32_t planes = CSPlanesFromMode(gFilterRecord->imageMode, 0);

@@ -5,6 +5,7 @@
 // result, read as unsigned, lies above the range and so becomes its top.
 #include "frame/Transfer.h"
 
+#include <algorithm>
 #include <array>
 #include <cmath>
 #include <cstring>
@@ -122,6 +123,8 @@ void ReadBand(const void* samples, int32_t depth, size_t pixels, float* image) {
     readLevels(static_cast<const uint16_t*>(samples), pixels, image);
   else if (depth == 32)
     readFloats(static_cast<const float*>(samples), pixels, image);
+  else
+    std::fill_n(image, pixels * floatsPerPixel, 0.0f);
 }
 
 void WriteBand(const float* image, int32_t depth, size_t pixels, void* samples) {

@@ -2,7 +2,7 @@
 //
 // Samples are interleaved RGB, rows packed; the float image has four floats a pixel, the fourth
 // always 1. depth: 8 (0 to 255), 16 (0 to 32768) or 32 (float, as it stands); at any other depth
-// nothing is converted.
+// the float image becomes zero and no sample is written.
 #pragma once
 
 #include <cstddef>
