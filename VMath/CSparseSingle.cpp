@@ -21,7 +21,14 @@ template <class T> T* allocate(int32_t count) {
 
 } // namespace
 
-CSparseSingle::CSparseSingle(int rows, int cols) { init(rows, cols); }
+CSparseSingle::CSparseSingle(int rows, int cols) {
+  try {
+    init(rows, cols);
+  } catch (...) { // no memory for the dense bound; no destructor runs for half an object
+    clear();
+    throw;
+  }
+}
 
 CSparseSingle::~CSparseSingle() { clear(); }
 
