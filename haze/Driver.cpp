@@ -166,6 +166,8 @@ Outcome computeMap(const SHaze& image, bool isFilter, ReducedBuffers& buffers, i
   TraceMemory("DoFogdissolve", __LINE__);
 
   float* dark = static_cast<float*>(buffers.map.data);
+  // A stage that the user stops leaves it as it is, and the next stage may not be stopped again.
+  std::fill_n(dark, size_t(low.width) * size_t(low.height), 0.0f);
   estimateDarkChannel(gData->light, &low, dark, error);
   if (*error)
     return Outcome::failed;

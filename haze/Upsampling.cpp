@@ -109,9 +109,10 @@ private:
   int32_t steps_;
 };
 
-// The rounds, from the reduced solution to the full map. At most two solutions exist at once.
-void runRounds(const float* dark, const GuidePyramid& guides, int32_t steps, float* map,
-               int32_t* error) {
+// The rounds, from the reduced solution to the full map. At most two solutions exist at once; the
+// last one made is handed back, null when there was no memory for it.
+HeapArray<float> runRounds(const float* dark, const GuidePyramid& guides, int32_t steps, float* map,
+                           int32_t* error) {
   HeapArray<float> solution; // of the round before; null in round 0, whose solution is the caller's
   const float* current = dark;
   for (int32_t round = 0; round < steps; ++round) {
@@ -121,7 +122,7 @@ void runRounds(const float* dark, const GuidePyramid& guides, int32_t steps, flo
     TRACE("%s (%d) - [ALLOC] pSol.first %p\n", name, __LINE__, static_cast<void*>(next.get()));
     if (!next) {
       *error = hazeOutOfMemory;
-      return;
+      return nullptr;
     }
     traceOutOfHost(__LINE__, pixelsOf(*high) * sizeof(float), next.get());
     TRACE("%s (%d) - call upsampleSolution (round %d) (%p, %p, %p, %p)\n", name, __LINE__, round,
@@ -130,7 +131,7 @@ void runRounds(const float* dark, const GuidePyramid& guides, int32_t steps, flo
     upsampleSolution(current, low, high, next.get());
     if (*gResult == userCanceledErr) {
       *error = hazeCancelled;
-      return;
+      return next;
     }
     if (solution)
       TRACE("%s (%d) - delete garbage ptr: %p\n", name, __LINE__,
@@ -139,7 +140,7 @@ void runRounds(const float* dark, const GuidePyramid& guides, int32_t steps, flo
     current = solution.get();
   }
   std::copy_n(current, pixelsOf(*guides.level(steps)), map);
-  TRACE("%s (%d) - delete ptr: %p\n", name, __LINE__, static_cast<void*>(solution.get()));
+  return solution;
 }
 
 } // namespace
@@ -149,12 +150,16 @@ void upsampleSolutionBySteps(const float* dark, const SHaze* low, const SHaze* f
   *error = hazeNoError;
   const int32_t steps = stepsFor(*low, *full);
   TRACE("%s (%d) - %d steps\n", name, __LINE__, steps);
+  HeapArray<float> solution;
   {
     GuidePyramid guides(*low, *full, steps);
     if (guides.build())
-      runRounds(dark, guides, steps, map, error);
+      solution = runRounds(dark, guides, steps, map, error);
     else
       *error = hazeOutOfMemory;
   }
+  if (solution)
+    TRACE("%s (%d) - delete ptr: %p\n", name, __LINE__, static_cast<void*>(solution.get()));
+  solution.reset();
   TraceMemory(name, __LINE__);
 }

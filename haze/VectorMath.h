@@ -33,7 +33,7 @@ inline float log2Positive(float v) {
 }
 
 // d raised to power, for d in [0, 1] and 0 < power <= 16: exact at 0 and 1, absolute error below
-// 1e-6; NaN stays NaN.
+// 1e-6 (1e-5 for d below float's normal range); NaN stays NaN.
 inline float unitPower(float d, float power) {
   constexpr float smallest = std::numeric_limits<float>::min();
   constexpr float lowestExponent = -126.0f;
