@@ -83,7 +83,8 @@ protected:
     bool locked;
   };
   std::map<BufferID, Block> live;
-  int requests = 0, badReleases = 0; // releases of what does not live, id 0 apart
+  std::vector<int32_t> requests; // sizes
+  int badReleases = 0;           // releases of what does not live, id 0 apart
   std::atomic<int> abortCalls = 0;
   std::vector<std::pair<int32_t, int32_t>> progress; // done, total
 
@@ -157,7 +158,8 @@ private:
 
   static HostResult allocate(int32_t size, BufferID* id) {
     *id = 0;
-    if (++host->requests == host->failRequest || size < 0)
+    host->requests.push_back(size);
+    if (int(host->requests.size()) == host->failRequest || size < 0)
       return memFullErr;
     void* block = std::malloc(size_t(size));
     std::memset(block, 0xff, size_t(size)); // NaN in every float

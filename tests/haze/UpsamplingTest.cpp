@@ -182,7 +182,7 @@ TEST_F(Upsampling, StepsFollowTheWidths) {
     EXPECT_NE(trace.find(told), std::string::npos) << trace;
     EXPECT_EQ(trace.find("(round " + std::to_string(s.steps) + ")"), std::string::npos);
     EXPECT_NE(trace.find("(round " + std::to_string(s.steps - 1) + ")"), std::string::npos);
-    EXPECT_EQ(requests, 0);
+    EXPECT_THAT(requests, testing::IsEmpty());
   }
 }
 
