@@ -106,6 +106,7 @@ public:
       : stride_(size_t(r.low.width) + lanes), // a vector load at the last pixel stays inside
         values_(size_t(kernelSide) * planes * stride_) {
     std::fill_n(row_, kernelSide, -1);
+    std::fill_n(opaque_, kernelSide, false);
   }
 
   // Takes the rows in. False: one of them has a pixel whose alpha is exactly 0.
