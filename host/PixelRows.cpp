@@ -14,6 +14,9 @@ namespace {
 bool isFinite(float v) { return std::abs(v) <= std::numeric_limits<float>::max(); }
 float finiteOrZero(float v) { return isFinite(v) ? v : 0.0f; }
 
+// Most pixels of most pictures with transparency: they pass as they are, both ways.
+template <class Sample> bool isOpaque(Sample alpha) { return alpha >= whiteOf<Sample>(); }
+
 // What the filter sees of a colour sample under an alpha.
 uint8_t matte(uint8_t c, uint8_t a) {
   return uint8_t((uint32_t(c) * a + 255u * (255u - a) + 127u) / 255u);
@@ -56,12 +59,13 @@ template <class Sample, int fixedPlanes, int fixedChannels, bool hasMatte>
 void fetchRun(const Sample* document, const PlaneRange& range, int64_t count, Sample* seen) {
   const int32_t planes = fixedPlanes ? fixedPlanes : range.planes;
   const int32_t channels = fixedChannels ? fixedChannels : range.channels;
-  const int32_t low = range.low;
+  const int32_t low = range.low, alpha = range.alpha;
   const int32_t matted = fixedPlanes ? planes : mattedPlanes(range);
   for (int64_t x = 0; x < count; x++, document += channels, seen += planes) {
+    const bool seesThrough = hasMatte && matted && !isOpaque(document[alpha]);
     for (int32_t p = 0; p < planes; p++) {
-      if (hasMatte && p < matted)
-        seen[p] = matte(document[low + p], document[range.alpha]);
+      if (seesThrough && p < matted)
+        seen[p] = matte(document[low + p], document[alpha]);
       else if constexpr (std::is_floating_point_v<Sample>)
         seen[p] = finiteOrZero(document[low + p]);
       else
@@ -87,23 +91,31 @@ template <class Sample> Sample stored(Sample old, Sample seen, const Sample* alp
   return now;
 }
 
+// The layout stands in locals: a byte that is stored could be one of the range's otherwise.
 template <class Sample, int fixedPlanes, int fixedChannels>
 void storeRun(const Sample* seen, const uint8_t* weights, const PlaneRange& range, int64_t count,
               Sample* document) {
   const int32_t planes = fixedPlanes ? fixedPlanes : range.planes;
   const int32_t channels = fixedChannels ? fixedChannels : range.channels;
-  const int32_t matted = mattedPlanes(range);
+  const int32_t low = range.low, alpha = range.alpha, matted = mattedPlanes(range);
+  const bool hasAlpha = alpha >= low && alpha < low + planes;
   for (int64_t x = 0; x < count; x++, document += channels, seen += planes) {
-    if (weights && weights[x] == 0)
+    const uint8_t weight = weights ? weights[x] : 255;
+    if (weight == 0)
       continue;
+    const bool seesThrough = matted && !isOpaque(document[alpha]);
+    if (weight == 255 && !seesThrough && !hasAlpha && !std::is_floating_point_v<Sample>) {
+      for (int32_t p = 0; p < planes; p++)
+        document[low + p] = seen[p];
+      continue;
+    }
     for (int32_t p = 0; p < planes; p++) {
-      const int32_t channel = range.low + p;
-      if (channel == range.alpha)
+      if (low + p == alpha)
         continue;
-      const Sample* alpha = p < matted ? document + range.alpha : nullptr;
-      Sample& old = document[channel];
-      const Sample now = stored(old, seen[p], alpha);
-      old = weights ? blend(old, now, weights[x]) : now;
+      Sample& old = document[low + p];
+      const Sample now =
+          stored(old, seen[p], seesThrough && p < matted ? document + alpha : nullptr);
+      old = weight == 255 ? now : blend(old, now, weight);
     }
   }
 }
