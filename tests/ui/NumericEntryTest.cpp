@@ -6,6 +6,7 @@
 
 #include <cstring>
 #include <map>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -336,7 +337,9 @@ TEST(RealWidgets, TakeANumberAndItsCorrection) {
   int argc = 1;
   char name[] = "test";
   char* argv[] = {name, nullptr};
-  const QApplication application(argc, argv);
+  std::optional<QApplication> application;
+  if (!qApp)
+    application.emplace(argc, argv);
   constexpr DialogControl controls[] = {
       {10, ControlKind::edit, "", nullptr, {5, 5, 40, 12}},
       {11, ControlKind::checkBox, "&Done", nullptr, {5, 20, 40, 10}},
