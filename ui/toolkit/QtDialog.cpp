@@ -88,14 +88,12 @@ QtDialog::QtDialog(const DialogTemplate& dialogTemplate, QWidget* owner, DialogP
   innermostDialog = this;
   buildControls(dialogTemplate);
   window_->dialogProc = proc;
-  widget_.installEventFilter(this);
-  qApp->installEventFilter(this);
+  qApp->installEventFilter(this); // sees the dialog's own events, and the keys of all windows
 }
 
 QtDialog::~QtDialog() {
   innermostDialog = outer_;
   qApp->removeEventFilter(this);
-  widget_.removeEventFilter(this);
   DestroyWindow(window_);
   DestroyWindow(owner_);
 }
@@ -249,6 +247,8 @@ bool QtDialog::eventFilter(QObject* watched, QEvent* event) {
     guarded([&] { SendMessage(window_, WM_ACTIVATE, type == QEvent::WindowActivate, 0); });
     return false;
   case QEvent::Close:
+    if (result_)
+      return false; // end() closes the window
     event->ignore(); // end() hides the window; this would do it a second time
     guarded([&] { closeFromDesktop(); });
     return true;
