@@ -38,7 +38,8 @@ struct Loaded {
 
 Loaded load(const Job& job, const Options& options, const photo::Watch& watch) {
   const photo::Source source{job.input, photo::readWhole(job.input)};
-  photo::Picture picture = photo::readPicture(source, options.bits, options.threads, watch);
+  const int minimumBits = options.bits ? options.bits : photo::leastDepth(*job.format);
+  photo::Picture picture = photo::readPicture(source, minimumBits, options.threads, watch);
   return {std::move(picture), photo::readMetadata(source.bytes)};
 }
 
@@ -116,9 +117,9 @@ void develop(const Job& job, const Options& options, const host::Module& module,
   const photo::MetadataBlocks blocks = photo::blocksOf(loaded.metadata);
   photo::Bytes bytes =
       photo::encodePicture(picture, encoding, blocks, between(watch, writeBegins, 1));
-  std::string lost;
-  bytes = photo::withMetadata(std::move(bytes), loaded.metadata, *job.format, lost);
-  if (!lost.empty() && !options.quiet)
+  bytes = photo::withMetadata(std::move(bytes), loaded.metadata, *job.format);
+  if (const std::string lost = photo::leftBehind(loaded.metadata, *job.format);
+      !lost.empty() && !options.quiet)
     say(job.input, lost);
   if (watch.stopped())
     throw photo::Stopped();

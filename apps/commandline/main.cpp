@@ -7,6 +7,8 @@
 
 #include <sys/stat.h>
 
+#include <QtGlobal>
+
 #include "apps/commandline/Filter.h"
 #include "apps/commandline/Jobs.h"
 #include "apps/commandline/Messages.h"
@@ -90,9 +92,13 @@ int run(Options& options) {
   return status;
 }
 
+// Qt's own remarks are not for the user of a command line.
+void muteQt(QtMsgType, const QMessageLogContext&, const QString&) {}
+
 } // namespace
 
 int main(int argc, char** argv) {
+  qInstallMessageHandler(muteQt);
   try {
     auto options = readCommandLine(argc, argv);
     return options ? run(*options) : 0;

@@ -1,33 +1,46 @@
 #include "apps/photo/Codecs.h"
 
 #include <stdexcept>
+#include <string_view>
 
 #include <dlfcn.h>
 
 #include "apps/photo/Formats.h"
 #include "apps/photo/JpegCodec.h"
+#include "apps/photo/WebpCodec.h"
 
 namespace photo {
 namespace {
 
 std::filesystem::path formatsFolder;
 
-const LibraryCodec& libraryCodec() {
-  static const LibraryCodec* codec = [] {
+struct BuiltIn {
+  std::string_view name;
+  Codec codec;
+};
+constexpr BuiltIn builtIn[] = {
+    {"jpeg", {readJpeg, writeJpeg}},
+    {"webp", {readWebp, writeWebp}},
+};
+
+const Codec& libraryCodec() {
+  static const Codec* codec = [] {
     const std::string file = (formatsFolder / "fogdissolver-formats.so").string();
     void* module = dlopen(file.c_str(), RTLD_NOW | RTLD_LOCAL);
     void* found = module ? dlsym(module, libraryCodecSymbol) : nullptr;
     if (!found)
       throw std::runtime_error(std::string("the module for image formats is missing: ") +
                                dlerror());
-    return static_cast<const LibraryCodec*>(found);
+    return static_cast<const Codec*>(found);
   }();
   return *codec;
 }
 
-bool isJpeg(const Source& source) {
-  const Format* format = formatOfBytes(source.bytes.data(), source.bytes.size());
-  return format && format->codec[0] == '\0';
+const Codec& codecOf(const Format* format) {
+  for (const BuiltIn& own : builtIn)
+    if (format && own.name == format->codec)
+      return own.codec;
+  return libraryCodec();
 }
 
 } // namespace
@@ -37,15 +50,13 @@ void setFormatsFolder(const std::filesystem::path& folder) { formatsFolder = fol
 Picture readPicture(const Source& source, int minimumBits, int threads, const Watch& watch) {
   if (source.bytes.empty())
     throw std::runtime_error("the file is empty");
-  return isJpeg(source) ? readJpeg(source, minimumBits, watch)
-                        : libraryCodec().read(source, minimumBits, threads, watch);
+  const Format* format = formatOfBytes(source.bytes.data(), source.bytes.size());
+  return codecOf(format).read(source, minimumBits, threads, watch);
 }
 
 Bytes encodePicture(const Picture& picture, const Encoding& encoding, const MetadataBlocks& blocks,
                     const Watch& watch) {
-  return encoding.format->codec[0] == '\0'
-             ? writeJpeg(picture, encoding, blocks.icc, watch)
-             : libraryCodec().encode(picture, encoding, blocks, watch);
+  return codecOf(encoding.format).encode(picture, encoding, blocks, watch);
 }
 
 } // namespace photo

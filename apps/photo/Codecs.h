@@ -1,8 +1,8 @@
 // Pictures from bytes and to bytes, whatever the format.
 //
-// JPEG has its codec in the program. All other formats are the image library's (OpenImageIO), which
-// sits in a module of its own: its start alone, with some 250 libraries behind it, takes two tenths
-// of a second, so that it is loaded when a picture needs it.
+// JPEG and WebP have their codecs in the program. All other formats are the image library's
+// (OpenImageIO), which sits in a module of its own: its start alone, with some 250 libraries behind
+// it, takes two tenths of a second, so that it is loaded when a picture needs it.
 #pragma once
 
 #include <filesystem>
@@ -27,11 +27,11 @@ Picture readPicture(const Source& source, int minimumBits, int threads, const Wa
 Bytes encodePicture(const Picture& picture, const Encoding& encoding, const MetadataBlocks& blocks,
                     const Watch& watch);
 
-// What the module offers.
-struct LibraryCodec {
+// A codec: of the program, or what the module offers.
+struct Codec {
   Picture (*read)(const Source&, int minimumBits, int threads, const Watch&);
   Bytes (*encode)(const Picture&, const Encoding&, const MetadataBlocks&, const Watch&);
 };
-constexpr char libraryCodecSymbol[] = "fogdissolverLibraryCodec"; // a LibraryCodec
+constexpr char libraryCodecSymbol[] = "fogdissolverLibraryCodec"; // a Codec
 
 } // namespace photo

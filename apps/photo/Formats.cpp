@@ -4,7 +4,7 @@
 #include "apps/photo/Formats.h"
 
 #include <algorithm>
-#include <array>
+#include <bit>
 #include <cctype>
 #include <cstring>
 
@@ -18,17 +18,17 @@ constexpr int64_t word16Limit = 65535; // files with 16-bit sizes
 
 // clang-format off
 constexpr Format formats[] = {
-  // name        codec       extensions          depths        side      alpha  premul extra  exiv2
-  {"JPEG",      "",         "jpg jpeg jpe jfif", 8,            jpegLimit, false, false, false, true},
-  {"PNG",       "png",      "png",               8 | 16,       noLimit,   true,  false, false, true},
-  {"TIFF",      "tiff",     "tif tiff",          8 | 16 | 32,  noLimit,   true,  false, true,  true},
-  {"OpenEXR",   "openexr",  "exr",               32,           noLimit,   true,  true,  true,  false},
-  {"WebP",      "webp",     "webp",              8,            webpLimit, true,  false, false, true},
-  {"JPEG 2000", "jpeg2000", "jp2",               8 | 16,       noLimit,   true,  false, false, false},
-  {"BMP",       "bmp",      "bmp",               8,            noLimit,   false, false, false, false},
-  {"PPM",       "pnm",      "ppm",               8 | 16,       noLimit,   false, false, false, false},
-  {"Targa",     "targa",    "tga",               8,            word16Limit, true, false, false, false},
-  {"Radiance",  "hdr",      "hdr",               32,           noLimit,   false, false, false, false},
+  // name        codec       extensions          depths        side      alpha  premul extra  metadata
+  {"JPEG",      "jpeg",       "jpg jpeg jpe jfif", 8,            jpegLimit, false, false, false, Carrier::exiv2},
+  {"PNG",       "png",      "png",               8 | 16,       noLimit,   true,  false, false, Carrier::exiv2},
+  {"TIFF",      "tiff",     "tif tiff",          8 | 16 | 32,  noLimit,   true,  false, true,  Carrier::exiv2},
+  {"OpenEXR",   "openexr",  "exr",               32,           noLimit,   true,  true,  true,  Carrier::codec},
+  {"WebP",      "webp",     "webp",              8,            webpLimit, true,  false, false, Carrier::codec},
+  {"JPEG 2000", "jpeg2000", "jp2",               8 | 16,       noLimit,   true,  false, false, Carrier::exiv2},
+  {"BMP",       "bmp",      "bmp",               8,            noLimit,   true,  false, false, Carrier::nobody},
+  {"PPM",       "pnm",      "ppm",               8 | 16,       noLimit,   false, false, false, Carrier::nobody},
+  {"Targa",     "targa",    "tga",               8,            word16Limit, true, false, false, Carrier::nobody},
+  {"Radiance",  "hdr",      "hdr",               32,           noLimit,   false, false, false, Carrier::nobody},
 };
 
 struct Signature { const char* extension; size_t offset; std::string_view bytes; };
@@ -97,15 +97,19 @@ std::string formatNames() {
 }
 
 int depthFor(const Format& format, int inputBits) {
-  for (int bits = inputBits; bits <= 32; bits *= 2)
+  for (int bits = inputBits; bits >= 8; bits /= 2)
     if (format.depths & unsigned(bits))
       return bits;
-  return format.depths & 16 ? 16 : 8;
+  return leastDepth(format);
 }
+
+int leastDepth(const Format& format) { return 1 << std::countr_zero(format.depths); }
 
 std::string whyNotHeld(const Format& format, const Picture& picture, int bits) {
   const host::Document& document = picture.document;
   const std::string name = format.name;
+  if (bits > document.depth())
+    return "decoded to fewer bits than are asked for";
   if (!(format.depths & unsigned(bits)))
     return name + " cannot hold " + std::to_string(bits) + " bits a channel";
   if (std::max(document.width(), document.height()) > format.longestSide)

@@ -24,6 +24,8 @@ namespace {
 constexpr int stripe = 16;        // rows handed over at a time: one row of blocks at 4:2:0
 constexpr int scansAtMost = 1000; // of a progressive file; only a hostile one has more
 
+constexpr char endsEarly[] = "truncated: the file ends before the picture does";
+
 struct Errors {
   jpeg_error_mgr manager; // first, so that the library's pointer is ours
   std::jmp_buf jump;
@@ -62,7 +64,7 @@ jpeg_error_mgr* prepare(Errors& errors) {
 // Runs the step; throws what the library complained of. The step must not throw.
 template <class Step> void guarded(Errors& errors, Step step) {
   if (setjmp(errors.jump))
-    throw std::runtime_error(errors.message);
+    throw std::runtime_error(errors.endsEarly ? endsEarly : errors.message);
   step();
 }
 
@@ -134,7 +136,7 @@ void readStripe(Decoder& decoder, host::Document& document, Bytes& line) {
 
 } // namespace
 
-Picture readJpeg(const Source& source, int minimumBits, const Watch& watch) {
+Picture readJpeg(const Source& source, int minimumBits, int, const Watch& watch) {
   Decoder decoder;
   jpeg_decompress_struct& codec = decoder.codec;
   readHeader(decoder, source);
@@ -173,14 +175,15 @@ Picture readJpeg(const Source& source, int minimumBits, const Watch& watch) {
     jpeg_finish_decompress(&codec);
   });
   if (decoder.errors.endsEarly)
-    throw std::runtime_error("truncated: the file ends before the picture does");
+    throw std::runtime_error(endsEarly);
   if (decoder.errors.damage[0])
     picture.notes.push_back(std::string("damaged: ") + decoder.errors.damage);
   return picture;
 }
 
-Bytes writeJpeg(const Picture& picture, const Encoding& encoding, const Bytes& icc,
+Bytes writeJpeg(const Picture& picture, const Encoding& encoding, const MetadataBlocks& blocks,
                 const Watch& watch) {
+  const Bytes& icc = blocks.icc;
   const host::Document& document = picture.document;
   Encoder encoder;
   jpeg_compress_struct& codec = encoder.codec;

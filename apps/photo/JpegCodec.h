@@ -7,11 +7,11 @@ namespace photo {
 
 // Decodes to a document of at least `minimumBits`. Throws std::runtime_error with the reason when
 // the file is broken, ends too early or is not RGB; std::bad_alloc; Stopped.
-Picture readJpeg(const Source& source, int minimumBits, const Watch& watch);
+Picture readJpeg(const Source& source, int minimumBits, int threads, const Watch& watch);
 
 // Encodes without chroma subsampling, with the profile and the resolution and no other metadata.
 // Throws as readJpeg does.
-Bytes writeJpeg(const Picture& picture, const Encoding& encoding, const Bytes& icc,
+Bytes writeJpeg(const Picture& picture, const Encoding& encoding, const MetadataBlocks& blocks,
                 const Watch& watch);
 
 } // namespace photo

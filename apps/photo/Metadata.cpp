@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <stdexcept>
 #include <string_view>
 
 #include <exiv2/exiv2.hpp>
@@ -60,7 +61,7 @@ constexpr std::string_view storageTags[] = {"NewSubfileType",
                                             "JPEGInterchangeFormatLength",
                                             "YCbCrCoefficients",
                                             "YCbCrSubSampling",
-                                            "YCbCrPositioning",
+
                                             "ReferenceBlackWhite",
                                             "TransferFunction",
                                             "XMLPacket",
@@ -165,9 +166,9 @@ MetadataBlocks blocksOf(const Metadata& metadata) {
   return blocks;
 }
 
-Bytes withMetadata(Bytes file, const Metadata& metadata, const Format& format, std::string& lost) {
+Bytes withMetadata(Bytes file, const Metadata& metadata, const Format& format) {
   const Metadata::State& state = metadata.state();
-  if (!format.exiv2)
+  if (format.metadata != Carrier::exiv2)
     return file;
   try {
     const Exiv2::Image::AutoPtr image = Exiv2::ImageFactory::open(file.data(), long(file.size()));
@@ -177,7 +178,7 @@ Bytes withMetadata(Bytes file, const Metadata& metadata, const Format& format, s
       image->exifData()[datum.key()].setValue(&datum.value());
     image->setIptcData(state.iptc);
     image->setXmpData(state.xmp);
-    if (!state.comment.empty())
+    if (!state.comment.empty() && (image->checkMode(Exiv2::mdComment) & Exiv2::amWrite))
       image->setComment(state.comment);
     if (!state.icc.empty() && !image->iccProfileDefined()) {
       Exiv2::DataBuf icc(state.icc.data(), long(state.icc.size()));
@@ -195,9 +196,25 @@ Bytes withMetadata(Bytes file, const Metadata& metadata, const Format& format, s
     io.close();
     return written;
   } catch (const Exiv2::AnyError& error) {
-    lost = std::string("metadata cannot be carried over: ") + error.what();
-    return file;
+    throw std::runtime_error(std::string("metadata cannot be written: ") + error.what());
   }
+}
+
+std::string leftBehind(const Metadata& metadata, const Format& format) {
+  const Metadata::State& state = metadata.state();
+  const bool nothing = format.metadata == Carrier::nobody;
+  const bool webp = std::strcmp(format.name, "WebP") == 0;
+  std::string kinds;
+  auto add = [&kinds](bool lost, const char* kind) {
+    if (lost)
+      kinds += (kinds.empty() ? "" : ", ") + std::string(kind);
+  };
+  add(nothing && state.exif.count() > 1, "Exif"); // one is the program's name, added here
+  add(nothing && !state.xmp.empty(), "XMP");
+  add((nothing || webp) && !state.iptc.empty(), "IPTC");
+  add((nothing || std::strcmp(format.name, "OpenEXR") == 0) && !state.icc.empty(),
+      "the colour profile");
+  return kinds.empty() ? kinds : std::string(format.name) + " has no place for " + kinds;
 }
 
 } // namespace photo

@@ -36,7 +36,10 @@ void adaptToResult(Metadata& metadata, const Picture& picture, const std::string
 // The blocks for codecs that write metadata themselves.
 MetadataBlocks blocksOf(const Metadata& metadata);
 
-// The encoded file with the metadata in it. What the format cannot take is told in a sentence.
-Bytes withMetadata(Bytes file, const Metadata& metadata, const Format& format, std::string& lost);
+// The encoded file with the metadata in it, where that is Exiv2's task. Throws std::runtime_error.
+Bytes withMetadata(Bytes file, const Metadata& metadata, const Format& format);
+
+// What the photograph carries and the format has no place for, as a sentence; empty: nothing.
+std::string leftBehind(const Metadata& metadata, const Format& format);
 
 } // namespace photo

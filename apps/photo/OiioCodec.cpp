@@ -30,11 +30,44 @@ constexpr int chunk = 256; // rows encoded at a time: whole strips of every form
 
 [[noreturn]] void fail(const std::string& reason) { throw std::runtime_error(reason); }
 
-// First line of what the library says.
-std::string firstLine(const std::string& text) { return text.substr(0, text.find('\n')); }
+// Ends the work with the first line of what the library says.
+[[noreturn]] void fail(const std::string& what, const std::string& text) {
+  const std::string line = text.substr(0, text.find('\n'));
+  fail(line.empty() ? what : what + ": " + line);
+}
+
+// The libraries behind the library write to standard error as they please; what counts comes back
+// from them as well.
+class Silence {
+public:
+  Silence() : kept_(::fcntl(STDERR_FILENO, F_DUPFD_CLOEXEC, 3)) {
+    const int nowhere = ::open("/dev/null", O_WRONLY | O_CLOEXEC);
+    if (kept_ >= 0 && nowhere >= 0)
+      ::dup2(nowhere, STDERR_FILENO);
+    if (nowhere >= 0)
+      ::close(nowhere);
+  }
+  ~Silence() {
+    if (kept_ < 0)
+      return;
+    ::dup2(kept_, STDERR_FILENO);
+    ::close(kept_);
+  }
+  Silence(const Silence&) = delete;
+  Silence& operator=(const Silence&) = delete;
+
+private:
+  int kept_;
+};
 
 TypeDesc typeOf(int bits) {
   return bits == 8 ? TypeDesc::UINT8 : bits == 16 ? TypeDesc::UINT16 : TypeDesc::FLOAT;
+}
+
+void setUp(int threads) {
+  OIIO::attribute("threads", threads);
+  OIIO::attribute("exr_threads", threads > 1 ? threads : -1); // -1: no threads of its own
+  OIIO::attribute("debug", 0);                                // it would write to standard error
 }
 
 // ---- Reading
@@ -60,8 +93,8 @@ struct Input {
       reader = ImageInput::create(known->codec, false, &config, &memory);
       ImageSpec spec;
       if (!reader || !reader->open(name, spec, config))
-        fail("broken " + std::string(known->name) +
-             " file: " + firstLine(reader ? reader->geterror() : OIIO::geterror()));
+        fail("broken " + std::string(known->name) + " file",
+             reader ? reader->geterror() : OIIO::geterror());
     }
     (void)OIIO::geterror();
     if (!reader)
@@ -69,21 +102,35 @@ struct Input {
   }
 };
 
+bool isFormat(const ImageInput& reader, const char* name) {
+  return std::strcmp(reader.format_name(), name) == 0;
+}
+
+// The library converts these files to RGB without a word; the model stands in byte 25 of the
+// header.
+bool psdIsRgb(const ImageInput& reader, const Source& source) {
+  constexpr size_t modelPlace = 25;
+  constexpr uint8_t indexed = 2, rgb = 3;
+  if (!isFormat(reader, "psd"))
+    return true;
+  const uint8_t model = source.bytes.size() > modelPlace ? source.bytes[modelPlace] : 0;
+  return model == rgb || model == indexed;
+}
+
 // Colour models in which three channels are something else than red, green and blue.
-void refuseOtherModels(const ImageInput& reader, const ImageSpec& spec) {
+void refuseOtherModels(const ImageInput& reader, const ImageSpec& spec, const Source& source) {
   constexpr int photometricSeparated = 5, photometricLab = 8; // of TIFF
   const int photometric = spec.get_int_attribute("tiff:PhotometricInterpretation", 2);
   const std::string space = spec.get_string_attribute("tiff:ColorSpace");
-  const bool exr = std::strcmp(reader.format_name(), "openexr") == 0;
+  const bool exr = isFormat(reader, "openexr");
   const bool named = spec.channelnames.size() > 2 && spec.channelnames[0].ends_with("R") &&
                      spec.channelnames[1].ends_with("G") && spec.channelnames[2].ends_with("B");
-  if (std::strcmp(reader.format_name(), "FFmpeg movie") == 0)
+  if (isFormat(reader, "FFmpeg movie"))
     fail("a film, not a photograph");
   if (spec.deep || spec.depth > 1)
     fail("not a flat picture");
   if (spec.nchannels < 3 || (exr && !named) || photometric == photometricSeparated ||
-      photometric == photometricLab || space == "CMYK" ||
-      spec.get_string_attribute("psd:ColorMode") == "CMYK")
+      photometric == photometricLab || space == "CMYK" || !psdIsRgb(reader, source))
     fail(notRgb);
 }
 
@@ -108,12 +155,12 @@ MetadataBlocks blocksOf(const ImageSpec& spec) {
 }
 
 Picture read(const Source& source, int minimumBits, int threads, const Watch& watch) {
-  OIIO::attribute("threads", threads);
-  OIIO::attribute("exr_threads", threads > 1 ? threads : -1);
+  const Silence silence;
+  setUp(threads);
   Input input(source);
   ImageInput& reader = *input.reader;
   const ImageSpec spec = reader.spec();
-  refuseOtherModels(reader, spec);
+  refuseOtherModels(reader, spec, source);
   if (std::max(spec.width, spec.height) > longestSide)
     fail(tooLarge);
 
@@ -125,9 +172,10 @@ Picture read(const Source& source, int minimumBits, int threads, const Watch& wa
       host::Document(spec.width, spec.height, spec.nchannels, depth, host::ColourMode::rgb, alpha)};
   picture.fileBits = fileBits;
   picture.half = spec.format == TypeDesc::HALF;
-  picture.premultiplied = alpha && !spec.get_int_attribute("oiio:UnassociatedAlpha");
-  picture.upright = std::strcmp(reader.format_name(), "raw") == 0 ||
-                    std::strcmp(reader.format_name(), "heif") == 0;
+  picture.premultiplied =
+      alpha && (isFormat(reader, "openexr") ||
+                (isFormat(reader, "tiff") && !spec.get_int_attribute("oiio:UnassociatedAlpha")));
+  picture.upright = isFormat(reader, "raw") || isFormat(reader, "heif");
   picture.resolution = {spec.get_float_attribute("XResolution"),
                         spec.get_float_attribute("YResolution"),
                         spec.get_string_attribute("ResolutionUnit") == "cm"};
@@ -145,12 +193,12 @@ Picture read(const Source& source, int minimumBits, int threads, const Watch& wa
   if (watch.stopped())
     throw Stopped();
   if (!done || reader.has_error())
-    fail("truncated or damaged: " + firstLine(reader.geterror()));
+    fail("truncated or damaged", reader.geterror());
   if (depth == 16)
     for (int32_t y = 0; y < spec.height; ++y)
       toDocument16(reinterpret_cast<uint16_t*>(picture.document.row(y)),
                    size_t(spec.width) * size_t(spec.nchannels));
-  if (reader.seek_subimage(1, 0))
+  if (!isFormat(reader, "psd") && reader.seek_subimage(1, 0)) // there they are layers
     picture.notes.push_back("holds several pictures; the first one is used");
   return picture;
 }
@@ -158,11 +206,11 @@ Picture read(const Source& source, int minimumBits, int threads, const Watch& wa
 // ---- Writing
 
 // Header of the result: what the decoder kept of the file if that is all there is, without what
-// describes the old file's storage; or the blocks.
+// describes the old file's storage and what the blocks repeat; then the blocks.
 void carryAttributes(const Picture& picture, const MetadataBlocks& blocks, ImageSpec& spec) {
   constexpr const char* storage[] = {
-      "oiio:", "compression", "planarconfig", "tiff:", "png:",      "bmp:",   "ICCProfile",
-      "raw:",  "Exif:",       "GPS:",         "webp:", "jpeg2000:", "targa:", "rational"};
+      "oiio:", "compression", "planarconfig", "tiff:",  "png:",     "bmp:",  "ICCProfile",
+      "raw:",  "webp:",       "jpeg2000:",    "targa:", "rational", "IPTC:", "Keywords"};
   if (picture.decoderRecord) {
     const auto& source = *static_cast<const ImageSpec*>(picture.decoderRecord.get());
     for (const ParamValue& p : source.extra_attribs)
@@ -189,7 +237,7 @@ ImageSpec headerOf(const Picture& picture, const Encoding& encoding, const Metad
   const std::string codec = encoding.format->codec;
   ImageSpec spec(document.width(), document.height(), document.channels(),
                  encoding.half ? TypeDesc(TypeDesc::HALF) : typeOf(encoding.bits));
-  if (!encoding.format->exiv2)
+  if (encoding.format->metadata == Carrier::codec)
     carryAttributes(picture, blocks, spec);
   if (encoding.format->extraChannels && picture.decoderRecord)
     spec.channelnames = static_cast<const ImageSpec*>(picture.decoderRecord.get())->channelnames;
@@ -200,8 +248,6 @@ ImageSpec headerOf(const Picture& picture, const Encoding& encoding, const Metad
     spec["Compression"] = "zip";
   else if (codec == "png")
     spec["png:compressionLevel"] = 4; // a third of the time of the usual 6 for some percent of size
-  else if (codec == "webp")
-    spec["Compression"] = "webp:" + std::to_string(encoding.quality);
   else if (codec == "openexr")
     spec["Compression"] = "zip";
   if (picture.resolution.x > 0) {
@@ -231,15 +277,15 @@ void writeRows(ImageOutput& writer, const Picture& picture, const Encoding& enco
     const void* from = asIs ? static_cast<const void*>(document.row(y)) : rows.data();
     const int top = writer.spec().y;
     if (!writer.write_scanlines(top + y, top + end, 0, typeOf(encoding.bits), from))
-      fail("cannot be encoded: " + firstLine(writer.geterror()));
+      fail("cannot be encoded", writer.geterror());
     watch.progress(double(end) / document.height());
   }
 }
 
 Bytes encode(const Picture& picture, const Encoding& encoding, const MetadataBlocks& blocks,
              const Watch& watch) {
-  OIIO::attribute("threads", encoding.threads);
-  OIIO::attribute("exr_threads", encoding.threads > 1 ? encoding.threads : -1);
+  const Silence silence;
+  setUp(encoding.threads);
   const std::unique_ptr<ImageOutput> writer = ImageOutput::create(encoding.format->codec);
   if (!writer)
     fail(std::string(encoding.format->name) + " is not among the formats of this image library");
@@ -252,10 +298,10 @@ Bytes encode(const Picture& picture, const Encoding& encoding, const MetadataBlo
     name = file.create(usualExtension(*encoding.format));
   const ImageSpec spec = headerOf(picture, encoding, blocks);
   if (!writer->open(name, spec))
-    fail(firstLine(writer->geterror()));
+    fail("cannot be encoded", writer->geterror());
   writeRows(*writer, picture, encoding, watch);
   if (!writer->close())
-    fail("cannot be encoded: " + firstLine(writer->geterror()));
+    fail("cannot be encoded", writer->geterror());
   return inMemory ? std::move(bytes) : readWhole(name);
 }
 
@@ -263,4 +309,4 @@ Bytes encode(const Picture& picture, const Encoding& encoding, const MetadataBlo
 } // namespace photo
 
 extern "C" __attribute__((visibility("default")))
-const photo::LibraryCodec fogdissolverLibraryCodec = {photo::read, photo::encode};
+const photo::Codec fogdissolverLibraryCodec = {photo::read, photo::encode};

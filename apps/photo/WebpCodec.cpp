@@ -1,0 +1,134 @@
+#include "apps/photo/WebpCodec.h"
+
+#include <stdexcept>
+
+#include <webp/decode.h>
+#include <webp/encode.h>
+#include <webp/mux.h>
+
+#include "apps/photo/Samples.h"
+
+namespace photo {
+namespace {
+
+constexpr int losslessQuality = 100;
+
+// 8-bit samples of a whole picture: the document's own, or a copy for deeper documents.
+struct Pixels {
+  Bytes copy;
+  uint8_t* samples;
+  size_t rowSamples;
+  Pixels(const host::Document& document)
+      : rowSamples(size_t(document.width()) * size_t(document.channels())) {
+    if (document.depth() != 8)
+      copy.resize(rowSamples * size_t(document.height()));
+    samples = document.depth() == 8
+                  ? reinterpret_cast<uint8_t*>(const_cast<std::byte*>(document.row(0)))
+                  : copy.data();
+  }
+};
+
+int tellProgress(int percent, const WebPPicture* picture) {
+  const Watch& watch = *static_cast<const Watch*>(picture->user_data);
+  watch.progress(percent / 100.0);
+  return !watch.stopped();
+}
+
+// The encoder's picture and what it writes, with an owner.
+struct Encoder {
+  WebPPicture picture;
+  WebPMemoryWriter writer;
+  Encoder() {
+    WebPMemoryWriterInit(&writer);
+    if (!WebPPictureInit(&picture))
+      throw std::runtime_error("the WebP library is of another version");
+  }
+  ~Encoder() {
+    WebPPictureFree(&picture);
+    WebPMemoryWriterClear(&writer);
+  }
+};
+
+// The encoded picture with the blocks around it.
+Bytes assembled(const WebPData& picture, const MetadataBlocks& blocks) {
+  const std::unique_ptr<WebPMux, void (*)(WebPMux*)> mux(WebPMuxCreate(&picture, 0), WebPMuxDelete);
+  WebPData whole{nullptr, 0};
+  auto add = [&mux](const char* name, const void* data, size_t size) {
+    const WebPData chunk{static_cast<const uint8_t*>(data), size};
+    return size == 0 || WebPMuxSetChunk(mux.get(), name, &chunk, 0) == WEBP_MUX_OK;
+  };
+  if (!mux || !add("ICCP", blocks.icc.data(), blocks.icc.size()) ||
+      !add("EXIF", blocks.exif.data(), blocks.exif.size()) ||
+      !add("XMP ", blocks.xmp.data(), blocks.xmp.size()) ||
+      WebPMuxAssemble(mux.get(), &whole) != WEBP_MUX_OK)
+    throw std::bad_alloc(); // all that can fail on a picture just encoded
+  Bytes bytes(whole.bytes, whole.bytes + whole.size);
+  WebPDataClear(&whole);
+  return bytes;
+}
+
+} // namespace
+
+Picture readWebp(const Source& source, int minimumBits, int threads, const Watch& watch) {
+  WebPDecoderConfig config;
+  const uint8_t* data = source.bytes.data();
+  if (!WebPInitDecoderConfig(&config) ||
+      WebPGetFeatures(data, source.bytes.size(), &config.input) != VP8_STATUS_OK)
+    throw std::runtime_error("truncated or damaged");
+  if (config.input.has_animation)
+    throw std::runtime_error("an animation, not a photograph");
+  const bool alpha = config.input.has_alpha;
+  Picture picture{host::Document(config.input.width, config.input.height, alpha ? 4 : 3,
+                                 std::max(8, minimumBits), host::ColourMode::rgb, alpha)};
+  host::Document& document = picture.document;
+  Pixels pixels(document);
+  config.options.use_threads = threads > 1;
+  config.output.colorspace = alpha ? MODE_RGBA : MODE_RGB;
+  config.output.is_external_memory = 1;
+  config.output.u.RGBA = {pixels.samples, int(pixels.rowSamples),
+                          pixels.rowSamples * size_t(document.height())};
+  if (WebPDecode(data, source.bytes.size(), &config) != VP8_STATUS_OK)
+    throw std::runtime_error("truncated or damaged");
+  for (int32_t y = 0; y < document.height() && document.depth() != 8; ++y)
+    widen(pixels.samples + size_t(y) * pixels.rowSamples, pixels.rowSamples, document.depth(),
+          document.row(y));
+  watch.progress(1);
+  return picture;
+}
+
+Bytes writeWebp(const Picture& picture, const Encoding& encoding, const MetadataBlocks& blocks,
+                const Watch& watch) {
+  const host::Document& document = picture.document;
+  WebPConfig config;
+  if (!WebPConfigPreset(&config, WEBP_PRESET_PHOTO, float(encoding.quality)))
+    throw std::runtime_error("the WebP library is of another version");
+  config.lossless = encoding.quality == losslessQuality;
+  config.exact = 1; // colours under full transparency come back too
+  config.thread_level = encoding.threads > 1;
+  Pixels pixels(document);
+  for (int32_t y = 0; y < document.height() && document.depth() != 8; ++y)
+    narrow(document.row(y), pixels.rowSamples, document.depth(), 8,
+           pixels.samples + size_t(y) * pixels.rowSamples);
+  Encoder encoder;
+  encoder.picture.use_argb = config.lossless;
+  encoder.picture.width = document.width();
+  encoder.picture.height = document.height();
+  encoder.picture.writer = WebPMemoryWrite;
+  encoder.picture.custom_ptr = &encoder.writer;
+  encoder.picture.progress_hook = tellProgress;
+  encoder.picture.user_data = const_cast<Watch*>(&watch);
+  const int stride = int(pixels.rowSamples);
+  const bool taken = document.hasTransparency()
+                         ? WebPPictureImportRGBA(&encoder.picture, pixels.samples, stride)
+                         : WebPPictureImportRGB(&encoder.picture, pixels.samples, stride);
+  if (!taken || !WebPEncode(&config, &encoder.picture)) {
+    if (watch.stopped())
+      throw Stopped();
+    if (!taken || encoder.picture.error_code == VP8_ENC_ERROR_OUT_OF_MEMORY)
+      throw std::bad_alloc();
+    throw std::runtime_error("cannot be encoded as WebP");
+  }
+  return assembled({encoder.writer.mem, encoder.writer.size}, blocks);
+}
+
+} // namespace photo
