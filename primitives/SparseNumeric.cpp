@@ -102,7 +102,7 @@ Plan makePlan(const FrontTree& tree, int32_t threads) {
 }
 
 // All that the factorisation of a front reads and writes.
-struct Run {
+struct Job {
   const FrontTree& tree;
   const Plan& plan;
   const float* values;
@@ -116,83 +116,87 @@ struct Run {
 // A pivot below this part of the matrix's own diagonal is what is left of it after rounding.
 constexpr float leastPivot = 8 * std::numeric_limits<float>::epsilon();
 
-void addMatrix(const Run& run, int32_t front, const Front& dense) {
-  const FrontTree& tree = run.tree;
+void addMatrix(const Job& job, int32_t front, const Front& dense) {
+  const FrontTree& tree = job.tree;
   const int32_t stride = frontStride(dense.rows), first = tree.first[front];
   for (int32_t k = 0; k < dense.pivots; ++k) {
     float* column = dense.panel + ptrdiff_t(k) * stride;
     for (int32_t p = tree.entryStart[first + k]; p < tree.entryStart[first + k + 1]; ++p)
-      column[tree.entryPlace[p]] = run.values[tree.entrySource[p]];
-    run.least[first + k] = std::max(0.0f, leastPivot * column[k]);
+      column[tree.entryPlace[p]] = job.values[tree.entrySource[p]];
+    job.least[first + k] = std::max(0.0f, leastPivot * column[k]);
   }
 }
 
 // Columns [begin, end) of a child's update into the front.
-void addColumns(const Run& run, int32_t child, const Front& dense, int32_t begin, int32_t end) {
-  const FrontTree& tree = run.tree;
+void addColumns(const Job& job, int32_t child, const Front& dense, int32_t begin, int32_t end) {
+  const FrontTree& tree = job.tree;
   const int32_t* place = tree.place.data() + tree.rowStart[child];
+  const int32_t* run = tree.run.data() + tree.rowStart[child];
   const int32_t count = tree.updates(child), strideFrom = frontStride(count);
   const int32_t stride = frontStride(dense.rows), below = frontStride(dense.rows - dense.pivots);
-  const float* update = run.updates + run.plan.update[child];
+  const float* update = job.updates + job.plan.update[child];
   for (int32_t j = begin; j < end; ++j) {
     const float* from = update + ptrdiff_t(j) * strideFrom;
     const int32_t above = place[j] < dense.pivots ? 0 : dense.pivots; // rows not in `to`
     float* to = above == 0 ? dense.panel + ptrdiff_t(place[j]) * stride
                            : dense.update + ptrdiff_t(place[j] - above) * below;
-    for (int32_t i = j; i < count; ++i)
-      to[place[i] - above] += from[i];
+    for (int32_t i = j; i < count;) {
+      float* next = to + place[i] - above;
+      for (const int32_t last = i + run[i]; i < last; ++i)
+        *next++ += from[i];
+    }
   }
 }
 
-void addChild(const Run& run, int32_t child, const Front& dense) {
+void addChild(const Job& job, int32_t child, const Front& dense) {
   constexpr int32_t columnsOfShare = 64;
-  const int32_t count = run.tree.updates(child);
+  const int32_t count = job.tree.updates(child);
   if (!dense.team)
-    return addColumns(run, child, dense, 0, count);
+    return addColumns(job, child, dense, 0, count);
 #pragma omp taskloop default(shared) grainsize(1)
   for (int32_t begin = 0; begin < count; begin += columnsOfShare)
-    addColumns(run, child, dense, begin, std::min(begin + columnsOfShare, count));
+    addColumns(job, child, dense, begin, std::min(begin + columnsOfShare, count));
 }
 
 // team: the threads of the caller's team wait for tasks.
-void eliminate(Run& run, int32_t front, bool team) {
-  if (run.state.load(std::memory_order_relaxed) != Pivoting::positive)
+void eliminate(Job& job, int32_t front, bool team) {
+  if (job.state.load(std::memory_order_relaxed) != Pivoting::positive)
     return;
   constexpr double flopOfTeam = 2e6; // less is done before the team has heard of it
-  const FrontTree& tree = run.tree;
+  const FrontTree& tree = job.tree;
   Front dense = {tree.size(front),
                  tree.pivots(front),
-                 run.panels + run.panelStart[front],
-                 run.updates + run.plan.update[front],
-                 run.least + tree.first[front],
+                 job.panels + job.panelStart[front],
+                 job.updates + job.plan.update[front],
+                 job.least + tree.first[front],
                  false};
   dense.team = team && frontFlop(dense.rows, dense.pivots) > flopOfTeam;
-  std::memset(dense.panel, 0, (run.panelStart[front + 1] - run.panelStart[front]) * sizeof(float));
+  std::memset(dense.panel, 0, (job.panelStart[front + 1] - job.panelStart[front]) * sizeof(float));
   std::memset(dense.update, 0, updateFloats(tree, front) * sizeof(float));
-  addMatrix(run, front, dense);
+  addMatrix(job, front, dense);
   for (const int32_t child : tree.children(front))
-    addChild(run, child, dense);
+    addChild(job, child, dense);
   if (const Pivoting pivoting = factorise(dense); pivoting != Pivoting::positive)
-    run.state = pivoting;
+    job.state = pivoting;
 }
 
-void eliminateRoom(Run& run, const Room& room) {
+void eliminateRoom(Job& job, const Room& room) {
   for (int32_t f = room.begin; f < room.end; ++f)
-    eliminate(run, f, false);
+    eliminate(job, f, false);
 }
 
 // Without exceptions: a parallel region cannot let one out.
-void eliminateAll(Run& run, int32_t threads) noexcept {
+void eliminateAll(Job& job, int32_t threads) noexcept {
   if (threads == 1)
-    return eliminateRoom(run, run.plan.rooms.front());
+    return eliminateRoom(job, job.plan.rooms.front());
 #pragma omp parallel num_threads(threads)
   {
 #pragma omp for schedule(dynamic, 1)
-    for (const Room& room : run.plan.rooms)
-      eliminateRoom(run, room);
+    for (const Room& room : job.plan.rooms)
+      eliminateRoom(job, room);
 #pragma omp single
-    for (const int32_t front : run.plan.shared)
-      eliminate(run, front, true);
+    for (const int32_t front : job.plan.shared)
+      eliminate(job, front, true);
   }
 }
 
@@ -209,11 +213,11 @@ Pivoting factorise(const FrontTree& tree, const float* values, int32_t threads,
   HeapArray<float> panels = allocateArray<float>(factor.panelStart[tree.fronts] + frontSlack);
   const HeapArray<float> updates = allocateArray<float>(plan.floats + frontSlack);
   const HeapArray<float> least = allocateArray<float>(tree.unknowns);
-  Run run{tree, plan, values, factor.panelStart, panels.get(), updates.get(), least.get()};
-  eliminateAll(run, threads);
-  if (run.state == Pivoting::positive)
+  Job job{tree, plan, values, factor.panelStart, panels.get(), updates.get(), least.get()};
+  eliminateAll(job, threads);
+  if (job.state == Pivoting::positive)
     factor.panels = std::move(panels);
-  return run.state;
+  return job.state;
 }
 
 void solve(const FrontTree& tree, const CholeskyFactor& factor, float* x, float* work) {

@@ -300,6 +300,7 @@ void fillEntries(const SparseStructure& s, const Elimination& e, FrontTree& tree
 // Rows as places in a front, once for all factorisations.
 void fillPlaces(FrontTree& tree) {
   tree.place.resize(tree.row.size());
+  tree.run.resize(tree.row.size());
   Ints place(tree.unknowns);
   for (int32_t f = 0; f < tree.fronts; ++f) {
     int32_t next = 0;
@@ -310,8 +311,11 @@ void fillPlaces(FrontTree& tree) {
     for (int32_t p = tree.entryStart[tree.first[f]]; p < tree.entryStart[tree.first[f + 1]]; ++p)
       tree.entryPlace[p] = place[tree.entryPlace[p]];
     for (const int32_t c : tree.children(f))
-      for (int64_t p = tree.rowStart[c]; p < tree.rowStart[c + 1]; ++p)
+      for (int64_t p = tree.rowStart[c + 1], after = p; p-- > tree.rowStart[c];) {
         tree.place[p] = place[tree.row[p]];
+        const bool goesOn = p + 1 < after && tree.place[p + 1] == tree.place[p] + 1;
+        tree.run[p] = goesOn ? tree.run[p + 1] + 1 : 1;
+      }
   }
 }
 

@@ -21,6 +21,7 @@ struct FrontTree {
   std::vector<int64_t> rowStart;    // [fronts + 1] into the next two
   std::vector<int32_t> row;         // rows below the pivots, as pivot numbers, ascending
   std::vector<int32_t> place;       // where each of them stands in the parent's front
+  std::vector<int32_t> run;         // how many places, from each one on, follow one another
   std::vector<int32_t> entryStart;  // [unknowns + 1] matrix entries of each pivot's column
   std::vector<int32_t> entryPlace;  // their row in the front
   std::vector<int32_t> entrySource; // their position in the matrix's values
