@@ -301,7 +301,7 @@ TEST_F(Driver, TellsWhatItDoes) {
         ") - 3 steps\n",
         "[ALLOC] SHaze 0x",
         "[ALLOC] SHaze data 0x",
-        "allocation out of PS: 30 KBytes (ptr: 0x",
+        "allocation out of PS: 48 KBytes (ptr: 0x",
         "[ALLOC] ippBuffer 0x",
         "delete ptr: 0x",
         "[ALLOC] SHaze 0x",
