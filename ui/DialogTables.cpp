@@ -31,13 +31,13 @@ constexpr DialogControl mainControls[] = {
     {21, label, "Background", "Arrière plan", {639, 134, 38, 8}},
     {idHomePage, link, homePageText, nullptr, {448, 290, 51, 8}},
     {-1, groupBox, "Haze mask", "Masque de voile blanc", {445, 159, 238, 32}},
-    {idExport, checkBox, "&Export", "&Exporter", {638, 173, 37, 10}},
+    {idExport, checkBox, "&Export", "&Exporter", {638, 173, 37, 10}, {629, 173, 48, 10}},
     {idDisplay, checkBox, "&Display", "&Afficher", {458, 173, 39, 10}},
     {idPreview, checkBox, "&Preview", "A&perçu", {642, 238, 41, 10}},
     {idHelp, pushButton, "Help", "Aide", {638, 252, 45, 14}},
     {idCancel, pushButton, "Cancel", "Annuler", {638, 268, 45, 14}},
     {idFrame, frame, "", nullptr, {5, 6, 433, 292}},
-    {1018, picture, "", nullptr, {445, 5, 237, 25}, {}, pictureBanner},
+    {1018, banner, "", nullptr, {445, 5, 237, 25}, {}, pictureBanner},
     {1017, picture, "", nullptr, {440, 232, 64, 59}, {}, pictureLogo},
 };
 

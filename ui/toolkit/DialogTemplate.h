@@ -17,7 +17,8 @@ enum class ControlKind : uint8_t {
   edit,      // one line, bordered
   digitEdit, // the same; digits are all that can be typed
   frame,     // a place without a look of its own
-  picture,   // bitmap of the table below
+  picture,   // bitmap, as large as the place allows
+  banner,    // bitmap, stretched to the place
 };
 
 struct DialogPlace {

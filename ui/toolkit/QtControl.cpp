@@ -105,10 +105,11 @@ private:
   bool fromKey_ = false;
 };
 
-// A bitmap, as large as its place allows, in the resolution of the screen.
+// A bitmap in the resolution of the screen.
 class PictureWidget final : public QWidget {
 public:
-  PictureWidget(QWidget* parent, int number) : QWidget(parent), number_(number) {}
+  PictureWidget(QWidget* parent, int number, Qt::AspectRatioMode shape)
+      : QWidget(parent), number_(number), shape_(shape) {}
 
 protected:
   void paintEvent(QPaintEvent*) override {
@@ -119,7 +120,7 @@ protected:
       QImage image;
       if (!best || !image.loadFromData(best->png, int(best->size), "PNG"))
         return;
-      scaled_ = image.scaled(wanted, Qt::KeepAspectRatio, Qt::SmoothTransformation);
+      scaled_ = image.scaled(wanted, shape_, Qt::SmoothTransformation);
       scaled_.setDevicePixelRatio(ratio);
     }
     const QSize shown = scaled_.size() / ratio;
@@ -129,7 +130,34 @@ protected:
 
 private:
   int number_;
+  Qt::AspectRatioMode shape_;
   QImage scaled_;
+};
+
+// A frame with its title in the top line. Styles differ in how far below the title they begin, and
+// the tables count on this.
+class GroupBox final : public QGroupBox {
+public:
+  using QGroupBox::QGroupBox;
+
+protected:
+  void paintEvent(QPaintEvent*) override {
+    constexpr qreal radius = 4, indent = 8, gap = 4, lineStrength = 0.28;
+    const QFontMetrics metrics(font());
+    const qreal line = metrics.height() / 2 + 0.5;
+    QColor colour = palette().color(QPalette::WindowText);
+    QPainter painter(this);
+    painter.setRenderHint(QPainter::Antialiasing);
+    const QRectF title(indent, 0, metrics.horizontalAdvance(QGroupBox::title()) + 2 * gap,
+                       metrics.height());
+    painter.setClipRegion(QRegion(rect()) - QRegion(title.toAlignedRect()));
+    colour.setAlphaF(lineStrength);
+    painter.setPen(colour);
+    painter.drawRoundedRect(QRectF(0.5, line, width() - 1, height() - line - 0.5), radius, radius);
+    painter.setClipping(false);
+    painter.setPen(palette().color(QPalette::WindowText));
+    painter.drawText(title, Qt::AlignCenter, QGroupBox::title());
+  }
 };
 
 // Controls without behaviour of their own: group boxes, pictures, frames.
@@ -172,9 +200,13 @@ QtControl* makeWidget(QtDialog& dialog, const DialogControl& control, const QStr
   case ControlKind::digitEdit:
     return MakeEdit(dialog, control);
   case ControlKind::groupBox:
-    return new QtPlainControl(dialog, control, new QGroupBox(text, parent));
+    return new QtPlainControl(dialog, control, new GroupBox(text, parent));
   case ControlKind::picture:
-    return new QtPlainControl(dialog, control, new PictureWidget(parent, control.picture));
+    return new QtPlainControl(dialog, control,
+                              new PictureWidget(parent, control.picture, Qt::KeepAspectRatio));
+  case ControlKind::banner:
+    return new QtPlainControl(dialog, control,
+                              new PictureWidget(parent, control.picture, Qt::IgnoreAspectRatio));
   case ControlKind::frame:
     break;
   }

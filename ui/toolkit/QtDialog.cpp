@@ -43,6 +43,14 @@ struct DialogUnits {
   }
 };
 
+// Controls of one line share its middle: one that lies next to the label before it, give or take
+// what the table's whole units cannot tell, is centred on it.
+void joinLine(QRect& place, const QRect& label, const DialogUnits& units) {
+  const int off = label.center().y() - place.center().y();
+  if (std::abs(off) <= 2 * units.y)
+    place.translate(0, off);
+}
+
 // The desktop's font at the table's size, or smaller where the screen has no room for it.
 QFont dialogFont(const DialogTemplate& dialogTemplate, const QScreen* screen) {
   constexpr double smallest = 6.0, step = 0.5; // points
@@ -86,6 +94,7 @@ QtDialog::QtDialog(const DialogTemplate& dialogTemplate, QWidget* owner, DialogP
       window_(NewWindow(owner_, 0, dialogTemplate.style, behaviour, this)),
       widget_(owner, windowFlags(dialogTemplate.style)), outer_(innermostDialog) {
   innermostDialog = this;
+  widget_.setWindowModality(Qt::ApplicationModal);
   buildControls(dialogTemplate);
   window_->dialogProc = proc;
   qApp->installEventFilter(this); // sees the dialog's own events, and the keys of all windows
@@ -106,17 +115,22 @@ void QtDialog::buildControls(const DialogTemplate& dialogTemplate) {
   widget_.setWindowTitle(QString::fromUtf8(dialogTemplate.caption));
   widget_.setFixedSize(units.rect({0, 0, dialogTemplate.width, dialogTemplate.height}).size());
   QString group, label; // that a control without text is called by
+  QRect labelPlace;
   for (int i = 0; i < dialogTemplate.controlCount; ++i) {
     const DialogControl& row = dialogTemplate.controls[i];
     const char* text = french && row.french ? row.french : row.english;
     QtControl* control = MakeControl(*this, row, text);
-    control->widget()->setGeometry(
-        units.rect(french && row.frenchPlace.width ? row.frenchPlace : row.place));
-    if (row.kind == ControlKind::groupBox)
+    QRect place = units.rect(french && row.frenchPlace.width ? row.frenchPlace : row.place);
+    if (row.kind == ControlKind::groupBox) {
       group = QString::fromUtf8(text);
-    else if (row.kind == ControlKind::label)
+    } else if (row.kind == ControlKind::label) {
       label = QString::fromUtf8(text);
-    else if (!text || !*text)
+      labelPlace = place;
+    } else if (row.kind == ControlKind::trackBar || row.kind == ControlKind::digitEdit) {
+      joinLine(place, labelPlace, units);
+    }
+    control->widget()->setGeometry(place);
+    if (!text || !*text)
       control->widget()->setAccessibleName(group + ", " + label);
     controls_.push_back(control);
   }
@@ -128,7 +142,9 @@ intptr_t QtDialog::run(intptr_t parameter) {
     SendMessage(window_, WM_INITDIALOG, 0, parameter);
   });
   if (!result_)
-    widget_.exec();
+    widget_.show();
+  if (!result_) // showing may have handled a message that ended it
+    loop_.exec(QEventLoop::DialogExec);
   if (!result_) // the application ends
     guarded([&] { closeFromDesktop(); });
   guarded([&] { SendMessage(window_, WM_DESTROY, 0, 0); });
@@ -141,7 +157,8 @@ void QtDialog::end(intptr_t result) {
   if (result_)
     return;
   result_ = result;
-  widget_.done(0); // the result is kept here: Qt's is no wider than an int
+  widget_.hide();
+  loop_.quit();
 }
 
 void QtDialog::keepException() {

@@ -5,6 +5,7 @@
 #pragma once
 
 #include <QDialog>
+#include <QEventLoop>
 #include <QImage>
 
 #include <exception>
@@ -57,6 +58,7 @@ private:
   Window window_;
   QDialog widget_;
   std::vector<QtControl*> controls_;
+  QEventLoop loop_;
   std::optional<intptr_t> result_;
   std::exception_ptr thrown_;
   QImage drawn_;          // what the procedure last drew, shown again until it draws anew

@@ -27,16 +27,13 @@ intptr_t dialogBox(const DialogTemplate* dialogTemplate, void* owner, DialogProc
   return QtDialog(*dialogTemplate, static_cast<QWidget*>(owner), proc).run(parameter);
 }
 
+// The dialog is the context, so that no call is left behind when the module is unloaded.
 void messagePosted() {
-  if (!application())
+  QtDialog* dialog = application() ? QtDialog::innermost() : nullptr;
+  if (!dialog)
     return;
   QMetaObject::invokeMethod(
-      qApp,
-      [] {
-        if (QtDialog* dialog = QtDialog::innermost())
-          dialog->guarded([] { DispatchPostedMessage(); });
-      },
-      Qt::QueuedConnection);
+      dialog, [dialog] { dialog->guarded([] { DispatchPostedMessage(); }); }, Qt::QueuedConnection);
 }
 
 void* activeWindow() { return application() ? QApplication::activeWindow() : nullptr; }
@@ -54,11 +51,16 @@ int32_t captionHeight() {
 bool keyHeld(uintptr_t key) {
   const Qt::KeyboardModifiers held =
       application() ? QGuiApplication::keyboardModifiers() : Qt::NoModifier;
-  return held.testFlag(key == VK_CONTROL ? Qt::ControlModifier
-                       : key == VK_MENU  ? Qt::AltModifier
-                       : key == VK_SHIFT ? Qt::ShiftModifier
-                                         : Qt::NoModifier) &&
-         (key == VK_CONTROL || key == VK_MENU || key == VK_SHIFT);
+  switch (key) {
+  case VK_CONTROL:
+    return held.testFlag(Qt::ControlModifier);
+  case VK_SHIFT:
+    return held.testFlag(Qt::ShiftModifier);
+  case VK_MENU:
+    return held.testFlag(Qt::AltModifier);
+  default:
+    return false;
+  }
 }
 
 void beep() {
