@@ -51,6 +51,15 @@ void joinLine(QRect& place, const QRect& label, const DialogUnits& units) {
     place.translate(0, off);
 }
 
+// A text that the desktop's font makes longer than its place gets the room that it needs.
+void makeRoom(QRect& place, const QtControl& control, const QSize& dialog) {
+  const ControlKind kind = control.kind();
+  if (kind != ControlKind::label && kind != ControlKind::link && kind != ControlKind::checkBox)
+    return;
+  place.setWidth(std::max(place.width(), control.widget()->sizeHint().width()));
+  place.moveRight(std::min(place.right(), dialog.width() - 1));
+}
+
 // The desktop's font at the table's size, or smaller where the screen has no room for it.
 QFont dialogFont(const DialogTemplate& dialogTemplate, const QScreen* screen) {
   constexpr double smallest = 6.0, step = 0.5; // points
@@ -95,6 +104,7 @@ QtDialog::QtDialog(const DialogTemplate& dialogTemplate, QWidget* owner, DialogP
       widget_(owner, windowFlags(dialogTemplate.style)), outer_(innermostDialog) {
   innermostDialog = this;
   widget_.setWindowModality(Qt::ApplicationModal);
+  widget_.setAttribute(Qt::WA_QuitOnClose, false); // whether the program goes on is not its affair
   buildControls(dialogTemplate);
   window_->dialogProc = proc;
   qApp->installEventFilter(this); // sees the dialog's own events, and the keys of all windows
@@ -128,10 +138,10 @@ void QtDialog::buildControls(const DialogTemplate& dialogTemplate) {
       labelPlace = place;
     } else if (row.kind == ControlKind::trackBar || row.kind == ControlKind::digitEdit) {
       joinLine(place, labelPlace, units);
-    }
-    control->widget()->setGeometry(place);
-    if (!text || !*text)
       control->widget()->setAccessibleName(group + ", " + label);
+    }
+    makeRoom(place, *control, widget_.size());
+    control->widget()->setGeometry(place);
     controls_.push_back(control);
   }
 }
@@ -265,7 +275,7 @@ bool QtDialog::eventFilter(QObject* watched, QEvent* event) {
     return false;
   case QEvent::Close:
     if (result_)
-      return false; // end() closes the window
+      return false;  // end() closes the window
     event->ignore(); // end() hides the window; this would do it a second time
     guarded([&] { closeFromDesktop(); });
     return true;
