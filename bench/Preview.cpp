@@ -1,0 +1,135 @@
+// The live preview: from a control's event to the repainted picture, and its steps apart.
+//
+// The whole is measured with the real dialog on Qt's offscreen platform; the steps over a proxy of
+// 650 by 475 pixels. One thread, power 1.7 (the slower branch of the correction), the host's own
+// drawing.
+#include <QApplication>
+#include <QDialog>
+#include <QSlider>
+#include <QTemporaryFile>
+#include <QTimer>
+
+#include <functional>
+
+#include "bench/KernelBench.h"
+#include "frame/Globals.h"
+#include "haze/Stages.h"
+#include "host/Host.h"
+#include "tests/ui/StandInDialog.h"
+#include "tests/ui/StandInHost.h"
+#include "ui/DialogTables.h"
+#include "ui/Dialogs.h"
+#include "ui/MainDialog.h"
+#include "ui/Proxy.h"
+#include "ui/ProxyPixels.h"
+
+namespace {
+
+constexpr int32_t width = 650, height = 475;
+constexpr double proxyArea = double(width) * height;
+
+// A document that the frame shows pixel by pixel, with the preview open on it.
+struct OpenPreview {
+  StandInDesktop desktop;
+  StandInHost host{width, height};
+  StandInDialog dialog{FOGDISSOLVER_DIALOG, FogdissolverProc};
+
+  OpenPreview() {
+    host.record.displayPixels = host::displayPixels;
+    host.params.power = 1.7f;
+    dialog[idFrame].rect = {0, 0, width, height};
+    SendMessage(dialog.window, WM_INITDIALOG, 0, 0);
+  }
+  ~OpenPreview() {
+    SendMessage(dialog.window, WM_DESTROY, 0, 0);
+    DeleteProxyBuffer();
+  }
+};
+
+void copy(benchmark::State& state) {
+  const OpenPreview preview;
+  measure(state, proxyArea, [] { ResetProxyBuffer(); });
+}
+
+void bytesToFloats(benchmark::State& state) {
+  const OpenPreview preview;
+  std::vector<float> image(size_t(proxyArea) * 4);
+  measure(state, proxyArea,
+          [&] { BytesToFloatImage(gData->proxyBuffer, size_t(proxyArea), 3, image.data()); });
+}
+
+void correction(benchmark::State& state) {
+  const OpenPreview preview;
+  std::vector<float> image(size_t(proxyArea) * 4);
+  BytesToFloatImage(gData->proxyBuffer, size_t(proxyArea), 3, image.data());
+  int32_t error = 0;
+  measure(state, proxyArea, [&] {
+    DoFogdissolve(image.data(), nullptr, gData->proxyRect, 8, false, width * 3, 0, &error);
+  });
+}
+
+void floatsToBytes(benchmark::State& state) {
+  const OpenPreview preview;
+  std::vector<float> image(size_t(proxyArea) * 4);
+  BytesToFloatImage(gData->proxyBuffer, size_t(proxyArea), 3, image.data());
+  std::vector<uint8_t> bytes(size_t(proxyArea) * 3);
+  measure(state, proxyArea,
+          [&] { FloatImageToBytes(image.data(), size_t(proxyArea), 3, bytes.data()); });
+}
+
+void drawing(benchmark::State& state) {
+  OpenPreview preview;
+  measure(state, proxyArea, [&] { PaintProxy(preview.dialog.window); });
+}
+
+// The balance slider moves by one; what it sets off ends with the dialog painted.
+void eventToRepaint(benchmark::State& state) {
+  // A screen with room for the dialog at 96 dots to the inch: the frame then is 735 by 466 pixels.
+  static QTemporaryFile screens;
+  if (screens.open())
+    screens.write(R"({"screens": [{"name": "wide", "width": 1920, "height": 1080}]})");
+  screens.close();
+  qputenv("QT_QPA_PLATFORM", "offscreen:configfile=" + screens.fileName().toUtf8());
+  qputenv("QT_FONT_DPI", "96");
+  static int argc = 1;
+  static char name[] = "bench";
+  static char* argv[] = {name, nullptr};
+  // Never destroyed: the platform's devices do not outlive the end of main.
+  static const auto* application = new QApplication(argc, argv);
+  benchmark::DoNotOptimize(application);
+
+  StandInHost host(735, 460);
+  host.record.displayPixels = host::displayPixels;
+  double proxyPixels = 0;
+  const std::function<void()> script = [&] {
+    QWidget* dialog = QApplication::activeModalWidget();
+    if (!dialog || !dialog->isActiveWindow())
+      return QTimer::singleShot(5, script);
+    QSlider* balance = dialog->findChildren<QSlider*>().last();
+    proxyPixels = double(gData->proxyWidth) * gData->proxyHeight;
+    int position = balance->value();
+    measure(state, proxyPixels, [&] {
+      position = position < 90 ? position + 1 : 60;
+      balance->setValue(position);
+      QCoreApplication::processEvents();
+    });
+    dialog->close();
+  };
+  QTimer::singleShot(0, script);
+  DoUI();
+  DeleteProxyBuffer();
+  state.counters["proxy"] = proxyPixels;
+}
+
+} // namespace
+
+BENCHMARK(copy)->Unit(benchmark::kMillisecond);
+BENCHMARK(bytesToFloats)->Unit(benchmark::kMillisecond);
+BENCHMARK(correction)->Unit(benchmark::kMillisecond);
+BENCHMARK(floatsToBytes)->Unit(benchmark::kMillisecond);
+BENCHMARK(drawing)->Unit(benchmark::kMillisecond);
+BENCHMARK(eventToRepaint)
+    ->Unit(benchmark::kMillisecond)
+    ->Iterations(20)
+    ->Repetitions(9)
+    ->ReportAggregatesOnly();
