@@ -215,7 +215,8 @@ int runJobs(const std::vector<Job>& jobs, const Options& options, const host::Mo
   for (int signal : stoppingSignals)
     handle(signal, requestStop);
   handle(SIGCHLD, [](int) {});
-  handle(SIGPIPE, SIG_IGN);
+  handle(SIGPIPE, SIG_IGN); // writing then fails, and tells why
+  handle(SIGXFSZ, SIG_IGN);
 
   int forwarded = 0;
   size_t next = 0;

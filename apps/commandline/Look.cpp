@@ -164,7 +164,7 @@ void saveLook(const std::string& file, const Look& look, bool replace) {
   try {
     photo::writeSafely(file, file + ".part", photo::Bytes(text.begin(), text.end()), replace);
   } catch (const std::exception& error) {
-    throw UsageError(file + ": " + error.what());
+    throw UsageError(std::string("--save-settings: ") + error.what());
   }
 }
 

@@ -21,7 +21,7 @@ constexpr char examples[] =
     "  fogdissolver hills.jpg                      writes hills-clear.jpg\n"
     "  fogdissolver *.jpg -o clear/ --strength 90  a folder of them, one a core\n"
     "  fogdissolver hills.tif -o '{name}-mask.{ext}' --mask\n"
-    "  fogdissolver hills.jpg --foreground 5 --background 60 --save-settings hills.toml\n"
+    "  fogdissolver hills.jpg --background 60 --save-settings hills.toml\n"
     "\n"
     "Exit status: 0 all written, 1 a photograph failed or was refused, 2 wrong usage.";
 

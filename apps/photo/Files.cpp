@@ -47,13 +47,13 @@ struct Remover {
   }
 };
 
-void writeAll(int descriptor, const Bytes& bytes) {
+void writeAll(int descriptor, const std::string& name, const Bytes& bytes) {
   for (size_t done = 0; done < bytes.size();) {
     const ssize_t n = ::write(descriptor, bytes.data() + done, bytes.size() - done);
     if (n < 0 && errno == EINTR)
       continue;
     if (n < 0)
-      failWithErrno("cannot be written");
+      failWithErrno(name + " cannot be written");
     done += size_t(n);
   }
 }
@@ -135,20 +135,27 @@ void writeSafely(const std::string& path, const std::string& temporary, const By
                  bool replace) {
   const Descriptor file(::open(temporary.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666));
   if (file.number < 0)
-    failWithErrno("cannot be made in its folder");
+    failWithErrno(path + " cannot be written");
   Remover remover{temporary};
-  writeAll(file.number, bytes);
+  writeAll(file.number, path, bytes);
   if (::fsync(file.number) != 0)
-    failWithErrno("cannot be written");
+    failWithErrno(path + " cannot be written");
   if (replace ? ::rename(temporary.c_str(), path.c_str()) != 0
               : renameToFree(temporary.c_str(), path.c_str()) != 0) {
     if (errno == EEXIST)
-      throw std::runtime_error("exists already; --force replaces it");
-    failWithErrno("cannot be written");
+      throw std::runtime_error("the output " + path + " exists already; --force replaces it");
+    failWithErrno(path + " cannot be written");
   }
   remover.served = true;
 }
 
-void writeToOutput(const Bytes& bytes) { writeAll(STDOUT_FILENO, bytes); }
+void writeOver(const std::string& path, const Bytes& bytes) {
+  const Descriptor file(::open(path.c_str(), O_WRONLY | O_TRUNC | O_CLOEXEC));
+  if (file.number < 0)
+    failWithErrno(path + " cannot be written");
+  writeAll(file.number, path, bytes);
+}
+
+void writeToOutput(const Bytes& bytes) { writeAll(STDOUT_FILENO, "standard output", bytes); }
 
 } // namespace photo

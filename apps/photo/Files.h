@@ -35,6 +35,9 @@ private:
 void writeSafely(const std::string& path, const std::string& temporary, const Bytes& bytes,
                  bool replace);
 
+// Writes the bytes into an existing file. Throws std::runtime_error.
+void writeOver(const std::string& path, const Bytes& bytes);
+
 // Writes to standard output. Throws std::runtime_error.
 void writeToOutput(const Bytes& bytes);
 

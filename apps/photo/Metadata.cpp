@@ -100,6 +100,17 @@ void fillFromBlocks(Metadata::State& state, const MetadataBlocks& blocks) {
     Exiv2::XmpParser::decode(state.xmp, blocks.xmp);
 }
 
+// In a TIFF file these tags are the encoder's, not Exiv2's; elsewhere both write the same.
+Resolution resolutionOf(const Exiv2::ExifData& exif) {
+  auto number = [&exif](const char* key) {
+    const auto datum = exif.findKey(Exiv2::ExifKey(key));
+    return datum == exif.end() || datum->count() == 0 ? 0.0 : double(datum->toFloat());
+  };
+  constexpr double centimetres = 3; // of Exif.Image.ResolutionUnit
+  return {number("Exif.Image.XResolution"), number("Exif.Image.YResolution"),
+          number("Exif.Image.ResolutionUnit") == centimetres};
+}
+
 } // namespace
 
 Metadata readMetadata(const Bytes& file) {
@@ -126,7 +137,7 @@ Metadata readMetadata(const Bytes& file) {
   return metadata;
 }
 
-void adaptToResult(Metadata& metadata, const Picture& picture, const std::string& program) {
+void adaptToResult(Metadata& metadata, Picture& picture, const std::string& program) {
   Metadata::State& state = metadata.state();
   try {
     if (!state.found)
@@ -141,6 +152,8 @@ void adaptToResult(Metadata& metadata, const Picture& picture, const std::string
     return datum.key().starts_with("Xmp.xmp.Thumbnails");
   });
   state.exif["Exif.Image.Software"] = program;
+  if (const Resolution told = resolutionOf(state.exif); told.x > 0 && told.y > 0)
+    picture.resolution = told;
   if (picture.upright) {
     state.exif["Exif.Image.Orientation"] = uint16_t(1);
     eraseWhere(state.xmp,

@@ -31,7 +31,8 @@ Metadata readMetadata(const Bytes& file);
 // Makes it that of a result: fills what Exiv2 did not find from the decoder's blocks, names the
 // program as the software, drops thumbnails (they show the hazy picture) and what describes the old
 // file's storage; the orientation too when the decoder has turned the picture upright.
-void adaptToResult(Metadata& metadata, const Picture& picture, const std::string& program);
+// The picture's resolution becomes that of the Exif if there is one.
+void adaptToResult(Metadata& metadata, Picture& picture, const std::string& program);
 
 // The blocks for codecs that write metadata themselves.
 MetadataBlocks blocksOf(const Metadata& metadata);

@@ -72,33 +72,38 @@ void setUp(int threads) {
 
 // ---- Reading
 
-// Opens from memory where the format's reader can, else by name. A stream without a name that needs
-// one is put into a file for as long as the reader lives.
+// Opens from memory where the format's reader can, else by name; a stream then goes through a file
+// for as long as the reader lives.
 struct Input {
   Filesystem::IOMemReader memory;
   TemporaryFile file;
   std::unique_ptr<ImageInput> reader;
 
   explicit Input(const Source& source) : memory(source.bytes.data(), source.bytes.size()) {
-    ImageSpec config;
-    config["oiio:UnassociatedAlpha"] = 1;
     const Format* known = formatOfBytes(source.bytes.data(), source.bytes.size());
-    const std::string name = source.path != "-" ? source.path
-                             : known            ? "stream." + std::string(usualExtension(*known))
-                                                : "stream";
-    reader = ImageInput::open(name, &config, &memory);
-    if (!reader && source.path != "-")
-      reader = ImageInput::open(name, &config);
-    if (!reader && known) { // the name may tell another format than the bytes
-      reader = ImageInput::create(known->codec, false, &config, &memory);
-      ImageSpec spec;
-      if (!reader || !reader->open(name, spec, config))
-        fail("broken " + std::string(known->name) + " file",
-             reader ? reader->geterror() : OIIO::geterror());
-    }
-    (void)OIIO::geterror();
+    const bool stream = source.path == "-";
+    const std::string extension(known ? usualExtension(*known) : "bin");
+    ImageSpec plain, fromMemory;
+    plain["oiio:UnassociatedAlpha"] = fromMemory["oiio:UnassociatedAlpha"] = 1;
+    void* proxy = &memory;
+    fromMemory.attribute("oiio:ioproxy", TypeDesc::PTR, &proxy);
+    reader = ImageInput::open(stream ? "stream." + extension : source.path, &fromMemory);
+    if (!reader && known) // the name may tell another format than the bytes
+      reader = ImageInput::open("stream." + extension, &fromMemory);
+    const std::string reason = OIIO::geterror();
+    if (!reader)
+      reader = ImageInput::open(stream ? copied(source, extension) : source.path, &plain);
+    (void)OIIO::geterror(); // the reason by name adds nothing
+    if (!reader && known)
+      fail("broken " + std::string(known->name) + " file", reason);
     if (!reader)
       fail("not an image, or of a format that is not read");
+  }
+
+  const std::string& copied(const Source& source, const std::string& extension) {
+    const std::string& name = file.create(extension);
+    writeOver(name, source.bytes);
+    return name;
   }
 };
 

@@ -1,0 +1,98 @@
+#include "tests/apps/Program.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <fstream>
+#include <iterator>
+#include <thread>
+
+#include <fcntl.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace {
+
+std::string contents(const fs::path& file) {
+  std::ifstream stream(file, std::ios::binary);
+  return {std::istreambuf_iterator<char>(stream), {}};
+}
+
+void redirect(int descriptor, const fs::path& file, int flags) {
+  const int opened = ::open(file.c_str(), flags, 0600);
+  if (opened < 0 || ::dup2(opened, descriptor) < 0)
+    std::_Exit(126);
+}
+
+} // namespace
+
+ProgramTest::ProgramTest() {
+  std::string name = (fs::temp_directory_path() / "fogdissolver-test-XXXXXX").string();
+  if (!::mkdtemp(name.data()))
+    throw std::runtime_error("no folder for the test");
+  folder = name;
+}
+
+ProgramTest::~ProgramTest() {
+  std::error_code ignored;
+  fs::remove_all(folder, ignored);
+}
+
+Finished ProgramTest::run(const std::vector<std::string>& arguments, const Launch& launch) const {
+  const fs::path out = folder.string() + ".out", err = folder.string() + ".err";
+  std::vector<char*> argv{const_cast<char*>("fogdissolver")};
+  for (const std::string& argument : arguments)
+    argv.push_back(const_cast<char*>(argument.c_str()));
+  argv.push_back(nullptr);
+  const pid_t pid = ::fork();
+  if (pid == 0) {
+    redirect(0, launch.input.empty() ? "/dev/null" : launch.input, O_RDONLY);
+    redirect(1, launch.output.empty() ? out.string() : launch.output, O_WRONLY | O_CREAT | O_TRUNC);
+    redirect(2, err, O_WRONLY | O_CREAT | O_TRUNC);
+    if (::chdir(folder.c_str()) != 0)
+      std::_Exit(126);
+    for (const auto& [name, value] : launch.environment)
+      value.empty() ? ::unsetenv(name.c_str()) : ::setenv(name.c_str(), value.c_str(), 1);
+    launch.inChild();
+    ::execv(FOG_PROGRAM, argv.data());
+    std::_Exit(127);
+  }
+  if (launch.interruptAfter.count() > 0) {
+    std::this_thread::sleep_for(launch.interruptAfter);
+    ::kill(pid, SIGINT);
+  }
+  int status = 0;
+  ::waitpid(pid, &status, 0);
+  Finished finished;
+  finished.status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+  finished.signal = WIFSIGNALED(status) ? WTERMSIG(status) : 0;
+  finished.out = contents(out);
+  finished.err = contents(err);
+  std::error_code ignored;
+  fs::remove(out, ignored);
+  fs::remove(err, ignored);
+  return finished;
+}
+
+std::vector<std::string> ProgramTest::files() const {
+  std::vector<std::string> names;
+  for (const auto& entry : fs::recursive_directory_iterator(folder))
+    names.push_back(fs::relative(entry.path(), folder).string());
+  std::sort(names.begin(), names.end());
+  return names;
+}
+
+void ProgramTest::write(const std::string& name, const std::string& bytes) const {
+  std::ofstream(folder / name, std::ios::binary) << bytes;
+}
+
+std::string ProgramTest::read(const std::string& name) const { return contents(folder / name); }
+
+testing::AssertionResult isOneLine(const std::string& err, const std::string& about,
+                                   const std::string& text) {
+  const std::string start = "fogdissolver: " + about + (about.empty() ? "" : ": ");
+  if (err.starts_with(start) && err.find('\n') == err.size() - 1 &&
+      err.find(text, start.size()) != std::string::npos)
+    return testing::AssertionSuccess();
+  return testing::AssertionFailure()
+         << "got \"" << err << "\", expected one line \"" << start << "\" with \"" << text << "\"";
+}
