@@ -33,8 +33,8 @@ host::Document readPhoto(const QString& file) {
 }
 
 QPalette darkPalette() {
-  QPalette palette(QColor(0x35, 0x37, 0x3a), QColor(0x2b, 0x2d, 0x30));
-  palette.setColor(QPalette::Base, QColor(0x1f, 0x20, 0x23));
+  QPalette palette(QColor(0x45, 0x48, 0x4d), QColor(0x2b, 0x2d, 0x30));
+  palette.setColor(QPalette::Base, QColor(0x3a, 0x3d, 0x42));
   palette.setColor(QPalette::Highlight, QColor(0x3d, 0x8b, 0xb8));
   palette.setColor(QPalette::Link, QColor(0x79, 0xb8, 0xdd));
   return palette;
