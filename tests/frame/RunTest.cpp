@@ -48,6 +48,8 @@ TEST(Run, EveryBandHeight) {
 TEST(Run, EveryDepthThroughTheCore) {
   for (int32_t depth : {8, 16, 32})
     for (bool mask : {false, true}) {
+      if (mask && depth == 8)
+        continue; // SettingsLast has it
       host::Document document = fixture::hazyScene(31, 23, depth);
       const host::Document before = fixture::copyOf(document);
       host::Session session(fixture::builtModule(), document, {});
