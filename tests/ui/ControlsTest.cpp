@@ -124,15 +124,6 @@ TEST_F(Controls, EnterNotifiesUnclampedAndLosingTheFocusClamps) {
   EXPECT_EQ(notifications(), 1);
 }
 
-TEST_F(Controls, AnEmptiedBoxIsZero) {
-  show("7", 0, 1);
-  SendMessage(window, WM_KEYDOWN, VK_DELETE, 0);
-  EXPECT_EQ(edit.GetValue(), 0);
-  EXPECT_EQ(box.text, "");
-  SendMessage(window, WM_KILLFOCUS, 0, 0);
-  EXPECT_EQ(box.text, "0");
-}
-
 TEST_F(Controls, DeleteIsParsedAndForwarded) {
   struct Case {
     const char* text;
@@ -232,14 +223,6 @@ TEST_F(Controls, OnlyEnterIsAskedForBesideTheArrows) {
   EXPECT_EQ(code(WM_KEYDOWN, VK_ESCAPE), DLGC_WANTARROWS);
   EXPECT_EQ(code(WM_KEYUP, VK_RETURN), DLGC_WANTARROWS);
   EXPECT_EQ(SendMessage(window, WM_GETDLGCODE, 0, 0), DLGC_WANTARROWS);
-}
-
-TEST_F(Controls, ADetachedBoxIsTheStockOneAgain) {
-  edit.Detach();
-  type('5');
-  EXPECT_EQ(box.text, "5");
-  EXPECT_EQ(edit.GetValue(), 0);
-  edit.Detach();
 }
 
 TEST_F(Controls, ObjectsMayOutliveTheirWindows) {

@@ -148,13 +148,6 @@ TEST_F(MainDialog, WithoutAPreviewNoEstimateExists) {
   EXPECT_EQ(control(idForegroundIntensity).position, 0);
 }
 
-TEST_F(MainDialog, OpensShowingTheMaskThatIsToBeExported) {
-  params().outputMap = params().displayMap = 1;
-  open();
-  EXPECT_TRUE(control(idExport).checked);
-  EXPECT_TRUE(control(idDisplay).checked);
-}
-
 TEST_F(MainDialog, EverySecondScrollMessageIsDropped) {
   open();
   scroll(idForegroundIntensity, 20);
@@ -175,13 +168,6 @@ TEST_F(MainDialog, EverySecondScrollMessageIsDropped) {
   scroll(idBackgroundIntensity, 80);
   EXPECT_EQ(params().backgroundIntensity, 0.8f);
   EXPECT_EQ(refreshes(), 1);
-}
-
-TEST_F(MainDialog, VerticalScrollMessagesCountAsWell) {
-  open();
-  control(idBalance).position = 25;
-  SendMessage(shown->window, WM_VSCROLL, 0, reinterpret_cast<intptr_t>(shown->item(idBalance)));
-  EXPECT_EQ(params().power, PowerOfPosition(25));
 }
 
 TEST_F(MainDialog, APushedPositionWaitsForTheNextEvent) {
@@ -208,13 +194,6 @@ TEST_F(MainDialog, APushedPositionWaitsForTheNextEvent) {
   EXPECT_EQ(control(idForegroundPositionEdit).text, "25");
   EXPECT_EQ(params().foregroundPosition, 0.6f);
   EXPECT_EQ(refreshes(), 0);
-}
-
-TEST_F(MainDialog, PositionsMayMeet) {
-  open();
-  scroll(idForegroundPosition, 100);
-  EXPECT_EQ(params().foregroundPosition, 1.0f);
-  EXPECT_EQ(refreshes(), 1);
 }
 
 TEST_F(MainDialog, ATypedNumberCountsAtEnterAndIsClampedOnLeaving) {
@@ -335,12 +314,6 @@ TEST_F(MainDialog, AnyActivationChangeEndsResetMode) {
     EXPECT_TRUE(control(idDisplay).checked);
   }
   EXPECT_EQ(click(idCancel), 1);
-}
-
-TEST_F(MainDialog, AltDoesNotEnterTheMenu) {
-  open();
-  EXPECT_EQ(SendMessage(shown->window, WM_SYSCOMMAND, SC_KEYMENU, 0), 1);
-  EXPECT_EQ(SendMessage(shown->window, WM_SYSCOMMAND, SC_KEYMENU | 1, 0), 0);
 }
 
 TEST_F(MainDialog, HelpAndLinkOpenTheirPages) {

@@ -120,22 +120,6 @@ TEST(ProxySource, ComesInStripsOfTenRows) {
   EXPECT_EQ(p.host.asked.size(), 3u); // the host is read once
 }
 
-TEST(ProxySource, StripsOfAReducedImageFollowEachOther) {
-  Preview p(0, 0);
-  p.host.big.filterRect32 = {11, 7, 11 + 900, 7 + 1300};
-  p.open();
-  ASSERT_TRUE(ResetProxyBuffer());
-  int32_t top = gData->proxyRect.top;
-  for (const VRect& strip : p.host.asked) {
-    EXPECT_EQ(strip.top, top);
-    EXPECT_EQ(strip.left, gData->proxyRect.left);
-    EXPECT_EQ(strip.right, gData->proxyRect.right);
-    EXPECT_LE(strip.bottom - strip.top, 10);
-    top = strip.bottom;
-  }
-  EXPECT_EQ(top, gData->proxyRect.bottom);
-}
-
 TEST(ProxySource, DeepSamplesAreTruncated) {
   struct Case {
     int32_t depth;
@@ -297,12 +281,6 @@ TEST(ProxyPaint, ThePictureIsCentredOnDarkGrey) {
       EXPECT_EQ(at(frameWidth - 1, frameHeight - 1), 0xff404040);
     }
   }
-}
-
-TEST(ProxyPaint, DeepModesAreDrawnAsTheir8BitOnes) {
-  const int32_t expected[] = {0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 1, 3, 9, 4, 7, 8, 3, 1, 18};
-  for (int32_t mode = 0; mode < 19; ++mode)
-    EXPECT_EQ(MapDisplayMode(mode), expected[mode]) << mode;
 }
 
 TEST(ProxyPixels, EveryByteSurvivesTheFloatImage) {
