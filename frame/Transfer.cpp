@@ -77,14 +77,18 @@ void writeAny(const float* image, size_t pixels, double scale, Sample* out) {
       out[plane] = sampleOf<Sample>(image[plane], scale);
 }
 
-template <class Sample> struct Four;
-template <> struct Four<uint8_t> { using Vector = uint8_t __attribute__((vector_size(4))); };
-template <> struct Four<uint16_t> { using Vector = uint16_t __attribute__((vector_size(8))); };
+// Stores the low bytes of four numbers, side by side.
+template <class Sample> void storeFour(UInt4 n, Sample* out) {
+  using Bytes = uint8_t __attribute__((vector_size(16)));
+  constexpr Bytes order =
+      sizeof(Sample) == 1 ? Bytes{0, 4, 8, 12} : Bytes{0, 1, 4, 5, 8, 9, 12, 13};
+  const Bytes samples = __builtin_shuffle(Bytes(n), order);
+  std::memcpy(out, &samples, 4 * sizeof(Sample));
+}
 
 // Writes four samples a pixel, the fourth over the next pixel's first; the last pixel goes alone.
 template <class Sample>
 void writeSafe(const float* image, size_t pixels, double scale, Sample* out) {
-  using Sample4 = typename Four<Sample>::Vector;
   const UInt4 top = UInt4{} + uint32_t(scale);
   size_t i = 0;
   for (; i + 1 < pixels; ++i, image += floatsPerPixel, out += rgbPlanes) {
@@ -92,8 +96,7 @@ void writeSafe(const float* image, size_t pixels, double scale, Sample* out) {
     std::memcpy(&f, image, sizeof f);
     const Double4 scaled = __builtin_convertvector(f, Double4) * scale + 0.5;
     const UInt4 n = UInt4(__builtin_convertvector(scaled, Int4));
-    const Sample4 samples = __builtin_convertvector(n > top ? top : n, Sample4);
-    std::memcpy(out, &samples, sizeof samples);
+    storeFour(n > top ? top : n, out);
   }
   writeAny(image, pixels - i, scale, out);
 }
