@@ -1,8 +1,9 @@
-// What the kernels' benchmarks share: an invented picture, and pixels a second beside cycles of the
-// time stamp counter a pixel, which runs at the processor's nominal rate.
+// What the kernels' benchmarks share: an invented picture, and pixels a second beside cycles a
+// pixel: the thread's own time at the rate of the time stamp counter, the processor's nominal one.
 #pragma once
 
 #include <benchmark/benchmark.h>
+#include <time.h>
 #include <x86intrin.h>
 
 #include <cmath>
@@ -38,17 +39,38 @@ inline std::vector<float> inventedMap(int32_t width, int32_t height) {
   return map;
 }
 
+// Seconds that this thread has run; those in which another process had the processor do not count.
+inline double threadSeconds() {
+  timespec time;
+  clock_gettime(CLOCK_THREAD_CPUTIME_ID, &time);
+  return double(time.tv_sec) + 1e-9 * double(time.tv_nsec);
+}
+
+// Ticks of the time stamp counter a second, watched for a fiftieth of one.
+inline double ticksPerSecond() {
+  const auto seconds = [] {
+    timespec time;
+    clock_gettime(CLOCK_MONOTONIC, &time);
+    return double(time.tv_sec) + 1e-9 * double(time.tv_nsec);
+  };
+  const double begin = seconds();
+  const uint64_t ticks = __rdtsc();
+  while (seconds() - begin < 0.02)
+    ;
+  return double(__rdtsc() - ticks) / (seconds() - begin);
+}
+
 // Runs the body once an iteration and reports pixels a second and cycles a pixel.
 template <class Body> void measure(benchmark::State& state, double pixels, Body body) {
-  uint64_t cycles = 0;
+  static const double rate = ticksPerSecond();
+  const double begin = threadSeconds();
   for (auto _ : state) {
-    const uint64_t begin = __rdtsc();
     body();
     benchmark::ClobberMemory();
-    cycles += __rdtsc() - begin;
   }
+  const double cycles = (threadSeconds() - begin) * rate;
   state.counters["pixels"] =
       benchmark::Counter(pixels, benchmark::Counter::kIsIterationInvariantRate);
   state.counters["cycles/pixel"] =
-      benchmark::Counter(double(cycles) / pixels, benchmark::Counter::kAvgIterations);
+      benchmark::Counter(cycles / pixels, benchmark::Counter::kAvgIterations);
 }
