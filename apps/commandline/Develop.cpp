@@ -2,13 +2,13 @@
 
 #include "apps/commandline/Develop.h"
 
-#include <chrono>
 #include <cstdarg>
 #include <cstdio>
 #include <stdexcept>
 
 #include "apps/commandline/Filter.h"
 #include "apps/commandline/Messages.h"
+#include "apps/commandline/Sessions.h"
 #include "apps/photo/Codecs.h"
 #include "apps/photo/Files.h"
 #include "apps/photo/Metadata.h"
@@ -17,14 +17,8 @@
 namespace commandline {
 namespace {
 
-using Clock = std::chrono::steady_clock;
-
 // Shares of the progress where reading ends and writing begins, as on a photograph of 24 MP.
 constexpr double readEnds = 0.1, writeBegins = 0.85;
-
-double secondsSince(Clock::time_point start) {
-  return std::chrono::duration<double>(Clock::now() - start).count();
-}
 
 photo::Watch between(const photo::Watch& watch, double from, double to) {
   return {[&watch, from, to](double share) { watch.progress(from + (to - from) * share); },
@@ -69,6 +63,40 @@ __attribute__((format(printf, 2, 3))) void tell(const Job& job, const char* form
   say(job.input, text);
 }
 
+// Notes are for those who listen.
+void note(const Job& job, const Options& options, const std::string& text) {
+  if (!options.quiet && !text.empty())
+    say(job.input, text);
+}
+
+// The filter on the picture's document, which knows neither infinite samples nor multiplied alpha.
+FilterReport filter(const Job& job, const Options& options, const host::Module& module,
+                    photo::Picture& picture, const photo::Watch& watch) {
+  host::Document& document = picture.document;
+  const photo::NotFinite notFinite = photo::takeNotFinite(document);
+  if (!notFinite.empty())
+    note(job, options,
+         std::to_string(notFinite.size()) + " samples are not finite; they are left as they are");
+  if (picture.premultiplied)
+    photo::divideByAlpha(document);
+  const FilterReport report =
+      options.dialog ? runDialog(module, document, options.threads, watch)
+                     : runFilter(module, document, options.look, options.threads, watch);
+  if (job.format->premultiplied)
+    photo::multiplyByAlpha(document);
+  photo::giveBack(document, notFinite);
+  return report;
+}
+
+photo::Bytes encode(const Job& job, const Options& options, Loaded& loaded,
+                    const photo::Encoding& encoding, const photo::Watch& watch) {
+  photo::adaptToResult(loaded.metadata, loaded.picture, "Fogdissolver " FOG_VERSION);
+  const photo::MetadataBlocks blocks = photo::blocksOf(loaded.metadata);
+  photo::Bytes bytes = photo::encodePicture(loaded.picture, encoding, blocks, watch);
+  note(job, options, photo::leftBehind(loaded.metadata, *job.format));
+  return photo::withMetadata(std::move(bytes), loaded.metadata, *job.format);
+}
+
 void tellFilter(const Job& job, const FilterReport& report, const host::Module& module) {
   if (report.estimate)
     tell(job, "estimate: foreground %.1f, background %.1f", report.estimate->foreground * 100.0,
@@ -82,55 +110,36 @@ void tellFilter(const Job& job, const FilterReport& report, const host::Module& 
 
 void develop(const Job& job, const Options& options, const host::Module& module,
              const photo::Watch& watch) {
-  const Clock::time_point start = Clock::now();
+  const Stopwatch readWatch;
   Loaded loaded = load(job, options, between(watch, 0, readEnds));
-  photo::Picture& picture = loaded.picture;
-  host::Document& document = picture.document;
-  const double readSeconds = secondsSince(start);
-  if (!options.quiet)
-    for (const std::string& note : picture.notes)
-      say(job.input, note);
+  const host::Document& document = loaded.picture.document;
+  const double readSeconds = readWatch.seconds();
+  for (const std::string& text : loaded.picture.notes)
+    note(job, options, text);
 
-  const photo::Encoding encoding = encodingFor(job, options, picture);
-  const std::string reason = photo::whyNotHeld(*job.format, picture, encoding.bits);
+  const photo::Encoding encoding = encodingFor(job, options, loaded.picture);
+  const std::string reason = photo::whyNotHeld(*job.format, loaded.picture, encoding.bits);
   if (!reason.empty())
     throw std::runtime_error(reason);
   if (options.verbose)
     tell(job, "%d x %d, %d channels, %d bits in, %d bits out", document.width(), document.height(),
-         document.channels(), picture.fileBits, encoding.bits);
+         document.channels(), loaded.picture.fileBits, encoding.bits);
 
-  const photo::NotFinite notFinite = photo::takeNotFinite(document);
-  if (!notFinite.empty() && !options.quiet)
-    tell(job, "%zu samples are not finite; they are left as they are", notFinite.size());
-  if (picture.premultiplied)
-    photo::divideByAlpha(document);
-  const photo::Watch filterWatch = between(watch, readEnds, writeBegins);
   const FilterReport report =
-      options.dialog ? runDialog(module, document, options.threads, filterWatch)
-                     : runFilter(module, document, options.look, options.threads, filterWatch);
-  if (job.format->premultiplied)
-    photo::multiplyByAlpha(document);
-  photo::giveBack(document, notFinite);
+      filter(job, options, module, loaded.picture, between(watch, readEnds, writeBegins));
+  if (options.verbose)
+    tellFilter(job, report, module);
 
-  const Clock::time_point writeStart = Clock::now();
-  photo::adaptToResult(loaded.metadata, picture, "Fogdissolver " FOG_VERSION);
-  const photo::MetadataBlocks blocks = photo::blocksOf(loaded.metadata);
-  photo::Bytes bytes =
-      photo::encodePicture(picture, encoding, blocks, between(watch, writeBegins, 1));
-  bytes = photo::withMetadata(std::move(bytes), loaded.metadata, *job.format);
-  if (const std::string lost = photo::leftBehind(loaded.metadata, *job.format);
-      !lost.empty() && !options.quiet)
-    say(job.input, lost);
+  const Stopwatch writeWatch;
+  const photo::Bytes bytes = encode(job, options, loaded, encoding, between(watch, writeBegins, 1));
   if (watch.stopped())
     throw photo::Stopped();
   store(job, options, bytes);
   if (options.dialog && !options.saveSettings.empty())
     saveLook(options.saveSettings, lookOf(report.used), options.force);
-  if (options.verbose) {
-    tellFilter(job, report, module);
+  if (options.verbose)
     tell(job, "seconds: read %.3f, estimate %.3f, filter %.3f, write %.3f", readSeconds,
-         report.estimateSeconds, report.filterSeconds, secondsSince(writeStart));
-  }
+         report.estimateSeconds, report.filterSeconds, writeWatch.seconds());
   if (options.verbose || (!options.quiet && barIsPossible()))
     say(job.input, "written to " + job.output);
 }

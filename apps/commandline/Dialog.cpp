@@ -1,15 +1,13 @@
 // The filter's dialogs, for which alone the program starts a window system.
 
-#include <chrono>
 #include <cstdlib>
 #include <stdexcept>
 
 #include <QApplication>
 
 #include "apps/commandline/Filter.h"
-#include "apps/commandline/SessionOutcome.h"
+#include "apps/commandline/Sessions.h"
 #include "host/Registry.h"
-#include "host/Session.h"
 
 namespace commandline {
 namespace {
@@ -33,23 +31,16 @@ QApplication& application() {
 
 FilterReport runDialog(const host::Module& module, host::Document& document, int threads,
                        const photo::Watch& watch) {
-  using Clock = std::chrono::steady_clock;
   application();
   host::Registry registry(host::Registry::defaultFile());
-  host::SessionOptions options;
-  options.threads = threads;
+  host::SessionOptions options = sessionOptions(threads, watch, 0, 1);
   options.registry = &registry;
-  options.abort = watch.stopped;
-  options.progress = [&watch](int32_t done, int32_t total) {
-    if (total > 0)
-      watch.progress(double(done) / total);
-  };
   host::Session session(module, document, options);
-  const Clock::time_point start = Clock::now();
+  const Stopwatch stopwatch;
   throwUnlessDone(session.runFromMenu(), watch);
   FilterReport report;
-  report.filterSeconds = std::chrono::duration<double>(Clock::now() - start).count();
-  report.used = *static_cast<const Parameters*>(session.parameters());
+  report.filterSeconds = stopwatch.seconds();
+  report.used = settingsOf(session);
   return report;
 }
 

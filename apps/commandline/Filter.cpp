@@ -3,45 +3,16 @@
 #include "apps/commandline/Filter.h"
 
 #include <algorithm>
-#include <chrono>
 #include <cmath>
-#include <new>
-#include <stdexcept>
 
-#include "apps/commandline/SessionOutcome.h"
-#include "host/Session.h"
+#include "apps/commandline/Sessions.h"
 
 namespace commandline {
 namespace {
 
-using Clock = std::chrono::steady_clock;
-
 constexpr double estimatePixels = 100000; // what the filter itself estimates from
 constexpr double estimateShare = 0.3;     // of the progress, for a photograph of middle size
 constexpr FourCharCode keyOutputMap = fourCharCode("oMap"); // the filter's export flag
-
-double secondsSince(Clock::time_point start) {
-  return std::chrono::duration<double>(Clock::now() - start).count();
-}
-
-host::SessionOptions sessionOptions(int threads, const photo::Watch& watch, double from,
-                                    double to) {
-  host::SessionOptions options;
-  options.threads = threads;
-  options.abort = watch.stopped;
-  options.progress = [&watch, from, to](int32_t done, int32_t total) {
-    if (total > 0)
-      watch.progress(from + (to - from) * std::min(1.0, double(done) / total));
-  };
-  return options;
-}
-
-Parameters& settingsOf(host::Session& session) {
-  void* block = session.parameters();
-  if (!block)
-    throw std::bad_alloc();
-  return *static_cast<Parameters*>(block);
-}
 
 // A copy reduced to the size that the filter estimates at; never enlarged.
 host::Document reducedForEstimate(const host::Document& document) {
@@ -69,32 +40,18 @@ float softened(float value, double strength) {
 
 } // namespace
 
-void throwUnlessDone(const host::RunOutcome& outcome, const photo::Watch& watch) {
-  if (watch.stopped())
-    throw photo::Stopped();
-  if (outcome.ok())
-    return;
-  if (outcome.cancelled)
-    throw std::runtime_error("cancelled");
-  if (outcome.result == memFullErr)
-    throw std::bad_alloc();
-  throw std::runtime_error(outcome.message.empty()
-                               ? "the filter failed with code " + std::to_string(outcome.result)
-                               : outcome.message);
-}
-
 FilterReport runFilter(const host::Module& module, host::Document& document, const Look& look,
                        int threads, const photo::Watch& watch) {
   FilterReport report;
   const double strength = strengthOf(look);
   const bool bothGiven = look.foreground && look.background;
   const bool ownEstimate = strength == 1 && !look.foreground && !look.background;
-  const Clock::time_point start = Clock::now();
+  const Stopwatch estimateWatch;
   if (!bothGiven && !ownEstimate)
     report.estimate = strength > 0 ? estimate(module, document, threads, watch) : Estimate{0, 0};
-  report.estimateSeconds = secondsSince(start);
+  report.estimateSeconds = estimateWatch.seconds();
 
-  const Clock::time_point runStart = Clock::now();
+  const Stopwatch runWatch;
   host::Session session(module, document,
                         sessionOptions(threads, watch, report.estimate ? estimateShare : 0.0, 1.0));
   Parameters& settings = settingsOf(session);
@@ -105,7 +62,7 @@ FilterReport runFilter(const host::Module& module, host::Document& document, con
   apply(look, settings);
   throwUnlessDone(session.playSilently({{keyOutputMap, look.mask.value_or(false)}}), watch);
   report.used = settingsOf(session);
-  report.filterSeconds = secondsSince(runStart);
+  report.filterSeconds = runWatch.seconds();
   return report;
 }
 

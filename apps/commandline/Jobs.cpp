@@ -105,8 +105,9 @@ int developInChild(const Run& run, const Job& job, int reports) {
 }
 
 [[noreturn]] void beChild(const Run& run, const Job& job, int reports) {
+  // An open dialog looks at no flag: it ends at once, and the parent tidies up.
   for (int signal : stoppingSignals)
-    handle(signal, requestStop);
+    handle(signal, run.options.dialog ? SIG_DFL : requestStop);
   handle(SIGCHLD, SIG_DFL);
   const sigset_t waited = waitedSignals();
   ::sigprocmask(SIG_UNBLOCK, &waited, nullptr);
@@ -136,8 +137,6 @@ void start(Run& run, const Job& job, int number) {
 }
 
 void tellCrash(const Job& job, int signal) {
-  if (job.output != "-")
-    ::unlink(job.temporary.c_str());
   say(job.input, signal == SIGKILL ? std::string("killed; the system may have run out of memory")
                                    : std::string("the filter crashed: ") + ::strsignal(signal));
 }
@@ -149,7 +148,7 @@ void reap(Run& run) {
       ++child;
       continue;
     }
-    if (WIFSIGNALED(status) && !(stopSignal && WTERMSIG(status) == SIGKILL))
+    if (WIFSIGNALED(status) && !stopSignal)
       tellCrash(*child->job, WTERMSIG(status));
     if (WIFSIGNALED(status) && child->job->output != "-")
       ::unlink(child->job->temporary.c_str());

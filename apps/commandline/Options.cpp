@@ -160,6 +160,8 @@ void check(const Options& options) {
     throw UsageError("--format: '" + options.format + "' is none of " + photo::formatNames());
   if (options.quiet && options.verbose)
     throw UsageError("--quiet and --verbose do not go together");
+  if (options.about && !options.inputs.empty())
+    throw UsageError("--about takes no photograph");
   if (options.inputs.empty() && options.saveSettings.empty() && !options.about)
     throw UsageError("no photograph is given; --help tells the usage");
 }

@@ -85,9 +85,11 @@ int run(Options& options) {
     trace = openTrace(options.trace);
     module.setTrace(trace.get());
   }
+  int status = 0;
   if (options.about)
     runAbout(module);
-  const int status = runJobs(jobs, options, module);
+  else
+    status = runJobs(jobs, options, module);
   module.setTrace(nullptr);
   return status;
 }

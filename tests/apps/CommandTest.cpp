@@ -225,6 +225,17 @@ TEST_F(Command, OtherBadInputsAreNamedAndTheRestIsDone) {
   EXPECT_EQ(made, (Names{"out/a-clear.jpg", "out/b-clear.PNG"}));
 }
 
+TEST_F(ProgramTest, APictureBeyondAnyMemoryIsRefused) {
+#ifdef __SANITIZE_ADDRESS__
+  GTEST_SKIP() << "the sanitizer's allocator ends the process";
+#endif
+  write("huge.ppm", "P6\n2000000 2000000\n255\nabc");
+  const Finished finished = run({"huge.ppm"});
+  EXPECT_EQ(finished.status, 1);
+  EXPECT_TRUE(isOneLine(finished.err, "huge.ppm", "not enough memory"));
+  EXPECT_EQ(files(), Names{"huge.ppm"});
+}
+
 // Four channels are CMYK unless the file says otherwise; the adapted files keep their structure.
 TEST_F(Command, CmykIsRefused) {
   writePicture((*this)("cmyk.tif"), hazyScene(16, 16, 4), 8);
@@ -363,6 +374,60 @@ TEST_F(ProgramTest, HelpAndManualNameTheSameOptions) {
   std::ifstream page(FOG_MANUAL);
   const std::string manual{std::istreambuf_iterator<char>(page), {}};
   EXPECT_EQ(optionsOf(help.out), optionsOf(manual));
+}
+
+// ---- Dialogs, on a platform without a screen, with a plug-in of Qt in the person's place
+
+Launch piloted(const std::string& wish, const fs::path& home) {
+  Launch launch;
+  launch.environment = {{"QT_QPA_PLATFORM", "offscreen"},
+                        {"QT_QPA_GENERIC_PLUGINS", "fogpilot"},
+                        {"QT_PLUGIN_PATH", FOG_PILOT_FOLDER},
+                        {"FOG_PILOT", wish},
+                        {"LC_ALL", "C"},
+                        {"HOME", home.string()},
+                        {"XDG_CONFIG_HOME", (home / "config").string()}};
+  return launch;
+}
+
+TEST_F(Command, OkInTheDialogWritesWhatItShows) {
+  const fs::path home = folder.string() + ".home";
+  const Finished finished =
+      run({"a.jpg", "--dialog", "--save-settings", "look.toml"}, piloted("OK", home));
+  fs::remove_all(home);
+  ASSERT_EQ(finished.status, 0) << finished.err;
+  // The look that was kept gives the same picture without the dialog, but for the hundredths that
+  // the map's size makes: the dialog estimates from its preview.
+  ASSERT_EQ(run({"a.jpg", "--settings", "look.toml", "-o", "silent.jpg"}).status, 0);
+  const Samples shown = readPicture((*this)("a-clear.jpg"));
+  EXPECT_LE(difference(shown, readPicture((*this)("silent.jpg"))).mean, 0.02f);
+  EXPECT_GT(difference(shown, readPicture((*this)("a.jpg"))).mean, 0.02f);
+}
+
+TEST_F(Command, LeavingTheDialogLeavesNothing) {
+  const Names before = files();
+  const fs::path home = folder.string() + ".home";
+  for (const char* way : {"Cancel", "close"}) {
+    const Finished finished = run({"a.jpg", "--dialog"}, piloted(way, home));
+    EXPECT_EQ(finished.status, 1) << way;
+    EXPECT_TRUE(isOneLine(finished.err, "a.jpg", "cancelled")) << way;
+    EXPECT_EQ(files(), before) << way;
+  }
+  Launch interrupted = piloted("no such button", home);
+  interrupted.interruptAfter = std::chrono::milliseconds(2500);
+  EXPECT_EQ(run({"a.jpg", "--dialog"}, interrupted).signal, SIGINT);
+  EXPECT_EQ(files(), before);
+  fs::remove_all(home);
+}
+
+TEST_F(ProgramTest, TheAboutBoxOpensAndCloses) {
+  const fs::path home = folder.string() + ".home";
+  const Finished finished = run({"--about"}, piloted("close", home));
+  EXPECT_EQ(finished.status, 0) << finished.err;
+  Launch left = piloted("no such button", home); // nobody closes it: it is still there
+  left.interruptAfter = std::chrono::milliseconds(2500);
+  EXPECT_EQ(run({"--about"}, left).signal, SIGINT);
+  fs::remove_all(home);
 }
 
 TEST_F(Command, DialogWithoutADisplayIsRefused) {
