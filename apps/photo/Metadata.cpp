@@ -70,6 +70,12 @@ constexpr std::string_view storageTags[] = {"NewSubfileType",
                                             "InterColorProfile",
                                             "PageNumber"};
 
+// Tags of raw files, which describe a sensor's values: the filter array, and what DNG adds to TIFF.
+bool ofRawFiles(uint16_t tag) {
+  constexpr uint16_t firstArray = 0x828d, lastArray = 0x828e, firstDng = 0xc612, lastDng = 0xcd49;
+  return (tag >= firstArray && tag <= lastArray) || (tag >= firstDng && tag <= lastDng);
+}
+
 // Directories of other pictures in the file.
 bool ofAnotherPicture(std::string_view group) {
   return group == "Thumbnail" || group == "Image2" || group == "Image3" ||
@@ -78,9 +84,9 @@ bool ofAnotherPicture(std::string_view group) {
 
 bool aboutStorage(const Exiv2::Exifdatum& datum) {
   const std::string group = datum.groupName(), tag = datum.tagName();
-  return ofAnotherPicture(group) ||
-         (group == "Image" &&
-          std::find(std::begin(storageTags), std::end(storageTags), tag) != std::end(storageTags));
+  const bool named =
+      std::find(std::begin(storageTags), std::end(storageTags), tag) != std::end(storageTags);
+  return ofAnotherPicture(group) || (group == "Image" && (named || ofRawFiles(datum.tag())));
 }
 
 template <class Data, class Unwanted> void eraseWhere(Data& data, Unwanted unwanted) {

@@ -87,13 +87,15 @@ struct Input {
     plain["oiio:UnassociatedAlpha"] = fromMemory["oiio:UnassociatedAlpha"] = 1;
     void* proxy = &memory;
     fromMemory.attribute("oiio:ioproxy", TypeDesc::PTR, &proxy);
+    // The name first: raw files have the signature of TIFF, and previews that its reader would
+    // take.
     reader = ImageInput::open(stream ? "stream." + extension : source.path, &fromMemory);
-    if (!reader && known) // the name may tell another format than the bytes
-      reader = ImageInput::open("stream." + extension, &fromMemory);
     const std::string reason = OIIO::geterror();
     if (!reader)
       reader = ImageInput::open(stream ? copied(source, extension) : source.path, &plain);
-    (void)OIIO::geterror(); // the reason by name adds nothing
+    if (!reader && known)
+      reader = ImageInput::open("stream." + extension, &fromMemory);
+    (void)OIIO::geterror(); // what the later attempts say adds nothing
     if (!reader && known)
       fail("broken " + std::string(known->name) + " file", reason);
     if (!reader)

@@ -109,7 +109,7 @@ TEST_P(MetadataPass, Unharmed) {
     writePicture((*this)("thumb.jpg"), hazyScene(16, 12), 8);
     giveThumbnail((*this)(source), (*this)("thumb.jpg"));
   }
-  const Finished finished = run({source, "-o", result});
+  const Finished finished = run({source, "-o", result, "--strength", "100"});
   ASSERT_EQ(finished.status, 0) << finished.err;
   EXPECT_EQ(finished.err, "");
 
