@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "frame/Globals.h"
+#include "primitives/HeapBlock.h"
 
 // Takes the plug-in's globals for as long as it lives.
 class StandInHost {
@@ -36,7 +37,7 @@ public:
     gThreadCount = 1;
   }
   ~StandInHost() {
-    delete[] data.proxyHazeMap;
+    freeHeap(data.proxyHazeMap);
     gFilterRecord = nullptr;
     gData = nullptr;
     gParams = nullptr;

@@ -59,6 +59,13 @@ intptr_t callThrough(Window window, size_t count, uint32_t message, uintptr_t wP
   return result;
 }
 
+intptr_t desktopBehaviour(Window, uint32_t message, uintptr_t, intptr_t lParam) {
+  if (message != TKM_GETRECT && message != TKM_GETCLIENTRECT)
+    return 0;
+  *reinterpret_cast<WindowRect*>(lParam) = gServices->desktop();
+  return 1;
+}
+
 auto findSubclass(Window window, SubclassProc proc, uintptr_t id) {
   return std::find_if(window->subclasses.begin(), window->subclasses.end(),
                       [&](const WindowSubclass& s) { return s.proc == proc && s.id == id; });
@@ -162,16 +169,11 @@ Window GetDlgItem(Window dialog, int id) {
 int GetDlgCtrlID(Window control) { return IsWindow(control) ? control->id : 0; }
 
 Window GetDesktopWindow() {
-  static const Window desktop = NewWindow(
-      nullptr, 0, 0,
-      [](Window, uint32_t message, uintptr_t, intptr_t lParam) -> intptr_t {
-        if (message != TKM_GETRECT && message != TKM_GETCLIENTRECT)
-          return 0;
-        *reinterpret_cast<WindowRect*>(lParam) = gServices->desktop();
-        return 1;
-      },
-      nullptr);
-  return desktop;
+  // No block of the heap, as nobody would free it when the module is unloaded.
+  static ToolkitWindow desktop;
+  desktop.behaviour = desktopBehaviour;
+  liveWindows().insert(&desktop);
+  return &desktop;
 }
 
 void SetWindowText(Window window, const std::string& text) {
