@@ -157,7 +157,8 @@ private:
 
   static intptr_t edit(StandInControl& c, uint32_t message, uintptr_t wParam, intptr_t lParam) {
     const auto replace = [&](const std::string& with) {
-      c.text.replace(size_t(c.start), size_t(c.end - c.start), with);
+      c.text.erase(size_t(c.start), size_t(c.end - c.start));
+      c.text.insert(size_t(c.start), with);
       c.start = c.end = c.start + int32_t(with.size());
     };
     switch (message) {
