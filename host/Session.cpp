@@ -124,6 +124,7 @@ RunOutcome Session::State::run(bool fromMenu, const Script* script, int16_t play
     return refused(refusal);
   prepareRecord();
   offerScript(script, playInfo, recordInfo);
+  const int deniedBefore = buffers.counts().denied;
 
   CallOutcome last;
   for (int16_t selector = fromMenu ? filterSelectorParameters : filterSelectorPrepare;
@@ -140,7 +141,11 @@ RunOutcome Session::State::run(bool fromMenu, const Script* script, int16_t play
     transfer.flush();
   }
   takeRecorded();
-  return outcomeOf(last);
+  RunOutcome outcome = outcomeOf(last);
+  outcome.starved = buffers.counts().denied > deniedBefore;
+  if (outcome.starved && outcome.message.empty())
+    outcome.message = messageFor(memFullErr);
+  return outcome;
 }
 
 Session::Session(const Module& module, Document& document, SessionOptions options)

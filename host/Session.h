@@ -38,7 +38,10 @@ struct RunOutcome {
   int16_t result = 0;     // host code of the first selector that failed, or 0
   bool cancelled = false; // the user cancelled the dialog, or abort said yes during the run
   std::string message;    // one sentence for a person; empty on success
-  bool ok() const { return result == 0 && !cancelled; }
+  // Host memory was refused to the filter, which ends such a run as if all were well: the image may
+  // be as it was.
+  bool starved = false;
+  bool ok() const { return result == 0 && !cancelled && !starved; }
 };
 
 class Session {

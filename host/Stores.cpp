@@ -13,6 +13,13 @@ void BlockStore::countBytes(int64_t change) {
 }
 
 intptr_t BlockStore::take(int64_t size, bool zeroed, bool forPlugIn) {
+  const intptr_t id = tryTake(size, zeroed, forPlugIn);
+  if (id == 0)
+    counts_.denied++;
+  return id;
+}
+
+intptr_t BlockStore::tryTake(int64_t size, bool zeroed, bool forPlugIn) {
   if (forPlugIn && !requests_.admit())
     return 0;
   if (size < 0 || size > std::numeric_limits<int32_t>::max() || (forPlugIn && size > space()))

@@ -21,7 +21,8 @@ struct Requests {
 };
 
 struct StoreCounts {
-  int live = 0; // blocks not yet released
+  int live = 0;   // blocks not yet released
+  int denied = 0; // requests that got no block
   int64_t bytesInUse = 0, bytesPeak = 0;
   int refusedReleases = 0, refusedLocks = 0, refusedUnlocks = 0, refusedOthers = 0;
 };
@@ -57,6 +58,7 @@ private:
     bool forPlugIn;
   };
 
+  intptr_t tryTake(int64_t size, bool zeroed, bool forPlugIn);
   void countBytes(int64_t change);
 
   Requests& requests_;

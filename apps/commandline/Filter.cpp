@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <stdexcept>
 
 #include "apps/commandline/Sessions.h"
 
@@ -13,6 +14,17 @@ namespace {
 constexpr double estimatePixels = 100000; // what the filter itself estimates from
 constexpr double estimateShare = 0.3;     // of the progress, for a photograph of middle size
 constexpr FourCharCode keyOutputMap = fourCharCode("oMap"); // the filter's export flag
+
+// A silent run tells the size that it reduces the photograph to in 32 bits, and leaves the
+// photograph as it was where there is none.
+void refuseShapesBeyondTheFilter(const host::Document& document) {
+  constexpr int32_t widest = 21474;
+  if (document.width() > widest)
+    throw std::runtime_error(
+        "wider than 21474 pixels, which the filter corrects from its dialog only");
+  if (document.height() > estimatePixels * document.width())
+    throw std::runtime_error("too high for its width: the filter finds nothing to estimate from");
+}
 
 // A copy reduced to the size that the filter estimates at; never enlarged.
 host::Document reducedForEstimate(const host::Document& document) {
@@ -42,6 +54,7 @@ float softened(float value, double strength) {
 
 FilterReport runFilter(const host::Module& module, host::Document& document, const Look& look,
                        int threads, const photo::Watch& watch) {
+  refuseShapesBeyondTheFilter(document);
   FilterReport report;
   const double strength = strengthOf(look);
   const bool bothGiven = look.foreground && look.background;

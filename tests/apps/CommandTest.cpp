@@ -224,6 +224,17 @@ TEST_F(Command, OtherBadInputsAreNamedAndTheRestIsDone) {
   EXPECT_EQ(made, (Names{"out/a-clear.jpg", "out/b-clear.PNG"}));
 }
 
+// The filter has no reduced size for these, and would hand them back as they were.
+TEST_F(ProgramTest, ShapesBeyondTheFilterAreRefused) {
+  writePicture((*this)("long.png"), {21475, 1, 3, 8, false, std::vector<float>(64425)}, 8);
+  writePicture((*this)("high.png"), {1, 100001, 3, 8, false, std::vector<float>(300003)}, 8);
+  const Finished finished = run({"long.png", "high.png", "-j", "1"});
+  EXPECT_EQ(finished.status, 1);
+  EXPECT_NE(finished.err.find("long.png: wider than 21474 pixels"), std::string::npos);
+  EXPECT_NE(finished.err.find("high.png: too high for its width"), std::string::npos);
+  EXPECT_EQ(files(), (Names{"high.png", "long.png"}));
+}
+
 TEST_F(ProgramTest, APictureBeyondAnyMemoryIsRefused) {
 #ifdef __SANITIZE_ADDRESS__
   GTEST_SKIP() << "the sanitizer's allocator ends the process";

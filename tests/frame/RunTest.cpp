@@ -31,7 +31,8 @@ TEST(Run, EveryBandHeight) {
       host::Session session(fixture::builtModule(), document, options);
       fixture::Trace trace(fixture::builtModule());
       const host::RunOutcome outcome = session.playSilently({});
-      EXPECT_TRUE(outcome.ok()) << outcome.message;
+      EXPECT_EQ(outcome.result, noErr) << outcome.message;
+      EXPECT_TRUE(outcome.starved);
       EXPECT_THAT(trace.text(), HasSubstr("DoFilter (")); // it did run
       for (int32_t y = 0; y < height; ++y)
         for (int32_t x = 0; x < 7; ++x)
@@ -105,6 +106,7 @@ TEST(Run, EachFailingRequest) {
     host::Session session(fixture::builtModule(), document, options);
     const host::RunOutcome outcome = session.playSilently({});
     EXPECT_EQ(outcome.result, k <= 2 ? memFullErr : noErr) << k;
+    EXPECT_EQ(outcome.starved, k >= 3 && k < 9) << k;
     EXPECT_EQ(session.buffers().refusedFrees, 0);
     EXPECT_LE(session.handles().refused, 1); // the disposal of a script that is not there
     if (!fixture::sameSamples(document, before)) {
