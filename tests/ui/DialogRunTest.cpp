@@ -369,6 +369,7 @@ TEST_F(DialogRun, PreviewAndResultAgree) {
         largest = std::max(largest, off);
       }
     }
+  RecordProperty("largestDifference", largest);
   EXPECT_GE(within, all * 0.999) << largest;
 }
 
