@@ -17,7 +17,7 @@ void store(float* p, Lanes v) { *reinterpret_cast<AnyLanes*>(p) = v; }
 constexpr int32_t tileColumns = frontLanes == 16 ? 12 : 6;
 // Pivots of a panel between two passes over the rest of the front: what a pass reads of the panel
 // stays in the nearest caches.
-constexpr int32_t blockPivots = 16 * tileColumns > 96 ? 96 : 16 * tileColumns;
+constexpr int32_t blockPivots = 96;
 // Columns of a team's share of a pass.
 constexpr int32_t shareColumns = 8 * tileColumns;
 
@@ -28,6 +28,8 @@ struct Triangle {
 };
 
 // c -= rows * columns^T over `depth` columns of the panel; with a triangle, then c * triangle^-T.
+// The products are summed apart and taken from c once: that rounds at the size of the products
+// rather than at that of c, and the solution comes out several times closer.
 template <int vectors, int count, bool solve>
 inline void tile(float* c, ptrdiff_t strideC, const float* rows, const float* columns,
                  ptrdiff_t stride, int32_t depth, [[maybe_unused]] const Triangle* triangle) {
@@ -155,7 +157,7 @@ void subtract(const Front& front, int32_t begin, int32_t end, int32_t first, int
   }
 }
 
-// Four floats of each of the products of a column with w; their sum is the product.
+// Scalar product of a column with w, a lane each for the sums that stand a vector apart.
 float product(const float* column, const float* w, int32_t count) {
   Lanes sums = {};
   int32_t i = 0;

@@ -19,7 +19,8 @@ constexpr int32_t sparseUnsymmetric = 11;         // mtype: the whole matrix
 //          and their Mflop where they were -1
 //   b, x   n floats each; not read in phases 11, 22 and -1
 //   error  0, or a negative code: -1 input inconsistent, -2 no memory, -3 ordering failed,
-//          -4 zero pivot or values not finite, -10 phase out of order
+//          -4 matrix singular or not finite, or solution beyond the numbers, -10 phase out of
+//          order. A right-hand side that is not finite is solved like any other
 // maxfct, mnum, perm, nrhs (1) and msglvl are accepted and have no effect.
 void PARDISO(int32_t* pt, const int32_t* maxfct, const int32_t* mnum, const int32_t* mtype,
              const int32_t* phase, const int32_t* n, const float* a, const int32_t* ia,
