@@ -20,12 +20,13 @@
 
 namespace {
 
-constexpr int editId = 7;
+constexpr int editId = 7, otherId = 9;
 constexpr DialogControl rows[] = {
     {editId, ControlKind::edit, "", nullptr, {5, 5, 60, 12}},
     {1, ControlKind::defaultPushButton, "OK", nullptr, {5, 40, 40, 14}},
+    {otherId, ControlKind::pushButton, "Other", nullptr, {50, 40, 40, 14}},
 };
-constexpr DialogTemplate table = {"Test", 100, 60, 8, 0, rows, 2};
+constexpr DialogTemplate table = {"Test", 100, 60, 8, 0, rows, 3};
 
 struct Toolkit : testing::Test {
   static inline int argc = 1;
@@ -86,6 +87,22 @@ TEST_F(Toolkit, AnInitialisationMayEndTheDialogOrPost) {
   EXPECT_EQ(DialogBoxParam(&table, nullptr, posts, 0), 3);
   EXPECT_FALSE(DispatchPostedMessage()); // the second went with its window
   EXPECT_EQ(DialogBoxParam(nullptr, nullptr, ends, 0), -1);
+}
+
+TEST_F(Toolkit, EnterPressesTheButtonThatWasMadeTheDefault) {
+  const auto proc = [](Window dialog, uint32_t message, uintptr_t wParam, intptr_t) -> intptr_t {
+    if (message == WM_INITDIALOG)
+      SendDlgItemMessage(dialog, otherId, BM_SETSTYLE, BS_DEFPUSHBUTTON, 0);
+    if (message == WM_COMMAND && HighWord(wParam) == BN_CLICKED)
+      EndDialog(dialog, LowWord(wParam));
+    return 0;
+  };
+  const auto enter = [](QDialog* dialog) {
+    QKeyEvent key(QEvent::KeyPress, Qt::Key_Return, Qt::NoModifier, "\r");
+    QCoreApplication::sendEvent(dialog->findChild<QLineEdit*>(), &key);
+    dialog->close(); // has gone already
+  };
+  EXPECT_EQ(run(proc, enter), otherId);
 }
 
 // A procedure that stops drawing leaves its last picture on the screen.

@@ -7,6 +7,7 @@
 #include <QMouseEvent>
 #include <QPaintEvent>
 #include <QPainter>
+#include <QPushButton>
 #include <QScreen>
 
 #include <algorithm>
@@ -192,9 +193,11 @@ void QtDialog::pressKey(uintptr_t key) {
   int id = key == VK_ESCAPE ? idCancel : idOk;
   if (key == VK_ESCAPE && !GetDlgItem(window_, idCancel))
     return closeFromDesktop();
-  for (const QtControl* control : controls_)
-    if (key == VK_RETURN && control->kind() == ControlKind::defaultPushButton)
+  for (const QtControl* control : controls_) {
+    const auto* button = qobject_cast<const QPushButton*>(control->widget());
+    if (key == VK_RETURN && button && button->isDefault())
       id = control->window()->id;
+  }
   SendMessage(window_, WM_COMMAND, MakeWords(uint16_t(id), BN_CLICKED),
               reinterpret_cast<intptr_t>(GetDlgItem(window_, id)));
 }
