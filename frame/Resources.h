@@ -1,5 +1,5 @@
 // What the host reads of the module without calling it: the property list and the terminology, as
-// binary records, and the module's version.
+// binary records. Beside them the module's version, which only stands in the file.
 #pragma once
 
 #include <array>
