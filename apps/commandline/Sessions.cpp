@@ -34,7 +34,10 @@ void throwUnlessDone(const host::RunOutcome& outcome, const photo::Watch& watch)
 }
 
 Parameters& settingsOf(host::Session& session) {
-  void* block = session.parameters();
+  host::RunOutcome outcome;
+  void* block = session.parameters(&outcome);
+  if (!block && outcome.result != memFullErr)
+    throw std::runtime_error(outcome.message); // the filter refuses the document
   if (!block)
     throw std::bad_alloc();
   return *static_cast<Parameters*>(block);
