@@ -1,6 +1,8 @@
 // The entry of the module and the selectors start, continue and finish.
 //
 // The host calls on one thread, one selector at a time; no thread of the plug-in outlives a call.
+#include <exception>
+
 #include "frame/Globals.h"
 #include "frame/Memory.h"
 #include "frame/Persistence.h"
@@ -76,12 +78,16 @@ void deleteMap(float*& map) {
   map = nullptr;
 }
 
-// Deletes the run's two haze maps when the start selector is left, by an exception as well.
-struct HazeMapsGuard {
+// Deletes the run's two haze maps when the start selector is left. An exception leaves no proxy
+// either: the next dialog would take the one that it finds, whatever its size.
+struct RunGuard {
   Data* data;
-  ~HazeMapsGuard() {
+  int exceptionsBefore = std::uncaught_exceptions();
+  ~RunGuard() {
     deleteMap(data->filterHazeMap);
     deleteMap(data->proxyHazeMap);
+    if (std::uncaught_exceptions() > exceptionsBefore)
+      DeleteProxyBuffer();
   }
 };
 
@@ -106,7 +112,7 @@ bool DoStart() {
   if (!LockHandles())
     return true; // nothing to run on; *gResult tells why
   gFilterRecord->wantsAbsolute = 1;
-  HazeMapsGuard maps{gData};
+  const RunGuard guard{gData};
 
   ReadRegistryParameters();
   const int32_t outputMapAtEntry = gParams->outputMap != 0;
