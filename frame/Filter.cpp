@@ -1,5 +1,6 @@
 // A whole filtering run: the filter rectangle is read in bands into one float image, corrected by
 // the haze core, and written back in bands.
+#include <algorithm>
 #include <limits>
 
 #include "frame/Globals.h"
@@ -62,9 +63,10 @@ HeapArray<float> allocateFloatImage(const Extent& size) {
 template <class SetRect, class Transfer>
 bool forEachBand(const VRect& filter, const Extent& size, float* image, SetRect setRect,
                  Transfer transfer) {
-  for (int32_t done = 0; done < size.height; done += bandRows) {
-    const int32_t rows = size.height - done < bandRows ? size.height - done : bandRows;
-    setRect(filter.top + done, filter.left, filter.top + done + rows, filter.right);
+  for (int32_t done = 0, rows; done < size.height; done += rows) {
+    rows = std::min(size.height - done, bandRows);
+    const int32_t top = wrappingAdd(filter.top, done);
+    setRect(top, filter.left, wrappingAdd(top, rows), filter.right);
     if (!advance())
       return false;
     const size_t rowPixels = size_t(size.width);
