@@ -207,10 +207,11 @@ Pivoting factorise(const FrontTree& tree, const float* values, int32_t threads,
   const Plan plan = makePlan(tree, threads);
   factor.panels.reset();
   factor.panelStart.assign(size_t(tree.fronts) + 1, 0);
+  // With room behind each panel: the next one may be another thread's, who writes it.
   for (int32_t f = 0; f < tree.fronts; ++f)
     factor.panelStart[f + 1] =
-        factor.panelStart[f] + int64_t(tree.pivots(f)) * frontStride(tree.size(f));
-  HeapArray<float> panels = allocateArray<float>(factor.panelStart[tree.fronts] + frontSlack);
+        factor.panelStart[f] + int64_t(tree.pivots(f)) * frontStride(tree.size(f)) + frontSlack;
+  HeapArray<float> panels = allocateArray<float>(factor.panelStart[tree.fronts]);
   const HeapArray<float> updates = allocateArray<float>(plan.floats + frontSlack);
   const HeapArray<float> least = allocateArray<float>(tree.unknowns);
   Job job{tree, plan, values, factor.panelStart, panels.get(), updates.get(), least.get()};
