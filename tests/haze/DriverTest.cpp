@@ -205,14 +205,33 @@ TEST_F(Driver, AbortAtEachStep) {
     }
 }
 
-// Stopped before its solve, the matting leaves the intensities' marker, and both become 0.
+// Stopped before its solve, the matting leaves the intensities' marker, and both become 0. So they
+// do when it is not stopped itself and finds a dark map that nobody has written.
 TEST_F(Driver, EarlyAbortMakesTheIntensitiesZero) {
-  pretendProxy(16, 12);
-  FloatImage image = scene(40, 30);
-  abortAt = 2;
-  run(image);
-  EXPECT_EQ(parameters.foregroundIntensity, 0.0f);
-  EXPECT_EQ(parameters.backgroundIntensity, 0.0f);
+  for (bool stays : {true, false}) {
+    restart();
+    pretendProxy(16, 12);
+    FloatImage image = scene(40, 30);
+    abortAt = 2;
+    abortStays = stays;
+    run(image);
+    EXPECT_EQ(parameters.foregroundIntensity, 0.0f);
+    EXPECT_EQ(parameters.backgroundIntensity, 0.0f);
+  }
+}
+
+// The total itself is reported, and nothing beyond it; outside a filter run nobody is asked.
+TEST_F(Driver, StepsEndAtTheTotal) {
+  gFilterRunning = true;
+  gProgressTotal = 2;
+  for (int k = 0; k < 5; ++k)
+    EXPECT_TRUE(stepProgress());
+  EXPECT_THAT(progress, ElementsAre(std::pair(0, 2), std::pair(1, 2), std::pair(2, 2)));
+  abortAt = 1;
+  EXPECT_FALSE(stepProgress());
+  gFilterRunning = false;
+  EXPECT_TRUE(stepProgress());
+  EXPECT_EQ(abortCalls, 6);
 }
 
 TEST_F(Driver, ProxyIsItsOwnReducedImage) {
