@@ -55,11 +55,11 @@ TEST(Transfer, EveryWordComesInCoarse) {
 // Below 0 wraps to the top, but for what rounds to 0; above 1 is the top; what leaves 32 bits shows
 // its low half.
 TEST(Transfer, WriteRule) {
-  std::vector<float> values = {0.0f,   -0.0f,    -0.001f,   -0.0019f, -0.002f,  -0.0059f, -1.0f,
-                               1.0f,   1.001f,   1.5f,      0.5f,     0.00196f, 1e7f,     -1e7f,
-                               7e4f,   3e4f,     -3e4f,     4e4f,     -4e4f,    2e7f,     1e10f,
-                               -1e10f, 3e14f,    1e16f,     -1e16f,   4e16f,    1e20f,    -1e20f,
-                               3e38f,  INFINITY, -INFINITY, NAN,      1e-40f};
+  std::vector<float> values = {0.0f,  -0.0f,  -0.001f, -0.0019f, -0.002f,   -0.0059f,  -1.0f,
+                               1.0f,  1.001f, 1.5f,    0.5f,     0.00196f,  131072.0f, 16843010.0f,
+                               1e7f,  -1e7f,  7e4f,    3e4f,     -3e4f,     4e4f,      -4e4f,
+                               2e7f,  1e10f,  -1e10f,  3e14f,    1e16f,     -1e16f,    4e16f,
+                               1e20f, -1e20f, 3e38f,   INFINITY, -INFINITY, NAN,       1e-40f};
   for (int i = -4000; i <= 4000; ++i)
     values.push_back(float(i) * 0.37e-3f);
   for (size_t pixels : {1, 2, 3, 4, 5, 8}) { // runs of ordinary and of extreme values
