@@ -131,6 +131,17 @@ TEST_F(ProgramTest, SamplesThatAreNotFiniteComeBackAndAreCounted) {
   EXPECT_EQ(run({"a.tif", "-q", "-o", "c.tif"}).err, "");
 }
 
+// Its light is black, by which nothing can be divided.
+TEST_F(ProgramTest, ABlackPictureStaysBlackAtEveryDepth) {
+  for (int bits : {8, 16, 32}) {
+    writePicture((*this)("black.tif"), {40, 30, 3, bits, false, std::vector<float>(3600, 0.0f)},
+                 bits);
+    EXPECT_EQ(run({"black.tif", "-f", "-o", "result.tif"}).status, 0);
+    for (float v : readPicture((*this)("result.tif")).values)
+      ASSERT_EQ(v, 0.0f) << bits;
+  }
+}
+
 // ---- The look
 
 // Mean distance of the samples from the light, in the hazy upper half: what correction enlarges.
