@@ -318,9 +318,10 @@ TEST_F(DialogRun, OkFiltersAtEachDepthAndWithTransparency) {
       ASSERT_TRUE(outcome.ok()) << outcome.message;
       EXPECT_FALSE(fixture::sameSamples(document, before));
       EXPECT_EQ(used.preview, 1);
-      if (transparency) // fully transparent pixels come back as they were
+      if (transparency) { // fully transparent pixels come back as they were
         for (int32_t c = 0; c < 4; ++c)
           EXPECT_EQ(fixture::sampleAt(document, 80, 30, c), fixture::sampleAt(before, 80, 30, c));
+      }
     }
 }
 
@@ -419,10 +420,12 @@ TEST_F(DialogRun, NothingIsClipped) {
             continue;
           const QString text = widget->property("text").toString();
           SCOPED_TRACE(language + (": " + text + widget->accessibleName()).toStdString());
-          if (qobject_cast<const QLabel*>(widget) || qobject_cast<const QCheckBox*>(widget))
+          if (qobject_cast<const QLabel*>(widget) || qobject_cast<const QCheckBox*>(widget)) {
             EXPECT_LE(widget->sizeHint().width(), widget->width());
-          if (qobject_cast<const QPushButton*>(widget))
+          }
+          if (qobject_cast<const QPushButton*>(widget)) {
             EXPECT_LE(widget->fontMetrics().horizontalAdvance(text) + 8, widget->width());
+          }
           EXPECT_GE(widget->height(), text.isEmpty() ? 0 : widget->fontMetrics().height() - 1);
           if (text.isEmpty() && widget->accessibleName().isEmpty())
             continue; // a picture, with air around it
