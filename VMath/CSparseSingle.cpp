@@ -3,8 +3,9 @@
 
 #include <new>
 
-#include "primitives/Conversions.h"
-#include "primitives/SparseSolver.h"
+#include "primitives/base/AlignedMemory.h"
+#include "primitives/base/Conversions.h"
+#include "primitives/sparse/SparseSolver.h"
 
 namespace {
 

@@ -11,7 +11,7 @@
 #include <new>
 #include <utility>
 
-#include "primitives/DenseMatrix.h"
+#include "primitives/dense/DenseMatrix.h"
 
 namespace {
 

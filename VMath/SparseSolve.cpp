@@ -4,7 +4,7 @@
 // that QString::arg replaces, so that the error number never reaches the text.
 #include "VMath/CSparseSingle.h"
 #include "VMath/VException.h"
-#include "primitives/SparseSolver.h"
+#include "primitives/sparse/SparseSolver.h"
 
 namespace {
 

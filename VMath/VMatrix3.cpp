@@ -6,7 +6,7 @@
 #include <QString>
 #include <QtDebug>
 
-#include "primitives/DenseMatrix.h"
+#include "primitives/dense/DenseMatrix.h"
 
 VMatrix3 VMatrix3::identity() {
   VMatrix3 result;

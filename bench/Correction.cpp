@@ -1,6 +1,6 @@
 // The correction: one pass over an image, with and without the power, and as the haze mask.
 #include "bench/KernelBench.h"
-#include "frame/Globals.h"
+#include "frame/record/Globals.h"
 #include "haze/Stages.h"
 
 namespace {

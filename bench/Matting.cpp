@@ -4,7 +4,7 @@
 #include <cstring>
 
 #include "bench/KernelBench.h"
-#include "frame/Globals.h"
+#include "frame/record/Globals.h"
 #include "haze/MattingMatrix.h"
 #include "haze/Stages.h"
 

@@ -5,7 +5,7 @@
 #include <random>
 #include <vector>
 
-#include "primitives/ImagePrimitives.h"
+#include "primitives/image/ImagePrimitives.h"
 
 namespace {
 

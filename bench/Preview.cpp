@@ -12,16 +12,16 @@
 #include <functional>
 
 #include "bench/KernelBench.h"
-#include "frame/Globals.h"
+#include "frame/record/Globals.h"
 #include "haze/Stages.h"
-#include "host/Host.h"
+#include "host/session/Host.h"
 #include "tests/ui/StandInDialog.h"
 #include "tests/ui/StandInHost.h"
-#include "ui/DialogTables.h"
-#include "ui/Dialogs.h"
-#include "ui/MainDialog.h"
-#include "ui/Proxy.h"
-#include "ui/ProxyPixels.h"
+#include "ui/dialog/DialogTables.h"
+#include "ui/dialog/Dialogs.h"
+#include "ui/dialog/MainDialog.h"
+#include "ui/preview/Proxy.h"
+#include "ui/preview/ProxyPixels.h"
 
 namespace {
 

@@ -3,7 +3,7 @@
 
 #include <vector>
 
-#include "primitives/ImagePrimitives.h"
+#include "primitives/image/ImagePrimitives.h"
 
 namespace {
 

@@ -1,6 +1,6 @@
 // The solver's phases on the matting matrix, in unknowns a second: widths and heights of a reduced
 // copy and of a large preview, on one and two threads.
-#include "primitives/SparseSolver.h"
+#include "primitives/sparse/SparseSolver.h"
 
 #include <benchmark/benchmark.h>
 

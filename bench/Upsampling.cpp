@@ -1,7 +1,7 @@
 // The joint bilateral upsampling: one round at the factors that occur, and all rounds of a
 // photograph.
 #include "bench/KernelBench.h"
-#include "frame/Globals.h"
+#include "frame/record/Globals.h"
 #include "haze/Stages.h"
 
 namespace {

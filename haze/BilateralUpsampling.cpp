@@ -19,11 +19,11 @@
 #include <numbers>
 #include <vector>
 
-#include "frame/Globals.h"
+#include "frame/record/Globals.h"
 #include "haze/Progress.h"
 #include "haze/RangeWeights.h"
 #include "haze/Stages.h"
-#include "primitives/Conversions.h"
+#include "primitives/base/Conversions.h"
 
 namespace {
 

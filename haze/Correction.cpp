@@ -9,7 +9,7 @@
 #include <cmath>
 #include <cstring>
 
-#include "frame/Globals.h"
+#include "frame/record/Globals.h"
 #include "haze/Progress.h"
 #include "haze/Stages.h"
 #include "haze/VectorMath.h"

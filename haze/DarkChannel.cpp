@@ -9,12 +9,12 @@
 #include <algorithm>
 #include <omp.h>
 
-#include "frame/Globals.h"
-#include "frame/Memory.h"
+#include "frame/record/Globals.h"
+#include "frame/record/Memory.h"
 #include "haze/Progress.h"
 #include "haze/Stages.h"
-#include "primitives/Conversions.h"
-#include "primitives/ImagePrimitives.h"
+#include "primitives/base/Conversions.h"
+#include "primitives/image/ImagePrimitives.h"
 
 namespace {
 

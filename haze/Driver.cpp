@@ -5,13 +5,13 @@
 #include <algorithm>
 #include <cmath>
 
-#include "frame/Globals.h"
-#include "frame/Memory.h"
+#include "frame/record/Globals.h"
+#include "frame/record/Memory.h"
 #include "haze/Progress.h"
 #include "haze/Stages.h"
-#include "primitives/Conversions.h"
-#include "primitives/HeapBlock.h"
-#include "primitives/ImagePrimitives.h"
+#include "primitives/base/Conversions.h"
+#include "primitives/base/HeapBlock.h"
+#include "primitives/image/ImagePrimitives.h"
 
 namespace {
 

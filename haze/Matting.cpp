@@ -2,13 +2,13 @@
 //
 // A x = lambda d with A = L + lambda I, where L is the matting Laplacian of the image and d the
 // dark map. Only the upper triangle is stored. The solution is normalised to 0..1 in place.
-#include "frame/Globals.h"
-#include "frame/Memory.h"
+#include "frame/record/Globals.h"
+#include "frame/record/Memory.h"
 #include "haze/MattingMatrix.h"
 #include "haze/Progress.h"
 #include "haze/Stages.h"
-#include "primitives/Conversions.h"
-#include "primitives/SparseSolver.h"
+#include "primitives/base/Conversions.h"
+#include "primitives/sparse/SparseSolver.h"
 
 namespace {
 

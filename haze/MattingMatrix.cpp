@@ -9,9 +9,9 @@
 #include <exception>
 #include <vector>
 
-#include "frame/Globals.h"
+#include "frame/record/Globals.h"
 #include "haze/Progress.h"
-#include "primitives/SmallMatrix.h"
+#include "primitives/image/SmallMatrix.h"
 
 namespace {
 

@@ -6,8 +6,8 @@
 
 #include <atomic>
 
-#include "frame/Globals.h"
-#include "primitives/Conversions.h"
+#include "frame/record/Globals.h"
+#include "primitives/base/Conversions.h"
 
 bool gFilterRunning = false;
 int32_t gProgressStep = 0;

@@ -7,11 +7,11 @@
 #include <algorithm>
 #include <utility>
 
-#include "frame/Globals.h"
-#include "frame/Memory.h"
+#include "frame/record/Globals.h"
+#include "frame/record/Memory.h"
 #include "haze/Stages.h"
-#include "primitives/HeapBlock.h"
-#include "primitives/ImagePrimitives.h"
+#include "primitives/base/HeapBlock.h"
+#include "primitives/image/ImagePrimitives.h"
 
 namespace {
 

@@ -6,9 +6,9 @@
 #include <cstdio>
 #include <stdexcept>
 
-#include "apps/commandline/Filter.h"
-#include "apps/commandline/Messages.h"
-#include "apps/commandline/Sessions.h"
+#include "apps/commandline/Editing.h"
+#include "apps/commandline/FilterRun.h"
+#include "apps/commandline/Report.h"
 #include "apps/photo/Codecs.h"
 #include "apps/photo/Files.h"
 #include "apps/photo/Metadata.h"

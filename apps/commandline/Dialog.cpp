@@ -5,9 +5,9 @@
 
 #include <QApplication>
 
-#include "apps/commandline/Filter.h"
-#include "apps/commandline/Sessions.h"
-#include "host/Registry.h"
+#include "apps/commandline/Editing.h"
+#include "apps/commandline/FilterRun.h"
+#include "host/scripting/Registry.h"
 
 namespace commandline {
 namespace {

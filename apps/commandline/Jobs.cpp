@@ -21,7 +21,7 @@
 #include <unistd.h>
 
 #include "apps/commandline/Develop.h"
-#include "apps/commandline/Messages.h"
+#include "apps/commandline/Report.h"
 
 namespace commandline {
 namespace {

@@ -5,7 +5,7 @@
 
 #include "apps/commandline/Options.h"
 #include "apps/commandline/Plan.h"
-#include "host/Module.h"
+#include "host/module/FilterModule.h"
 
 namespace commandline {
 

@@ -9,7 +9,7 @@
 #include <stdexcept>
 #include <string>
 
-#include "frame/Parameters.h"
+#include "frame/contract/Parameters.h"
 
 namespace commandline {
 

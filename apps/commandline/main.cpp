@@ -9,9 +9,9 @@
 
 #include <QtGlobal>
 
-#include "apps/commandline/Filter.h"
+#include "apps/commandline/FilterRun.h"
 #include "apps/commandline/Jobs.h"
-#include "apps/commandline/Messages.h"
+#include "apps/commandline/Report.h"
 #include "apps/photo/Codecs.h"
 
 namespace fs = std::filesystem;

@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "host/Document.h"
+#include "host/document/Document.h"
 
 namespace photo {
 

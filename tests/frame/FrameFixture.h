@@ -4,7 +4,7 @@
 #include <set>
 #include <utility>
 
-#include "frame/Selectors.h"
+#include "frame/selectors/Selectors.h"
 #include "tests/haze/CoreFixture.h"
 
 class FrameTest : public CoreTest {

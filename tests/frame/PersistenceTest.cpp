@@ -1,4 +1,6 @@
 // The export flag's two stores against a host whose every call can fail.
+#include "frame/selectors/Persistence.h"
+#include "frame/contract/ScriptKeys.h"
 #include "tests/frame/FrameFixture.h"
 
 namespace {

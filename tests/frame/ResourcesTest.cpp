@@ -8,8 +8,8 @@
 #include <string>
 #include <vector>
 
-#include "frame/Resources.h"
-#include "frame/Strings.h"
+#include "frame/selectors/Resources.h"
+#include "frame/text/Strings.h"
 
 namespace {
 

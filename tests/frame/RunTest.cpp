@@ -1,6 +1,6 @@
 // Whole runs of the built module in a host: bands, depths, failing memory, teams, and what lasts
 // from one run to the next.
-#include "frame/Parameters.h"
+#include "frame/contract/Parameters.h"
 #include "tests/support/HostFixture.h"
 
 namespace {

@@ -1,8 +1,8 @@
 // The entry, the selectors and the memory budget, called as a host calls them.
 #include <climits>
 
-#include "frame/Rects.h"
-#include "frame/Selectors.h"
+#include "frame/record/Rects.h"
+#include "frame/selectors/Selectors.h"
 #include "tests/frame/FrameFixture.h"
 
 namespace {

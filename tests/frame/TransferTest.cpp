@@ -1,5 +1,5 @@
 // The sample conversions against their rules, one value at a time.
-#include "frame/Transfer.h"
+#include "frame/record/Bands.h"
 
 #include <gmock/gmock.h>
 

@@ -6,18 +6,19 @@
 #include <string>
 #include <vector>
 
-#include "frame/Globals.h"
-#include "frame/HostAlerts.h"
-#include "frame/HostIdentity.h"
-#include "frame/HostProperties.h"
-#include "frame/HostSuites.h"
-#include "frame/Module.h"
-#include "frame/Numbers.h"
-#include "frame/PascalString.h"
-#include "frame/UtilityHandles.h"
+#include "frame/record/Globals.h"
+#include "frame/record/ModuleFile.h"
+#include "frame/text/Numbers.h"
+#include "frame/text/PascalString.h"
+#include "frame/utility/DllInstance.h"
+#include "frame/utility/HostIdentity.h"
+#include "frame/utility/HostProperties.h"
+#include "frame/utility/HostSuites.h"
+#include "frame/utility/UtilityHandles.h"
 #include "hostapi/UtilitySuites.h"
-#include "ui/Alerts.h"
 #include "ui/toolkit/Services.h"
+#include "ui/utility/Alerts.h"
+#include "ui/utility/HostAlerts.h"
 
 namespace {
 

@@ -13,11 +13,12 @@
 #include <string>
 #include <vector>
 
-#include "frame/Globals.h"
-#include "frame/Persistence.h"
+#include "frame/contract/ScriptKeys.h"
+#include "frame/record/Globals.h"
+#include "frame/record/Handles.h"
 #include "haze/Haze.h"
 #include "haze/Progress.h"
-#include "primitives/HeapBlock.h"
+#include "primitives/base/HeapBlock.h"
 
 // Owner of a float image, alpha 1.
 struct FloatImage {

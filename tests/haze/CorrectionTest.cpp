@@ -1,5 +1,5 @@
 // The correction against its definition, value by value, and the polynomial power's error.
-#include "CoreFixture.h"
+#include "tests/haze/CoreFixture.h"
 
 #include <cfloat>
 #include <cmath>

@@ -1,5 +1,5 @@
 // Dark map and light against plain loops over the definitions.
-#include "CoreFixture.h"
+#include "tests/haze/CoreFixture.h"
 
 #include <algorithm>
 #include <array>

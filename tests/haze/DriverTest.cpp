@@ -1,6 +1,6 @@
 // The driver as the frame calls it: sizes, kept maps, what a run takes and gives back, and what is
 // left when memory fails or the user stops at any place.
-#include "CoreFixture.h"
+#include "tests/haze/CoreFixture.h"
 
 #include <algorithm>
 #include <cmath>

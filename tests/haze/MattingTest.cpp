@@ -1,5 +1,5 @@
 // The matting solve against the dense system in double, written down from the paper's formula.
-#include "CoreFixture.h"
+#include "tests/haze/CoreFixture.h"
 
 #include <Eigen/Dense>
 #include <cmath>

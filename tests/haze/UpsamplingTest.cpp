@@ -1,6 +1,6 @@
 // The joint bilateral upsampling against its definition with the table read for each weight, and
 // the rounds against rounds made by hand.
-#include "CoreFixture.h"
+#include "tests/haze/CoreFixture.h"
 
 #include <algorithm>
 #include <cmath>
@@ -8,7 +8,7 @@
 
 #include "haze/RangeWeights.h"
 #include "haze/Stages.h"
-#include "primitives/ImagePrimitives.h"
+#include "primitives/image/ImagePrimitives.h"
 
 namespace {
 

@@ -1,6 +1,6 @@
 // The built module as the host finds it: its records, and what they let in.
-#include "host/PropertyList.h"
-#include "host/Terminology.h"
+#include "host/module/PropertyList.h"
+#include "host/module/Terminology.h"
 #include "tests/support/HostFixture.h"
 
 namespace {

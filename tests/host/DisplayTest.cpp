@@ -3,7 +3,7 @@
 
 #include <vector>
 
-#include "host/Host.h"
+#include "host/session/Host.h"
 
 namespace {
 

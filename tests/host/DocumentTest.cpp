@@ -1,5 +1,5 @@
 // Documents and their reduced copies.
-#include "host/Document.h"
+#include "host/document/Document.h"
 
 #include <gtest/gtest.h>
 

@@ -1,5 +1,5 @@
 // Loading of modules.
-#include "host/Module.h"
+#include "host/module/FilterModule.h"
 
 #include <filesystem>
 #include <fstream>

@@ -1,14 +1,14 @@
 // Property lists and terminologies: well made, cut short, and made of noise; and what the enable
 // expression lets in.
-#include "host/PropertyList.h"
+#include "host/module/PropertyList.h"
 
 #include <gmock/gmock.h>
 
 #include <cstring>
 #include <memory>
 
-#include "host/EnableExpression.h"
-#include "host/Terminology.h"
+#include "host/module/EnableExpression.h"
+#include "host/module/Terminology.h"
 #include "tests/support/HostFixture.h"
 
 namespace {

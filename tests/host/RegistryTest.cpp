@@ -1,5 +1,5 @@
 // The registry's file, seen by other instances, other processes, and with other contents.
-#include "host/Registry.h"
+#include "host/scripting/Registry.h"
 
 #include <gmock/gmock.h>
 #include <sys/wait.h>

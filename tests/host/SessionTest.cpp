@@ -1,5 +1,5 @@
 // Runs of a session: selectors, handles, scripts, memory, stops, threads and failures.
-#include "host/Session.h"
+#include "host/session/Session.h"
 
 #include <omp.h>
 #include <sys/resource.h>

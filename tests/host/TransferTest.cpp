@@ -1,5 +1,5 @@
 // advanceState against a plain twin that looks up every pixel by itself.
-#include "host/Transfer.h"
+#include "host/lending/AdvanceState.h"
 
 #include <gtest/gtest.h>
 

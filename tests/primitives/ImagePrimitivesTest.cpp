@@ -1,5 +1,5 @@
 // Resampling and minimum filter against plain loops in double over the definitions.
-#include "primitives/ImagePrimitives.h"
+#include "primitives/image/ImagePrimitives.h"
 
 #include <gmock/gmock.h>
 #include <sys/mman.h>

@@ -1,5 +1,5 @@
 // 3 by 3 inverse and product against double precision, over the layouts that strides allow.
-#include "primitives/SmallMatrix.h"
+#include "primitives/image/SmallMatrix.h"
 
 #include <Eigen/LU>
 #include <gmock/gmock.h>

@@ -1,6 +1,7 @@
 // The direct solver against a factorisation in double: shapes of structures, broken input, phases,
 // threads, memory.
-#include "primitives/SparseSolver.h"
+#include "primitives/sparse/SparseSolver.h"
+#include "primitives/base/AlignedMemory.h"
 
 #include <gmock/gmock.h>
 #include <omp.h>

@@ -15,10 +15,10 @@
 #include <utility>
 #include <vector>
 
-#include "host/Document.h"
-#include "host/Module.h"
-#include "host/PixelRows.h"
-#include "host/Session.h"
+#include "host/document/Document.h"
+#include "host/document/PixelRows.h"
+#include "host/module/FilterModule.h"
+#include "host/session/Session.h"
 
 namespace fixture {
 

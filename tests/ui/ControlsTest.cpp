@@ -2,8 +2,8 @@
 #include <gmock/gmock.h>
 
 #include "tests/ui/StandInDialog.h"
-#include "ui/FogdissolverEdit.h"
-#include "ui/FogdissolverTrackBar32.h"
+#include "ui/dialog/FogdissolverEdit.h"
+#include "ui/dialog/FogdissolverTrackBar32.h"
 
 namespace {
 

@@ -22,7 +22,7 @@
 #include <functional>
 #include <thread>
 
-#include "frame/Parameters.h"
+#include "frame/contract/Parameters.h"
 #include "tests/support/HostFixture.h"
 
 namespace {

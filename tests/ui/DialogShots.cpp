@@ -16,9 +16,9 @@
 #include <cstdio>
 #include <cstring>
 
-#include "host/Document.h"
-#include "host/Module.h"
-#include "host/Session.h"
+#include "host/document/Document.h"
+#include "host/module/FilterModule.h"
+#include "host/session/Session.h"
 
 namespace {
 

@@ -6,12 +6,12 @@
 
 #include "tests/ui/StandInDialog.h"
 #include "tests/ui/StandInHost.h"
-#include "ui/CentreDialog.h"
-#include "ui/DialogTables.h"
-#include "ui/Dialogs.h"
-#include "ui/FogdissolverEdit.h"
-#include "ui/MainDialog.h"
-#include "ui/Proxy.h"
+#include "ui/dialog/CentreDialog.h"
+#include "ui/dialog/DialogTables.h"
+#include "ui/dialog/Dialogs.h"
+#include "ui/dialog/FogdissolverEdit.h"
+#include "ui/dialog/MainDialog.h"
+#include "ui/preview/Proxy.h"
 
 namespace {
 

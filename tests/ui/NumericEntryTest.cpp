@@ -10,15 +10,15 @@
 #include <string>
 #include <vector>
 
-#include "frame/Globals.h"
-#include "frame/HostSuites.h"
-#include "frame/Strings.h"
+#include "frame/record/Globals.h"
+#include "frame/text/Strings.h"
+#include "frame/utility/HostSuites.h"
 #include "hostapi/UtilitySuites.h"
-#include "ui/ControlItems.h"
-#include "ui/NumericEntry.h"
-#include "ui/PIDialog.h"
 #include "ui/toolkit/Services.h"
 #include "ui/toolkit/WindowRecord.h"
+#include "ui/utility/ControlItems.h"
+#include "ui/utility/NumericEntry.h"
+#include "ui/utility/PIDialog.h"
 
 namespace {
 

@@ -7,10 +7,10 @@
 #include "haze/Haze.h"
 #include "tests/ui/StandInDialog.h"
 #include "tests/ui/StandInHost.h"
-#include "ui/DialogTables.h"
-#include "ui/Dialogs.h"
-#include "ui/Proxy.h"
-#include "ui/ProxyPixels.h"
+#include "ui/dialog/DialogTables.h"
+#include "ui/dialog/Dialogs.h"
+#include "ui/preview/Proxy.h"
+#include "ui/preview/ProxyPixels.h"
 
 namespace {
 

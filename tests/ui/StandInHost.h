@@ -7,8 +7,8 @@
 #include <map>
 #include <vector>
 
-#include "frame/Globals.h"
-#include "primitives/HeapBlock.h"
+#include "frame/record/Globals.h"
+#include "primitives/base/HeapBlock.h"
 
 // Takes the plug-in's globals for as long as it lives.
 class StandInHost {

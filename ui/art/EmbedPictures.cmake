@@ -30,7 +30,7 @@ foreach(drawing "logo,139,96,96" "banner,140,356,40")
 endforeach()
 
 file(WRITE ${OUTPUT} "// Made from ui/art at build time.
-#include \"ui/toolkit/Pictures.h\"
+#include \"ui/toolkit/qt/Pictures.h\"
 
 namespace {
 

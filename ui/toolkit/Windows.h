@@ -9,7 +9,7 @@
 #include <string>
 
 #include "hostapi/FilterRecord.h"
-#include "ui/toolkit/Messages.h"
+#include "ui/toolkit/WindowMessages.h"
 
 struct WindowRect {
   int32_t left, top, right, bottom;

@@ -1,0 +1,140 @@
+// Conversion of samples to floats of full scale 1.0, and of floats to samples.
+//
+// Reading 8 and 16 bits goes through a table of the 256 levels: 16-bit samples are cut to those on
+// purpose. Writing rounds to the nearest in double precision, four floats at a time; a negative
+// result, read as unsigned, lies above the range and so becomes its top.
+#include "frame/record/Bands.h"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <cstring>
+
+#include "primitives/base/Conversions.h"
+
+namespace {
+
+using Float4 = float __attribute__((vector_size(16)));
+using Double4 = double __attribute__((vector_size(32)));
+using Int4 = int32_t __attribute__((vector_size(16)));
+using UInt4 = uint32_t __attribute__((vector_size(16)));
+
+// (65535 * 10) / 1285 + 1: samples above the host's range of 0 to 32768 have an entry too.
+constexpr int32_t tableLength = 511;
+
+constexpr std::array<float, tableLength> makeLevelTable() {
+  std::array<float, tableLength> table{};
+  for (int32_t i = 0; i < tableLength; ++i)
+    table[i] = float(i / 255.0);
+  return table;
+}
+constexpr std::array<float, tableLength> levelTable = makeLevelTable();
+
+// Level of a 16-bit sample: 0 to 255 for 0 to 32768.
+constexpr uint32_t levelOf16(uint16_t v) { return uint32_t(v) * 10 / 1285; }
+
+float floatOf(uint8_t v) { return levelTable[v]; }
+float floatOf(uint16_t v) { return levelTable[levelOf16(v)]; }
+
+template <class Sample> void readLevels(const Sample* in, size_t pixels, float* out) {
+  for (size_t i = 0; i < pixels; ++i, in += rgbPlanes, out += floatsPerPixel) {
+    out[0] = floatOf(in[0]);
+    out[1] = floatOf(in[1]);
+    out[2] = floatOf(in[2]);
+    out[3] = 1.0f;
+  }
+}
+
+void readFloats(const float* in, size_t pixels, float* out) {
+  for (size_t i = 0; i < pixels; ++i, in += rgbPlanes, out += floatsPerPixel) {
+    std::memcpy(out, in, rgbPlanes * sizeof(float));
+    out[3] = 1.0f;
+  }
+}
+
+// Magnitude below which a scaled float surely fits 32 bits, so that the conversion to 32 bits gives
+// the low half of the conversion to 64.
+constexpr float safeMagnitude = 32768.0f;
+
+// NaN is not safe.
+bool allSafe(const float* image, size_t pixels) {
+  int unsafe = 0;
+  for (size_t i = 0; i < pixels * floatsPerPixel; ++i)
+    unsafe |= !(std::fabs(image[i]) < safeMagnitude);
+  return !unsafe;
+}
+
+template <class Sample> Sample sampleOf(float f, double scale) {
+  const uint32_t n = uint32_t(uint64_t(truncateToInt64(double(f) * scale + 0.5)));
+  const uint32_t top = uint32_t(scale);
+  return Sample(n > top ? top : n);
+}
+
+template <class Sample>
+void writeAny(const float* image, size_t pixels, double scale, Sample* out) {
+  for (size_t i = 0; i < pixels; ++i, image += floatsPerPixel, out += rgbPlanes)
+    for (int32_t plane = 0; plane < rgbPlanes; ++plane)
+      out[plane] = sampleOf<Sample>(image[plane], scale);
+}
+
+// Stores the low bytes of four numbers, side by side.
+template <class Sample> void storeFour(UInt4 n, Sample* out) {
+  using Bytes = uint8_t __attribute__((vector_size(16)));
+  constexpr Bytes order =
+      sizeof(Sample) == 1 ? Bytes{0, 4, 8, 12} : Bytes{0, 1, 4, 5, 8, 9, 12, 13};
+  const Bytes samples = __builtin_shuffle(Bytes(n), order);
+  std::memcpy(out, &samples, 4 * sizeof(Sample));
+}
+
+// Writes four samples a pixel, the fourth over the next pixel's first; the last pixel goes alone.
+template <class Sample>
+void writeSafe(const float* image, size_t pixels, double scale, Sample* out) {
+  const UInt4 top = UInt4{} + uint32_t(scale);
+  size_t i = 0;
+  for (; i + 1 < pixels; ++i, image += floatsPerPixel, out += rgbPlanes) {
+    Float4 f;
+    std::memcpy(&f, image, sizeof f);
+    const Double4 scaled = __builtin_convertvector(f, Double4) * scale + 0.5;
+    const UInt4 n = UInt4(__builtin_convertvector(scaled, Int4));
+    storeFour(n > top ? top : n, out);
+  }
+  writeAny(image, pixels - i, scale, out);
+}
+
+template <class Sample>
+void writeLevels(const float* image, size_t pixels, double scale, void* samples) {
+  if (allSafe(image, pixels))
+    writeSafe(image, pixels, scale, static_cast<Sample*>(samples));
+  else
+    writeAny(image, pixels, scale, static_cast<Sample*>(samples));
+}
+
+void writeFloats(const float* image, size_t pixels, float* out) {
+  for (size_t i = 0; i < pixels; ++i, image += floatsPerPixel, out += rgbPlanes)
+    std::memcpy(out, image, rgbPlanes * sizeof(float));
+}
+
+constexpr double scale8 = 255.0;
+constexpr double scale16 = 32768.0;
+
+} // namespace
+
+void ReadBand(const void* samples, int32_t depth, size_t pixels, float* image) {
+  if (depth == 8)
+    readLevels(static_cast<const uint8_t*>(samples), pixels, image);
+  else if (depth == 16)
+    readLevels(static_cast<const uint16_t*>(samples), pixels, image);
+  else if (depth == 32)
+    readFloats(static_cast<const float*>(samples), pixels, image);
+  else
+    std::fill_n(image, pixels * floatsPerPixel, 0.0f);
+}
+
+void WriteBand(const float* image, int32_t depth, size_t pixels, void* samples) {
+  if (depth == 8)
+    writeLevels<uint8_t>(image, pixels, scale8, samples);
+  else if (depth == 16)
+    writeLevels<uint16_t>(image, pixels, scale16, samples);
+  else if (depth == 32)
+    writeFloats(image, pixels, static_cast<float*>(samples));
+}

@@ -1,0 +1,58 @@
+// The two handles on which gParams and gData rest: making, locking, filling with defaults.
+#include "frame/record/Handles.h"
+
+#include "frame/record/Globals.h"
+
+void CreateDataHandle() {
+  const Handle handle = gFilterRecord->handleProcs->newProc(sizeof(Data));
+  if (handle)
+    *gDataSlot = reinterpret_cast<intptr_t>(handle);
+  else
+    *gResult = memFullErr;
+  ReadThreadCount();
+}
+
+bool LockHandles() {
+  if (!gFilterRecord->parameters || *gDataSlot == 0) {
+    *gResult = filterBadParameters;
+    return false;
+  }
+  const HandleProcs* procs = gFilterRecord->handleProcs;
+  gParams = static_cast<Parameters*>(procs->lockProc(gFilterRecord->parameters, 1));
+  gData = static_cast<Data*>(procs->lockProc(reinterpret_cast<Handle>(*gDataSlot), 1));
+  if (gParams && gData)
+    return true;
+  *gResult = memFullErr;
+  return false;
+}
+
+// All but displayMap, which the start selector sets.
+void InitParameters() {
+  gParams->foregroundPosition = 0.0f;
+  gParams->foregroundIntensity = intensityUnset;
+  gParams->backgroundPosition = 1.0f;
+  gParams->backgroundIntensity = intensityUnset;
+  gParams->power = 1.0f;
+  gParams->outputMap = 0;
+  gParams->preview = 1;
+}
+
+// All but the two memory counters, which the start selector zeroes.
+void InitData() {
+  const int32_t memoryInUse = gData->memoryInUse, memoryPeak = gData->memoryPeak;
+  *gData = Data{};
+  gData->queryForParameters = 1;
+  gData->scaleFactor = 1.0f;
+  gData->memoryInUse = memoryInUse;
+  gData->memoryPeak = memoryPeak;
+}
+
+void CreateMissingHandles() {
+  if (!gFilterRecord->parameters) {
+    gFilterRecord->parameters = gFilterRecord->handleProcs->newProc(sizeof(Parameters));
+    if (!gFilterRecord->parameters)
+      *gResult = memFullErr;
+  }
+  if (*gDataSlot == 0)
+    CreateDataHandle();
+}

@@ -1,0 +1,35 @@
+// Counting of host memory in wrapping 32-bit arithmetic, and the trace line that shows it.
+#include "frame/record/Memory.h"
+
+#include <algorithm>
+
+#include "primitives/base/Conversions.h"
+
+HostBuffer TakeHostBuffer(int32_t size) {
+  const BufferProcs* procs = gFilterRecord->bufferProcs;
+  HostBuffer buffer;
+  // The lock alone tells whether there is a block: it gives null for an id of 0.
+  procs->allocateProc(size, &buffer.id);
+  buffer.data = procs->lockProc(buffer.id, 1);
+  return buffer;
+}
+
+void ReleaseHostBuffer(BufferID id) {
+  const BufferProcs* procs = gFilterRecord->bufferProcs;
+  procs->unlockProc(id);
+  procs->freeProc(id);
+}
+
+void CountTaken(int32_t size) {
+  gData->memoryInUse = wrappingAdd(gData->memoryInUse, size);
+  gData->memoryPeak = std::max(gData->memoryPeak, gData->memoryInUse);
+}
+
+void CountReleased(int32_t size) {
+  gData->memoryInUse = wrappingSubtract(gData->memoryInUse, size);
+}
+
+void TraceMemory(const char* function, int line) {
+  TRACE("%s (%d) - memory in use %ld KBytes (peak: %ld KBytes)\n", function, line,
+        long(gData->memoryInUse / 1024), long(gData->memoryPeak / 1024));
+}

@@ -1,0 +1,57 @@
+// The prepare selector: handles, and the memory budget of the run.
+#include "frame/record/Globals.h"
+#include "frame/record/Handles.h"
+#include "frame/record/Rects.h"
+#include "frame/selectors/Selectors.h"
+#include "primitives/base/Conversions.h"
+
+namespace {
+
+// What the plug-in asks to be kept free: six bytes a pixel over an area of 172800 pixels, stretched
+// by the shape of the filter rectangle. A cheap floor, not a promise: the run's real need is far
+// greater, and is met by the heap. Wraps as a 32-bit number.
+constexpr int32_t budgetArea = 172800;
+constexpr int32_t budgetBytesPerPixel = 6;
+
+int32_t spaceToAskFor(const VRect& rect) {
+  const int32_t height = wrappingSubtract(rect.bottom, rect.top);
+  const int32_t width = wrappingSubtract(rect.right, rect.left);
+  if (width == 0)
+    return 0;
+  // Divided in 64 bits: the lowest product by -1 has no 32-bit quotient.
+  const int64_t area = int64_t(wrappingMultiply(height, budgetArea)) / width;
+  return wrappingMultiply(budgetBytesPerPixel, int32_t(uint32_t(area)));
+}
+
+} // namespace
+
+void DoPrepare() {
+  const int32_t csPlanes = CSPlanesFromMode(gFilterRecord->imageMode, 0);
+  // Inside the test of gLog: nobody else needs the host's answer here.
+  TRACE("%s :: %d planes, %d cs planes, free space: %ld MBytes (sizeof(int32): %d)\n", "DoPrepare",
+        gFilterRecord->planes, csPlanes, long(gFilterRecord->bufferProcs->spaceProc() / 1048576),
+        int(sizeof(int32_t)));
+
+  if (gFilterRecord->parameters && *gDataSlot != 0)
+    LockHandles(); // a repeat: all settings are kept
+  else
+    DoParameters();
+
+  const int32_t ask = spaceToAskFor(GetFilterRect());
+  if (ask > gFilterRecord->bufferProcs->spaceProc()) {
+    TRACE("%s :: haze memory %ld KBytes > available %ld KBytes\n", "DoPrepare", long(ask / 1024),
+          long(gFilterRecord->maxSpace / 1024));
+    *gResult = memFullErr;
+    return;
+  }
+  TRACE("%s :: maxspace %d bytes, ask for %d bytes\n", "DoPrepare", gFilterRecord->maxSpace, ask);
+  gFilterRecord->bufferSpace = ask;
+}
+
+void DoParameters() {
+  CreateMissingHandles();
+  if (*gResult == noErr && LockHandles()) {
+    InitParameters();
+    InitData();
+  }
+}

@@ -1,0 +1,92 @@
+// The string tables, and the places where the documentation pages are looked for.
+#include "frame/text/Strings.h"
+
+#include <QString>
+#include <QUrl>
+
+#include <cstdlib>
+#include <filesystem>
+#include <string_view>
+#include <system_error>
+
+#include "frame/record/ModuleFile.h"
+
+namespace {
+
+struct Text {
+  int number;
+  const char* english;
+  const char* french; // null: English only
+};
+
+constexpr Text texts[] = {
+    {stringDialogTitle, "Velso Fogdissolver", "Velso Fogdissolver"},
+    {stringCancel, "Cancel", "Annuler"},
+    {stringReset, "Reset", "Réinitialiser"},
+    {stringAbout,
+     "Velso Fogdissolver\n"
+     "Version 1.0.2\n"
+     "A photoshop plug-in filter removing white haze from image.",
+     nullptr},
+    {stringIntegerRange, "An integer is required between ^1 and ^2.", nullptr},
+    {stringDecimalRange, "A decimal number is required between ^1 and ^2.", nullptr},
+    {stringHostTooOld, "This plug-in requires Adobe Photoshop® ^1 or later functionality.",
+     nullptr},
+    {stringHostTooNew, "This plug-in is incompatible with this version of the host program.",
+     nullptr},
+    // The backslashes belong to the text: a resource compiler keeps an escape that it does not
+    // know.
+    {stringSuiteMissing, R"(the required suite \'^0\' is unavailable)", nullptr},
+};
+
+struct Page {
+  int number;
+  const char* english; // file below the documentation folder
+  const char* french;
+};
+
+constexpr Page pages[] = {
+    {stringHomePage, "index.html", "fr/index.html"},
+    {stringHelpPage, "help.html", "fr/help.html"},
+};
+
+// Documentation folder below an installation's prefix; a build tree has the same one.
+constexpr char documentationFolder[] = "share/doc/fogdissolver";
+
+// Address of the page below the nearest folder above the module that has it. How deep the module
+// lies below the prefix differs between systems (lib/, lib/<architecture>/).
+std::string pageAddress(const char* page) {
+  namespace fs = std::filesystem;
+  const fs::path module = ModuleFile();
+  for (fs::path folder = module.parent_path(); folder.has_relative_path();
+       folder = folder.parent_path()) {
+    const fs::path file = folder / documentationFolder / page;
+    std::error_code ignored;
+    if (fs::is_regular_file(file, ignored))
+      return QUrl::fromLocalFile(QString::fromStdString(file.string())).toEncoded().toStdString();
+  }
+  return {};
+}
+
+} // namespace
+
+bool systemLanguageIsFrench() {
+  // In the order in which the C library looks for the language of messages.
+  for (const char* name : {"LC_ALL", "LC_MESSAGES", "LANG"}) {
+    const char* value = std::getenv(name);
+    if (value && *value)
+      return std::string_view(value).starts_with("fr");
+  }
+  return false;
+}
+
+std::string LoadStringResource(int number) {
+  const bool french = systemLanguageIsFrench();
+  for (const Text& text : texts)
+    if (text.number == number)
+      return french && text.french ? text.french : text.english;
+  for (const Page& page : pages)
+    if (page.number == number)
+      return pageAddress(french ? page.french : page.english);
+  return {};
+}

@@ -1,0 +1,71 @@
+// The blocks that a host lends to a plug-in: its buffers, which count against a budget, and its
+// handles.
+//
+// A block has an identity that is never used again, so that a second release, or a call with what
+// never was a block, is told from a right one: it is refused, counted and does no harm.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <unordered_map>
+
+#include "host/document/Blocks.h"
+
+namespace host {
+
+// Requests of a session, all stores together. One of them can be made to fail.
+struct Requests {
+  int failing = 0; // k > 0: the k-th one
+  int count = 0;
+  bool admit() { return ++count != failing; }
+};
+
+struct StoreCounts {
+  int live = 0;   // blocks not yet released
+  int denied = 0; // requests that got no block
+  int64_t bytesInUse = 0, bytesPeak = 0;
+  int refusedReleases = 0, refusedLocks = 0, refusedUnlocks = 0, refusedOthers = 0;
+};
+
+class BlockStore {
+public:
+  // budget: most bytes in use at a time.
+  BlockStore(Requests& requests, int64_t budget) : requests_(requests), budget_(budget) {}
+
+  // Identity of a new block of so many bytes; 0 for a negative size, beyond the budget, or without
+  // memory. `forPlugIn` false: the host's own, neither counted as a request nor ever refused one.
+  intptr_t take(int64_t size, bool zeroed, bool forPlugIn = true);
+  bool release(intptr_t id);
+
+  void* lock(intptr_t id);  // null: no such block
+  bool unlock(intptr_t id); // false: no such block, or not locked
+  void unlockAll();         // after a call that did not come to its end
+
+  int32_t size(intptr_t id); // bytes; 0: no such block
+  // Contents are kept, what is new is zero. False without memory, for a locked or unknown block.
+  bool resize(intptr_t id, int64_t size);
+
+  bool has(intptr_t id) const { return blocks_.contains(id); }
+  void* data(intptr_t id) const; // as lock, without locking or counting
+  int64_t space() const { return budget_ - counts_.bytesInUse; }
+  const StoreCounts& counts() const { return counts_; }
+
+private:
+  struct Entry {
+    Block memory;
+    int32_t size;
+    int locks;
+    bool forPlugIn;
+  };
+
+  intptr_t tryTake(int64_t size, bool zeroed, bool forPlugIn);
+  void countBytes(int64_t change);
+
+  Requests& requests_;
+  int64_t budget_;
+  intptr_t last_ = 0; // newest identity
+  std::unordered_map<intptr_t, Entry> blocks_;
+  StoreCounts counts_;
+};
+
+} // namespace host

@@ -1,0 +1,68 @@
+// Scripting descriptors, as the filter reads and writes them, and the keyed collections of the
+// action descriptor suite.
+//
+// A scripting descriptor is a handle, because the plug-in disposes of it as one: its block holds
+// the entries one behind the other, four bytes of key and one of value.
+#pragma once
+
+#include <algorithm>
+#include <memory>
+#include <optional>
+#include <vector>
+
+#include "host/lending/Stores.h"
+#include "host/scripting/Registry.h"
+#include "hostapi/Procs.h"
+
+// A descriptor being read: where the reading stands, and its first failure.
+struct HostReadToken {
+  host::Script script;
+  size_t next = 0; // entry that getKey gives next
+  HostResult failure = noErr;
+};
+
+struct HostWriteToken {
+  host::Script script;
+};
+
+struct HostActionDescriptor {
+  host::Script script;
+};
+
+namespace host {
+
+// Sets a key's value, in its place or as a new last entry.
+void setEntry(Script& script, FourCharCode key, bool value);
+const bool* findEntry(const Script& script, FourCharCode key); // null: none
+
+// Handle of a new block with the script, or null. The host's own: not counted.
+Handle makeDescriptor(BlockStore& handles, const Script& script);
+// Nothing for a null, unknown or misshapen one.
+std::optional<Script> readDescriptor(BlockStore& handles, ScriptDescriptor descriptor);
+
+// Objects lent to the plug-in by address; an address that is not lent is refused.
+template <class Object> class Lent {
+public:
+  Object* lend(Object object) {
+    objects_.push_back(std::make_unique<Object>(std::move(object)));
+    return objects_.back().get();
+  }
+  bool has(const Object* object) const { return place(object) != objects_.end(); }
+  bool takeBack(const Object* object) {
+    const auto found = place(object);
+    if (found == objects_.end())
+      return false;
+    objects_.erase(found);
+    return true;
+  }
+  size_t count() const { return objects_.size(); }
+
+private:
+  auto place(const Object* object) const {
+    return std::find_if(objects_.begin(), objects_.end(),
+                        [&](const auto& lent) { return lent.get() == object; });
+  }
+  std::vector<std::unique_ptr<Object>> objects_;
+};
+
+} // namespace host

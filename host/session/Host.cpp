@@ -1,0 +1,223 @@
+#include "host/session/Host.h"
+
+#include <algorithm>
+#include <limits>
+
+namespace host {
+
+namespace {
+
+std::atomic<Host*> current = nullptr;
+
+// An allocation outside of a call has no session to belong to; the same answers as without memory.
+HostResult allocateBuffer(int32_t size, BufferID* id) {
+  Host* host = currentHost();
+  if (!host || !id)
+    return filterBadParameters;
+  *id = host->buffers.take(size, false);
+  return *id ? noErr : memFullErr;
+}
+
+void* lockBuffer(BufferID id, Boolean) {
+  Host* host = currentHost();
+  return host ? host->buffers.lock(id) : nullptr;
+}
+
+void unlockBuffer(BufferID id) {
+  if (Host* host = currentHost())
+    host->buffers.unlock(id);
+}
+
+void freeBuffer(BufferID id) {
+  if (Host* host = currentHost())
+    host->buffers.release(id);
+}
+
+int32_t bufferSpace() {
+  Host* host = currentHost();
+  return host ? int32_t(std::max<int64_t>(host->buffers.space(), 0)) : 0;
+}
+
+intptr_t identity(Handle handle) { return reinterpret_cast<intptr_t>(handle); }
+
+Handle newHandle(int32_t size) {
+  Host* host = currentHost();
+  return host ? reinterpret_cast<Handle>(host->handles.take(size, true)) : nullptr;
+}
+
+void disposeHandle(Handle handle) {
+  if (Host* host = currentHost())
+    host->handles.release(identity(handle));
+}
+
+int32_t handleSize(Handle handle) {
+  Host* host = currentHost();
+  return host ? host->handles.size(identity(handle)) : 0;
+}
+
+HostResult setHandleSize(Handle handle, int32_t size) {
+  Host* host = currentHost();
+  if (!host)
+    return memFullErr;
+  const bool known = host->handles.has(identity(handle));
+  return host->handles.resize(identity(handle), size) ? noErr : known ? memFullErr : nilHandleErr;
+}
+
+void* lockHandle(Handle handle, Boolean) {
+  Host* host = currentHost();
+  return host ? host->handles.lock(identity(handle)) : nullptr;
+}
+
+void unlockHandle(Handle handle) {
+  if (Host* host = currentHost())
+    host->handles.unlock(identity(handle));
+}
+
+// A callback of the program that throws must not unwind through the plug-in: it counts as a wish to
+// stop.
+Boolean abortProc() {
+  Host* host = currentHost();
+  if (!host)
+    return false;
+  bool stop = host->abortSaid;
+  try {
+    if (host->options.abort && host->options.abort())
+      stop = true;
+  } catch (...) {
+    stop = true;
+  }
+  if (stop)
+    host->abortSaid = true;
+  return stop;
+}
+
+// Threads report their rows in any order; what is shown only grows.
+void progressProc(int32_t done, int32_t total) {
+  Host* host = currentHost();
+  if (!host || !host->options.progress)
+    return;
+  const std::lock_guard guard(host->progressLock);
+  if (total == host->shownTotal && done <= host->shownDone)
+    return;
+  host->shownDone = done;
+  host->shownTotal = total;
+  try {
+    host->options.progress(done, total);
+  } catch (...) {
+    host->abortSaid = true;
+  }
+}
+
+HostResult advanceState() {
+  Host* host = currentHost();
+  return host ? host->transfer.advance() : filterBadParameters;
+}
+
+Rect16 cut(const VRect& r) {
+  const auto side = [](int32_t v) {
+    return int16_t(std::clamp<int32_t>(v, std::numeric_limits<int16_t>::min(),
+                                       std::numeric_limits<int16_t>::max()));
+  };
+  return {side(r.top), side(r.left), side(r.bottom), side(r.right)};
+}
+
+// Box around the pixels that the selection takes; the whole document without a selection. Empty if
+// a selection takes none.
+VRect selectedRect(const Document& document) {
+  VRect box{0, 0, document.height(), document.width()};
+  const std::vector<uint8_t>& weights = document.selection();
+  if (weights.empty())
+    return box;
+  box = {document.height(), document.width(), 0, 0};
+  for (int32_t y = 0; y < document.height(); y++) {
+    const uint8_t* row = weights.data() + int64_t(y) * document.width();
+    const uint8_t* end = row + document.width();
+    const auto taken = [](uint8_t weight) { return weight != 0; };
+    const uint8_t* first = std::find_if(row, end, taken);
+    if (first == end)
+      continue;
+    const uint8_t* last = end;
+    while (!taken(last[-1]))
+      last--;
+    box.left = std::min(box.left, int32_t(first - row));
+    box.right = std::max(box.right, int32_t(last - row));
+    box.top = std::min(box.top, y);
+    box.bottom = y + 1;
+  }
+  return box.bottom ? box : VRect{};
+}
+
+} // namespace
+
+Host* currentHost() { return current.load(std::memory_order_acquire); }
+
+CurrentHost::CurrentHost(Host& host) {
+  Host* none = nullptr;
+  acquired_ = current.compare_exchange_strong(none, &host);
+}
+
+CurrentHost::~CurrentHost() {
+  if (acquired_)
+    current = nullptr;
+}
+
+HostResult unusedProc() { return errPlugInHostInsufficient; }
+
+BufferProcs* bufferProcs() {
+  static BufferProcs procs{2, 5, allocateBuffer, lockBuffer, unlockBuffer, freeBuffer, bufferSpace};
+  return &procs;
+}
+
+HandleProcs* handleProcs() {
+  static HandleProcs procs{1,
+                           8,
+                           newHandle,
+                           disposeHandle,
+                           handleSize,
+                           setHandleSize,
+                           lockHandle,
+                           unlockHandle,
+                           {unusedProc, unusedProc}};
+  return &procs;
+}
+
+Host::Host(Document& document, SessionOptions given)
+    : options(std::move(given)), document(document), requests{options.failAllocation, 0},
+      buffers(requests, options.maxSpace), handles(requests, std::numeric_limits<int64_t>::max()),
+      transfer(document, record), registry(options.registry ? *options.registry : ownRegistry) {
+  platformData.window = options.window;
+}
+
+void Host::prepareRecord() {
+  const Handle kept = record.parameters;
+  const Boolean wideUsed = bigDocumentData.PluginUsing32BitCoordinates;
+  record = {};
+  bigDocumentData = {};
+  record.parameters = kept;
+  bigDocumentData.PluginUsing32BitCoordinates = wideUsed;
+
+  record.abortProc = abortProc;
+  record.progressProc = progressProc;
+  record.platformData = &platformData;
+  record.imageMode = document.imageMode();
+  record.depth = document.depth();
+  record.planes = int16_t(document.channels());
+  const VRect selected = selectedRect(document);
+  record.filterRect = cut(selected);
+  bigDocumentData.filterRect32 = selected;
+  record.bigDocumentData = options.wideRects ? &bigDocumentData : nullptr;
+  record.inputRate = record.maskRate = 0x10000;
+  record.haveMask = record.autoMask = !document.selection().empty();
+  record.maxSpace = options.maxSpace;
+  record.advanceState = advanceState;
+  record.displayPixels = displayPixels;
+  record.bufferProcs = bufferProcs();
+  record.handleProcs = handleProcs();
+  record.sSPBasic = options.suites ? basicSuite() : nullptr;
+
+  transfer.drop();
+  abortSaid = false;
+  shownDone = shownTotal = -1;
+}
+
+} // namespace host

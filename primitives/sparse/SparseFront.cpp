@@ -1,0 +1,219 @@
+#include "primitives/sparse/SparseFront.h"
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+
+namespace {
+
+typedef float Lanes __attribute__((vector_size(frontLanes * sizeof(float))));
+typedef float AnyLanes
+    __attribute__((vector_size(frontLanes * sizeof(float)), aligned(alignof(float)), may_alias));
+
+Lanes load(const float* p) { return *reinterpret_cast<const AnyLanes*>(p); }
+void store(float* p, Lanes v) { *reinterpret_cast<AnyLanes*>(p) = v; }
+
+// Columns of a tile: with two vectors of rows its sums, two factors and one more fit the registers.
+constexpr int32_t tileColumns = frontLanes == 16 ? 12 : 6;
+// Pivots of a panel between two passes over the rest of the front: what a pass reads of the panel
+// stays in the nearest caches.
+constexpr int32_t blockPivots = 96;
+// Columns of a team's share of a pass.
+constexpr int32_t shareColumns = 8 * tileColumns;
+
+// The factor of one tile's triangle.
+struct Triangle {
+  float lower[tileColumns][tileColumns]; // [row][column] below the diagonal
+  float inverse[tileColumns];            // of the diagonal
+};
+
+// c -= rows * columns^T over `depth` columns of the panel; with a triangle, then c * triangle^-T.
+// The products are summed apart and taken from c once: that rounds at the size of the products
+// rather than at that of c, and the solution comes out several times closer.
+template <int vectors, int count, bool solve>
+inline void tile(float* c, ptrdiff_t strideC, const float* rows, const float* columns,
+                 ptrdiff_t stride, int32_t depth, [[maybe_unused]] const Triangle* triangle) {
+  Lanes sum[count][vectors] = {};
+  for (int32_t p = 0; p < depth; ++p, rows += stride, columns += stride) {
+    Lanes left[vectors];
+#pragma GCC unroll 2
+    for (int v = 0; v < vectors; ++v)
+      left[v] = load(rows + v * frontLanes);
+#pragma GCC unroll 16
+    for (int q = 0; q < count; ++q)
+#pragma GCC unroll 2
+      for (int v = 0; v < vectors; ++v)
+        sum[q][v] += left[v] * columns[q];
+  }
+#pragma GCC unroll 16
+  for (int q = 0; q < count; ++q)
+#pragma GCC unroll 2
+    for (int v = 0; v < vectors; ++v)
+      sum[q][v] = load(c + q * strideC + v * frontLanes) - sum[q][v];
+  if constexpr (solve) {
+#pragma GCC unroll 16
+    for (int q = 0; q < count; ++q)
+#pragma GCC unroll 2
+      for (int v = 0; v < vectors; ++v) {
+#pragma GCC unroll 16
+        for (int s = 0; s < q; ++s)
+          sum[q][v] -= sum[s][v] * triangle->lower[q][s];
+        sum[q][v] *= triangle->inverse[q];
+      }
+  }
+#pragma GCC unroll 16
+  for (int q = 0; q < count; ++q)
+#pragma GCC unroll 2
+    for (int v = 0; v < vectors; ++v)
+      store(c + q * strideC + v * frontLanes, sum[q][v]);
+}
+
+// Rows [begin, end), whole vectors, of a strip of columns. c, rows: row 0 of the strip and of the
+// panel; columns: the panel's rows that stand for the strip's columns.
+template <int count, bool solve>
+void strip(float* c, ptrdiff_t strideC, int32_t begin, int32_t end, const float* rows,
+           const float* columns, ptrdiff_t stride, int32_t depth, const Triangle* triangle) {
+  int32_t i = begin;
+  for (; i + 2 * frontLanes <= end; i += 2 * frontLanes)
+    tile<2, count, solve>(c + i, strideC, rows + i, columns, stride, depth, triangle);
+  if (i < end)
+    tile<1, count, solve>(c + i, strideC, rows + i, columns, stride, depth, triangle);
+}
+
+template <bool solve, int count = tileColumns, class... Arguments>
+void stripOf(int32_t columns, Arguments... arguments) {
+  if constexpr (count > 1)
+    if (columns < count)
+      return stripOf<solve, count - 1>(columns, arguments...);
+  strip<count, solve>(arguments...);
+}
+
+constexpr int32_t wholeVectors(int32_t row) { return row - row % frontLanes; }
+
+// Cholesky factor of the first columns of `block`, column by column with tileColumns rows or more.
+Pivoting factoriseTriangle(const float* block, ptrdiff_t stride, int32_t columns,
+                           const float* least, Triangle& triangle) {
+  for (int32_t q = 0; q < columns; ++q) {
+    for (int32_t r = q; r < columns; ++r) {
+      float value = block[q * stride + r];
+      for (int32_t s = 0; s < q; ++s)
+        value -= triangle.lower[r][s] * triangle.lower[q][s];
+      if (r > q) {
+        triangle.lower[r][q] = value * triangle.inverse[q];
+        continue;
+      }
+      if (!(std::abs(value) <= std::numeric_limits<float>::max()))
+        return Pivoting::notFinite;
+      if (!(value > least[q]))
+        return Pivoting::notPositive;
+      triangle.inverse[q] = 1 / std::sqrt(value);
+    }
+  }
+  return Pivoting::positive;
+}
+
+// Columns [begin, end) of the panel, tile by tile, each updated by those of the block before it.
+Pivoting factoriseBlock(const Front& front, int32_t begin, int32_t end) {
+  constexpr int32_t blockRows = (tileColumns + frontLanes - 1) / frontLanes * frontLanes;
+  const int32_t stride = frontStride(front.rows);
+  const float* done = front.panel + ptrdiff_t(begin) * stride;
+  for (int32_t j = begin; j < end; j += tileColumns) {
+    const int32_t columns = std::min(tileColumns, end - j), depth = j - begin;
+    float* strip = front.panel + ptrdiff_t(j) * stride;
+    alignas(64) float block[tileColumns * blockRows];
+    for (int32_t q = 0; q < columns; ++q)
+      for (int32_t v = 0; v < blockRows; v += frontLanes)
+        store(block + q * blockRows + v, load(strip + ptrdiff_t(q) * stride + j + v));
+    stripOf<false>(columns, block, blockRows, 0, blockRows, done + j, done + j, stride, depth,
+                   nullptr);
+    Triangle triangle;
+    if (const Pivoting pivoting =
+            factoriseTriangle(block, blockRows, columns, front.least + j, triangle);
+        pivoting != Pivoting::positive)
+      return pivoting;
+    stripOf<true>(columns, strip, stride, wholeVectors(j), stride, done, done + j, stride, depth,
+                  &triangle);
+  }
+  return Pivoting::positive;
+}
+
+// What the pivots [begin, end) take from columns [first, last) of the front, of which those from
+// the number of pivots on are the update's.
+void subtract(const Front& front, int32_t begin, int32_t end, int32_t first, int32_t last) {
+  const int32_t stride = frontStride(front.rows), strideC = frontStride(front.rows - front.pivots);
+  const float* done = front.panel + ptrdiff_t(begin) * stride;
+  for (int32_t j = first; j < last;) {
+    if (j < front.pivots) {
+      const int32_t columns = std::min(tileColumns, std::min(last, front.pivots) - j);
+      stripOf<false>(columns, front.panel + ptrdiff_t(j) * stride, stride, wholeVectors(j), stride,
+                     done, done + j, stride, end - begin, nullptr);
+      j += columns;
+    } else {
+      const int32_t columns = std::min(tileColumns, last - j), own = j - front.pivots;
+      stripOf<false>(columns, front.update + ptrdiff_t(own) * strideC, strideC, wholeVectors(own),
+                     strideC, done + front.pivots, done + j, stride, end - begin, nullptr);
+      j += columns;
+    }
+  }
+}
+
+// Scalar product of a column with w, a lane each for the sums that stand a vector apart.
+float product(const float* column, const float* w, int32_t count) {
+  Lanes sums = {};
+  int32_t i = 0;
+  for (; i + frontLanes <= count; i += frontLanes)
+    sums += load(column + i) * load(w + i);
+  float sum = 0;
+  for (int32_t lane = 0; lane < frontLanes; ++lane)
+    sum += sums[lane];
+  for (; i < count; ++i)
+    sum += column[i] * w[i];
+  return sum;
+}
+
+} // namespace
+
+Pivoting factorise(const Front& front) {
+  for (int32_t begin = 0; begin < front.pivots; begin += blockPivots) {
+    const int32_t end = std::min(begin + blockPivots, front.pivots);
+    if (const Pivoting pivoting = factoriseBlock(front, begin, end); pivoting != Pivoting::positive)
+      return pivoting;
+    if (!front.team) {
+      subtract(front, begin, end, end, front.rows);
+      continue;
+    }
+#pragma omp taskloop default(shared) grainsize(1)
+    for (int32_t first = end; first < front.rows; first += shareColumns)
+      subtract(front, begin, end, first, std::min(first + shareColumns, front.rows));
+  }
+  return Pivoting::positive;
+}
+
+void solveForward(const float* panel, int32_t rows, int32_t pivots, float* w) {
+  const int32_t stride = frontStride(rows);
+  int32_t j = 0;
+  for (; j + 4 <= pivots; j += 4) {
+    const float *a = panel + ptrdiff_t(j) * stride, *b = a + stride, *c = b + stride,
+                *d = c + stride;
+    const float p = w[j] /= a[j];
+    const float q = w[j + 1] = (w[j + 1] - a[j + 1] * p) / b[j + 1];
+    const float r = w[j + 2] = (w[j + 2] - a[j + 2] * p - b[j + 2] * q) / c[j + 2];
+    const float s = w[j + 3] = (w[j + 3] - a[j + 3] * p - b[j + 3] * q - c[j + 3] * r) / d[j + 3];
+    for (int32_t i = j + 4; i < rows; ++i)
+      w[i] -= a[i] * p + b[i] * q + c[i] * r + d[i] * s;
+  }
+  for (; j < pivots; ++j) {
+    const float* a = panel + ptrdiff_t(j) * stride;
+    const float p = w[j] /= a[j];
+    for (int32_t i = j + 1; i < rows; ++i)
+      w[i] -= a[i] * p;
+  }
+}
+
+void solveBackward(const float* panel, int32_t rows, int32_t pivots, float* w) {
+  const int32_t stride = frontStride(rows);
+  for (int32_t j = pivots; j-- > 0;) {
+    const float* a = panel + ptrdiff_t(j) * stride;
+    w[j] = (w[j] - product(a + j + 1, w + j + 1, rows - j - 1)) / a[j];
+  }
+}

@@ -1,0 +1,24 @@
+// Numeric phase of the multifrontal factorisation in single precision: fronts and substitution.
+//
+// Each front is assembled from the matrix and from the updates of its children, then factorised
+// (I. Duff, J. Reid, The multifrontal solution of indefinite sparse symmetric linear equations,
+// 1983). Subtrees that are small enough go to one thread each, what stands above them is shared
+// by the team. All memory is asked for ahead of the first front. The result is the same, bit for
+// bit, for any number of threads.
+#pragma once
+
+#include "primitives/base/HeapBlock.h"
+#include "primitives/sparse/SparseFront.h"
+#include "primitives/sparse/SparseSymbolic.h"
+
+struct CholeskyFactor {
+  HeapArray<float> panels;         // null until there is a factor
+  std::vector<int64_t> panelStart; // [fronts + 1] into the panels, on whole vectors
+};
+
+// values: as the structure's ja. Throws std::bad_alloc.
+Pivoting factorise(const FrontTree& tree, const float* values, int32_t threads,
+                   CholeskyFactor& factor);
+
+// x: right-hand side on entry, solution on return, by unknowns. work: unknowns + largest front.
+void solve(const FrontTree& tree, const CholeskyFactor& factor, float* x, float* work);

@@ -1,0 +1,33 @@
+// The modal box of the about selector.
+#include "frame/record/Globals.h"
+#include "ui/dialog/CentreDialog.h"
+#include "ui/dialog/DialogTables.h"
+#include "ui/dialog/Dialogs.h"
+#include "ui/dialog/MainDialog.h"
+
+__attribute__((visibility("default"), symver("_FogdissolverAboutProc@16"))) intptr_t
+FogdissolverAboutProc(Window dialog, uint32_t message, uintptr_t wParam, intptr_t lParam) {
+  switch (message) {
+  case WM_INITDIALOG:
+    CentreDialog(dialog);
+    SetWindowText(dialog, DialogCaption());
+    return 0;
+  case WM_NOTIFY:
+    OpenLink(*reinterpret_cast<const NotifyHeader*>(lParam), idAboutHomePage);
+    return 0;
+  case WM_COMMAND:
+    if (LowWord(wParam) != idAboutOk || HighWord(wParam) != BN_CLICKED)
+      return 0;
+    EndDialog(dialog, intptr_t(wParam));
+    return 1;
+  default:
+    return 0;
+  }
+}
+
+void DoAbout() {
+  // During the about selector the record is an AboutRecord.
+  const PlatformData* platform = reinterpret_cast<AboutRecord*>(gFilterRecord)->platformData;
+  DialogBoxParam(&FOGDISSOLVER_ABOUT_DIALOG, platform ? platform->window : nullptr,
+                 FogdissolverAboutProc, 0);
+}

@@ -1,0 +1,66 @@
+// Translation of key events, by one table.
+#include "ui/toolkit/qt/QtKeys.h"
+
+#include <QString>
+
+namespace {
+
+struct KeyPair {
+  int qt;
+  VirtualKey key;
+};
+
+constexpr KeyPair keyTable[] = {
+    {Qt::Key_Backspace, VK_BACK}, {Qt::Key_Tab, VK_TAB},       {Qt::Key_Backtab, VK_TAB},
+    {Qt::Key_Return, VK_RETURN},  {Qt::Key_Enter, VK_RETURN},  {Qt::Key_Escape, VK_ESCAPE},
+    {Qt::Key_Space, VK_SPACE},    {Qt::Key_Shift, VK_SHIFT},   {Qt::Key_Control, VK_CONTROL},
+    {Qt::Key_Alt, VK_MENU},       {Qt::Key_PageUp, VK_PRIOR},  {Qt::Key_PageDown, VK_NEXT},
+    {Qt::Key_Home, VK_HOME},      {Qt::Key_End, VK_END},       {Qt::Key_Left, VK_LEFT},
+    {Qt::Key_Up, VK_UP},          {Qt::Key_Right, VK_RIGHT},   {Qt::Key_Down, VK_DOWN},
+    {Qt::Key_Insert, VK_INSERT},  {Qt::Key_Delete, VK_DELETE},
+};
+
+} // namespace
+
+VirtualKey VirtualKeyOf(int qtKey) {
+  for (const KeyPair& pair : keyTable)
+    if (pair.qt == qtKey)
+      return pair.key;
+  return VK_OTHER;
+}
+
+int QtKeyOf(uintptr_t virtualKey) {
+  for (const KeyPair& pair : keyTable)
+    if (pair.key == virtualKey)
+      return pair.qt;
+  return 0;
+}
+
+std::vector<char32_t> CharactersOf(const QKeyEvent& event) {
+  switch (VirtualKeyOf(event.key())) {
+  case VK_BACK:
+    return {8};
+  case VK_TAB:
+    return {9};
+  case VK_RETURN:
+    return {13};
+  case VK_ESCAPE:
+    return {27};
+  case VK_SPACE:
+  case VK_OTHER:
+    break;
+  default:
+    return {};
+  }
+  const bool letter = event.key() >= Qt::Key_A && event.key() <= Qt::Key_Z;
+  if (letter && event.modifiers().testFlag(Qt::ControlModifier))
+    return {char32_t(event.key() - Qt::Key_A + 1)};
+  std::vector<char32_t> characters;
+  for (uint unit : event.text().toUcs4())
+    characters.push_back(unit);
+  return characters;
+}
+
+bool AltIsPartOf(const QKeyEvent& event) {
+  return event.key() == Qt::Key_Alt || event.modifiers().testFlag(Qt::AltModifier);
+}

@@ -1,0 +1,18 @@
+// Qt's key events in the words of this layer.
+#pragma once
+
+#include <QKeyEvent>
+
+#include <cstdint>
+#include <vector>
+
+#include "ui/toolkit/WindowMessages.h"
+
+VirtualKey VirtualKeyOf(int qtKey);
+int QtKeyOf(uintptr_t virtualKey); // 0 for VK_OTHER
+
+// What a pressed key types: control characters for Backspace, Tab, Enter, Esc and Ctrl with a
+// letter, the text otherwise; nothing for keys that only move or delete.
+std::vector<char32_t> CharactersOf(const QKeyEvent& event);
+
+bool AltIsPartOf(const QKeyEvent& event);

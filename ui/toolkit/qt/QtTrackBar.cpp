@@ -1,0 +1,124 @@
+// Horizontal sliders.
+//
+// Each change by the user sends the dialog a scroll message, and one more, SB_ENDSCROLL, when the
+// key or the button is let go; a notch of the wheel sends both at once.
+#include <QKeyEvent>
+#include <QMouseEvent>
+#include <QSignalBlocker>
+#include <QSlider>
+
+#include "ui/toolkit/qt/QtControl.h"
+#include "ui/toolkit/qt/QtDialog.h"
+
+namespace {
+
+constexpr int lineSize = 1;
+constexpr int pagesInRange = 5; // a page is this part of the range
+
+// What a key does to a stock slider: down and to the right is more.
+struct KeyStep {
+  uintptr_t key;
+  ScrollCode code;
+  int lines, pages;
+};
+constexpr KeyStep keySteps[] = {
+    {VK_LEFT, SB_LINELEFT, -1, 0},        {VK_UP, SB_LINELEFT, -1, 0},
+    {VK_RIGHT, SB_LINERIGHT, 1, 0},       {VK_DOWN, SB_LINERIGHT, 1, 0},
+    {VK_PRIOR, SB_PAGELEFT, 0, -1},       {VK_NEXT, SB_PAGERIGHT, 0, 1},
+    {VK_HOME, SB_LEFT, 0, -pagesInRange}, {VK_END, SB_RIGHT, 0, pagesInRange},
+};
+
+const KeyStep* findStep(uintptr_t key) {
+  for (const KeyStep& step : keySteps)
+    if (step.key == key)
+      return &step;
+  return nullptr;
+}
+
+class QtTrackBar final : public QtControl {
+public:
+  QtTrackBar(QtDialog& dialog, const DialogControl& control, QSlider* slider)
+      : QtControl(dialog, control, slider), slider_(slider) {
+    // Only the pointer changes the value through the widget itself; all else blocks the signal.
+    QObject::connect(slider, &QSlider::valueChanged, this, [this] { scroll(SB_THUMBTRACK); });
+  }
+
+  intptr_t behave(uint32_t message, uintptr_t wParam, intptr_t lParam) override {
+    switch (message) {
+    case TBM_SETRANGE:
+      setRange(int16_t(LowWord(uintptr_t(lParam))), int16_t(HighWord(uintptr_t(lParam))));
+      return 0;
+    case TBM_SETPOS:
+      setPosition(lParam);
+      return 0;
+    case TBM_GETPOS:
+      return slider_->value();
+    case WM_KEYDOWN:
+      if (const KeyStep* step = findStep(wParam))
+        moveBy(step->lines * lineSize + step->pages * slider_->pageStep(), step->code);
+      return 0;
+    case WM_KEYUP:
+      if (findStep(wParam))
+        scroll(SB_ENDSCROLL);
+      return 0;
+    case WM_MOUSEWHEEL: {
+      const bool forward = int16_t(HighWord(wParam)) > 0;
+      moveBy(forward ? -lineSize : lineSize, forward ? SB_LINELEFT : SB_LINERIGHT);
+      scroll(SB_ENDSCROLL);
+      return 0;
+    }
+    case WM_GETDLGCODE:
+      return DLGC_WANTARROWS;
+    default:
+      return QtControl::behave(message, wParam, lParam);
+    }
+  }
+
+protected:
+  bool onEvent(QEvent* event) override {
+    switch (event->type()) {
+    case QEvent::KeyPress:
+      return sendKeyPress(*static_cast<QKeyEvent*>(event));
+    case QEvent::KeyRelease:
+      return sendKeyRelease(*static_cast<QKeyEvent*>(event));
+    case QEvent::Wheel:
+      return sendWheel(event);
+    case QEvent::MouseButtonRelease:
+      deliver(*event);
+      if (static_cast<QMouseEvent*>(event)->button() & (Qt::LeftButton | Qt::MiddleButton))
+        scroll(SB_ENDSCROLL);
+      return true;
+    default:
+      return false;
+    }
+  }
+
+private:
+  void setRange(int least, int greatest) {
+    const QSignalBlocker quiet(slider_);
+    slider_->setRange(least, greatest);
+    slider_->setPageStep(std::max((greatest - least) / pagesInRange, lineSize));
+  }
+
+  void setPosition(intptr_t position) {
+    const QSignalBlocker quiet(slider_);
+    slider_->setValue(int(std::clamp<intptr_t>(position, slider_->minimum(), slider_->maximum())));
+  }
+
+  void moveBy(int change, ScrollCode code) {
+    setPosition(slider_->value() + change);
+    scroll(code);
+  }
+
+  void scroll(ScrollCode code) {
+    notifyDialog(WM_HSCROLL, MakeWords(code, uint16_t(slider_->value())));
+  }
+
+  QSlider* slider_;
+};
+
+} // namespace
+
+QtControl* MakeTrackBar(QtDialog& dialog, const DialogControl& control) {
+  return new QtTrackBar(dialog, control, new QSlider(Qt::Horizontal, dialog.widget()));
+}

@@ -1,0 +1,17 @@
+// Message boxes with a numbered text.
+#pragma once
+
+#include <cstdint>
+
+#include "frame/text/PascalString.h"
+#include "ui/toolkit/Windows.h"
+
+constexpr int32_t alertSevere = 1; // any other severity is a caution
+
+// Show the string with text1 in the place of ^1 and text2 in that of ^2, ^0 removed; a string
+// number of 0 or less shows an empty text. Give the box's result; with active 0 nothing is shown
+// and the result is 0.
+int ShowCaution(Window owner, int32_t active, int32_t stringId, const PascalString& text1,
+                const PascalString& text2);
+int ShowAlert(Window owner, int32_t active, int32_t stringId, const PascalString& text1,
+              const PascalString& text2, int32_t severity);
