@@ -7,9 +7,11 @@ target_include_directories(fog_options INTERFACE ${PROJECT_SOURCE_DIR})
 target_compile_options(fog_options INTERFACE -Wall -Wextra -Wno-missing-field-initializers
                                              -ffp-contract=off -fno-math-errno -fno-trapping-math)
 target_link_libraries(fog_options INTERFACE OpenMP::OpenMP_CXX)
+if(FOG_WERROR)
+  target_compile_options(fog_options INTERFACE -Werror)
+endif()
 if(FOG_SANITIZE)
-  target_compile_options(fog_options INTERFACE -fsanitize=address,undefined
-                                               -fno-sanitize-recover=undefined
-                                               -fno-omit-frame-pointer -g)
-  target_link_options(fog_options INTERFACE -fsanitize=address,undefined)
+  target_compile_options(fog_options INTERFACE -fsanitize=${FOG_SANITIZE} -fno-sanitize-recover=all
+                                               -fno-omit-frame-pointer)
+  target_link_options(fog_options INTERFACE -fsanitize=${FOG_SANITIZE})
 endif()
