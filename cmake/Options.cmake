@@ -1,7 +1,9 @@
 # Flags that every target of the project gets, through one interface library.
 
 add_library(fog_options INTERFACE)
-target_include_directories(fog_options INTERFACE ${PROJECT_SOURCE_DIR})
+configure_file(${PROJECT_SOURCE_DIR}/frame/contract/Version.h.in
+               ${PROJECT_BINARY_DIR}/generated/frame/contract/Version.h @ONLY)
+target_include_directories(fog_options INTERFACE ${PROJECT_SOURCE_DIR} ${PROJECT_BINARY_DIR}/generated)
 # Contraction stays off so that the module's levels agree; kernels that may contract say so themselves.
 # Nobody reads errno or the exception flags of arithmetic; without them selections vectorise.
 target_compile_options(fog_options INTERFACE -Wall -Wextra -Wno-missing-field-initializers

@@ -3,8 +3,8 @@
 // A haze map depends on the image alone, and is kept for the proxy and for the filter apart; the
 // user's values act in the correction only, which is all that a second call on the same map runs.
 #include <algorithm>
-#include <cmath>
 
+#include "frame/contract/Limits.h"
 #include "frame/record/Globals.h"
 #include "frame/record/Memory.h"
 #include "haze/Progress.h"
@@ -15,7 +15,6 @@
 
 namespace {
 
-constexpr int32_t reducedArea = 100000; // pixels of the reduced image when no proxy tells its size
 constexpr int32_t pixelBytes = 4 * sizeof(float);
 constexpr int32_t mapPixelBytes = sizeof(float);
 
@@ -35,24 +34,15 @@ SHaze viewOf(float* data, int32_t width, int32_t height) {
 
 bool proxyExists() { return gData->proxyBuffer != nullptr; }
 
-struct Size {
-  int32_t width, height;
-};
-
-// About reducedArea pixels in the proportions of the image; the proxy's very size if there is one.
-// The product wraps as a 32-bit number, so that images wider than 21474 pixels get a size that no
-// host has a buffer for.
-Size reducedSize(int32_t width, int32_t height) {
+// The proxy's very size if there is one.
+EstimateSize reducedSize(int32_t width, int32_t height) {
   if (proxyExists())
     return {gData->proxyWidth, gData->proxyHeight};
-  const double area = wrappingMultiply(width, reducedArea);
-  const int32_t lowWidth = truncateToInt32(std::sqrt(area / height));
-  const int32_t product = wrappingMultiply(lowWidth, height);
-  return {lowWidth, width == 0 ? 0 : int32_t(int64_t(product) / width)};
+  return estimateSize(width, height);
 }
 
 // A host buffer of whole pixels, or none for a size that is not one.
-HostBuffer takePixels(const Size& size, int32_t bytesPerPixel, int32_t* bytes) {
+HostBuffer takePixels(const EstimateSize& size, int32_t bytesPerPixel, int32_t* bytes) {
   const int64_t wanted = int64_t(size.width) * size.height * bytesPerPixel;
   if (size.width < 1 || size.height < 1 || wanted > INT32_MAX)
     return {};
@@ -86,8 +76,8 @@ bool reduceImage(const SHaze& image, const SHaze& low) {
 
 // The reduced image: the proxy itself when the proxy is what is corrected, else a resampled copy.
 // False: no memory; a copy already made is left to the host.
-bool makeReducedImage(const SHaze& image, const Size& size, bool isFilter, ReducedBuffers& buffers,
-                      SHaze& low) {
+bool makeReducedImage(const SHaze& image, const EstimateSize& size, bool isFilter,
+                      ReducedBuffers& buffers, SHaze& low) {
   float* data = image.data;
   const bool ownImage = isFilter || !proxyExists();
   if (ownImage) {
@@ -146,7 +136,7 @@ enum class Outcome { mapReady, failed, failedLeavingBuffers };
 
 // Estimates, refines and upsamples the haze map of the image, and keeps it in the run record.
 Outcome computeMap(const SHaze& image, bool isFilter, ReducedBuffers& buffers, int32_t* error) {
-  const Size size = reducedSize(image.width, image.height);
+  const EstimateSize size = reducedSize(image.width, image.height);
   if (isFilter && size.width > 0)
     resetProgressProc(size.width, size.height, image.width, image.height);
   gFilterRunning = isFilter;

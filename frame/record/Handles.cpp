@@ -28,13 +28,9 @@ bool LockHandles() {
 
 // All but displayMap, which the start selector sets.
 void InitParameters() {
-  gParams->foregroundPosition = 0.0f;
-  gParams->foregroundIntensity = intensityUnset;
-  gParams->backgroundPosition = 1.0f;
-  gParams->backgroundIntensity = intensityUnset;
-  gParams->power = 1.0f;
-  gParams->outputMap = 0;
-  gParams->preview = 1;
+  const int32_t displayMap = gParams->displayMap;
+  *gParams = defaultParameters;
+  gParams->displayMap = displayMap;
 }
 
 // All but the two memory counters, which the start selector zeroes.

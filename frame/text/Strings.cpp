@@ -4,11 +4,13 @@
 #include <QString>
 #include <QUrl>
 
+#include <algorithm>
 #include <cstdlib>
 #include <filesystem>
 #include <string_view>
 #include <system_error>
 
+#include "frame/contract/Version.h"
 #include "frame/record/ModuleFile.h"
 
 namespace {
@@ -25,7 +27,7 @@ constexpr Text texts[] = {
     {stringReset, "Reset", "Réinitialiser"},
     {stringAbout,
      "Velso Fogdissolver\n"
-     "Version 1.0.2\n"
+     "Version " FOG_VERSION "\n"
      "A photoshop plug-in filter removing white haze from image.",
      nullptr},
     {stringIntegerRange, "An integer is required between ^1 and ^2.", nullptr},
@@ -68,14 +70,35 @@ std::string pageAddress(const char* page) {
   return {};
 }
 
+std::string_view environment(const char* name) {
+  const char* value = std::getenv(name);
+  return value ? value : "";
+}
+
+// Code of the language in a locale's name: language[_territory][.codeset][@modifier].
+std::string_view languageOf(std::string_view locale) {
+  return locale.substr(0, locale.find_first_of("_.@"));
+}
+
 } // namespace
 
 bool systemLanguageIsFrench() {
-  // In the order in which the C library looks for the language of messages.
-  for (const char* name : {"LC_ALL", "LC_MESSAGES", "LANG"}) {
-    const char* value = std::getenv(name);
-    if (value && *value)
-      return std::string_view(value).starts_with("fr");
+  std::string_view wanted;
+  for (const char* name : {"LC_ALL", "LC_MESSAGES", "LANG"})
+    if (wanted.empty())
+      wanted = environment(name);
+  if (wanted.empty() || wanted == "C" || wanted == "POSIX")
+    return false;
+  if (const std::string_view list = environment("LANGUAGE"); !list.empty())
+    wanted = list;
+
+  // The first language that there are texts in; one locale is a list of one.
+  while (!wanted.empty()) {
+    const size_t end = std::min(wanted.find(':'), wanted.size());
+    const std::string_view language = languageOf(wanted.substr(0, end));
+    if (language == "fr" || language == "en" || language == "C" || language == "POSIX")
+      return language == "fr";
+    wanted.remove_prefix(std::min(end + 1, wanted.size()));
   }
   return false;
 }

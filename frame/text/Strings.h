@@ -1,6 +1,6 @@
 // The numbered texts that a user sees, in English and French.
 //
-// The language follows the system's: any French one gives French, anything else English. Texts
+// The language follows the system's: French of any country, or else English. Texts
 // numbered 16000 and above exist in English only and serve both.
 #pragma once
 
@@ -19,7 +19,9 @@ constexpr int stringHostTooOld = 16992;   // ^1 version of the host that is need
 constexpr int stringHostTooNew = 16993;
 constexpr int stringSuiteMissing = 16994; // ^0 name of the suite
 
-// The locale's language for messages, read anew at each call.
+// The language for messages as GNU gettext finds it: the first of LC_ALL, LC_MESSAGES and LANG that
+// is set, or if that is neither C nor POSIX, the first language of the list LANGUAGE that there are
+// texts in. Read anew at each call.
 bool systemLanguageIsFrench();
 
 // UTF-8; empty if there is no text of that number. The two pages are file:// addresses, found from

@@ -1,11 +1,10 @@
 #include "ui/dialog/MainDialog.h"
 
-#include <cmath>
 #include <memory>
 
+#include "frame/contract/Version.h"
 #include "frame/record/Globals.h"
 #include "frame/text/Strings.h"
-#include "primitives/base/Conversions.h"
 #include "ui/dialog/CentreDialog.h"
 #include "ui/dialog/DialogTables.h"
 #include "ui/dialog/Dialogs.h"
@@ -15,10 +14,7 @@
 
 namespace {
 
-constexpr int32_t least = 0, greatest = 100, editStep = 1; // of every slider and edit box
-
-// The estimate is softened on purpose. As a float this is 0.699999988079071.
-constexpr float softening = 0.7f;
+constexpr int32_t editStep = 1; // of every edit box
 
 // State of the dialog, from WM_INITDIALOG to WM_DESTROY.
 Window dialogWindow = nullptr; // for the hook
@@ -73,7 +69,8 @@ void setSlider(Window dialog, int id, int32_t position) {
 }
 
 void initSlider(Window dialog, int id, int32_t position) {
-  SendDlgItemMessage(dialog, id, TBM_SETRANGE, 1, intptr_t(MakeWords(least, greatest)));
+  SendDlgItemMessage(dialog, id, TBM_SETRANGE, 1,
+                     intptr_t(MakeWords(leastPosition, greatestPosition)));
   setSlider(dialog, id, position);
 }
 
@@ -108,8 +105,8 @@ void openPreview(Window dialog) {
   SetupFilterRecordForProxy();
   CreateProxyBuffer();
   RefreshProxy(dialog);
-  gParams->foregroundIntensity *= softening;
-  gParams->backgroundIntensity *= softening;
+  gParams->foregroundIntensity *= estimateSoftening;
+  gParams->backgroundIntensity *= estimateSoftening;
   RefreshProxy(dialog);
 }
 
@@ -121,8 +118,8 @@ void showSettings(Window dialog) {
     pair.initial = position;
   }
   for (const PairedControl& pair : pairs) {
-    pair.object = std::make_unique<FogdissolverEdit>(GetDlgItem(dialog, pair.edit), least, greatest,
-                                                     editStep);
+    pair.object = std::make_unique<FogdissolverEdit>(GetDlgItem(dialog, pair.edit), leastPosition,
+                                                     greatestPosition, editStep);
     pair.object->SetValue(PositionOfValue(gParams->*pair.value));
   }
   int slider = 0;
@@ -262,25 +259,11 @@ void showMask(Window dialog, bool shown) {
 
 } // namespace
 
-float ValueOfPosition(int32_t position) { return float(position / 100.0); }
-
-int32_t PositionOfValue(float value) { return truncateToInt32(value * 100.0); }
-
-float PowerOfPosition(int32_t position) {
-  const float exponent = float(position / 25.0 - 2.0);
-  return float(std::exp(double(exponent)));
-}
-
-int32_t PositionOfPower(float power) {
-  const float logarithm = float(std::log(double(power)));
-  return truncateToInt32((logarithm + 2.0) * 25.0);
-}
-
 void SetButtonText(Window dialog, int itemId, int stringId) {
   SetDlgItemText(dialog, itemId, LoadStringResource(stringId));
 }
 
-std::string DialogCaption() { return LoadStringResource(stringDialogTitle) + " 1.0.2"; }
+std::string DialogCaption() { return LoadStringResource(stringDialogTitle) + " " FOG_VERSION; }
 
 void OpenLink(const NotifyHeader& header, uintptr_t linkId) {
   if (header.idFrom == linkId && (header.code == NM_CLICK || header.code == NM_RETURN))

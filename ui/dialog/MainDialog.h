@@ -6,6 +6,7 @@
 #include <string>
 
 #include "frame/contract/Parameters.h"
+#include "frame/contract/Sliders.h"
 #include "ui/toolkit/Windows.h"
 
 // Procedures that the module shows, under the names _FogdissolverProc@16, ...
@@ -23,10 +24,3 @@ void SetButtonText(Window dialog, int itemId, int stringId);
 // What both dialogs share: the caption, and the link that opens the home page.
 std::string DialogCaption();
 void OpenLink(const NotifyHeader& header, uintptr_t linkId);
-
-// Values and slider positions, 0 to 100. Positions are truncated, as the stored values are floats:
-// 0.35 is held a little below itself and stands at 34.
-float ValueOfPosition(int32_t position);
-int32_t PositionOfValue(float value);
-float PowerOfPosition(int32_t position); // exp(-2) to exp(2), 1 in the middle
-int32_t PositionOfPower(float power);
