@@ -356,8 +356,8 @@ struct Alerts : testing::Test {
     };
     gServices = &services;
   }
-  void TearDown() override { gServices = &desktopServices; }
-  ToolkitServices services = desktopServices;
+  void TearDown() override { gServices = &noServices; }
+  ToolkitServices services = noServices;
 };
 
 TEST_F(Alerts, ShowTheirStringWithItsArguments) {

@@ -10,8 +10,8 @@
 #include <vector>
 
 #include "ui/toolkit/DialogTemplate.h"
-#include "ui/toolkit/Services.h"
 #include "ui/toolkit/WindowRecord.h"
+#include "ui/toolkit/qt/QtServices.h"
 
 struct StandInControl {
   ControlKind kind;

@@ -1,4 +1,5 @@
-// What the toolkit asks of the desktop, in one table, so that tests can stand in for it.
+// What the toolkit asks of the desktop, in one table: filled by whoever shows windows, replaced by
+// tests. The toolkit itself links without a desktop, and then every service does nothing.
 #pragma once
 
 #include <string>
@@ -7,20 +8,19 @@
 
 struct ToolkitServices {
   intptr_t (*dialogBox)(const DialogTemplate*, void* owner, DialogProc, intptr_t parameter);
-  void (*messagePosted)(); // DispatchPostedMessage is to be called once, later
+  void (*messagePosted)(); // asks for a call of DispatchPostedMessage, later
   void* (*activeWindow)(); // a QWidget*, or null
   WindowRect (*desktop)(); // the primary screen
   int32_t (*captionHeight)();
   bool (*keyHeld)(uintptr_t key);
   void (*beep)();
   int (*messageBox)(Window owner, const std::string& text, uint32_t style);
-  bool (*openClipboard)(); // false: somebody else has it
+  bool (*openClipboard)(); // false: another program has it
   std::string (*clipboardText)();
   void (*openAddress)(const std::string& address);
   void (*busy)(bool); // calls nest
 };
 
-// The desktop's own; without an application none of them does anything.
-extern const ToolkitServices desktopServices;
+extern const ToolkitServices noServices; // show nothing, hear nothing
 
-extern const ToolkitServices* gServices; // &desktopServices, until a test puts others in its place
+extern const ToolkitServices* gServices; // &noServices until a desktop registers its own

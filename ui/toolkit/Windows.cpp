@@ -10,8 +10,6 @@
 #include "ui/toolkit/Services.h"
 #include "ui/toolkit/WindowRecord.h"
 
-const ToolkitServices* gServices = &desktopServices;
-
 struct ToolkitHook {
   HookProc proc;
 };

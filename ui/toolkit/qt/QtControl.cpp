@@ -1,21 +1,11 @@
-// What all controls share, and the plain ones: buttons, check boxes, labels, links, pictures.
 #include "ui/toolkit/qt/QtControl.h"
 
-#include <QAbstractButton>
-#include <QApplication>
-#include <QCheckBox>
-#include <QGroupBox>
 #include <QKeyEvent>
-#include <QLabel>
-#include <QPainter>
-#include <QPushButton>
 #include <QWheelEvent>
 
 #include <algorithm>
 #include <cstring>
 
-#include "ui/toolkit/qt/Pictures.h"
-#include "ui/toolkit/qt/QtDialog.h"
 #include "ui/toolkit/qt/QtKeys.h"
 
 namespace {
@@ -31,200 +21,12 @@ WindowRect onScreen(const QWidget& widget) {
   return {corner.x(), corner.y(), corner.x() + widget.width(), corner.y() + widget.height()};
 }
 
-class QtButton final : public QtControl {
-public:
-  QtButton(QtDialog& dialog, const DialogControl& control, QAbstractButton* button)
-      : QtControl(dialog, control, button), button_(button) {
-    QObject::connect(button, &QAbstractButton::clicked, this, [this] {
-      notifyDialog(WM_COMMAND, MakeWords(uint16_t(window()->id), BN_CLICKED));
-    });
-  }
-
-  intptr_t behave(uint32_t message, uintptr_t wParam, intptr_t lParam) override {
-    switch (message) {
-    case BM_SETCHECK:
-      button_->setChecked(wParam != 0);
-      return 0;
-    case BM_GETCHECK:
-      return button_->isChecked();
-    case BM_SETSTYLE:
-      if (auto* push = qobject_cast<QPushButton*>(button_))
-        push->setDefault(wParam != 0);
-      return 0;
-    default:
-      return QtControl::behave(message, wParam, lParam);
-    }
-  }
-
-protected:
-  std::string text() const override { return button_->text().toStdString(); }
-  void setText(const std::string& text) override { button_->setText(QString::fromStdString(text)); }
-  bool onEvent(QEvent* event) override {
-    if (event->type() != QEvent::KeyPress || !qobject_cast<QPushButton*>(button_) ||
-        VirtualKeyOf(static_cast<QKeyEvent*>(event)->key()) != VK_RETURN)
-      return false;
-    button_->click();
-    return true;
-  }
-
-private:
-  QAbstractButton* button_;
-};
-
-// Labels and links.
-class QtLabel final : public QtControl {
-public:
-  QtLabel(QtDialog& dialog, const DialogControl& control, QLabel* label)
-      : QtControl(dialog, control, label), label_(label) {
-    QObject::connect(label, &QLabel::linkActivated, this, [this] {
-      NotifyHeader header = {window(), uintptr_t(window()->id), fromKey_ ? NM_RETURN : NM_CLICK};
-      this->dialog().guarded([&] {
-        SendMessage(this->dialog().window(), WM_NOTIFY, header.idFrom,
-                    reinterpret_cast<intptr_t>(&header));
-      });
-    });
-  }
-
-protected:
-  std::string text() const override { return plain_; }
-  void setText(const std::string& text) override {
-    plain_ = text;
-    const QString shown = QString::fromStdString(text);
-    label_->setText(kind() == ControlKind::link ? "<a href=\"#\">" + shown.toHtmlEscaped() + "</a>"
-                                                : shown);
-  }
-  bool onEvent(QEvent* event) override {
-    if (event->type() == QEvent::KeyPress || event->type() == QEvent::MouseButtonPress)
-      fromKey_ = event->type() == QEvent::KeyPress;
-    return false;
-  }
-
-private:
-  QLabel* label_;
-  std::string plain_;
-  bool fromKey_ = false;
-};
-
-// A bitmap in the resolution of the screen.
-class PictureWidget final : public QWidget {
-public:
-  PictureWidget(QWidget* parent, int number, Qt::AspectRatioMode shape)
-      : QWidget(parent), number_(number), shape_(shape) {}
-
-protected:
-  void paintEvent(QPaintEvent*) override {
-    const qreal ratio = devicePixelRatioF();
-    if (scaled_.isNull() || scaled_.devicePixelRatioF() != ratio) {
-      const QSize wanted = size() * ratio;
-      const EmbeddedPicture* best = FindPicture(number_, wanted.width(), wanted.height());
-      QImage image;
-      if (!best || !image.loadFromData(best->png, int(best->size), "PNG"))
-        return;
-      scaled_ = image.scaled(wanted, shape_, Qt::SmoothTransformation);
-      scaled_.setDevicePixelRatio(ratio);
-    }
-    const QSize shown = scaled_.size() / ratio;
-    QPainter(this).drawImage((width() - shown.width()) / 2, (height() - shown.height()) / 2,
-                             scaled_);
-  }
-
-private:
-  int number_;
-  Qt::AspectRatioMode shape_;
-  QImage scaled_;
-};
-
-// A frame with its title in the top line. Styles differ in how far below the title they begin, and
-// the tables count on this.
-class GroupBox final : public QGroupBox {
-public:
-  using QGroupBox::QGroupBox;
-
-protected:
-  void paintEvent(QPaintEvent*) override {
-    constexpr qreal radius = 4, indent = 8, gap = 4, lineStrength = 0.28;
-    const QFontMetrics metrics(font());
-    const qreal line = metrics.height() / 2 + 0.5;
-    QColor colour = palette().color(QPalette::WindowText);
-    QPainter painter(this);
-    painter.setRenderHint(QPainter::Antialiasing);
-    const QRectF title(indent, 0, metrics.horizontalAdvance(QGroupBox::title()) + 2 * gap,
-                       metrics.height());
-    painter.setClipRegion(QRegion(rect()) - QRegion(title.toAlignedRect()));
-    colour.setAlphaF(lineStrength);
-    painter.setPen(colour);
-    painter.drawRoundedRect(QRectF(0.5, line, width() - 1, height() - line - 0.5), radius, radius);
-    painter.setClipping(false);
-    painter.setPen(palette().color(QPalette::WindowText));
-    painter.drawText(title, Qt::AlignCenter, QGroupBox::title());
-  }
-};
-
-// Controls without behaviour of their own: group boxes, pictures, frames.
-class QtPlainControl final : public QtControl {
-public:
-  using QtControl::QtControl;
-};
-
-QLabel* makeLabel(QWidget* parent, ControlKind kind) {
-  auto* label = new QLabel(parent);
-  label->setTextFormat(kind == ControlKind::link ? Qt::RichText : Qt::PlainText);
-  if (kind == ControlKind::link) {
-    label->setTextInteractionFlags(Qt::LinksAccessibleByMouse | Qt::LinksAccessibleByKeyboard);
-    label->setFocusPolicy(Qt::TabFocus);
-  }
-  return label;
-}
-
-QPushButton* makePushButton(QWidget* parent, ControlKind kind) {
-  auto* button = new QPushButton(parent);
-  button->setAutoDefault(false); // Enter is the dialog's to give, see QtDialog::pressKey
-  button->setDefault(kind == ControlKind::defaultPushButton);
-  return button;
-}
-
-QtControl* makeWidget(QtDialog& dialog, const DialogControl& control, const QString& text) {
-  QDialog* parent = dialog.widget();
-  switch (control.kind) {
-  case ControlKind::pushButton:
-  case ControlKind::defaultPushButton:
-    return new QtButton(dialog, control, makePushButton(parent, control.kind));
-  case ControlKind::checkBox:
-    return new QtButton(dialog, control, new QCheckBox(parent));
-  case ControlKind::label:
-  case ControlKind::link:
-    return new QtLabel(dialog, control, makeLabel(parent, control.kind));
-  case ControlKind::trackBar:
-    return MakeTrackBar(dialog, control);
-  case ControlKind::edit:
-  case ControlKind::digitEdit:
-    return MakeEdit(dialog, control);
-  case ControlKind::groupBox:
-    return new QtPlainControl(dialog, control, new GroupBox(text, parent));
-  case ControlKind::picture:
-    return new QtPlainControl(dialog, control,
-                              new PictureWidget(parent, control.picture, Qt::KeepAspectRatio));
-  case ControlKind::banner:
-    return new QtPlainControl(dialog, control,
-                              new PictureWidget(parent, control.picture, Qt::IgnoreAspectRatio));
-  case ControlKind::frame:
-    break;
-  }
-  return new QtPlainControl(dialog, control, new QWidget(parent));
-}
-
 } // namespace
 
-QtControl::QtControl(QtDialog& dialog, const DialogControl& control, QWidget* widget)
-    : QObject(widget), dialog_(dialog), kind_(control.kind), widget_(widget),
-      window_(NewWindow(dialog.window(), control.id, 0, controlBehaviour, this)) {
+QtControl::QtControl(ControlOwner& owner, const DialogControl& control, QWidget* widget)
+    : QObject(widget), owner_(owner), kind_(control.kind), widget_(widget),
+      window_(NewWindow(owner.window(), control.id, 0, controlBehaviour, this)) {
   widget->installEventFilter(this);
-}
-
-QtControl* MakeControl(QtDialog& dialog, const DialogControl& control, const char* text) {
-  QtControl* made = makeWidget(dialog, control, QString::fromUtf8(text));
-  SetWindowText(made->window(), text ? text : "");
-  return made;
 }
 
 intptr_t CopyText(const std::string& text, uintptr_t capacity, intptr_t buffer) {
@@ -277,7 +79,7 @@ bool QtControl::eventFilter(QObject*, QEvent* event) {
   if (!IsWindow(window_))
     return false;
   bool eaten = true;
-  dialog_.guarded([&] { eaten = onEvent(event); });
+  owner_.guarded([&] { eaten = onEvent(event); });
   return eaten;
 }
 
@@ -294,7 +96,7 @@ void QtControl::sendFor(QEvent& event, uint32_t message, uintptr_t wParam) {
 }
 
 bool QtControl::sendKeyPress(QKeyEvent& event) {
-  const uintptr_t key = VirtualKeyOf(event.key());
+  const uintptr_t key = VirtualKeyOf(event);
   if (AltIsPartOf(event)) {
     SendMessage(window_, WM_SYSKEYDOWN, key, 0);
     for (char32_t character : CharactersOf(event))
@@ -305,7 +107,7 @@ bool QtControl::sendKeyPress(QKeyEvent& event) {
   const intptr_t wants =
       SendMessage(window_, WM_GETDLGCODE, key, reinterpret_cast<intptr_t>(&coming));
   if ((key == VK_RETURN || key == VK_ESCAPE) && !(wants & DLGC_WANTALLKEYS)) {
-    dialog_.pressKey(key);
+    owner_.pressKey(key);
     return true;
   }
   if (key == VK_TAB)
@@ -319,7 +121,7 @@ bool QtControl::sendKeyPress(QKeyEvent& event) {
 bool QtControl::sendKeyRelease(QKeyEvent& event) {
   if (event.isAutoRepeat())
     return true; // the key is still down
-  sendFor(event, AltIsPartOf(event) ? WM_SYSKEYUP : WM_KEYUP, VirtualKeyOf(event.key()));
+  sendFor(event, AltIsPartOf(event) ? WM_SYSKEYUP : WM_KEYUP, VirtualKeyOf(event));
   return true;
 }
 
@@ -341,7 +143,11 @@ bool QtControl::sendWheel(QEvent* event) {
   return true;
 }
 
-void QtControl::notifyDialog(uint32_t message, uintptr_t wParam) {
-  dialog_.guarded(
-      [&] { SendMessage(dialog_.window(), message, wParam, reinterpret_cast<intptr_t>(window_)); });
+void QtControl::sendToDialog(uint32_t message, uintptr_t wParam, intptr_t lParam) {
+  owner_.guarded([&] { SendMessage(owner_.window(), message, wParam, lParam); });
+}
+
+void QtControl::sendCommand(uint32_t code) {
+  sendToDialog(WM_COMMAND, MakeWords(uint16_t(window_->id), uint16_t(code)),
+               reinterpret_cast<intptr_t>(window_));
 }

@@ -8,18 +8,16 @@
 #include <QObject>
 #include <QWidget>
 
-#include <functional>
-
 #include "ui/toolkit/DialogTemplate.h"
 #include "ui/toolkit/WindowRecord.h"
+#include "ui/toolkit/qt/ControlOwner.h"
 
 class QKeyEvent;
-class QtDialog;
 
 class QtControl : public QObject {
 public:
-  // The widget belongs to the dialog's widget; this object too.
-  QtControl(QtDialog& dialog, const DialogControl& control, QWidget* widget);
+  // The widget is a child of the owner's surface; this object is the widget's child.
+  QtControl(ControlOwner& owner, const DialogControl& control, QWidget* widget);
 
   Window window() const { return window_; }
   QWidget* widget() const { return widget_; }
@@ -43,25 +41,21 @@ protected:
   void sendFor(QEvent& event, uint32_t message, uintptr_t wParam);
 
   void deliver(QEvent& event) { static_cast<QObject*>(widget_)->event(&event); }
-  void deliverCurrent(); // the event that the message being handled came from, if it came from one
+  void deliverCurrent(); // the event that the present message came from, if it came from one
   QEvent* current() const { return current_; }
 
-  void notifyDialog(uint32_t message, uintptr_t wParam); // from a signal of the widget
-  QtDialog& dialog() const { return dialog_; }
+  void sendToDialog(uint32_t message, uintptr_t wParam, intptr_t lParam); // from a widget's signal
+  void sendCommand(uint32_t code); // WM_COMMAND with this notification code
+  ControlOwner& owner() const { return owner_; }
 
 private:
-  QtDialog& dialog_;
+  ControlOwner& owner_;
   ControlKind kind_;
   QWidget* widget_;
   Window window_;
   QEvent* current_ = nullptr;
   int wheelRest_ = 0; // turn that has not made a whole notch yet
 };
-
-// Makes the widget of a row and what stands behind it.
-QtControl* MakeControl(QtDialog& dialog, const DialogControl& control, const char* text);
-QtControl* MakeEdit(QtDialog& dialog, const DialogControl& control);
-QtControl* MakeTrackBar(QtDialog& dialog, const DialogControl& control);
 
 // Copies UTF-8 text as WM_GETTEXT does: at most `capacity` bytes with the ending zero.
 intptr_t CopyText(const std::string& text, uintptr_t capacity, intptr_t buffer);

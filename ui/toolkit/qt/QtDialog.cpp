@@ -1,8 +1,6 @@
-// Building and running of one modal dialog.
 #include "ui/toolkit/qt/QtDialog.h"
 
 #include <QApplication>
-#include <QFontMetricsF>
 #include <QKeyEvent>
 #include <QMouseEvent>
 #include <QPaintEvent>
@@ -10,12 +8,10 @@
 #include <QPushButton>
 #include <QScreen>
 
-#include <algorithm>
-#include <cmath>
 #include <cstring>
 
-#include "frame/text/Strings.h"
-#include "ui/toolkit/qt/QtControl.h"
+#include "ui/toolkit/qt/DialogLayout.h"
+#include "ui/toolkit/qt/MakeControl.h"
 #include "ui/toolkit/qt/QtKeys.h"
 
 namespace {
@@ -24,56 +20,26 @@ QtDialog* innermostDialog = nullptr;
 
 constexpr int idOk = 1, idCancel = 2;
 
-// Pixels of one dialog unit.
-struct DialogUnits {
-  double x, y;
-
-  explicit DialogUnits(const QFont& font) {
-    const QFontMetricsF metrics(font);
-    const QString letters = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz";
-    x = metrics.horizontalAdvance(letters) / double(letters.size()) / 4.0;
-    y = (metrics.ascent() + metrics.descent()) / 8.0;
+// What a user does to a window; none of it may overtake a posted message.
+bool isInput(QEvent::Type type) {
+  switch (type) {
+  case QEvent::KeyPress:
+  case QEvent::KeyRelease:
+  case QEvent::Shortcut:
+  case QEvent::MouseButtonPress:
+  case QEvent::MouseButtonRelease:
+  case QEvent::MouseButtonDblClick:
+  case QEvent::MouseMove:
+  case QEvent::Wheel:
+  case QEvent::FocusIn:
+  case QEvent::FocusOut:
+  case QEvent::WindowActivate:
+  case QEvent::WindowDeactivate:
+  case QEvent::Close:
+    return true;
+  default:
+    return false;
   }
-
-  // Edges are rounded, not sizes, so that what touches in the table touches on the screen.
-  QRect rect(const DialogPlace& place) const {
-    const QPoint from(int(std::lround(place.x * x)), int(std::lround(place.y * y)));
-    const QPoint to(int(std::lround((place.x + place.width) * x)),
-                    int(std::lround((place.y + place.height) * y)));
-    return QRect(from, QSize(to.x() - from.x(), to.y() - from.y()));
-  }
-};
-
-// Controls of one line share its middle: one that lies next to the label before it, give or take
-// what the table's whole units cannot tell, is centred on it.
-void joinLine(QRect& place, const QRect& label, const DialogUnits& units) {
-  const int off = label.center().y() - place.center().y();
-  if (std::abs(off) <= 2 * units.y)
-    place.translate(0, off);
-}
-
-// A text that the desktop's font makes longer than its place gets the room that it needs.
-void makeRoom(QRect& place, const QtControl& control, const QSize& dialog) {
-  const ControlKind kind = control.kind();
-  if (kind != ControlKind::label && kind != ControlKind::link && kind != ControlKind::checkBox)
-    return;
-  place.setWidth(std::max(place.width(), control.widget()->sizeHint().width()));
-  place.moveRight(std::min(place.right(), dialog.width() - 1));
-}
-
-// The desktop's font at the table's size, or smaller where the screen has no room for it.
-QFont dialogFont(const DialogTemplate& dialogTemplate, const QScreen* screen) {
-  constexpr double smallest = 6.0, step = 0.5; // points
-  QFont font = QApplication::font();
-  double size = dialogTemplate.pointSize;
-  font.setPointSizeF(size);
-  const DialogPlace whole = {0, 0, dialogTemplate.width, dialogTemplate.height};
-  while (screen && size > smallest &&
-         DialogUnits(font).rect(whole).width() > screen->availableSize().width()) {
-    size -= step;
-    font.setPointSizeF(size);
-  }
-  return font;
 }
 
 Qt::WindowFlags windowFlags(uint32_t style) {
@@ -119,29 +85,24 @@ QtDialog::~QtDialog() {
 }
 
 void QtDialog::buildControls(const DialogTemplate& dialogTemplate) {
-  const QFont font = dialogFont(dialogTemplate, widget_.screen());
+  const QWidget* owner = widget_.parentWidget();
+  const QFont font = DialogFont(dialogTemplate, owner ? *owner->screen() : *widget_.screen());
   const DialogUnits units(font);
-  const bool french = systemLanguageIsFrench();
   widget_.setFont(font);
   widget_.setWindowTitle(QString::fromUtf8(dialogTemplate.caption));
   widget_.setFixedSize(units.rect({0, 0, dialogTemplate.width, dialogTemplate.height}).size());
-  QString group, label; // that a control without text is called by
-  QRect labelPlace;
+  QRect label; // the newest
   for (int i = 0; i < dialogTemplate.controlCount; ++i) {
     const DialogControl& row = dialogTemplate.controls[i];
-    const char* text = french && row.french ? row.french : row.english;
-    QtControl* control = MakeControl(*this, row, text);
-    QRect place = units.rect(french && row.frenchPlace.width ? row.frenchPlace : row.place);
-    if (row.kind == ControlKind::groupBox) {
-      group = QString::fromUtf8(text);
-    } else if (row.kind == ControlKind::label) {
-      label = QString::fromUtf8(text);
-      labelPlace = place;
-    } else if (row.kind == ControlKind::trackBar || row.kind == ControlKind::digitEdit) {
-      joinLine(place, labelPlace, units);
-      control->widget()->setAccessibleName(group + ", " + label);
-    }
-    makeRoom(place, *control, widget_.size());
+    QtControl* control = MakeControl(*this, row);
+    SetWindowText(control->window(), TextOf(row).toStdString());
+    control->widget()->setAccessibleName(AccessibleNameOf(dialogTemplate, row));
+    QRect place = units.rect(PlaceOf(row));
+    if (row.kind == ControlKind::label)
+      label = place;
+    if (row.kind == ControlKind::trackBar || row.kind == ControlKind::digitEdit)
+      JoinLine(place, label, units);
+    MakeRoom(place, row.kind, *control->widget(), widget_.size());
     control->widget()->setGeometry(place);
     controls_.push_back(control);
   }
@@ -185,6 +146,13 @@ void QtDialog::closeFromDesktop() {
   SendMessage(window_, WM_COMMAND, MakeWords(idCancel, BN_CLICKED),
               reinterpret_cast<intptr_t>(GetDlgItem(window_, idCancel)));
   end(idCancel);
+}
+
+void QtDialog::dispatchPosted() {
+  guarded([] {
+    while (DispatchPostedMessage()) {
+    }
+  });
 }
 
 void QtDialog::pressKey(uintptr_t key) {
@@ -264,9 +232,16 @@ intptr_t QtDialog::behave(uint32_t message, uintptr_t wParam, intptr_t lParam) {
 
 bool QtDialog::eventFilter(QObject* watched, QEvent* event) {
   const QEvent::Type type = event->type();
+  if (isInput(type) && innermostDialog == this)
+    dispatchPosted();
   if (watched != &widget_) {
-    const bool key = type == QEvent::KeyPress || type == QEvent::KeyRelease;
-    return key && watched->isWindowType() && innermostDialog == this && filterApplicationKey(event);
+    if (!watched->isWindowType() || innermostDialog != this)
+      return false;
+    if (type == QEvent::KeyPress || type == QEvent::KeyRelease)
+      return filterApplicationKey(*static_cast<QKeyEvent*>(event));
+    if (type == QEvent::MouseButtonPress || type == QEvent::Wheel)
+      endAltUnlessHeld(static_cast<QInputEvent*>(event)->modifiers());
+    return false;
   }
   switch (type) {
   case QEvent::Paint:
@@ -274,6 +249,7 @@ bool QtDialog::eventFilter(QObject* watched, QEvent* event) {
     return false;
   case QEvent::WindowActivate:
   case QEvent::WindowDeactivate:
+    endAltUnlessHeld(Qt::NoModifier); // its release goes to another window
     guarded([&] { SendMessage(window_, WM_ACTIVATE, type == QEvent::WindowActivate, 0); });
     return false;
   case QEvent::Close:
@@ -288,7 +264,7 @@ bool QtDialog::eventFilter(QObject* watched, QEvent* event) {
     return false;
   case QEvent::KeyPress: {
     const auto& key = *static_cast<QKeyEvent*>(event);
-    const uintptr_t virtualKey = VirtualKeyOf(key.key());
+    const uintptr_t virtualKey = VirtualKeyOf(key);
     if (AltIsPartOf(key) || (virtualKey != VK_RETURN && virtualKey != VK_ESCAPE))
       return false;
     guarded([&] {
@@ -304,23 +280,43 @@ bool QtDialog::eventFilter(QObject* watched, QEvent* event) {
   }
 }
 
-// Each key event of the application passes here once, on its way to a native window.
-bool QtDialog::filterApplicationKey(QEvent* event) {
-  const auto& key = *static_cast<QKeyEvent*>(event);
-  const bool release = key.type() == QEvent::KeyRelease;
-  if (release && key.isAutoRepeat())
-    return false; // the key is still down
-  constexpr intptr_t wasDown = intptr_t(1) << 30, goesUp = intptr_t(1) << 31;
-  const intptr_t flags = release ? wasDown | goesUp : key.isAutoRepeat() ? wasDown : 0;
-  const uintptr_t virtualKey = VirtualKeyOf(key.key());
+bool QtDialog::callHooks(uintptr_t key, bool wasDown, bool goesUp) {
   bool stopped = true;
-  guarded([&] {
-    stopped = CallKeyboardHooks(virtualKey, flags);
-    if (release && virtualKey == VK_MENU && altAlone_)
-      SendMessage(window_, WM_SYSCOMMAND, SC_KEYMENU, 0); // there is no menu to enter
-  });
-  altAlone_ = virtualKey == VK_MENU && !release;
+  guarded(
+      [&] { stopped = CallKeyboardHooks(key, intptr_t(wasDown) << 30 | intptr_t(goesUp) << 31); });
   return stopped;
+}
+
+// Each key event of the application passes here once, on its way to a native window.
+bool QtDialog::filterApplicationKey(const QKeyEvent& event) {
+  const bool release = event.type() == QEvent::KeyRelease;
+  if (release && event.isAutoRepeat())
+    return false; // the key is still down
+  uintptr_t key = VirtualKeyOf(event);
+  // A layout may give the key yet another name when it is let go; the place on the keyboard stays.
+  if (release && altDown_ && altScanCode_ && event.nativeScanCode() == altScanCode_)
+    key = VK_MENU;
+  const bool enterMenu = release && key == VK_MENU && altAlone_;
+  if (key == VK_MENU) {
+    altDown_ = altAlone_ = !release;
+    altScanCode_ = event.nativeScanCode();
+  } else {
+    altAlone_ = false;
+    endAltUnlessHeld(event.modifiers());
+  }
+  const bool stopped = callHooks(key, release || event.isAutoRepeat(), release);
+  if (enterMenu)
+    guarded([&] { SendMessage(window_, WM_SYSCOMMAND, SC_KEYMENU, 0); }); // there is no menu
+  return stopped;
+}
+
+// The hooks see Alt go up even if its release went elsewhere: to the window manager, which switches
+// windows with it, or to the window that has become active.
+void QtDialog::endAltUnlessHeld(Qt::KeyboardModifiers held) {
+  if (!altDown_ || held.testFlag(Qt::AltModifier))
+    return;
+  altDown_ = altAlone_ = false;
+  callHooks(VK_MENU, true, true);
 }
 
 // What the procedure draws stays until it draws again: Qt clears what it repaints, and a procedure

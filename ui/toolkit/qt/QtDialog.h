@@ -1,43 +1,37 @@
 // A modal dialog: a QDialog behind a window record, built from a table and run until EndDialog.
 //
-// Exceptions of the procedures do not pass through the toolkit's event loop: the first is kept,
-// ends the dialog, and is thrown again by run().
+// Every posted message is handled before the next key, click or change of focus: that input was
+// made by a user who saw the message's effect or would have, and it may end the dialog.
 #pragma once
 
 #include <QDialog>
 #include <QEventLoop>
 #include <QImage>
 
+#include <cstdint>
 #include <exception>
 #include <optional>
 #include <vector>
 
 #include "ui/toolkit/DialogTemplate.h"
 #include "ui/toolkit/WindowRecord.h"
+#include "ui/toolkit/qt/ControlOwner.h"
 
+class QKeyEvent;
 class QtControl;
 
-class QtDialog : public QObject {
+class QtDialog : public QObject, public ControlOwner {
 public:
   QtDialog(const DialogTemplate& dialogTemplate, QWidget* owner, DialogProc proc);
   ~QtDialog() override;
 
   intptr_t run(intptr_t parameter);
 
-  Window window() const { return window_; }
-  QDialog* widget() { return &widget_; }
+  Window window() const override { return window_; }
+  QWidget* surface() override { return &widget_; }
+  void pressKey(uintptr_t key) override;
 
-  // Enter or Esc that no control wanted: presses the button that stands for it.
-  void pressKey(uintptr_t key);
-
-  // Runs what may throw from within an event.
-  template <typename Function> void guarded(Function&& function) {
-    try {
-      function();
-    } catch (...) {
-      keepException();
-    }
-  }
+  void dispatchPosted(); // all posted messages
 
   static QtDialog* innermost(); // the dialog that runs now, or null
 
@@ -48,11 +42,13 @@ private:
   static intptr_t behaviour(Window, uint32_t message, uintptr_t wParam, intptr_t lParam);
   intptr_t behave(uint32_t message, uintptr_t wParam, intptr_t lParam);
   void buildControls(const DialogTemplate& dialogTemplate);
-  bool filterApplicationKey(QEvent* event);
+  bool filterApplicationKey(const QKeyEvent& event);
+  void endAltUnlessHeld(Qt::KeyboardModifiers held);
+  bool callHooks(uintptr_t key, bool wasDown, bool goesUp);
   void paint(const QRegion& region);
   void closeFromDesktop();
   void end(intptr_t result);
-  void keepException();
+  void keepException() override;
 
   Window owner_; // stands for the owner's widget; null without one
   Window window_;
@@ -63,6 +59,8 @@ private:
   std::exception_ptr thrown_;
   QImage drawn_;          // what the procedure last drew, shown again until it draws anew
   QPoint drawnPlace_;     // its corner, in client coordinates
-  bool altAlone_ = false; // Alt is down, and no other key came since
+  bool altDown_ = false;  // the hooks have seen Alt go down and not up
+  bool altAlone_ = false; // and no other key came since
+  uint32_t altScanCode_ = 0;
   QtDialog* outer_;
 };

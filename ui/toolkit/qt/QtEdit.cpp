@@ -1,4 +1,5 @@
-// One-line edit boxes.
+#include "ui/toolkit/qt/QtEdit.h"
+
 #include <QClipboard>
 #include <QContextMenuEvent>
 #include <QFocusEvent>
@@ -7,8 +8,6 @@
 #include <QMouseEvent>
 
 #include "frame/text/Strings.h"
-#include "ui/toolkit/qt/QtControl.h"
-#include "ui/toolkit/qt/QtDialog.h"
 #include "ui/toolkit/qt/QtKeys.h"
 
 namespace {
@@ -35,14 +34,12 @@ int characterOf(const QString& text, intptr_t byte) {
 
 class QtEdit final : public QtControl {
 public:
-  QtEdit(QtDialog& dialog, const DialogControl& control, QLineEdit* edit)
-      : QtControl(dialog, control, edit), edit_(edit) {
+  QtEdit(ControlOwner& owner, const DialogControl& control, QLineEdit* edit)
+      : QtControl(owner, control, edit), edit_(edit) {
     // Text comes in as characters or as a paste, each of which the procedures see first.
     edit->setAttribute(Qt::WA_InputMethodEnabled, false);
     edit->setAcceptDrops(false);
-    QObject::connect(edit, &QLineEdit::textChanged, this, [this] {
-      notifyDialog(WM_COMMAND, MakeWords(uint16_t(window()->id), EN_CHANGE));
-    });
+    QObject::connect(edit, &QLineEdit::textChanged, this, [this] { sendCommand(EN_CHANGE); });
   }
 
   intptr_t behave(uint32_t message, uintptr_t wParam, intptr_t lParam) override;
@@ -162,7 +159,7 @@ void QtEdit::showMenu(QPoint where) {
     QAction* action = menu->addAction(QString::fromUtf8(french ? row.french : row.english));
     action->setEnabled(row.message == WM_PASTE || row.message == 0 || edit_->hasSelectedText());
     QObject::connect(action, &QAction::triggered, this, [this, message = row.message] {
-      dialog().guarded([&] {
+      owner().guarded([&] {
         if (message)
           SendMessage(window(), message, 0, 0);
         else
@@ -200,6 +197,6 @@ bool QtEdit::onEvent(QEvent* event) {
 
 } // namespace
 
-QtControl* MakeEdit(QtDialog& dialog, const DialogControl& control) {
-  return new QtEdit(dialog, control, new QLineEdit(dialog.widget()));
+QtControl* MakeEdit(ControlOwner& owner, const DialogControl& control) {
+  return new QtEdit(owner, control, new QLineEdit(owner.surface()));
 }

@@ -1,4 +1,3 @@
-// Translation of key events, by one table.
 #include "ui/toolkit/qt/QtKeys.h"
 
 #include <QString>
@@ -20,11 +19,21 @@ constexpr KeyPair keyTable[] = {
     {Qt::Key_Insert, VK_INSERT},  {Qt::Key_Delete, VK_DELETE},
 };
 
+// X11 names a key by its level too: pressed or let go while Shift is down, Alt is called Meta. The
+// key with the window on it is another one, which Qt calls Meta as well.
+bool isAltCalledMeta(const QKeyEvent& event) {
+  constexpr quint32 keysymMetaLeft = 0xffe7, keysymMetaRight = 0xffe8;
+  return event.key() == Qt::Key_Meta && (event.nativeVirtualKey() == keysymMetaLeft ||
+                                         event.nativeVirtualKey() == keysymMetaRight);
+}
+
 } // namespace
 
-VirtualKey VirtualKeyOf(int qtKey) {
+VirtualKey VirtualKeyOf(const QKeyEvent& event) {
+  if (isAltCalledMeta(event))
+    return VK_MENU;
   for (const KeyPair& pair : keyTable)
-    if (pair.qt == qtKey)
+    if (pair.qt == event.key())
       return pair.key;
   return VK_OTHER;
 }
@@ -37,7 +46,7 @@ int QtKeyOf(uintptr_t virtualKey) {
 }
 
 std::vector<char32_t> CharactersOf(const QKeyEvent& event) {
-  switch (VirtualKeyOf(event.key())) {
+  switch (VirtualKeyOf(event)) {
   case VK_BACK:
     return {8};
   case VK_TAB:
@@ -62,5 +71,5 @@ std::vector<char32_t> CharactersOf(const QKeyEvent& event) {
 }
 
 bool AltIsPartOf(const QKeyEvent& event) {
-  return event.key() == Qt::Key_Alt || event.modifiers().testFlag(Qt::AltModifier);
+  return VirtualKeyOf(event) == VK_MENU || event.modifiers().testFlag(Qt::AltModifier);
 }

@@ -8,7 +8,7 @@
 
 #include "ui/toolkit/WindowMessages.h"
 
-VirtualKey VirtualKeyOf(int qtKey);
+VirtualKey VirtualKeyOf(const QKeyEvent& event);
 int QtKeyOf(uintptr_t virtualKey); // 0 for VK_OTHER
 
 // What a pressed key types: control characters for Backspace, Tab, Enter, Esc and Ctrl with a

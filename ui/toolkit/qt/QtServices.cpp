@@ -1,4 +1,5 @@
-// The desktop behind the toolkit: screen, keyboard, clipboard, message boxes, through Qt.
+#include "ui/toolkit/qt/QtServices.h"
+
 #include <QApplication>
 #include <QClipboard>
 #include <QDesktopServices>
@@ -9,7 +10,6 @@
 #include <QUrl>
 
 #include "frame/text/Strings.h"
-#include "ui/toolkit/Services.h"
 #include "ui/toolkit/qt/QtDialog.h"
 
 namespace {
@@ -33,7 +33,7 @@ void messagePosted() {
   if (!dialog)
     return;
   QMetaObject::invokeMethod(
-      dialog, [dialog] { dialog->guarded([] { DispatchPostedMessage(); }); }, Qt::QueuedConnection);
+      dialog, [dialog] { dialog->dispatchPosted(); }, Qt::QueuedConnection);
 }
 
 void* activeWindow() { return application() ? QApplication::activeWindow() : nullptr; }
@@ -76,7 +76,7 @@ int messageBox(Window, const std::string& text, uint32_t style) {
                   : style & MB_ICONEXCLAMATION ? QMessageBox::Warning
                                                : QMessageBox::NoIcon,
                   systemLanguageIsFrench() ? "Erreur" : "Error", QString::fromStdString(text),
-                  QMessageBox::Ok, dialog ? dialog->widget() : QApplication::activeWindow());
+                  QMessageBox::Ok, dialog ? dialog->surface() : QApplication::activeWindow());
   box.exec();
   return 1;
 }
@@ -107,3 +107,9 @@ const ToolkitServices desktopServices = {
     dialogBox, messagePosted, activeWindow,  desktop,       captionHeight, keyHeld,
     beep,      messageBox,    openClipboard, clipboardText, openAddress,   busy,
 };
+
+namespace {
+
+[[maybe_unused]] const bool registered = (gServices = &desktopServices, true);
+
+} // namespace

@@ -1,14 +1,9 @@
-// Horizontal sliders.
-//
-// Each change by the user sends the dialog a scroll message, and one more, SB_ENDSCROLL, when the
-// key or the button is let go; a notch of the wheel sends both at once.
+#include "ui/toolkit/qt/QtTrackBar.h"
+
 #include <QKeyEvent>
 #include <QMouseEvent>
 #include <QSignalBlocker>
 #include <QSlider>
-
-#include "ui/toolkit/qt/QtControl.h"
-#include "ui/toolkit/qt/QtDialog.h"
 
 namespace {
 
@@ -37,8 +32,8 @@ const KeyStep* findStep(uintptr_t key) {
 
 class QtTrackBar final : public QtControl {
 public:
-  QtTrackBar(QtDialog& dialog, const DialogControl& control, QSlider* slider)
-      : QtControl(dialog, control, slider), slider_(slider) {
+  QtTrackBar(ControlOwner& owner, const DialogControl& control, QSlider* slider)
+      : QtControl(owner, control, slider), slider_(slider) {
     // Only the pointer changes the value through the widget itself; all else blocks the signal.
     QObject::connect(slider, &QSlider::valueChanged, this, [this] { scroll(SB_THUMBTRACK); });
   }
@@ -111,7 +106,8 @@ private:
   }
 
   void scroll(ScrollCode code) {
-    notifyDialog(WM_HSCROLL, MakeWords(code, uint16_t(slider_->value())));
+    sendToDialog(WM_HSCROLL, MakeWords(code, uint16_t(slider_->value())),
+                 reinterpret_cast<intptr_t>(window()));
   }
 
   QSlider* slider_;
@@ -119,6 +115,6 @@ private:
 
 } // namespace
 
-QtControl* MakeTrackBar(QtDialog& dialog, const DialogControl& control) {
-  return new QtTrackBar(dialog, control, new QSlider(Qt::Horizontal, dialog.widget()));
+QtControl* MakeTrackBar(ControlOwner& owner, const DialogControl& control) {
+  return new QtTrackBar(owner, control, new QSlider(Qt::Horizontal, owner.surface()));
 }

@@ -1,0 +1,72 @@
+#include "ui/toolkit/qt/QtButton.h"
+
+#include <QCheckBox>
+#include <QKeyEvent>
+#include <QPushButton>
+#include <QShortcutEvent>
+
+#include "ui/toolkit/qt/QtKeys.h"
+
+namespace {
+
+class QtButton final : public QtControl {
+public:
+  QtButton(ControlOwner& owner, const DialogControl& control, QAbstractButton* button)
+      : QtControl(owner, control, button), button_(button) {
+    QObject::connect(button, &QAbstractButton::clicked, this, [this] { sendCommand(BN_CLICKED); });
+  }
+
+  intptr_t behave(uint32_t message, uintptr_t wParam, intptr_t lParam) override {
+    switch (message) {
+    case BM_SETCHECK:
+      button_->setChecked(wParam != 0);
+      return 0;
+    case BM_GETCHECK:
+      return button_->isChecked();
+    case BM_SETSTYLE:
+      if (auto* push = qobject_cast<QPushButton*>(button_))
+        push->setDefault(wParam != 0);
+      return 0;
+    default:
+      return QtControl::behave(message, wParam, lParam);
+    }
+  }
+
+protected:
+  std::string text() const override { return button_->text().toStdString(); }
+  void setText(const std::string& text) override { button_->setText(QString::fromStdString(text)); }
+  bool onEvent(QEvent* event) override {
+    switch (event->type()) {
+    case QEvent::KeyPress:
+      if (!qobject_cast<QPushButton*>(button_) ||
+          VirtualKeyOf(*static_cast<QKeyEvent*>(event)) != VK_RETURN)
+        return false;
+      button_->click();
+      return true;
+    case QEvent::Shortcut:
+      // Qt's own way clicks a tenth of a second later: by then Alt, which the mnemonic was typed
+      // with, may be up or not, and what it does at its release would come before or after.
+      if (static_cast<QShortcutEvent*>(event)->isAmbiguous())
+        return false;
+      button_->setFocus(Qt::ShortcutFocusReason);
+      button_->click();
+      return true;
+    default:
+      return false;
+    }
+  }
+
+private:
+  QAbstractButton* button_;
+};
+
+} // namespace
+
+QtControl* MakeButton(ControlOwner& owner, const DialogControl& control) {
+  if (control.kind == ControlKind::checkBox)
+    return new QtButton(owner, control, new QCheckBox(owner.surface()));
+  auto* button = new QPushButton(owner.surface());
+  button->setAutoDefault(false); // Enter is the dialog's to give, see QtDialog::pressKey
+  button->setDefault(control.kind == ControlKind::defaultPushButton);
+  return new QtButton(owner, control, button);
+}

@@ -1,0 +1,7 @@
+// Labels, and links: texts to click on, or to open with Enter while they have the focus.
+#pragma once
+
+#include "ui/toolkit/qt/QtControl.h"
+
+QtControl* MakeLabel(ControlOwner& owner, const DialogControl& control);
+QtControl* MakeLink(ControlOwner& owner, const DialogControl& control);

@@ -1,0 +1,8 @@
+// Pictures and frames: controls that are only looked at.
+#pragma once
+
+#include "ui/toolkit/qt/QtControl.h"
+
+QtControl* MakePicture(ControlOwner& owner, const DialogControl& control);
+QtControl* MakeGroupBox(ControlOwner& owner, const DialogControl& control);
+QtControl* MakeFrame(ControlOwner& owner, const DialogControl& control);
