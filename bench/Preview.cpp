@@ -12,6 +12,7 @@
 #include <functional>
 
 #include "bench/KernelBench.h"
+#include "frame/record/Bands.h"
 #include "frame/record/Globals.h"
 #include "haze/Stages.h"
 #include "host/session/Host.h"
@@ -21,7 +22,6 @@
 #include "ui/dialog/Dialogs.h"
 #include "ui/dialog/MainDialog.h"
 #include "ui/preview/Proxy.h"
-#include "ui/preview/ProxyPixels.h"
 
 namespace {
 
@@ -55,13 +55,13 @@ void bytesToFloats(benchmark::State& state) {
   const OpenPreview preview;
   std::vector<float> image(size_t(proxyArea) * 4);
   measure(state, proxyArea,
-          [&] { BytesToFloatImage(gData->proxyBuffer, size_t(proxyArea), 3, image.data()); });
+          [&] { ReadBand(gData->proxyBuffer, 8, size_t(proxyArea), image.data()); });
 }
 
 void correction(benchmark::State& state) {
   const OpenPreview preview;
   std::vector<float> image(size_t(proxyArea) * 4);
-  BytesToFloatImage(gData->proxyBuffer, size_t(proxyArea), 3, image.data());
+  ReadBand(gData->proxyBuffer, 8, size_t(proxyArea), image.data());
   int32_t error = 0;
   measure(state, proxyArea, [&] {
     DoFogdissolve(image.data(), nullptr, gData->proxyRect, 8, false, width * 3, 0, &error);
@@ -71,10 +71,9 @@ void correction(benchmark::State& state) {
 void floatsToBytes(benchmark::State& state) {
   const OpenPreview preview;
   std::vector<float> image(size_t(proxyArea) * 4);
-  BytesToFloatImage(gData->proxyBuffer, size_t(proxyArea), 3, image.data());
+  ReadBand(gData->proxyBuffer, 8, size_t(proxyArea), image.data());
   std::vector<uint8_t> bytes(size_t(proxyArea) * 3);
-  measure(state, proxyArea,
-          [&] { FloatImageToBytes(image.data(), size_t(proxyArea), 3, bytes.data()); });
+  measure(state, proxyArea, [&] { WriteBand(image.data(), 8, size_t(proxyArea), bytes.data()); });
 }
 
 void drawing(benchmark::State& state) {

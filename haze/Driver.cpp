@@ -7,6 +7,7 @@
 #include "frame/contract/Limits.h"
 #include "frame/record/Globals.h"
 #include "frame/record/Memory.h"
+#include "frame/record/Rects.h"
 #include "haze/Progress.h"
 #include "haze/Stages.h"
 #include "primitives/base/Conversions.h"
@@ -214,8 +215,7 @@ bool correct(const float* map, const SHaze& image, bool isFilter, int32_t showMa
 
 void DoFogdissolve(float* data, const void*, VRect rect, int32_t, bool isFilter, int32_t,
                    int32_t showMap, int32_t* error) {
-  const SHaze image = viewOf(data, wrappingSubtract(rect.right, rect.left),
-                             wrappingSubtract(rect.bottom, rect.top));
+  const SHaze image = viewOf(data, RectWidth(rect), RectHeight(rect));
   TRACE("%s :: enter [%s] %dx%d\n", "DoFogdissolve", isFilter ? "FILTER" : "PROXY", image.width,
         image.height);
 

@@ -19,8 +19,8 @@ using Double4 = double __attribute__((vector_size(32)));
 using Int4 = int32_t __attribute__((vector_size(16)));
 using UInt4 = uint32_t __attribute__((vector_size(16)));
 
-// (65535 * 10) / 1285 + 1: samples above the host's range of 0 to 32768 have an entry too.
-constexpr int32_t tableLength = 511;
+// Samples above the host's range of 0 to 32768 have an entry too.
+constexpr int32_t tableLength = levelOf16(65535) + 1;
 
 constexpr std::array<float, tableLength> makeLevelTable() {
   std::array<float, tableLength> table{};
@@ -29,9 +29,6 @@ constexpr std::array<float, tableLength> makeLevelTable() {
   return table;
 }
 constexpr std::array<float, tableLength> levelTable = makeLevelTable();
-
-// Level of a 16-bit sample: 0 to 255 for 0 to 32768.
-constexpr uint32_t levelOf16(uint16_t v) { return uint32_t(v) * 10 / 1285; }
 
 float floatOf(uint8_t v) { return levelTable[v]; }
 float floatOf(uint16_t v) { return levelTable[levelOf16(v)]; }

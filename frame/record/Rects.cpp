@@ -42,6 +42,10 @@ void SetMaskRect(int32_t top, int32_t left, int32_t bottom, int32_t right) {
   set(&FilterRecord::maskRect, &BigDocumentData::maskRect32, {top, left, bottom, right});
 }
 
+void TraceRect(const char* name, const VRect& r) {
+  TRACE("Rect '%s': [%d %d %d %d]\n", name, r.left, r.right, r.top, r.bottom);
+}
+
 int32_t CSPlanesFromMode(int32_t imageMode, int32_t defaultPlanes) {
   switch (imageMode) {
   case plugInModeBitmap:

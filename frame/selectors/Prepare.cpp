@@ -14,8 +14,7 @@ constexpr int32_t budgetArea = 172800;
 constexpr int32_t budgetBytesPerPixel = 6;
 
 int32_t spaceToAskFor(const VRect& rect) {
-  const int32_t height = wrappingSubtract(rect.bottom, rect.top);
-  const int32_t width = wrappingSubtract(rect.right, rect.left);
+  const int32_t height = RectHeight(rect), width = RectWidth(rect);
   if (width == 0)
     return 0;
   // Divided in 64 bits: the lowest product by -1 has no 32-bit quotient.

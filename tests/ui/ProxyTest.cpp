@@ -10,7 +10,6 @@
 #include "ui/dialog/DialogTables.h"
 #include "ui/dialog/Dialogs.h"
 #include "ui/preview/Proxy.h"
-#include "ui/preview/ProxyPixels.h"
 
 namespace {
 
@@ -281,33 +280,6 @@ TEST(ProxyPaint, ThePictureIsCentredOnDarkGrey) {
       EXPECT_EQ(at(frameWidth - 1, frameHeight - 1), 0xff404040);
     }
   }
-}
-
-TEST(ProxyPixels, EveryByteSurvivesTheFloatImage) {
-  std::vector<uint8_t> bytes(256 * 3), back(256 * 3);
-  for (size_t i = 0; i < bytes.size(); ++i)
-    bytes[i] = uint8_t(i);
-  std::vector<float> image(256 * 4);
-  BytesToFloatImage(bytes.data(), 256, 3, image.data());
-  for (size_t i = 0; i < 256; ++i) {
-    EXPECT_EQ(image[i * 4], float(bytes[i * 3] / 255.0));
-    EXPECT_EQ(image[i * 4 + 3], 1.0f);
-  }
-  FloatImageToBytes(image.data(), 256, 3, back.data());
-  EXPECT_EQ(back, bytes);
-}
-
-// Against the plain formula, at the values where rounding decides.
-TEST(ProxyPixels, FloatsRoundToTheNearestByte) {
-  for (int level = 0; level < 255; ++level)
-    for (int side = -1; side <= 1; ++side) {
-      float f = float((level + 0.5) / 255.0);
-      f = side ? std::nextafter(f, float(side)) : f;
-      const float pixel[4] = {f, f, f, 1.0f};
-      uint8_t bytes[3];
-      FloatImageToBytes(pixel, 1, 3, bytes);
-      EXPECT_THAT(bytes, Each(uint8_t(int(f * 255.0 + 0.5)))) << level << " " << side;
-    }
 }
 
 } // namespace

@@ -5,6 +5,7 @@
 #include <cstring>
 #include <optional>
 
+#include "frame/record/Bands.h"
 #include "frame/record/Globals.h"
 #include "frame/record/Memory.h"
 #include "frame/record/Rects.h"
@@ -16,13 +17,9 @@ DeviceContext* offscreenContext = nullptr;
 
 namespace {
 
-constexpr int32_t stripRows = 10;
 constexpr int32_t floatPixelBytes = 16;
 constexpr int16_t noPaddingWanted = -2; // code of the host
 constexpr Fixed fixedOne = 0x10000;
-
-int32_t width(const VRect& r) { return wrappingSubtract(r.right, r.left); }
-int32_t height(const VRect& r) { return wrappingSubtract(r.bottom, r.top); }
 
 int32_t proxyPlanes() { return CSPlanesFromMode(gFilterRecord->imageMode, 0); }
 
@@ -32,10 +29,6 @@ int32_t proxyBytes() {
 
 size_t proxyPixels() {
   return size_t(std::max(gData->proxyWidth, 0)) * size_t(std::max(gData->proxyHeight, 0));
-}
-
-void traceRect(const char* name, const VRect& r) {
-  TRACE("Rect '%s': [%d %d %d %d]\n", name, r.left, r.right, r.top, r.bottom);
 }
 
 WindowRect frameInClient(Window dialog) {
@@ -83,9 +76,9 @@ void GetProxyItemRect(Window dialog) {
 void CalcProxyScaleFactor() {
   const VRect filter = GetFilterRect();
   VRect& proxy = gData->proxyRect;
-  const int32_t filterWidth = width(filter), filterHeight = height(filter);
-  int32_t frameWidth = width(proxy), frameHeight = height(proxy);
-  traceRect("Proxy Rect", proxy);
+  const int32_t filterWidth = RectWidth(filter), filterHeight = RectHeight(filter);
+  int32_t frameWidth = RectWidth(proxy), frameHeight = RectHeight(proxy);
+  TraceRect("Proxy Rect", proxy);
   TRACE("%s (%d) filter %ldx%ld - proxy frame %dx%d\n", "CalcProxyScaleFactor", __LINE__,
         long(filterWidth), long(filterHeight), frameWidth, frameHeight);
 
@@ -97,18 +90,18 @@ void CalcProxyScaleFactor() {
   TRACE("%s (%d) scale factor %f\n", "CalcProxyScaleFactor", __LINE__, double(gData->scaleFactor));
 
   proxy = filter;
-  traceRect("proxy rect copied from filter", proxy);
+  TraceRect("proxy rect copied from filter", proxy);
   // Side by side: at an odd origin the proxy can be a pixel wider or narrower than its width says.
   proxy = {scaledSide(proxy.top), scaledSide(proxy.left), scaledSide(proxy.bottom),
            scaledSide(proxy.right)};
-  traceRect("proxy rect after resize", proxy);
+  TraceRect("proxy rect after resize", proxy);
 }
 
 void SetupFilterRecordForProxy() {
   CalcProxyScaleFactor();
   const VRect& proxy = gData->proxyRect;
-  gData->proxyWidth = width(proxy);
-  gData->proxyHeight = height(proxy);
+  gData->proxyWidth = RectWidth(proxy);
+  gData->proxyHeight = RectHeight(proxy);
   gData->proxyPlaneSize = wrappingMultiply(gData->proxyWidth, gData->proxyHeight);
 
   gFilterRecord->maskRate = truncateToInt32(double(gData->scaleFactor) * fixedOne + 0.5);
@@ -163,8 +156,8 @@ void DeleteProxyBuffer() {
 
 namespace {
 
-// Reads the source from the host, strip by strip. False, with the host's code in *gResult, if it
-// fails; the input rectangle then stays on the strip.
+// Reads the source from the host, band by band. False, with the host's code in *gResult, if it
+// fails; the input rectangle then stays on the band.
 bool readSource() {
   FilterRecord& record = *gFilterRecord;
   const int32_t planes = proxyPlanes();
@@ -172,24 +165,16 @@ bool readSource() {
   record.inHiPlane = record.outHiPlane = int16_t(planes - 1);
   const VRect saved = GetInRect();
   const VRect filter = GetFilterRect();
-  const int32_t left = scaledSide(filter.left), top = scaledSide(filter.top),
-                right = scaledSide(filter.right);
+  const int32_t top = scaledSide(filter.top);
+  const VRect source = {top, scaledSide(filter.left), wrappingAdd(top, gData->proxyHeight),
+                        scaledSide(filter.right)};
   const size_t rowSamples = size_t(std::max(gData->proxyWidth, 0)) * size_t(planes);
-  uint8_t* write = gData->proxySourceBuffer;
-  int32_t stripTop = top;
-  for (int32_t done = 0; done < gData->proxyHeight;) {
-    const int32_t rows = std::min(stripRows, gData->proxyHeight - done);
-    const int32_t stripBottom = wrappingAdd(top, done + rows);
-    SetInRect(stripTop, left, stripBottom, right);
-    *gResult = record.advanceState();
-    if (*gResult != 0)
-      return false;
-    const size_t samples = size_t(rows) * rowSamples;
-    HostSamplesToBytes(record.inData, record.depth, samples, write);
-    write += samples;
-    done += rows;
-    stripTop = stripBottom;
-  }
+  const auto keep = [&](int32_t first, int32_t rows) {
+    HostSamplesToBytes(record.inData, record.depth, size_t(rows) * rowSamples,
+                       gData->proxySourceBuffer + size_t(first) * rowSamples);
+  };
+  if (!forEachBand(source, SetInRect, keep))
+    return false;
   SetInRect(saved.top, saved.left, saved.bottom, saved.right);
   gData->proxySourceValid = 1;
   return true;
@@ -213,6 +198,11 @@ bool ResetProxyBuffer() {
 void UpdateProxyBuffer() {
   if (gParams->preview == 0 || !gData->proxyBuffer)
     return;
+  const int32_t planes = proxyPlanes();
+  if (planes != rgbPlanes) {
+    *gResult = filterBadParameters; // the property list keeps such images from arriving
+    return;
+  }
   const int32_t size =
       wrappingMultiply(wrappingMultiply(gData->proxyWidth, gData->proxyHeight), floatPixelBytes);
   TRACE("%s (%d) - try to allocate proxy haze buffer (%d KBytes)\n", "UpdateProxyBuffer", __LINE__,
@@ -227,8 +217,7 @@ void UpdateProxyBuffer() {
   CountTaken(size);
   TraceMemory("UpdateProxyBuffer", __LINE__);
 
-  const int32_t planes = proxyPlanes();
-  BytesToFloatImage(gData->proxyBuffer, proxyPixels(), planes, image);
+  ReadBand(gData->proxyBuffer, 8, proxyPixels(), image);
   int32_t error = hazeNoError;
   {
     std::optional<BusyCursor> busy; // the haze map's first computation takes a while
@@ -243,7 +232,7 @@ void UpdateProxyBuffer() {
       *gResult = memFullErr;
     return;
   }
-  FloatImageToBytes(image, proxyPixels(), planes, gData->proxyBuffer);
+  WriteBand(image, 8, proxyPixels(), gData->proxyBuffer);
   ReleaseHostBuffer(buffer.id);
   CountReleased(size);
   TraceMemory("UpdateProxyBuffer", __LINE__);
@@ -268,8 +257,8 @@ void PaintProxy(Window dialog) {
   FillRect(offscreenContext, {0, 0, frameWidth, frameHeight}, DKGRAY_BRUSH);
 
   const VRect r = GetInRect();
-  const int32_t offsetX = wrappingSubtract(frameWidth, width(r)) / 2;
-  const int32_t offsetY = wrappingSubtract(frameHeight, height(r)) / 2;
+  const int32_t offsetX = wrappingSubtract(frameWidth, RectWidth(r)) / 2;
+  const int32_t offsetY = wrappingSubtract(frameHeight, RectHeight(r)) / 2;
   const int32_t planes = proxyPlanes();
   PSPixelMap map = {};
   map.version = 1;
