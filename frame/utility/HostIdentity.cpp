@@ -31,33 +31,18 @@ constexpr Host hosts[] = {
     {"Adobe Premiere", fourCharCode("PrMr")},
 };
 
-// Signatures that count as one host, a zero behind each group.
-constexpr FourCharCode groups[] = {
-    fourCharCode("Cdrw"),
-    0,
-    fourCharCode("Mprn"),
-    0,
-    fourCharCode("BABL"),
-    0,
-    fourCharCode("FXTC"),
-    0,
-    fourCharCode("ART3"),
-    fourCharCode("ARTZ"),
-    fourCharCode("ARTY"),
-    fourCharCode("ART5"),
-    0,
-    fourCharCode("ALD5"),
-    fourCharCode("ALD6"),
-    fourCharCode("AD65"),
-    0,
-    fourCharCode("PHUT"),
-    0,
-    fourCharCode("8BIM"),
-    0,
-    fourCharCode("PrMr"),
-    0,
+// Signatures that count as one host; zeros fill a row.
+constexpr FourCharCode groups[][4] = {
+    {fourCharCode("Cdrw")},
+    {fourCharCode("Mprn")},
+    {fourCharCode("BABL")},
+    {fourCharCode("FXTC")},
+    {fourCharCode("ART3"), fourCharCode("ARTZ"), fourCharCode("ARTY"), fourCharCode("ART5")},
+    {fourCharCode("ALD5"), fourCharCode("ALD6"), fourCharCode("AD65")},
+    {fourCharCode("PHUT")},
+    {fourCharCode("8BIM")},
+    {fourCharCode("PrMr")},
 };
-static_assert(std::size(groups) == 23);
 
 struct Identity {
   FourCharCode signature; // 0: not a known host
@@ -82,13 +67,11 @@ FourCharCode HostSignature(std::string_view internalName) {
 }
 
 bool SameHostGroup(FourCharCode a, FourCharCode b) {
-  for (auto group = std::begin(groups); group != std::end(groups);) {
-    const auto end = std::find(group, std::end(groups), FourCharCode(0));
-    if (std::find(group, end, a) != end)
-      return std::find(group, end, b) != end;
-    group = end + 1;
-  }
-  return false;
+  const auto has = [](const auto& group, FourCharCode code) {
+    return code != 0 && std::find(std::begin(group), std::end(group), code) != std::end(group);
+  };
+  return std::any_of(std::begin(groups), std::end(groups),
+                     [&](const auto& group) { return has(group, a) && has(group, b); });
 }
 
 uint32_t PackVersion(std::string_view fileVersion) {

@@ -1,47 +1,39 @@
-// The host's handle procedures, or two-word blocks in their place.
+// The host's handle procedures, or blocks of our own in their place.
 #include "frame/utility/UtilityHandles.h"
 
 #include <algorithm>
 #include <cstddef>
+#include <list>
 #include <memory>
 #include <new>
-#include <vector>
+#include <utility>
+
+#include "frame/utility/HostRecords.h"
 
 HostResult gUtilityHandleError = noErr;
 
 namespace {
 
-constexpr int16_t handleProcsVersion = 1;
-constexpr int16_t handleProcsCount = 8;
-
-// A handle of our own; the handle is this block's address.
+// A handle of our own is the address of one of these; its first word points at the content.
 struct Block {
-  std::byte* content; // new[]
-  intptr_t size;      // bytes
-};
-
-struct BlockDelete {
-  void operator()(Block* block) const {
-    delete[] block->content;
-    delete block;
-  }
+  std::unique_ptr<std::byte[]> content;
+  intptr_t size; // bytes
 };
 
 // Every block that is not yet disposed of.
-std::vector<std::unique_ptr<Block, BlockDelete>>& blocks() {
-  static std::vector<std::unique_ptr<Block, BlockDelete>> live;
+std::list<Block>& blocks() {
+  static std::list<Block> live;
   return live;
 }
 
 bool usable(const HandleProcs* procs) {
-  return procs && procs->version == handleProcsVersion && procs->count >= handleProcsCount &&
-         procs->newProc && procs->disposeProc && procs->getSizeProc && procs->setSizeProc &&
-         procs->lockProc && procs->unlockProc && procs->unused[0] && procs->unused[1];
+  constexpr HostRecordRule complete = {1, 8, 8};
+  return FitnessOf(complete, procs) == HostRecordFitness::usable;
 }
 
 auto findBlock(Handle handle) {
-  const auto found = std::find_if(blocks().begin(), blocks().end(), [handle](const auto& block) {
-    return reinterpret_cast<Handle>(block.get()) == handle;
+  const auto found = std::find_if(blocks().begin(), blocks().end(), [handle](const Block& block) {
+    return reinterpret_cast<intptr_t>(&block) == reinterpret_cast<intptr_t>(handle);
   });
   gUtilityHandleError = !handle ? nilHandleErr : found == blocks().end() ? memWZErr : noErr;
   return found;
@@ -62,9 +54,8 @@ Handle NewUtilityHandle(const HandleProcs* procs, int32_t size) {
   std::unique_ptr<std::byte[]> content = newContent(size);
   if (!content)
     return nullptr;
-  std::unique_ptr<Block, BlockDelete> block(new Block{content.release(), size});
-  blocks().push_back(std::move(block));
-  return reinterpret_cast<Handle>(blocks().back().get());
+  blocks().push_back({std::move(content), size});
+  return reinterpret_cast<Handle>(&blocks().back());
 }
 
 void DisposeUtilityHandle(const HandleProcs* procs, Handle handle) {
@@ -78,35 +69,33 @@ int32_t GetUtilityHandleSize(const HandleProcs* procs, Handle handle) {
   if (usable(procs))
     return procs->getSizeProc(handle);
   const auto block = findBlock(handle);
-  return block != blocks().end() ? int32_t((*block)->size) : 0;
+  return block != blocks().end() ? int32_t(block->size) : 0;
 }
 
 HostResult SetUtilityHandleSize(const HandleProcs* procs, Handle handle, int32_t size) {
   if (usable(procs))
     return procs->setSizeProc(handle, size);
-  const auto found = findBlock(handle);
-  if (found == blocks().end())
+  const auto block = findBlock(handle);
+  if (block == blocks().end())
     return gUtilityHandleError;
   std::unique_ptr<std::byte[]> content = newContent(size);
-  if (!content)
-    return gUtilityHandleError;
-  Block& block = **found;
-  std::copy_n(block.content, std::min<intptr_t>(block.size, size), content.get());
-  delete[] block.content;
-  block = {content.release(), size};
-  return noErr;
+  if (content) {
+    std::copy_n(block->content.get(), std::min<intptr_t>(block->size, size), content.get());
+    *block = {std::move(content), size};
+  }
+  return gUtilityHandleError;
 }
 
 void* LockUtilityHandle(const HandleProcs* procs, Handle handle) {
   if (usable(procs))
     return procs->lockProc(handle, 1);
   const auto block = findBlock(handle);
-  return block != blocks().end() ? (*block)->content : nullptr;
+  return block != blocks().end() ? block->content.get() : nullptr;
 }
 
 void UnlockUtilityHandle(const HandleProcs* procs, Handle handle) {
   if (usable(procs))
     procs->unlockProc(handle);
   else
-    findBlock(handle); // a block of ours never moves; only the error is told
+    findBlock(handle); // a block of ours never moves: only the error code is set
 }

@@ -1,111 +1,75 @@
-// The core's test host with handles, scripting and suites: what the frame needs beside buffers.
+// The plug-in's frame called through its entry by a real host, whose calls can be made to fail one
+// at a time, over a desktop on which the test answers the dialog.
 #pragma once
 
-#include <set>
-#include <utility>
-
+#include "frame/contract/ScriptKeys.h"
+#include "frame/record/Rects.h"
+#include "frame/selectors/Persistence.h"
 #include "frame/selectors/Selectors.h"
-#include "tests/haze/CoreFixture.h"
+#include "tests/support/HostFixture.h"
+#include "tests/support/PlugInHost.h"
+#include "ui/toolkit/Services.h"
 
-class FrameTest : public CoreTest {
+constexpr int16_t struck = -42;
+
+// Counts the calls that pass through the procedures below, and makes one of them fail.
+struct Strike {
+  static inline int at = 0, calls = 0;
+};
+
+// Puts itself in the place of a record's procedure; a call that is struck gives its code.
+template <auto> struct Failing;
+template <class Record, class Result, class... Args, Result (*Record::*procedure)(Args...)>
+struct Failing<procedure> {
+  static inline Result (*real)(Args...);
+  static void install(Record& record) {
+    real = std::exchange(record.*procedure, [](Args... args) {
+      return ++Strike::calls == Strike::at ? Result(struck) : real(args...);
+    });
+  }
+};
+
+class FrameTest : public testing::Test {
 protected:
-  // What a test sets.
-  int failNew = 0; // k > 0: the k-th new handle fails
-  bool failLock = false;
-  int32_t spaceLeft = 0x7fffffff;
-  int16_t advanceResult = 0;
-
-  // What it reads.
-  struct HandleBlock {
-    std::vector<char> bytes;
-    int locks = 0;
-  };
-  std::set<HandleBlock*> handles;
-  int advances = 0, misuses = 0;
-  uint8_t runEnded = 0;
-
-  HandleProcs handleProcs = {1,       8,          newHandle,    dispose, nullptr,
-                             nullptr, lockHandle, unlockHandle, {}};
-
   FrameTest() {
-    self = this;
-    record.handleProcs = &handleProcs;
-    record.advanceState = advance;
-    bufferProcs.spaceProc = [] { return self->spaceLeft; };
-    record.progressProc = [](int32_t, int32_t) {};
-    gParams = nullptr;
-    gData = nullptr;
+    open(7, 5, 8);
+    services.dialogBox = [](const DialogTemplate*, void*, DialogProc, intptr_t) {
+      ++opened;
+      gParams->outputMap = ticked;
+      *gResult = -5; // an error of the preview
+      return answer;
+    };
+    gServices = &services;
   }
-  ~FrameTest() override {
-    stopTrace();
-    forgetHandles();
-    EXPECT_EQ(misuses, 0);
-    self = nullptr;
+  ~FrameTest() override { gServices = &noServices; }
+
+  // Another document and host in place of the first. No selector is called yet.
+  void open(int32_t width, int32_t height, int32_t depth, host::SessionOptions options = {}) {
+    in.reset();
+    document.emplace(fixture::noise(width, height, depth, 4));
+    options.registry = &registry;
+    in.emplace(*document, std::move(options), false);
+    Strike::at = Strike::calls = opened = 0;
+  }
+  FilterRecord& record() { return in->host.record; }
+  int16_t call(int16_t selector, int16_t result = 0) {
+    in->result = result;
+    PluginMain_core(selector, &record(), &in->data, &in->result, &runEnded);
+    return in->result;
+  }
+  void prepare() {
+    EXPECT_EQ(call(filterSelectorParameters), 0);
+    EXPECT_EQ(call(filterSelectorPrepare), 0);
   }
 
-  // One call of the entry, from a result of 0 unless the test set another.
-  int16_t call(int16_t selector) {
-    if (selector >= filterSelectorAbout && selector <= filterSelectorFinish)
-      result = 0;
-    PluginMain_core(selector, &record, &dataSlot, &result, &runEnded);
-    return result;
-  }
+  host::Registry registry;
+  std::optional<host::Document> document;
+  std::optional<fixture::PlugInHost> in;
+  uint8_t runEnded = 9;
 
-  static HandleBlock* blockOf(Handle handle) { return reinterpret_cast<HandleBlock*>(handle); }
-  Parameters& parametersBlock() {
-    return *reinterpret_cast<Parameters*>(blockOf(record.parameters)->bytes.data());
-  }
-  Data& dataBlock() {
-    return *reinterpret_cast<Data*>(blockOf(reinterpret_cast<Handle>(dataSlot))->bytes.data());
-  }
-  bool nothingLocked() const {
-    for (const HandleBlock* block : handles)
-      if (block->locks != 0)
-        return false;
-    return true;
-  }
-  void forgetHandles() {
-    for (HandleBlock* block : handles)
-      delete block;
-    handles.clear();
-    record.parameters = nullptr;
-    dataSlot = 0;
-    made = 0;
-    gParams = nullptr;
-    gData = nullptr;
-  }
-
-  static Handle newHandle(int32_t size) {
-    if (++self->made == self->failNew)
-      return nullptr;
-    auto* block = new HandleBlock{std::vector<char>(size_t(size))};
-    self->handles.insert(block);
-    return reinterpret_cast<Handle>(block);
-  }
-  static void dispose(Handle handle) {
-    if (!handle)
-      return;
-    self->misuses += self->handles.erase(blockOf(handle)) == 0;
-    delete blockOf(handle);
-  }
-
-private:
-  static inline FrameTest* self = nullptr;
-  int made = 0;
-
-  static void* lockHandle(Handle handle, Boolean moveHigh) {
-    self->misuses += moveHigh != 1 || !self->handles.count(blockOf(handle));
-    if (self->failLock)
-      return nullptr;
-    ++blockOf(handle)->locks;
-    return blockOf(handle)->bytes.data();
-  }
-  static void unlockHandle(Handle handle) {
-    self->misuses += !self->handles.count(blockOf(handle));
-    blockOf(handle)->locks = 0;
-  }
-  static HostResult advance() {
-    ++self->advances;
-    return self->advanceResult;
-  }
+  // The dialog: what the user answers and ticks, and how often it was opened.
+  static inline intptr_t answer = 1;
+  static inline int32_t ticked = 0;
+  static inline int opened = 0;
+  ToolkitServices services = noServices;
 };

@@ -1,192 +1,115 @@
-// The binary records against a reader that shares nothing with their composer, and the strings.
+// The two records that a host reads of the module, byte for byte, and the texts in two languages.
 #include <gmock/gmock.h>
 
 #include <QUrl>
 
+#include <array>
 #include <cstdlib>
 #include <fstream>
 #include <string>
-#include <vector>
 
+#include "frame/contract/Version.h"
 #include "frame/selectors/Resources.h"
 #include "frame/text/Strings.h"
 
 namespace {
 
-using namespace std::string_literals;
+// clang-format off
+constexpr char goldenPropertyList[] =
+    "0100000000000b0000004d494238646e696b00000000040000004d4642384d494238656d616e000000001000"
+    "00000c466f67646973736f6c7665720000004d4942386774616300000000080000000556656c736f00004d49"
+    "4238737265760000000004000000000004004d49423836387877000000000c000000506c7567696e4d61696e"
+    "00004d49423865646f6d0000000004000000100000004d4942386d747368000000003800000000000000314f"
+    "73766c6c756e803e33663163386135322d366430372d346265392d396134312d633237653564393062316634"
+    "0000000000004d4942386c626e650000000054000000696e285053484f505f496d6167654d6f64652c205247"
+    "424d6f64652c2052474234384d6f64652c2052474239364d6f646529202626205053484f505f4e756d547275"
+    "654368616e6e656c73203e3d2033000000004d4942383233736d000000000800000080841e0080841e004d49"
+    "4238796c6c660000000004000000800000004d49423869636966000000001c00000004040600040406000404"
+    "060004040600040406000404060004040600";
+constexpr char goldenTerminology[] =
+    "010001000000000001000556656c736f1a56656c736f20466f67646973736f6c76657220706c75672d696e31"
+    "4f73760100010001000c466f67646973736f6c7665721b466f67646973736f6c7665722066696c7465722070"
+    "6c75672d696e314f73766c6c756e6c6c756e000000526d49230000b00100096f75747075746d6170746e6d41"
+    "6c6f6f620a4f7574707574206d61700000000000000000";
+// clang-format on
 
-template <size_t size> std::string bytesOf(const std::array<uint8_t, size>& record) {
-  return {reinterpret_cast<const char*>(record.data()), size};
+template <class Record> std::string hexOf(const Record& record) {
+  std::string hex;
+  for (uint8_t byte : record)
+    for (int digit : {byte >> 4, byte & 15})
+      hex += "0123456789abcdef"[digit];
+  return hex;
 }
 
-uint32_t numberAt(const std::string& bytes, size_t offset, int size) {
-  uint32_t value = 0;
-  for (int i = 0; i < size; ++i)
-    value |= uint32_t(uint8_t(bytes.at(offset + size_t(i)))) << 8 * i;
-  return value;
-}
-
-TEST(PropertyList, HoldsElevenPropertiesInOrder) {
-  const std::vector<std::pair<std::string, std::string>> expected = {
-      {"dnik", "MFB8"},
-      {"eman", "\x0c"
-               "Fogdissolver\0\0\0"s},
-      {"gtac", "\x05Velso\0\0"s},
-      {"srev", "\0\0\4\0"s},
-      {"68xw", "PluginMain\0\0"s},
-      {"edom", "\x10\0\0\0"s},
-      {"mtsh", "\0\0\0\0"
-               "1Osv"
-               "llun"
-               "\x80\x3e"
-               "3f1c8a52-6d07-4be9-9a41-c27e5d90b1f4\0"
-               "\0\0\0\0\0"s},
-      {"lbne", "in(PSHOP_ImageMode, RGBMode, RGB48Mode, RGB96Mode) && "
-               "PSHOP_NumTrueChannels >= 3\0\0\0\0"s},
-      {"23sm", "\x80\x84\x1e\0\x80\x84\x1e\0"s},
-      {"yllf", "\x80\0\0\0"s},
-      {"icif", "\4\4\6\0\4\4\6\0\4\4\6\0\4\4\6\0\4\4\6\0\4\4\6\0\4\4\6\0"s},
-  };
-  const std::vector<size_t> lengths = {4, 16, 8, 4, 12, 4, 56, 84, 8, 4, 28};
-
-  const std::string list = bytesOf(PIPL_16000);
-  EXPECT_EQ(list.substr(0, 10), "\1\0\0\0\0\0\x0b\0\0\0"s);
-  size_t at = 10;
-  for (size_t i = 0; i < expected.size(); ++i) {
-    const auto& [key, data] = expected[i];
-    SCOPED_TRACE(key);
-    ASSERT_GE(list.size(), at + 16 + lengths[i]);
-    EXPECT_EQ(list.substr(at, 4), "MIB8");
-    EXPECT_EQ(list.substr(at + 4, 4), key);
-    EXPECT_EQ(numberAt(list, at + 8, 4), 0u);
-    EXPECT_EQ(numberAt(list, at + 12, 4), lengths[i]);
-    EXPECT_EQ(list.substr(at + 16, lengths[i]), data);
-    at += 16 + lengths[i];
-  }
-  EXPECT_EQ(at, list.size());
-}
-
-TEST(Terminology, HasEachFieldAtItsOffset) {
-  struct Field {
-    size_t offset;
-    std::string bytes;
-  };
-  const std::vector<Field> fields = {
-      {0, "\1\0"s},
-      {2, "\1\0"s},
-      {4, "\0\0"s},
-      {6, "\0\0"s},
-      {8, "\1\0"s},
-      {10, "\x05Velso"},
-      {16, "\x1aVelso Fogdissolver plug-in"},
-      {43, "1Osv"},
-      {47, "\1\0"s},
-      {49, "\1\0"s},
-      {51, "\1\0"s},
-      {53, "\x0c"
-           "Fogdissolver"},
-      {66, "\x1b"
-           "Fogdissolver filter plug-in"},
-      {94, "1Osv"},
-      {98, "llun"},
-      {102, "llun"},
-      {106, "\0"s},
-      {107, "\0\0"s},
-      {109, "RmI#"},
-      {113, "\0"s},
-      {114, "\0\xb0"s},
-      {116, "\1\0"s},
-      {118, "\x09outputmap"},
-      {128, "tnmA"},
-      {132, "loob"},
-      {136, "\x0aOutput map"},
-      {147, "\0\0"s},
-      {149, "\0\0"s},
-      {151, "\0\0"s},
-      {153, "\0\0"s},
-  };
-  const std::string record = bytesOf(AETE_16000);
-  size_t end = 0;
-  for (const Field& field : fields) {
-    SCOPED_TRACE(field.offset);
-    EXPECT_EQ(field.offset, end); // no byte between two fields
-    EXPECT_EQ(record.substr(field.offset, field.bytes.size()), field.bytes);
-    end = field.offset + field.bytes.size();
-  }
-  EXPECT_EQ(record.size(), 155u);
-  EXPECT_EQ(end, 155u);
-}
-
-TEST(ModuleVersionRecord, TellsTheRelease) {
+TEST(Resources, AreGolden) {
+  EXPECT_EQ(hexOf(PIPL_16000), goldenPropertyList);
+  EXPECT_EQ(hexOf(AETE_16000), goldenTerminology);
   EXPECT_THAT(moduleVersion.file, testing::ElementsAre(1, 0, 0, 400));
   EXPECT_THAT(moduleVersion.product, testing::ElementsAre(1, 0, 0, 400));
-  EXPECT_STREQ(moduleVersion.comment, "Adobe Photoshop\xc2\xae plug-in cleaning haze from images.");
+  EXPECT_STREQ(moduleVersion.comment, "Adobe Photoshop® plug-in cleaning haze from images.");
 }
 
-// Sets the language of messages for one test.
-struct Strings : testing::Test {
-  void speak(const char* all, const char* messages, const char* lang) {
-    setenv("LC_ALL", all, 1);
-    setenv("LC_MESSAGES", messages, 1);
-    setenv("LANG", lang, 1);
-  }
-  void TearDown() override { speak("C", "", ""); }
-};
-
-TEST_F(Strings, FollowTheFirstLocaleVariableThatIsSet) {
-  speak("fr_CA.UTF-8", "en_US.UTF-8", "C");
-  EXPECT_TRUE(systemLanguageIsFrench());
-  speak("", "fr", "C");
-  EXPECT_TRUE(systemLanguageIsFrench());
-  speak("", "", "fr_FR");
-  EXPECT_TRUE(systemLanguageIsFrench());
-  speak("de_DE.UTF-8", "fr_FR.UTF-8", "fr_FR.UTF-8");
-  EXPECT_FALSE(systemLanguageIsFrench());
-  speak("", "", "");
-  EXPECT_FALSE(systemLanguageIsFrench());
+// Sets LC_ALL, LC_MESSAGES, LANG and LANGUAGE.
+void speak(const std::array<const char*, 4>& values) {
+  const char* const names[] = {"LC_ALL", "LC_MESSAGES", "LANG", "LANGUAGE"};
+  for (size_t i = 0; i < values.size(); ++i)
+    setenv(names[i], values[i], 1);
 }
 
-TEST_F(Strings, ReadInBothLanguages) {
-  struct Row {
-    int number;
-    const char *english, *french;
-  };
-  const std::vector<Row> rows = {
+TEST(Strings, FollowTheLocaleAndThenTheList) {
+  const std::array<const char*, 4> french[] = {
+      {"fr_CA.UTF-8", "en_US", "C", ""}, {"", "fr", "de_DE", ""},
+      {"", "", "fr@euro", ""},           {"", "", "fr.UTF-8", "de:fr"},
+      {"", "", "en_US.UTF-8", "fr"},     {"", "", "de_DE", "de_AT:fr_CA:en"},
+      {"", "", "de_DE", ":fr"}};
+  const std::array<const char*, 4> english[] = {
+      {"de_DE", "fr_FR", "fr_FR", ""}, {"", "", "", "fr"}, // no locale is the C locale
+      {"C", "", "fr_FR", "fr"},        {"", "POSIX", "fr_FR", "fr"}, {"", "", "frr_DE.UTF-8", ""},
+      {"", "", "fr_FR", "en:fr"},      {"", "", "fr_FR", "C:fr"},    {"", "", "fr_FR", "POSIX:fr"},
+      {"", "", "fr_FR", "de:frr"}};
+  for (const auto& locale : french)
+    EXPECT_TRUE((speak(locale), systemLanguageIsFrench())) << locale[0] << locale[2] << locale[3];
+  for (const auto& locale : english)
+    EXPECT_FALSE((speak(locale), systemLanguageIsFrench())) << locale[0] << locale[2] << locale[3];
+}
+
+TEST(Strings, ReadInBothLanguages) {
+  const std::tuple<int, const char*, const char*> rows[] = {
       {112, "Velso Fogdissolver", "Velso Fogdissolver"},
       {114, "Cancel", "Annuler"},
-      {115, "Reset", "R\xc3\xa9initialiser"},
+      {115, "Reset", "Réinitialiser"},
       {16990, "An integer is required between ^1 and ^2.", nullptr},
       {16991, "A decimal number is required between ^1 and ^2.", nullptr},
-      {16992, "This plug-in requires Adobe Photoshop\xc2\xae ^1 or later functionality.", nullptr},
+      {16992, "This plug-in requires Adobe Photoshop® ^1 or later functionality.", nullptr},
       {16993, "This plug-in is incompatible with this version of the host program.", nullptr},
       {16994, "the required suite \\'^0\\' is unavailable", nullptr},
-      {113, "", nullptr},
-      {0, "", nullptr},
-  };
-  for (const Row& row : rows) {
-    speak("en_GB", "", "");
-    EXPECT_EQ(LoadStringResource(row.number), row.english);
-    speak("fr_FR", "", "");
-    EXPECT_EQ(LoadStringResource(row.number), row.french ? row.french : row.english);
+      {113, "", nullptr}};
+  for (const auto& [number, english, french] : rows) {
+    speak({"", "", "en_GB", ""});
+    EXPECT_EQ(LoadStringResource(number), english);
+    speak({"", "", "fr_FR", ""});
+    EXPECT_EQ(LoadStringResource(number), french ? french : english);
   }
-  EXPECT_THAT(LoadStringResource(16000),
-              testing::EndsWith("\nA photoshop plug-in filter removing white haze from image."));
+  EXPECT_EQ(LoadStringResource(16000),
+            "Velso Fogdissolver\nVersion " FOG_VERSION
+            "\nA photoshop plug-in filter removing white haze from image.");
 }
 
-// The pages are looked for beside the file that runs, as an installed module does.
-TEST_F(Strings, LeadToPagesInTheReadersLanguage) {
-  const auto page = [](int number) {
+// Which page a number opens, by what only that page says. The build tree has them as an
+// installation does.
+TEST(Strings, LeadToPagesInTheReadersLanguage) {
+  const std::tuple<const char*, int, const char*> pages[] = {
+      {"en", 117, "<h2>How it works"},
+      {"en", 118, "<h2>Positioning"},
+      {"fr", 117, "<h2>Comment"},
+      {"fr", 118, "<h2>Positions des plans"}};
+  for (const auto& [language, number, text] : pages) {
+    speak({language, "", "", ""});
     const QUrl address(QString::fromStdString(LoadStringResource(number)));
-    EXPECT_TRUE(address.isLocalFile());
     std::ifstream file(address.toLocalFile().toStdString());
-    return std::string(std::istreambuf_iterator<char>(file), {});
-  };
-  speak("C", "", "");
-  EXPECT_THAT(page(117), testing::HasSubstr("<html lang=\"en\">"));
-  EXPECT_THAT(page(118), testing::HasSubstr("Positioning"));
-  speak("fr_FR.UTF-8", "", "");
-  EXPECT_THAT(page(117), testing::HasSubstr("<html lang=\"fr\">"));
-  EXPECT_THAT(page(118), testing::HasSubstr("Positions des plans"));
+    EXPECT_THAT(std::string(std::istreambuf_iterator<char>(file), {}), testing::HasSubstr(text));
+  }
+  speak({"C", "", "", ""});
 }
 
 } // namespace
