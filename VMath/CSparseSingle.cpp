@@ -3,8 +3,8 @@
 
 #include <new>
 
-#include "primitives/base/AlignedMemory.h"
 #include "primitives/base/Conversions.h"
+#include "primitives/base/HeapBlock.h"
 #include "primitives/sparse/SparseSolver.h"
 
 namespace {

@@ -11,13 +11,9 @@
 #include <cstring>
 
 #include "primitives/base/Conversions.h"
+#include "primitives/base/Vector.h"
 
 namespace {
-
-using Float4 = float __attribute__((vector_size(16)));
-using Double4 = double __attribute__((vector_size(32)));
-using Int4 = int32_t __attribute__((vector_size(16)));
-using UInt4 = uint32_t __attribute__((vector_size(16)));
 
 // Samples above the host's range of 0 to 32768 have an entry too.
 constexpr int32_t tableLength = levelOf16(65535) + 1;
@@ -76,21 +72,19 @@ void writeAny(const float* image, size_t pixels, double scale, Sample* out) {
 
 // Stores the low bytes of four numbers, side by side.
 template <class Sample> void storeFour(UInt4 n, Sample* out) {
-  using Bytes = uint8_t __attribute__((vector_size(16)));
-  constexpr Bytes order =
-      sizeof(Sample) == 1 ? Bytes{0, 4, 8, 12} : Bytes{0, 1, 4, 5, 8, 9, 12, 13};
-  const Bytes samples = __builtin_shuffle(Bytes(n), order);
+  constexpr Byte16 order =
+      sizeof(Sample) == 1 ? Byte16{0, 4, 8, 12} : Byte16{0, 1, 4, 5, 8, 9, 12, 13};
+  const Byte16 samples = __builtin_shuffle(Byte16(n), order);
   std::memcpy(out, &samples, 4 * sizeof(Sample));
 }
 
 // Writes four samples a pixel, the fourth over the next pixel's first; the last pixel goes alone.
 template <class Sample>
 void writeSafe(const float* image, size_t pixels, double scale, Sample* out) {
-  const UInt4 top = UInt4{} + uint32_t(scale);
+  const UInt4 top = splat<UInt4>(uint32_t(scale));
   size_t i = 0;
   for (; i + 1 < pixels; ++i, image += floatsPerPixel, out += rgbPlanes) {
-    Float4 f;
-    std::memcpy(&f, image, sizeof f);
+    const auto f = loadVector<Float4>(image);
     const Double4 scaled = __builtin_convertvector(f, Double4) * scale + 0.5;
     const UInt4 n = UInt4(__builtin_convertvector(scaled, Int4));
     storeFour(n > top ? top : n, out);

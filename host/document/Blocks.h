@@ -1,20 +1,15 @@
-// Memory for pixels: uninitialised, aligned for vector loads, on huge pages where it is large.
-//
-// Touching fresh memory for the first time costs more than copying into it, so a large block asks
-// the system for pages of 2 MB.
+// Blocks of memory of the host: pixels, and what it lends to a plug-in.
 #pragma once
 
 #include <cstddef>
-#include <memory>
+
+#include "primitives/base/HeapBlock.h"
 
 namespace host {
 
-struct BlockDeleter {
-  void operator()(std::byte* block) const noexcept;
-};
-using Block = std::unique_ptr<std::byte[], BlockDeleter>;
+using Block = HeapArray<std::byte>;
 
-// At least `bytes` bytes (0 gives a block too), 64-byte aligned. Throws std::bad_alloc.
-Block allocateBlock(size_t bytes);
+// At least `bytes` uninitialised bytes (0 gives a block too). Throws std::bad_alloc.
+inline Block allocateBlock(size_t bytes) { return allocateArray<std::byte>(bytes); }
 
 } // namespace host

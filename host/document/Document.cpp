@@ -1,10 +1,7 @@
 #include "host/document/Document.h"
 
-#include <omp.h>
-
 #include <algorithm>
 #include <cmath>
-#include <exception>
 #include <functional>
 #include <limits>
 #include <stdexcept>
@@ -12,6 +9,7 @@
 
 #include "host/document/BoxAverage.h"
 #include "host/document/PixelRows.h"
+#include "primitives/base/ParallelRegion.h"
 
 namespace host {
 
@@ -33,27 +31,6 @@ size_t checkedProduct(size_t a, size_t b) {
   if (__builtin_mul_overflow(a, b, &product))
     throw std::bad_alloc();
   return product;
-}
-
-// Calls work(first, end) with a share of the rows on each thread of a team; what one throws comes
-// out here.
-void inParallel(int32_t rows, const std::function<void(int32_t first, int32_t end)>& work) {
-  std::exception_ptr failure;
-#pragma omp parallel
-  {
-    const int64_t thread = omp_get_thread_num(), threads = omp_get_num_threads();
-    try {
-      const int32_t first = int32_t(rows * thread / threads);
-      const int32_t end = int32_t(rows * (thread + 1) / threads);
-      if (first < end)
-        work(first, end);
-    } catch (...) {
-#pragma omp critical
-      failure = std::current_exception();
-    }
-  }
-  if (failure)
-    std::rethrow_exception(failure);
 }
 
 template <class Sample> Sample* samplesOf(Document& document, int32_t y) {
@@ -125,8 +102,10 @@ template <class Sample> void reduceInto(const Document& from, Document& to) {
   const BoxAxis columns = boxAxis(from.width(), from.width(), to.width());
   const BoxAxis rows = boxAxis(from.height(), from.height(), to.height());
   const auto reduce = from.hasTransparency() ? reduceWithAlpha<Sample> : reduceOpaque<Sample>;
-  inParallel(to.height(),
-             [&](int32_t first, int32_t end) { reduce(from, columns, rows, first, end, to); });
+  runOnTeam(omp_get_max_threads(), [&](int thread, int team) {
+    if (const Share share = shareOf(to.height(), thread, team); share.begin < share.end)
+      reduce(from, columns, rows, int32_t(share.begin), int32_t(share.end), to);
+  });
 }
 
 } // namespace

@@ -1,11 +1,14 @@
-// Blocks of the ordinary heap for whole images and maps, uninitialised and owned.
+// The one allocator: uninitialised, aligned, owned blocks of the heap, for images, maps, matrices
+// and what a host lends.
 //
-// Large blocks are aligned for, and asked to be backed by, huge pages: a first touch of a 24 MP
-// float image in 4 KB pages costs more time than the correction of its pixels.
+// Large blocks are aligned for huge pages and ask the system for them: the first touch of a float
+// image of 24 megapixels in pages of 4 KB costs more time than correcting its pixels.
 #pragma once
 
 #include <sys/mman.h>
 
+#include <algorithm>
+#include <bit>
 #include <cstddef>
 #include <cstdlib>
 #include <limits>
@@ -13,27 +16,29 @@
 #include <new>
 
 constexpr size_t hugePageBytes = size_t(2) << 20;
-constexpr size_t vectorAlignment = 64; // widest vector unit
+constexpr size_t vectorAlignment = 64; // bytes of the widest vector
 
-// Null when there is no memory; released with freeHeap.
-inline void* allocateHeap(size_t bytes) {
+// `alignment` is a power of two, at most hugePageBytes. Null when there is no memory; 0 bytes give
+// a block too. Released with freeHeap.
+inline void* allocateHeap(size_t bytes, size_t alignment = vectorAlignment) {
   if (bytes > size_t(std::numeric_limits<ptrdiff_t>::max()) - hugePageBytes)
     return nullptr;
-  const size_t alignment = bytes >= 2 * hugePageBytes ? hugePageBytes : vectorAlignment;
-  const size_t padded = (bytes + alignment) / alignment * alignment;
-  void* block = std::aligned_alloc(alignment, padded);
-  if (block && alignment == hugePageBytes)
-    madvise(block, padded, MADV_HUGEPAGE); // a wish: its failure changes nothing
+  const bool isLarge = bytes >= 2 * hugePageBytes; // below, part of a huge page would be shared
+  const size_t unit = isLarge ? hugePageBytes : std::max(alignment, vectorAlignment);
+  const size_t padded = std::max((bytes + unit - 1) / unit, size_t(1)) * unit;
+  void* block = std::aligned_alloc(unit, padded);
+  if (block && isLarge)
+    madvise(block, padded, MADV_HUGEPAGE); // a wish: small pages serve too
   return block;
 }
 
 inline void freeHeap(void* block) { std::free(block); }
 
 struct HeapDeleter {
-  void operator()(void* block) const { freeHeap(block); }
+  void operator()(void* block) const noexcept { freeHeap(block); }
 };
 
-// Array of `count` plain values; null until allocated.
+// Array of plain values; null until allocated.
 template <class T> using HeapArray = std::unique_ptr<T[], HeapDeleter>;
 
 // Null when there is no memory.
@@ -50,3 +55,12 @@ template <class T> HeapArray<T> allocateArray(size_t count) {
     throw std::bad_alloc();
   return array;
 }
+
+// The allocator by the names that the sparse system knows. Null for 0 bytes, for an alignment that
+// is no power of two, and when there is no memory.
+inline void* mkl_malloc(size_t bytes, int alignment) {
+  const bool isValid = bytes > 0 && alignment > 0 && std::has_single_bit(unsigned(alignment)) &&
+                       size_t(alignment) <= hugePageBytes;
+  return isValid ? allocateHeap(bytes, size_t(alignment)) : nullptr;
+}
+inline void mkl_free(void* block) { freeHeap(block); } // null is ignored

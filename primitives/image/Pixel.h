@@ -1,21 +1,18 @@
-// One pixel of a float image as one vector register: four interleaved channels, 16 bytes, at any
-// multiple of 4 bytes. The kernels work on whole pixels, so that the channels are the lanes and no
-// loop over them stands anywhere.
+// One pixel of a float image as one vector: four interleaved channels, 16 bytes, at any multiple of
+// 4 bytes. The kernels work on whole pixels: the channels are the lanes, and no loop runs over
+// them.
 #pragma once
 
 #include <cstdint>
 
-using Pixel = float __attribute__((vector_size(16)));
-using PixelInMemory = float __attribute__((vector_size(16), aligned(4), may_alias));
+#include "primitives/base/Vector.h"
+
+using Pixel = Float4;
 
 constexpr int64_t pixelBytes = 16;
 
-inline Pixel loadPixel(const float* row, int64_t x) {
-  return *reinterpret_cast<const PixelInMemory*>(row + 4 * x);
-}
-inline void storePixel(float* row, int64_t x, Pixel value) {
-  *reinterpret_cast<PixelInMemory*>(row + 4 * x) = value;
-}
+inline Pixel loadPixel(const float* row, int64_t x) { return loadVector<Pixel>(row + 4 * x); }
+inline void storePixel(float* row, int64_t x, Pixel value) { storeVector(row + 4 * x, value); }
 inline Pixel smallerOf(Pixel a, Pixel b) { return a < b ? a : b; }
 
 // Row y of an image, and the bytes that `width` pixels take. 64 bits: images have up to 2000000

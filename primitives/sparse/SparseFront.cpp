@@ -6,15 +6,11 @@
 
 namespace {
 
-typedef float Lanes __attribute__((vector_size(frontLanes * sizeof(float))));
-typedef float AnyLanes
-    __attribute__((vector_size(frontLanes * sizeof(float)), aligned(alignof(float)), may_alias));
-
-Lanes load(const float* p) { return *reinterpret_cast<const AnyLanes*>(p); }
-void store(float* p, Lanes v) { *reinterpret_cast<AnyLanes*>(p) = v; }
+FloatV load(const float* p) { return loadVector<FloatV>(p); }
+void store(float* p, FloatV v) { storeVector(p, v); }
 
 // Columns of a tile: with two vectors of rows its sums, two factors and one more fit the registers.
-constexpr int32_t tileColumns = frontLanes == 16 ? 12 : 6;
+constexpr int32_t tileColumns = widestLanes == 16 ? 12 : 6;
 // Pivots of a panel between two passes over the rest of the front: what a pass reads of the panel
 // stays in the nearest caches.
 constexpr int32_t blockPivots = 96;
@@ -33,12 +29,12 @@ struct Triangle {
 template <int vectors, int count, bool solve>
 inline void tile(float* c, ptrdiff_t strideC, const float* rows, const float* columns,
                  ptrdiff_t stride, int32_t depth, [[maybe_unused]] const Triangle* triangle) {
-  Lanes sum[count][vectors] = {};
+  FloatV sum[count][vectors] = {};
   for (int32_t p = 0; p < depth; ++p, rows += stride, columns += stride) {
-    Lanes left[vectors];
+    FloatV left[vectors];
 #pragma GCC unroll 2
     for (int v = 0; v < vectors; ++v)
-      left[v] = load(rows + v * frontLanes);
+      left[v] = load(rows + v * widestLanes);
 #pragma GCC unroll 16
     for (int q = 0; q < count; ++q)
 #pragma GCC unroll 2
@@ -49,7 +45,7 @@ inline void tile(float* c, ptrdiff_t strideC, const float* rows, const float* co
   for (int q = 0; q < count; ++q)
 #pragma GCC unroll 2
     for (int v = 0; v < vectors; ++v)
-      sum[q][v] = load(c + q * strideC + v * frontLanes) - sum[q][v];
+      sum[q][v] = load(c + q * strideC + v * widestLanes) - sum[q][v];
   if constexpr (solve) {
 #pragma GCC unroll 16
     for (int q = 0; q < count; ++q)
@@ -65,7 +61,7 @@ inline void tile(float* c, ptrdiff_t strideC, const float* rows, const float* co
   for (int q = 0; q < count; ++q)
 #pragma GCC unroll 2
     for (int v = 0; v < vectors; ++v)
-      store(c + q * strideC + v * frontLanes, sum[q][v]);
+      store(c + q * strideC + v * widestLanes, sum[q][v]);
 }
 
 // Rows [begin, end), whole vectors, of a strip of columns. c, rows: row 0 of the strip and of the
@@ -74,7 +70,7 @@ template <int count, bool solve>
 void strip(float* c, ptrdiff_t strideC, int32_t begin, int32_t end, const float* rows,
            const float* columns, ptrdiff_t stride, int32_t depth, const Triangle* triangle) {
   int32_t i = begin;
-  for (; i + 2 * frontLanes <= end; i += 2 * frontLanes)
+  for (; i + 2 * widestLanes <= end; i += 2 * widestLanes)
     tile<2, count, solve>(c + i, strideC, rows + i, columns, stride, depth, triangle);
   if (i < end)
     tile<1, count, solve>(c + i, strideC, rows + i, columns, stride, depth, triangle);
@@ -88,7 +84,7 @@ void stripOf(int32_t columns, Arguments... arguments) {
   strip<count, solve>(arguments...);
 }
 
-constexpr int32_t wholeVectors(int32_t row) { return row - row % frontLanes; }
+constexpr int32_t wholeVectors(int32_t row) { return row - row % widestLanes; }
 
 // Cholesky factor of the first columns of `block`, column by column with tileColumns rows or more.
 Pivoting factoriseTriangle(const float* block, ptrdiff_t stride, int32_t columns,
@@ -114,7 +110,7 @@ Pivoting factoriseTriangle(const float* block, ptrdiff_t stride, int32_t columns
 
 // Columns [begin, end) of the panel, tile by tile, each updated by those of the block before it.
 Pivoting factoriseBlock(const Front& front, int32_t begin, int32_t end) {
-  constexpr int32_t blockRows = (tileColumns + frontLanes - 1) / frontLanes * frontLanes;
+  constexpr int32_t blockRows = (tileColumns + widestLanes - 1) / widestLanes * widestLanes;
   const int32_t stride = frontStride(front.rows);
   const float* done = front.panel + ptrdiff_t(begin) * stride;
   for (int32_t j = begin; j < end; j += tileColumns) {
@@ -122,7 +118,7 @@ Pivoting factoriseBlock(const Front& front, int32_t begin, int32_t end) {
     float* strip = front.panel + ptrdiff_t(j) * stride;
     alignas(64) float block[tileColumns * blockRows];
     for (int32_t q = 0; q < columns; ++q)
-      for (int32_t v = 0; v < blockRows; v += frontLanes)
+      for (int32_t v = 0; v < blockRows; v += widestLanes)
         store(block + q * blockRows + v, load(strip + ptrdiff_t(q) * stride + j + v));
     stripOf<false>(columns, block, blockRows, 0, blockRows, done + j, done + j, stride, depth,
                    nullptr);
@@ -159,12 +155,12 @@ void subtract(const Front& front, int32_t begin, int32_t end, int32_t first, int
 
 // Scalar product of a column with w, a lane each for the sums that stand a vector apart.
 float product(const float* column, const float* w, int32_t count) {
-  Lanes sums = {};
+  FloatV sums = {};
   int32_t i = 0;
-  for (; i + frontLanes <= count; i += frontLanes)
+  for (; i + widestLanes <= count; i += widestLanes)
     sums += load(column + i) * load(w + i);
   float sum = 0;
-  for (int32_t lane = 0; lane < frontLanes; ++lane)
+  for (int32_t lane = 0; lane < widestLanes; ++lane)
     sum += sums[lane];
   for (; i < count; ++i)
     sum += column[i] * w[i];

@@ -9,23 +9,17 @@
 #include <cstddef>
 #include <cstdint>
 
-#if defined(__AVX512F__)
-constexpr int32_t frontLanes = 16;
-#elif defined(__AVX__)
-constexpr int32_t frontLanes = 8;
-#else
-constexpr int32_t frontLanes = 4;
-#endif
+#include "primitives/base/Vector.h"
 
 // Floats that may be read (not written) beyond the last column of a panel.
-constexpr int32_t frontSlack = 4 * frontLanes;
+constexpr int32_t frontSlack = 4 * widestLanes;
 
 // Distance of the columns of a matrix of this many rows: whole vectors, and in large ones an odd
 // number of them, for columns a power of two apart would share a few cache sets.
 constexpr int32_t frontStride(int32_t rows) {
   constexpr int32_t large = 128;
-  const int32_t vectors = (rows + frontLanes - 1) / frontLanes;
-  return (rows >= large ? vectors | 1 : vectors) * frontLanes;
+  const int32_t vectors = (rows + widestLanes - 1) / widestLanes;
+  return (rows >= large ? vectors | 1 : vectors) * widestLanes;
 }
 
 enum class Pivoting { positive, notPositive, notFinite };

@@ -1,7 +1,7 @@
 // The direct solver against a factorisation in double: shapes of structures, broken input, phases,
 // threads, memory.
 #include "primitives/sparse/SparseSolver.h"
-#include "primitives/base/AlignedMemory.h"
+#include "primitives/base/HeapBlock.h"
 
 #include <gmock/gmock.h>
 #include <omp.h>
@@ -19,26 +19,7 @@
 #include <vector>
 
 #include "tests/primitives/MattingMatrix.h"
-
-// Requests for memory until one fails; below 0 once it has.
-constexpr int never = std::numeric_limits<int>::max();
-thread_local int requestsLeft = never;
-
-static bool refuse() { return requestsLeft != never && requestsLeft-- == 0; }
-static void* requestMemory(size_t size) { return refuse() ? nullptr : std::malloc(size); }
-
-void* operator new(size_t size) {
-  if (void* block = requestMemory(std::max(size, size_t(1))))
-    return block;
-  throw std::bad_alloc();
-}
-void operator delete(void* block) noexcept { std::free(block); }
-void operator delete(void* block, size_t) noexcept { std::free(block); }
-
-extern "C" void* aligned_alloc(size_t alignment, size_t size) noexcept {
-  void* block = nullptr;
-  return refuse() || posix_memalign(&block, alignment, size) != 0 ? nullptr : block;
-}
+#include "tests/support/FailingMemory.h"
 
 namespace {
 
@@ -531,7 +512,6 @@ TEST(SparseSolver, TwoSolvesAtOnce) {
 
 // Each request for memory fails in turn, until a run gets through: an error, and nothing lost.
 TEST(SparseSolver, EveryRequestForMemoryMayFail) {
-  SuiteSparse_config.malloc_func = &requestMemory;
   SparseMatrix indefinite = mattingMatrix(11, 12);
   indefinite.a[0] = -1;
   for (const SparseMatrix& matrix :
@@ -544,11 +524,13 @@ TEST(SparseSolver, EveryRequestForMemoryMayFail) {
       Session session;
       session.x.reserve(b.size());
       x = b;
-      requestsLeft = failures;
-      result = session.solve(matrix, x);
-      const bool spared = requestsLeft >= 0;
-      requestsLeft = never;
-      if (spared)
+      bool refused;
+      {
+        const FailingMemory memory(failures);
+        result = session.solve(matrix, x);
+        refused = memory.hasRefused();
+      }
+      if (!refused)
         break;
       ASSERT_EQ(result, -2) << "after " << failures << " requests";
       ASSERT_EQ(session.solve(matrix, x), 0) << "the handle is still good";
@@ -556,7 +538,6 @@ TEST(SparseSolver, EveryRequestForMemoryMayFail) {
     EXPECT_EQ(result, 0);
     EXPECT_GT(failures, 20);
   }
-  SuiteSparse_config.malloc_func = &std::malloc;
 }
 
 TEST(AlignedMemory, BlocksStandWhereTheyShould) {

@@ -1,0 +1,52 @@
+// Teams of threads, and exceptions carried out of their regions: OpenMP itself ends the process
+// when one leaves a region.
+#pragma once
+
+#include <omp.h>
+
+#include <atomic>
+#include <cstdint>
+#include <exception>
+
+// Keeps the first exception of many bodies, on any threads.
+class FirstException {
+public:
+  template <class Body> void guard(Body&& body) noexcept {
+    try {
+      body();
+    } catch (...) {
+      if (!taken.test_and_set())
+        first = std::current_exception();
+    }
+  }
+
+  bool isCaught() const noexcept { return taken.test(); }
+
+  // Outside the region, once all bodies have ended.
+  void rethrow() const {
+    if (first)
+      std::rethrow_exception(first);
+  }
+
+private:
+  std::atomic_flag taken;
+  std::exception_ptr first;
+};
+
+// Runs body(thread, team) on each thread of a team of `threads`, which the runtime may make
+// smaller. Throws the first exception of a body when all have ended.
+template <class Body> void runOnTeam(int threads, Body&& body) {
+  FirstException exception;
+#pragma omp parallel num_threads(threads)
+  exception.guard([&] { body(omp_get_thread_num(), omp_get_num_threads()); });
+  exception.rethrow();
+}
+
+// The contiguous share of `count` things that a thread of a team has; the shares differ by at
+// most 1.
+struct Share {
+  int64_t begin, end; // end outside
+};
+inline Share shareOf(int64_t count, int thread, int team) {
+  return {count * thread / team, count * (thread + 1) / team};
+}
