@@ -84,11 +84,10 @@ FilterReport filter(const Job& job, const Options& options, const host::Module& 
                      : runFilter(module, document, options.look, options.threads, watch);
   if (job.format->premultiplied)
     photo::multiplyByAlpha(document);
-  // Without a light in one of the channels (a black picture) the filter computes no numbers;
-  // integer samples then become 0, and so do these.
-  const size_t lost = photo::takeNotFinite(document).size();
-  if (lost)
-    note(job, options, std::to_string(lost) + " samples came out as no number; they are 0");
+  // Without a light in one of the channels (a black picture) the filter computes no numbers.
+  if (report.lostSamples)
+    note(job, options,
+         std::to_string(report.lostSamples) + " samples came out as no number; they are 0");
   photo::giveBack(document, notFinite);
   return report;
 }

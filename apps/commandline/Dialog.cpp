@@ -37,8 +37,10 @@ FilterReport runDialog(const host::Module& module, host::Document& document, int
   options.registry = &registry;
   host::Session session(module, document, options);
   const Stopwatch stopwatch;
-  throwUnlessDone(session.runFromMenu(), watch);
+  const host::RunOutcome outcome = session.runFromMenu();
+  throwUnlessDone(outcome, watch);
   FilterReport report;
+  report.lostSamples = outcome.lostSamples;
   report.filterSeconds = stopwatch.seconds();
   report.used = settingsOf(session);
   return report;

@@ -26,7 +26,7 @@ void throwUnlessDone(const host::RunOutcome& outcome, const photo::Watch& watch)
     return;
   if (outcome.cancelled)
     throw std::runtime_error("cancelled");
-  if (outcome.result == memFullErr || outcome.starved)
+  if (outcome.result == memFullErr)
     throw std::bad_alloc();
   throw std::runtime_error(outcome.message.empty()
                                ? "the filter failed with code " + std::to_string(outcome.result)

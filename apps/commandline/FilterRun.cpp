@@ -73,7 +73,10 @@ FilterReport runFilter(const host::Module& module, host::Document& document, con
     settings.backgroundIntensity = softened(report.estimate->background, strength);
   }
   apply(look, settings);
-  throwUnlessDone(session.playSilently({{keyOutputMap, look.mask.value_or(false)}}), watch);
+  const host::RunOutcome outcome =
+      session.playSilently({{keyOutputMap, look.mask.value_or(false)}});
+  throwUnlessDone(outcome, watch);
+  report.lostSamples = outcome.lostSamples;
   report.used = settingsOf(session);
   report.filterSeconds = runWatch.seconds();
   return report;

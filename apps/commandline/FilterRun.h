@@ -19,6 +19,7 @@ struct FilterReport {
   std::optional<Estimate> estimate; // of the reduced copy; none if it was not needed
   double estimateSeconds = 0, filterSeconds = 0;
   Parameters used{};
+  int64_t lostSamples = 0; // that the filter made no finite number of; they are 0
 };
 
 // Corrects the document with the look. Throws std::runtime_error with the reason, photo::Stopped.

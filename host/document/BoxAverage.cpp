@@ -12,8 +12,8 @@ namespace {
 
 __extension__ using Wide = unsigned __int128;
 
-// Sum down a column, and over the whole box. Narrow sums hold whenever the box's weight times the
-// largest sample fits; the rest, huge or oddly divided boxes, takes the wide ones.
+// Types of the sum down a column and of the sum over the box. The narrow pair serves where the
+// box's weight times the largest sample fits it; huge or oddly divided boxes take the wide pair.
 template <class ColumnSum, class BoxSum> struct Sums {
   using Column = ColumnSum;
   using Box = BoxSum;

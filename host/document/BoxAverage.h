@@ -1,5 +1,5 @@
-// Reduction of an image by exact box averages: the mean of all that an output pixel covers, source
-// pixels that it covers in part counting by their part.
+// Reduction of an image by exact box averages: an output pixel is the mean of the source pixels
+// that it covers, each weighted by the part covered.
 //
 // All positions are whole numbers of a unit that divides a source pixel, so that sums of 8- and
 // 16-bit samples are exact and an average is rounded once.
@@ -36,8 +36,8 @@ struct BoxRegion {
   int32_t channels;    // interleaved in source and output
 };
 
-// Row y of the source, from column `left` on, `count` pixels of the region's channels. It must stay
-// valid until the slot (0 to boxRowSlots - 1) is asked for again.
+// Row y of the source, from column `left` on, `count` pixels of the region's channels. The row must
+// stay valid until the next request for its slot (0 to boxRowSlots - 1).
 constexpr int boxRowSlots = 4;
 template <class Sample>
 using BoxRows = std::function<const Sample*(int32_t y, int32_t left, int32_t count, int slot)>;

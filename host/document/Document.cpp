@@ -15,6 +15,8 @@ namespace host {
 
 namespace {
 
+constexpr int32_t mostChannels = INT16_MAX; // the interface counts planes in 16 bits
+
 int32_t modeChannels(ColourMode mode) {
   switch (mode) {
   case ColourMode::rgb:
@@ -115,13 +117,17 @@ Document::Document(int32_t width, int32_t height, int32_t channels, int32_t dept
     : width_(width), height_(height), channels_(channels), depth_(depth), mode_(mode),
       hasTransparency_(hasTransparency) {
   if (width < 1 || height < 1)
-    throw std::invalid_argument("a document has at least one pixel");
+    throw std::invalid_argument("an image of " + std::to_string(width) + " by " +
+                                std::to_string(height) + " pixels is empty");
   if (depth != 8 && depth != 16 && depth != 32)
-    throw std::invalid_argument("a document has 8, 16 or 32 bits a channel, not " +
-                                std::to_string(depth));
-  if (channels < modeChannels(mode) + int32_t(hasTransparency) || channels > INT16_MAX)
-    throw std::invalid_argument(std::to_string(channels) + " channels do not fit the colour mode");
-  samples_ = allocateBlock(checkedProduct(rowBytes(), size_t(height)));
+    throw std::invalid_argument("images with " + std::to_string(depth) +
+                                " bits a channel cannot be filtered, only with 8, 16 or 32");
+  const int32_t needed = modeChannels(mode) + int32_t(hasTransparency);
+  if (channels < needed || channels > mostChannels)
+    throw std::invalid_argument("an image of this kind has " + std::to_string(needed) + " to " +
+                                std::to_string(mostChannels) + " channels, not " +
+                                std::to_string(channels));
+  samples_ = allocateArray<std::byte>(checkedProduct(rowBytes(), size_t(height)));
 }
 
 int32_t Document::colourChannels() const {
@@ -147,7 +153,7 @@ int16_t Document::imageMode() const {
 
 void Document::setSelection(std::vector<uint8_t> weights) {
   if (!weights.empty() && weights.size() != size_t(width_) * size_t(height_))
-    throw std::invalid_argument("a selection has one weight for each pixel of its document");
+    throw std::invalid_argument("the selection is not of the size of its image");
   selection_ = std::move(weights);
 }
 
@@ -167,7 +173,7 @@ int64_t Document::nonFiniteSamples() const {
 
 Document reduced(const Document& document, int32_t width, int32_t height) {
   if (width < 1 || height < 1 || width > document.width() || height > document.height())
-    throw std::invalid_argument("a reduced copy is no larger than its document");
+    throw std::invalid_argument("a reduced copy cannot be larger than its image, or empty");
   Document result(width, height, document.channels(), document.depth(), document.mode(),
                   document.hasTransparency());
   if (document.depth() == 8)

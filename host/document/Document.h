@@ -5,8 +5,8 @@
 #include <cstdint>
 #include <vector>
 
-#include "host/document/Blocks.h"
 #include "hostapi/HostTypes.h"
+#include "primitives/base/HeapBlock.h"
 
 namespace host {
 
@@ -51,7 +51,7 @@ private:
   int32_t width_, height_, channels_, depth_;
   ColourMode mode_;
   bool hasTransparency_;
-  Block samples_;
+  HeapArray<std::byte> samples_;
   std::vector<uint8_t> selection_;
 };
 

@@ -54,7 +54,7 @@ int32_t mattedPlanes(const PlaneRange& range) {
   return range.alpha < 0 ? 0 : std::clamp(range.alpha - range.low, 0, range.planes);
 }
 
-// Loops over the pixels of one layout; 0 for a count means that it is told at run time.
+// Loops over the pixels of one layout; a fixed count of 0 means that the range tells it.
 template <class Sample, int fixedPlanes, int fixedChannels, bool hasMatte>
 void fetchRun(const Sample* document, const PlaneRange& range, int64_t count, Sample* seen) {
   const int32_t planes = fixedPlanes ? fixedPlanes : range.planes;
@@ -74,11 +74,14 @@ void fetchRun(const Sample* document, const PlaneRange& range, int64_t count, Sa
   }
 }
 
-// What becomes of one colour sample of the document.
-template <class Sample> Sample stored(Sample old, Sample seen, const Sample* alpha) {
-  if constexpr (std::is_floating_point_v<Sample>)
-    if (!isFinite(old))
-      return old;
+// What a colour sample becomes. alpha: null if the filter saw the colour itself.
+template <class Sample> Sample stored(Sample old, Sample seen, const Sample* alpha, int64_t& lost) {
+  if constexpr (std::is_floating_point_v<Sample>) {
+    if (!isFinite(seen)) {
+      lost++;
+      return 0;
+    }
+  }
   if (!alpha)
     return seen;
   // `!(a > 0)` catches an alpha that is not a number, too.
@@ -91,14 +94,15 @@ template <class Sample> Sample stored(Sample old, Sample seen, const Sample* alp
   return now;
 }
 
-// The layout stands in locals: a byte that is stored could be one of the range's otherwise.
+// The layout is copied to locals: the compiler must assume that a byte stored may change the range.
 template <class Sample, int fixedPlanes, int fixedChannels>
-void storeRun(const Sample* seen, const uint8_t* weights, const PlaneRange& range, int64_t count,
-              Sample* document) {
+int64_t storeRun(const Sample* seen, const uint8_t* weights, const PlaneRange& range, int64_t count,
+                 Sample* document) {
   const int32_t planes = fixedPlanes ? fixedPlanes : range.planes;
   const int32_t channels = fixedChannels ? fixedChannels : range.channels;
   const int32_t low = range.low, alpha = range.alpha, matted = mattedPlanes(range);
   const bool hasAlpha = alpha >= low && alpha < low + planes;
+  int64_t lost = 0;
   for (int64_t x = 0; x < count; x++, document += channels, seen += planes) {
     const uint8_t weight = weights ? weights[x] : 255;
     if (weight == 0)
@@ -110,14 +114,18 @@ void storeRun(const Sample* seen, const uint8_t* weights, const PlaneRange& rang
       continue;
     }
     for (int32_t p = 0; p < planes; p++) {
+      Sample& old = document[low + p];
       if (low + p == alpha)
         continue;
-      Sample& old = document[low + p];
+      if constexpr (std::is_floating_point_v<Sample>)
+        if (!isFinite(old))
+          continue;
       const Sample now =
-          stored(old, seen[p], seesThrough && p < matted ? document + alpha : nullptr);
+          stored(old, seen[p], seesThrough && p < matted ? document + alpha : nullptr, lost);
       old = weight == 255 ? now : blend(old, now, weight);
     }
   }
+  return lost;
 }
 
 } // namespace
@@ -149,24 +157,31 @@ void fetchPixels(const Sample* document, const PlaneRange& range, int64_t count,
   }
 }
 
+int64_t zeroNotFinite(float* samples, int64_t count) {
+  int64_t zeroed = 0;
+  for (int64_t i = 0; i < count; i++) {
+    zeroed += !isFinite(samples[i]);
+    samples[i] = finiteOrZero(samples[i]);
+  }
+  return zeroed;
+}
+
 template <class Sample>
-void storePixels(const Sample* seen, const uint8_t* weights, const PlaneRange& range, int64_t count,
-                 Sample* document) {
-  if (!weights && plainBytes(range, std::is_floating_point_v<Sample>))
-    std::memcpy(document, seen, size_t(count) * size_t(range.channels) * sizeof(Sample));
-  else if (range.planes == 3 && range.channels == 3)
-    storeRun<Sample, 3, 3>(seen, weights, range, count, document);
-  else if (range.planes == 3 && range.channels == 4)
-    storeRun<Sample, 3, 4>(seen, weights, range, count, document);
-  else
-    storeRun<Sample, 0, 0>(seen, weights, range, count, document);
+int64_t storePixels(const Sample* seen, const uint8_t* weights, const PlaneRange& range,
+                    int64_t count, Sample* document) {
+  if (range.planes == 3 && range.channels == 3)
+    return storeRun<Sample, 3, 3>(seen, weights, range, count, document);
+  if (range.planes == 3 && range.channels == 4)
+    return storeRun<Sample, 3, 4>(seen, weights, range, count, document);
+  return storeRun<Sample, 0, 0>(seen, weights, range, count, document);
 }
 
 template void fetchPixels(const uint8_t*, const PlaneRange&, int64_t, uint8_t*);
 template void fetchPixels(const uint16_t*, const PlaneRange&, int64_t, uint16_t*);
 template void fetchPixels(const float*, const PlaneRange&, int64_t, float*);
-template void storePixels(const uint8_t*, const uint8_t*, const PlaneRange&, int64_t, uint8_t*);
-template void storePixels(const uint16_t*, const uint8_t*, const PlaneRange&, int64_t, uint16_t*);
-template void storePixels(const float*, const uint8_t*, const PlaneRange&, int64_t, float*);
+template int64_t storePixels(const uint8_t*, const uint8_t*, const PlaneRange&, int64_t, uint8_t*);
+template int64_t storePixels(const uint16_t*, const uint8_t*, const PlaneRange&, int64_t,
+                             uint16_t*);
+template int64_t storePixels(const float*, const uint8_t*, const PlaneRange&, int64_t, float*);
 
 } // namespace host

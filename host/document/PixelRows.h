@@ -3,8 +3,8 @@
 // The filter sees a range of planes, interleaved and packed. A picture with transparency is matted
 // with white on the way out, c * a + white * (1 - a), and un-matted on the way back; alpha itself,
 // pixels without any, and samples that the filter has left alone stay as they were. Samples that
-// are not finite go out as 0 and stay as they were. The selection's weights blend what comes back
-// with what was there.
+// are not finite go out as 0 and stay as they were; where the filter makes one, it becomes 0. The
+// selection's weights blend what comes back with what was there.
 #pragma once
 
 #include <cstdint>
@@ -32,12 +32,16 @@ bool plainBytes(const PlaneRange& range, bool isFloat);
 template <class Sample>
 void fetchPixels(const Sample* document, const PlaneRange& range, int64_t count, Sample* seen);
 
-// count pixels back. weights: the selection's, one a pixel, or null.
+// count pixels back. weights: the selection's, one a pixel, or null. Returns how many samples came
+// back as no finite number.
 template <class Sample>
-void storePixels(const Sample* seen, const uint8_t* weights, const PlaneRange& range, int64_t count,
-                 Sample* document);
+int64_t storePixels(const Sample* seen, const uint8_t* weights, const PlaneRange& range,
+                    int64_t count, Sample* document);
 
 // Copy of count samples, with 0 for those that are not finite.
 void copyFinite(const float* from, int64_t count, float* to);
+
+// Puts 0 for samples that are not finite; returns how many there were.
+int64_t zeroNotFinite(float* samples, int64_t count);
 
 } // namespace host

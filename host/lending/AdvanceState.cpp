@@ -42,7 +42,7 @@ void fetchRow(const Raster& raster, int64_t y, int64_t left, int64_t right, Samp
   const int64_t lastColumn = raster.width - 1;
   const int64_t first = std::clamp<int64_t>(left, 0, lastColumn);
   const int64_t last = std::clamp<int64_t>(right - 1, 0, lastColumn);
-  // Where the first of these pixels comes to lie; a run wholly outside keeps one pixel of room.
+  // Place of the first of these pixels; a run wholly outside keeps room for one.
   Sample* const inside = seen + std::clamp<int64_t>(first - left, 0, right - left - 1) * planes;
   fetchPixels(pixelAt<Sample>(raster, int32_t(first), row), raster.range, last - first + 1, inside);
   for (Sample* p = seen; p < inside; p += planes)
@@ -88,7 +88,7 @@ void fetch(const Raster& raster, const VRect& rect, Fixed rate, void* seen) {
     fetchReduced(raster, rect, rate, static_cast<Sample*>(seen));
 }
 
-// Bytes of a row and of the whole; false if they are more than the interface can tell.
+// Bytes of a row and of the whole band; false if a row exceeds the interface's 32 bits.
 bool bandSize(const VRect& rect, int64_t pixelBytes, int32_t* rowBytes, size_t* bytes) {
   int64_t row, all;
   if (__builtin_mul_overflow(widthOf(rect), pixelBytes, &row) ||
@@ -106,11 +106,11 @@ int32_t alphaOf(const Document& document) {
 
 } // namespace
 
-void* Transfer::Band::reserve(size_t bytes) {
+std::byte* Transfer::Band::reserve(size_t bytes) {
   if (bytes > capacity) {
     memory.reset();
     capacity = 0;
-    memory = allocateBlock(bytes);
+    memory = allocateArray<std::byte>(bytes);
     capacity = bytes;
   }
   return memory.get();
@@ -127,9 +127,10 @@ bool Transfer::hasPlanes(const Delivery& delivery) const {
 void Transfer::drop() {
   outRect_ = {};
   finite_.reset();
+  lostSamples_ = 0;
 }
 
-// Whole rows of the document, neither matted nor masked, with nothing to hide from the filter.
+// Whether the rectangle is whole rows of the document, neither matted nor masked, and all finite.
 bool Transfer::outInPlace(const Delivery& out) {
   const VRect& r = out.rect;
   if (r.left != 0 || r.right != document_.width() || r.top < 0 || r.bottom > document_.height() ||
@@ -159,12 +160,15 @@ HostResult Transfer::advance() {
   if (result == noErr && !isEmpty(out.rect) && hasPlanes(out) && outInPlace(out)) {
     record_.outData = document_.row(out.rect.top);
     record_.outRowBytes = int32_t(document_.rowBytes());
+    outRect_ = out.rect;
+    lentInPlace_ = true;
     return deliverMask(mask);
   }
   if (result == noErr)
     result = deliver(out, out_, &record_.outData, &record_.outRowBytes);
   if (result == noErr && record_.outData) {
     outRect_ = out.rect;
+    lentInPlace_ = false;
     outRange_ = {document_.channels(), out.low, out.high - out.low + 1, alphaOf(document_)};
   }
   return result == noErr ? deliverMask(mask) : result;
@@ -220,13 +224,23 @@ HostResult Transfer::deliverMask(const Delivery& delivery) {
 void Transfer::flush() {
   if (isEmpty(outRect_))
     return;
-  if (document_.depth() == 8)
+  if (lentInPlace_)
+    checkRows();
+  else if (document_.depth() == 8)
     giveBackRows<uint8_t>();
   else if (document_.depth() == 16)
     giveBackRows<uint16_t>();
   else
     giveBackRows<float>();
   outRect_ = {};
+}
+
+// The rows are in the document already, but for samples that are not finite.
+void Transfer::checkRows() {
+  if (document_.depth() == 32)
+    lostSamples_ +=
+        zeroNotFinite(reinterpret_cast<float*>(document_.row(outRect_.top)),
+                      heightOf(outRect_) * int64_t(document_.width()) * document_.channels());
 }
 
 template <class Sample> void Transfer::giveBackRows() {
@@ -245,7 +259,7 @@ template <class Sample> void Transfer::giveBackRows() {
         selection.empty() ? nullptr : selection.data() + int64_t(y) * document_.width() + left;
     Sample* samples =
         reinterpret_cast<Sample*>(document_.row(y)) + int64_t(left) * document_.channels();
-    storePixels(seen, weights, outRange_, right - left, samples);
+    lostSamples_ += storePixels(seen, weights, outRange_, right - left, samples);
   }
 }
 

@@ -1,20 +1,20 @@
-// advanceState: the rectangles that a filter asks for, copied out of the document and back into it.
+// advanceState: copies the rectangles that a filter asks for out of the document and back into it.
 //
 // The in rectangle counts in delivered pixels: at an inputRate above 1.0 each is the box average of
 // the document pixels that it covers. The out rectangle always counts in document pixels; at a
 // reduced maskRate the mask rectangle counts as the in rectangle does. Beyond the document's edges
-// the edge pixels repeat; what comes back from there is dropped. Rows are packed: width times
-// planes samples. Nothing but the rectangles is copied, and where whole rows of the document are
-// what the filter would see of them, the out rectangle is lent in place.
+// the edge pixels repeat, and what comes back from there is dropped. Rows are packed: width times
+// planes samples. Only the rectangles are copied; an out rectangle of whole rows that the filter
+// sees unchanged is lent in place.
 #pragma once
 
 #include <cstddef>
 #include <optional>
 
-#include "host/document/Blocks.h"
 #include "host/document/Document.h"
 #include "host/document/PixelRows.h"
 #include "hostapi/FilterRecord.h"
+#include "primitives/base/HeapBlock.h"
 
 namespace host {
 
@@ -31,17 +31,20 @@ public:
   // Gives back the last out rectangle and delivers nothing.
   void flush();
 
-  // Forgets an out rectangle that was not given back, at the start of a run.
+  // For the start of a run: forgets an out rectangle that was not given back.
   void drop();
+
+  // Samples of this run that the filter returned as no finite number; they are 0 in the document.
+  int64_t lostSamples() const { return lostSamples_; }
 
 private:
   struct Band { // grows, never shrinks
-    Block memory;
+    HeapArray<std::byte> memory;
     size_t capacity = 0;
-    void* reserve(size_t bytes);
+    std::byte* reserve(size_t bytes);
   };
 
-  struct Delivery { // one request for pixels, as the record tells it
+  struct Delivery { // one request for pixels, from the record
     VRect rect;
     int32_t low, high; // planes
     Fixed rate;
@@ -50,6 +53,7 @@ private:
   bool wide() const;
   bool hasPlanes(const Delivery& delivery) const;
   bool outInPlace(const Delivery& out);
+  void checkRows();
   template <class Sample> void giveBackRows();
   HostResult deliver(const Delivery& delivery, Band& band, void** data, int32_t* rowBytes);
   HostResult deliverMask(const Delivery& delivery);
@@ -57,9 +61,11 @@ private:
   Document& document_;
   FilterRecord& record_;
   Band in_, out_, mask_;
-  VRect outRect_{};            // of what outData now holds; empty: nothing to give back
-  PlaneRange outRange_{};      // its planes
+  VRect outRect_{};            // what outData holds now; empty: nothing to give back
+  bool lentInPlace_ = false;   // outData is the document's own rows
+  PlaneRange outRange_{};      // planes of outData
   std::optional<bool> finite_; // whether the document's samples are; asked once a run
+  int64_t lostSamples_ = 0;
 };
 
 } // namespace host

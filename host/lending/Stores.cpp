@@ -25,7 +25,7 @@ intptr_t BlockStore::tryTake(int64_t size, bool zeroed, bool forPlugIn) {
   if (size < 0 || size > std::numeric_limits<int32_t>::max() || (forPlugIn && size > space()))
     return 0;
   try {
-    Entry entry{allocateBlock(size_t(size)), int32_t(size), 0, forPlugIn};
+    Entry entry{allocateArray<std::byte>(size_t(size)), int32_t(size), 0, forPlugIn};
     if (zeroed)
       std::memset(entry.memory.get(), 0, size_t(size));
     blocks_.emplace(last_ + 1, std::move(entry));
@@ -98,7 +98,7 @@ bool BlockStore::resize(intptr_t id, int64_t size) {
       size - entry.size > space())
     return false;
   try {
-    Block grown = allocateBlock(size_t(size));
+    HeapArray<std::byte> grown = allocateArray<std::byte>(size_t(size));
     const size_t kept = size_t(std::min<int64_t>(size, entry.size));
     std::memcpy(grown.get(), entry.memory.get(), kept);
     std::memset(grown.get() + kept, 0, size_t(size) - kept);

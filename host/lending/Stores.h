@@ -1,19 +1,18 @@
-// The blocks that a host lends to a plug-in: its buffers, which count against a budget, and its
-// handles.
+// The blocks that a host lends to a plug-in: buffers, which count against a budget, and handles.
 //
-// A block has an identity that is never used again, so that a second release, or a call with what
-// never was a block, is told from a right one: it is refused, counted and does no harm.
+// The identity of a block is never used again. A call with an unknown identity (a second release,
+// or a number that never was a block) is refused and counted, and does no harm.
 #pragma once
 
 #include <cstddef>
 #include <cstdint>
 #include <unordered_map>
 
-#include "host/document/Blocks.h"
+#include "primitives/base/HeapBlock.h"
 
 namespace host {
 
-// Requests of a session, all stores together. One of them can be made to fail.
+// Requests of a session to all its stores. One of them can be made to fail.
 struct Requests {
   int failing = 0; // k > 0: the k-th one
   int count = 0;
@@ -32,17 +31,18 @@ public:
   // budget: most bytes in use at a time.
   BlockStore(Requests& requests, int64_t budget) : requests_(requests), budget_(budget) {}
 
-  // Identity of a new block of so many bytes; 0 for a negative size, beyond the budget, or without
-  // memory. `forPlugIn` false: the host's own, neither counted as a request nor ever refused one.
+  // Identity of a new block of that many bytes; 0 for a negative size, beyond the budget, or
+  // without memory. `forPlugIn` false: the host's own block, which neither counts nor keeps to the
+  // budget.
   intptr_t take(int64_t size, bool zeroed, bool forPlugIn = true);
   bool release(intptr_t id);
 
   void* lock(intptr_t id);  // null: no such block
   bool unlock(intptr_t id); // false: no such block, or not locked
-  void unlockAll();         // after a call that did not come to its end
+  void unlockAll();         // after a call that an exception ended
 
   int32_t size(intptr_t id); // bytes; 0: no such block
-  // Contents are kept, what is new is zero. False without memory, for a locked or unknown block.
+  // Keeps the contents and adds zeros. False without memory, and for a locked or unknown block.
   bool resize(intptr_t id, int64_t size);
 
   bool has(intptr_t id) const { return blocks_.contains(id); }
@@ -52,7 +52,7 @@ public:
 
 private:
   struct Entry {
-    Block memory;
+    HeapArray<std::byte> memory;
     int32_t size;
     int locks;
     bool forPlugIn;

@@ -35,11 +35,21 @@ constexpr struct {
 std::string thrownType() {
   const std::type_info* type = abi::__cxa_current_exception_type();
   if (!type)
-    return "foreign";
+    return "a foreign exception";
   int status = 0;
   const std::unique_ptr<char, decltype(&std::free)> name(
       abi::__cxa_demangle(type->name(), nullptr, nullptr, &status), &std::free);
-  return name ? name.get() : type->name();
+  return "exception " + std::string(name ? name.get() : type->name());
+}
+
+// The message of a filter that threw; empty without the memory for one. what: null if the exception
+// has none.
+std::string describe(const char* what) {
+  try {
+    return messageFor(errPlugInThrew) + " (" + (what ? what : thrownType()) + ")";
+  } catch (const std::bad_alloc&) {
+    return {};
+  }
 }
 
 } // namespace
@@ -108,22 +118,18 @@ bool Module::setTrace(std::FILE* stream) const {
 }
 
 CallOutcome PluginMain(PluginMainCore entry, int16_t selector, FilterRecord* record,
-                       intptr_t* data) {
+                       intptr_t* data) noexcept {
   CallOutcome outcome;
-  uint8_t runEnded = 0;
+  uint8_t runEnded = 0; // the result says the same to this host
   try {
     entry(selector, record, data, &outcome.result, &runEnded);
   } catch (const std::bad_alloc&) {
-    outcome.result = memFullErr;
-    outcome.message = messageFor(memFullErr);
+    outcome = {memFullErr, true, {}};
   } catch (const std::exception& error) {
-    outcome.result = errPlugInThrew;
-    outcome.message = messageFor(errPlugInThrew) + ": " + error.what();
+    outcome = {errPlugInThrew, true, describe(error.what())};
   } catch (...) {
-    outcome.result = errPlugInThrew;
-    outcome.message = messageFor(errPlugInThrew) + " (exception " + thrownType() + ")";
+    outcome = {errPlugInThrew, true, describe(nullptr)};
   }
-  outcome.runEnded = runEnded != 0;
   return outcome;
 }
 

@@ -42,17 +42,17 @@ private:
   std::filesystem::path file_;
 };
 
-// What a call of the entry ended with.
+// How a call of the entry ended.
 struct CallOutcome {
-  int16_t result = 0;    // the host's code; 0 is success
-  bool runEnded = false; // the plug-in calls for nothing more
-  std::string message;   // of an exception that came out of the plug-in; empty otherwise
+  int16_t result = 0;  // the host's code; 0 is success
+  bool threw = false;  // the entry did not return by itself
+  std::string message; // of an exception, if it had one
 };
 
-// Forwarding entry: calls the module's entry and catches everything that is thrown (no memory:
-// memFullErr, anything else: errPlugInThrew).
+// Forwarding entry: calls the module's entry and catches everything that it throws. No memory gives
+// memFullErr, anything else errPlugInThrew. Throws nothing.
 constexpr HostResult errPlugInThrew = -30902;
 CallOutcome PluginMain(PluginMainCore entry, int16_t selector, FilterRecord* record,
-                       intptr_t* data);
+                       intptr_t* data) noexcept;
 
 } // namespace host

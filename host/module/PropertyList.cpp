@@ -5,28 +5,64 @@
 #include <vector>
 
 #include "host/module/EnableExpression.h"
-#include "host/module/RecordReader.h"
 
 namespace host {
 
 namespace {
+
+// Reads the little-endian fields of a record one after the other, never beyond its end.
+class RecordReader {
+public:
+  // what: the record's name in the message of the std::runtime_error that a missing byte throws.
+  RecordReader(std::span<const std::byte> bytes, const char* what) : bytes_(bytes), what_(what) {}
+
+  uint8_t byte() { return uint8_t(take(1)[0]); }
+  int16_t int16() { return int16_t(littleEndian(2)); }
+  int32_t int32() { return int32_t(littleEndian(4)); }
+  FourCharCode code() { return littleEndian(4); } // stored reversed, so it reads as it is
+
+  // Text up to a zero or to the end.
+  std::string text() {
+    std::string result;
+    for (const std::byte b : bytes_) {
+      if (b == std::byte(0))
+        break;
+      result += char(b);
+    }
+    return result;
+  }
+
+  std::span<const std::byte> take(size_t count) {
+    if (count > bytes_.size())
+      throw std::runtime_error(std::string(what_) + " ends too early");
+    const auto taken = bytes_.first(count);
+    bytes_ = bytes_.subspan(count);
+    return taken;
+  }
+
+private:
+  uint32_t littleEndian(size_t size) {
+    const auto bytes = take(size);
+    uint32_t value = 0;
+    for (size_t i = size; i-- > 0;)
+      value = value << 8 | uint32_t(bytes[i]);
+    return value;
+  }
+
+  std::span<const std::byte> bytes_;
+  const char* what_;
+};
 
 constexpr FourCharCode vendor = fourCharCode("8BIM");
 constexpr FourCharCode filterKind = fourCharCode("8BFM");
 constexpr int32_t mostColourChannels = 56; // of any document
 
 void readCases(RecordReader& data, PropertyList& list) {
-  for (FilterCase& c : list.cases)
-    c = {data.byte(), data.byte(), data.byte(), data.byte()};
+  for (FilterCase& c : list.cases) {
+    c = {data.byte(), data.byte()};
+    data.take(2); // flags of cases that documents of this host are never in
+  }
   list.hasCases = true;
-}
-
-void readTerminologyLink(RecordReader& data, PropertyList& list) {
-  data.int32(); // version
-  list.eventClass = data.code();
-  list.eventId = data.code();
-  list.terminologyId = data.int16();
-  list.uniqueString = data.text();
 }
 
 const struct {
@@ -34,51 +70,36 @@ const struct {
   void (*read)(RecordReader& data, PropertyList& list);
 } properties[] = {
     {fourCharCode("kind"), [](RecordReader& d, PropertyList& l) { l.kind = d.code(); }},
-    {fourCharCode("name"), [](RecordReader& d, PropertyList& l) { l.name = d.pascalString(); }},
-    {fourCharCode("catg"), [](RecordReader& d, PropertyList& l) { l.category = d.pascalString(); }},
-    {fourCharCode("vers"), [](RecordReader& d, PropertyList& l) { l.version = d.int32(); }},
-    {fourCharCode("wx86"), [](RecordReader& d, PropertyList& l) { l.entryName = d.text(); }},
     {fourCharCode("mode"),
      [](RecordReader& d, PropertyList& l) {
        for (uint8_t& flags : l.modeFlags)
          flags = d.byte();
      }},
-    {fourCharCode("hstm"), readTerminologyLink},
     {fourCharCode("enbl"), [](RecordReader& d, PropertyList& l) { l.enableExpression = d.text(); }},
     {fourCharCode("ms32"),
      [](RecordReader& d, PropertyList& l) {
        l.maxRows = d.int32();
        l.maxColumns = d.int32();
      }},
-    {fourCharCode("flly"),
-     [](RecordReader& d, PropertyList& l) { l.filterLayers = d.byte() & 0x80; }},
     {fourCharCode("fici"), readCases},
 };
 
-// The mode that the mode flags know a deep mode by, and its name for people.
-struct ModeName {
+// The modes that a document can have. The mode flags know a deep mode by its 8-bit one.
+struct Mode {
   ImageMode mode, shallow;
-  const char* name;
+  const char* name; // for people
 };
-constexpr ModeName modeNames[] = {
-    {plugInModeBitmap, plugInModeBitmap, "bitmap"},
+constexpr Mode modes[] = {
     {plugInModeGrayScale, plugInModeGrayScale, "grayscale"},
-    {plugInModeIndexedColor, plugInModeIndexedColor, "indexed"},
-    {plugInModeRGBColor, plugInModeRGBColor, "RGB"},
-    {plugInModeCMYKColor, plugInModeCMYKColor, "CMYK"},
-    {plugInModeHSLColor, plugInModeHSLColor, "HSL"},
-    {plugInModeHSBColor, plugInModeHSBColor, "HSB"},
-    {plugInModeMultichannel, plugInModeMultichannel, "multichannel"},
-    {plugInModeDuotone, plugInModeDuotone, "duotone"},
-    {plugInModeLabColor, plugInModeLabColor, "Lab"},
     {plugInModeGray16, plugInModeGrayScale, "grayscale"},
-    {plugInModeRGB48, plugInModeRGBColor, "RGB"},
-    {plugInModeLab48, plugInModeLabColor, "Lab"},
-    {plugInModeCMYK64, plugInModeCMYKColor, "CMYK"},
-    {plugInModeDeepMultichannel, plugInModeMultichannel, "multichannel"},
-    {plugInModeDuotone16, plugInModeDuotone, "duotone"},
-    {plugInModeRGB96, plugInModeRGBColor, "RGB"},
     {plugInModeGray32, plugInModeGrayScale, "grayscale"},
+    {plugInModeRGBColor, plugInModeRGBColor, "RGB"},
+    {plugInModeRGB48, plugInModeRGBColor, "RGB"},
+    {plugInModeRGB96, plugInModeRGBColor, "RGB"},
+    {plugInModeCMYKColor, plugInModeCMYKColor, "CMYK"},
+    {plugInModeCMYK64, plugInModeCMYKColor, "CMYK"},
+    {plugInModeMultichannel, plugInModeMultichannel, "multichannel"},
+    {plugInModeDeepMultichannel, plugInModeMultichannel, "multichannel"},
 };
 
 bool hasModeFlag(const PropertyList& list, int32_t mode) {
@@ -86,7 +107,7 @@ bool hasModeFlag(const PropertyList& list, int32_t mode) {
 }
 
 // The flags of this generation know the 8-bit modes; an expression lets the deep ones in as well.
-bool allowsMode(const PropertyList& list, const ModeName& mode) {
+bool allowsMode(const PropertyList& list, const Mode& mode) {
   if (list.enableExpression.empty())
     return hasModeFlag(list, mode.mode);
   return (hasModeFlag(list, mode.shallow) || hasModeFlag(list, mode.mode)) &&
@@ -96,7 +117,7 @@ bool allowsMode(const PropertyList& list, const ModeName& mode) {
 // "the filter works on RGB images", or "on grayscale and RGB images"
 std::string allowedModes(const PropertyList& list) {
   std::vector<std::string> names;
-  for (const ModeName& mode : modeNames)
+  for (const Mode& mode : modes)
     if (allowsMode(list, mode) && std::find(names.begin(), names.end(), mode.name) == names.end())
       names.push_back(mode.name);
   if (names.empty())
@@ -149,7 +170,6 @@ PropertyList readPropertyList(std::span<const std::byte> record) {
 PropertyList assumedPropertyList() {
   PropertyList list;
   list.kind = filterKind;
-  list.name = "Filter";
   list.enableExpression = "in(PSHOP_ImageMode, RGBMode, RGB48Mode, RGB96Mode)";
   list.modeFlags[0] = 0x80 >> plugInModeRGBColor;
   return list;
@@ -157,7 +177,9 @@ PropertyList assumedPropertyList() {
 
 std::string refusalReason(const PropertyList& list, const Document& document) {
   const int32_t mode = document.imageMode();
-  if (!allowsMode(list, modeNames[mode]))
+  const Mode* known = std::find_if(std::begin(modes), std::end(modes),
+                                   [&](const Mode& m) { return m.mode == mode; });
+  if (!allowsMode(list, *known))
     return allowedModes(list);
   if (!list.enableExpression.empty() &&
       !evaluateEnable(list.enableExpression, {mode, document.colourChannels()}))
@@ -168,8 +190,9 @@ std::string refusalReason(const PropertyList& list, const Document& document) {
            " rows and " + std::to_string(list.maxColumns) + " columns";
   const FilterCase& c = caseOf(list, document);
   if (list.hasCases && (c.inputHandling == 0 || c.outputHandling == 0))
-    return document.hasTransparency() ? "the filter does not work on images with transparency"
-                                      : "the filter does not work within a selection";
+    return std::string("the filter does not work on images ") +
+           (document.hasTransparency() ? "with" : "without") + " transparency" +
+           (document.selection().empty() ? "" : " within a selection");
   return "";
 }
 

@@ -1,5 +1,5 @@
-// What a module says of itself: the property list (resource PIPL 16000), and whether it allows the
-// filter for a document.
+// The property list of a module (resource PIPL 16000), as far as it decides for which documents the
+// filter is offered.
 //
 // The record: int16 1, int32 version, int32 count, then properties of vendor code, key, int32 id,
 // int32 length and that many bytes. Little-endian; four-character codes are stored reversed.
@@ -22,7 +22,6 @@ constexpr char propertyListName[] = "PIPL_16000";
 // How the filter wants its pixels in one of the seven filter cases.
 struct FilterCase {
   uint8_t inputHandling, outputHandling; // 0: cannot filter; 4: white matte
-  uint8_t flags1, flags2;
 };
 
 // The cases in their order. Transparency is editable here, never protected.
@@ -38,26 +37,18 @@ enum FilterCaseIndex {
 };
 
 struct PropertyList {
-  FourCharCode kind = 0; // '8BFM' for a filter
-  std::string name;      // menu title
-  std::string category;  // menu category
-  std::string entryName; // of the four-argument entry
-  int32_t version = 0;
+  FourCharCode kind = 0;               // '8BFM' for a filter
   std::array<uint8_t, 4> modeFlags{};  // ImageMode m: byte m / 8, bit 0x80 >> m % 8
   std::string enableExpression;        // empty: the mode flags decide alone
-  int32_t maxRows = 0, maxColumns = 0; // 0: no limit told
-  bool filterLayers = false;
-  FourCharCode eventClass = 0, eventId = 0; // terminology
-  int16_t terminologyId = 0;
-  std::string uniqueString;
+  int32_t maxRows = 0, maxColumns = 0; // 0: no limit
+  bool hasCases = false;               // false: every case is fine
   std::array<FilterCase, filterCaseCount> cases{};
-  bool hasCases = false;
 };
 
-// Throws std::runtime_error saying what is wrong with the record. Unknown properties are skipped.
+// Throws std::runtime_error saying what is wrong with the record. Other properties are skipped.
 PropertyList readPropertyList(std::span<const std::byte> record);
 
-// What a filter without a property list is taken for: any RGB image, up to no limit.
+// For a filter without a property list: RGB images of any depth and size.
 PropertyList assumedPropertyList();
 
 // The reason in words for which the filter cannot take the document; empty if it can. Throws

@@ -4,6 +4,9 @@
 
 namespace host {
 
+const char unfinishedMessage[] =
+    "the filter stopped before its end, most likely because memory ran out";
+
 std::string messageFor(HostResult code) {
   static const struct {
     HostResult code;
@@ -16,9 +19,9 @@ std::string messageFor(HostResult code) {
       {memWZErr, "the filter used memory that it does not have"},
       {userCanceledErr, "cancelled"},
       {errMissingParameter, "the recorded settings are incomplete"},
-      {filterBadParameters, "the filter was given settings that it cannot use"},
+      {filterBadParameters, "the filter cannot use this image or these settings"},
       {errPlugInHostInsufficient, "the filter needs a service that this program does not have"},
-      {errPlugInThrew, "the filter failed unexpectedly"},
+      {errPlugInThrew, "the filter failed, most likely because memory ran out"},
   };
   for (const auto& entry : messages)
     if (entry.code == code)

@@ -7,7 +7,10 @@
 
 namespace host {
 
-// One sentence without a capital and a full stop, to stand behind a file's name; empty for 0.
+// Sentences without a capital and a full stop, to follow a file's name; empty for 0.
 std::string messageFor(HostResult code);
+
+// Of a filter that returned without an error, but short of its last step.
+extern const char unfinishedMessage[];
 
 } // namespace host

@@ -16,7 +16,7 @@ QString settingsKey(const std::string& key) {
   return "registry/" + QString::fromLatin1(QByteArray::fromStdString(key).toPercentEncoding());
 }
 
-// A key of letters and digits stands as it reads, any other as "0x" and its eight hex digits.
+// A key of letters and digits is written as it reads, any other as "0x" and its eight hex digits.
 QString keyText(FourCharCode key) {
   QString text;
   for (int shift = 24; shift >= 0; shift -= 8) {
@@ -49,7 +49,7 @@ QStringList toList(const Script& script) {
   return list;
 }
 
-// Nothing for a list that is not one of ours: the file is the user's and may hold anything.
+// Nothing for a list that this class did not write: the user may edit the file.
 std::optional<Script> fromList(const QStringList& list) {
   Script script;
   for (const QString& item : list) {

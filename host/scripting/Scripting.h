@@ -14,11 +14,11 @@
 #include "host/scripting/Registry.h"
 #include "hostapi/Procs.h"
 
-// A descriptor being read: where the reading stands, and its first failure.
+// A descriptor being read.
 struct HostReadToken {
   host::Script script;
-  size_t next = 0; // entry that getKey gives next
-  HostResult failure = noErr;
+  size_t next = 0;            // entry that getKey gives next
+  HostResult failure = noErr; // of the reading so far
 };
 
 struct HostWriteToken {
@@ -35,9 +35,10 @@ namespace host {
 void setEntry(Script& script, FourCharCode key, bool value);
 const bool* findEntry(const Script& script, FourCharCode key); // null: none
 
-// Handle of a new block with the script, or null. The host's own: not counted.
+// Handle of a new block with the script, or null without memory. It is the host's own and not
+// counted.
 Handle makeDescriptor(BlockStore& handles, const Script& script);
-// Nothing for a null, unknown or misshapen one.
+// Nothing for a null or unknown descriptor, and for a block of another shape.
 std::optional<Script> readDescriptor(BlockStore& handles, ScriptDescriptor descriptor);
 
 // Objects lent to the plug-in by address; an address that is not lent is refused.
@@ -55,7 +56,6 @@ public:
     objects_.erase(found);
     return true;
   }
-  size_t count() const { return objects_.size(); }
 
 private:
   auto place(const Object* object) const {

@@ -9,109 +9,69 @@ namespace {
 
 std::atomic<Host*> current = nullptr;
 
-// An allocation outside of a call has no session to belong to; the same answers as without memory.
-HostResult allocateBuffer(int32_t size, BufferID* id) {
-  Host* host = currentHost();
-  if (!host || !id)
-    return filterBadParameters;
-  *id = host->buffers.take(size, false);
+HostResult allocateBuffer(Host& host, int32_t size, BufferID* id) {
+  *id = host.buffers.take(size, false);
   return *id ? noErr : memFullErr;
 }
 
-void* lockBuffer(BufferID id, Boolean) {
-  Host* host = currentHost();
-  return host ? host->buffers.lock(id) : nullptr;
-}
-
-void unlockBuffer(BufferID id) {
-  if (Host* host = currentHost())
-    host->buffers.unlock(id);
-}
-
-void freeBuffer(BufferID id) {
-  if (Host* host = currentHost())
-    host->buffers.release(id);
-}
-
-int32_t bufferSpace() {
-  Host* host = currentHost();
-  return host ? int32_t(std::max<int64_t>(host->buffers.space(), 0)) : 0;
-}
+void* lockBuffer(Host& host, BufferID id, Boolean) { return host.buffers.lock(id); }
+void unlockBuffer(Host& host, BufferID id) { host.buffers.unlock(id); }
+void freeBuffer(Host& host, BufferID id) { host.buffers.release(id); }
+int32_t bufferSpace(Host& host) { return int32_t(host.buffers.space()); }
 
 intptr_t identity(Handle handle) { return reinterpret_cast<intptr_t>(handle); }
 
-Handle newHandle(int32_t size) {
-  Host* host = currentHost();
-  return host ? reinterpret_cast<Handle>(host->handles.take(size, true)) : nullptr;
+Handle newHandle(Host& host, int32_t size) {
+  return reinterpret_cast<Handle>(host.handles.take(size, true));
 }
 
-void disposeHandle(Handle handle) {
-  if (Host* host = currentHost())
-    host->handles.release(identity(handle));
+void disposeHandle(Host& host, Handle handle) { host.handles.release(identity(handle)); }
+int32_t handleSize(Host& host, Handle handle) { return host.handles.size(identity(handle)); }
+
+HostResult setHandleSize(Host& host, Handle handle, int32_t size) {
+  const bool known = host.handles.has(identity(handle));
+  return host.handles.resize(identity(handle), size) ? noErr : known ? memFullErr : nilHandleErr;
 }
 
-int32_t handleSize(Handle handle) {
-  Host* host = currentHost();
-  return host ? host->handles.size(identity(handle)) : 0;
-}
+void* lockHandle(Host& host, Handle handle, Boolean) { return host.handles.lock(identity(handle)); }
+void unlockHandle(Host& host, Handle handle) { host.handles.unlock(identity(handle)); }
 
-HostResult setHandleSize(Handle handle, int32_t size) {
-  Host* host = currentHost();
-  if (!host)
-    return memFullErr;
-  const bool known = host->handles.has(identity(handle));
-  return host->handles.resize(identity(handle), size) ? noErr : known ? memFullErr : nilHandleErr;
-}
-
-void* lockHandle(Handle handle, Boolean) {
-  Host* host = currentHost();
-  return host ? host->handles.lock(identity(handle)) : nullptr;
-}
-
-void unlockHandle(Handle handle) {
-  if (Host* host = currentHost())
-    host->handles.unlock(identity(handle));
-}
-
-// A callback of the program that throws must not unwind through the plug-in: it counts as a wish to
-// stop.
+// A callback of the program that throws counts as a wish to stop.
 Boolean abortProc() {
   Host* host = currentHost();
   if (!host)
     return false;
-  bool stop = host->abortSaid;
   try {
     if (host->options.abort && host->options.abort())
-      stop = true;
+      host->stopWanted = true;
   } catch (...) {
-    stop = true;
+    host->stopWanted = true;
   }
-  if (stop)
-    host->abortSaid = true;
-  return stop;
+  return host->stopWanted;
 }
 
-// Threads report their rows in any order; what is shown only grows.
+// Threads report their rows in any order; the program sees a number that only grows.
 void progressProc(int32_t done, int32_t total) {
   Host* host = currentHost();
-  if (!host || !host->options.progress)
+  if (!host)
     return;
   const std::lock_guard guard(host->progressLock);
-  if (total == host->shownTotal && done <= host->shownDone)
+  Steps& steps = host->steps;
+  if (total != steps.announced)
+    steps = {total};
+  steps.reported++;
+  if (done <= steps.shown)
     return;
-  host->shownDone = done;
-  host->shownTotal = total;
+  steps.shown = done;
   try {
-    host->options.progress(done, total);
+    if (host->options.progress)
+      host->options.progress(done, total);
   } catch (...) {
-    host->abortSaid = true;
+    host->stopWanted = true;
   }
 }
 
-HostResult advanceState() {
-  Host* host = currentHost();
-  return host ? host->transfer.advance() : filterBadParameters;
-}
+HostResult advanceState(Host& host) { return host.transfer.advance(); }
 
 Rect16 cut(const VRect& r) {
   const auto side = [](int32_t v) {
@@ -164,19 +124,25 @@ CurrentHost::~CurrentHost() {
 HostResult unusedProc() { return errPlugInHostInsufficient; }
 
 BufferProcs* bufferProcs() {
-  static BufferProcs procs{2, 5, allocateBuffer, lockBuffer, unlockBuffer, freeBuffer, bufferSpace};
+  static BufferProcs procs{2,
+                           5,
+                           Proc<allocateBuffer, memFullErr>::call,
+                           Proc<lockBuffer>::call,
+                           Proc<unlockBuffer>::call,
+                           Proc<freeBuffer>::call,
+                           Proc<bufferSpace>::call};
   return &procs;
 }
 
 HandleProcs* handleProcs() {
   static HandleProcs procs{1,
                            8,
-                           newHandle,
-                           disposeHandle,
-                           handleSize,
-                           setHandleSize,
-                           lockHandle,
-                           unlockHandle,
+                           Proc<newHandle>::call,
+                           Proc<disposeHandle>::call,
+                           Proc<handleSize>::call,
+                           Proc<setHandleSize, memFullErr>::call,
+                           Proc<lockHandle>::call,
+                           Proc<unlockHandle>::call,
                            {unusedProc, unusedProc}};
   return &procs;
 }
@@ -209,15 +175,15 @@ void Host::prepareRecord() {
   record.inputRate = record.maskRate = 0x10000;
   record.haveMask = record.autoMask = !document.selection().empty();
   record.maxSpace = options.maxSpace;
-  record.advanceState = advanceState;
+  record.advanceState = Proc<advanceState, memFullErr>::call;
   record.displayPixels = displayPixels;
   record.bufferProcs = bufferProcs();
   record.handleProcs = handleProcs();
   record.sSPBasic = options.suites ? basicSuite() : nullptr;
 
   transfer.drop();
-  abortSaid = false;
-  shownDone = shownTotal = -1;
+  stopWanted = false;
+  steps = {};
 }
 
 } // namespace host

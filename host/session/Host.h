@@ -1,10 +1,13 @@
-// What stands behind the procedures of one session: the interface's procedures take no context, so
-// they reach it through the session whose plug-in call runs.
+// The state behind the procedures of one session, and those procedures.
+//
+// A procedure of the interface has no context argument: it serves the session whose plug-in call
+// runs at the moment.
 #pragma once
 
 #include <atomic>
-#include <memory>
+#include <cstdint>
 #include <mutex>
+#include <type_traits>
 
 #include "host/document/Document.h"
 #include "host/lending/AdvanceState.h"
@@ -14,6 +17,15 @@
 #include "host/session/Session.h"
 
 namespace host {
+
+// The progress of a run, counted by the calls of progressProc. A call is one step done, whichever
+// number it carries: threads that count without a lock may report a number twice.
+struct Steps {
+  int32_t announced = 0; // total of the newest call; 0 before the first
+  int32_t reported = 0;  // calls with this total
+  int32_t shown = -1;    // highest number passed to the program
+  bool complete() const { return announced > 0 && reported >= announced; }
+};
 
 struct Host {
   Host(Document& document, SessionOptions options);
@@ -30,22 +42,26 @@ struct Host {
   DescriptorParameters descriptorParameters{};
   Transfer transfer;
 
-  Registry ownRegistry; // serves when the options name none
+  Registry ownRegistry; // for options that name none
   Registry& registry;
   Lent<HostReadToken> readTokens;
   Lent<HostWriteToken> writeTokens;
   Lent<HostActionDescriptor> actionDescriptors;
-  Session::SuiteCounts suiteCounts{};
 
-  std::atomic<bool> abortSaid = false; // the user wanted to stop at some time of this run
-  std::mutex progressLock;             // guards the two below and the progress call
-  int32_t shownDone = -1, shownTotal = -1;
+  // Calls of SPBasicSuite; refused: for a suite that this host does not have.
+  struct SuiteCounts {
+    int acquired = 0, released = 0, refused = 0;
+  } suiteCounts;
+
+  std::atomic<bool> stopWanted = false; // the user has asked to stop during this run
+  std::mutex progressLock;              // guards steps and the program's progress callback
+  Steps steps;
 
   // Fills the record anew for a run.
   void prepareRecord();
 };
 
-// The host of the call that runs, or null. Any thread may ask.
+// The host whose call runs, or null. Callable from any thread.
 Host* currentHost();
 
 // Makes a host the current one for its lifetime. Only one at a time: acquired() is false while
@@ -61,7 +77,25 @@ private:
   bool acquired_;
 };
 
-// The procedure records and suites; they serve the session whose plug-in call runs.
+// A procedure of the interface around a function that serves it: Proc<serve, otherwise>::call. No
+// exception may unwind through the plug-in, so one (which is memory running out) gives `otherwise`,
+// as does a call that comes while no session runs.
+template <auto serve, auto otherwise = 0> struct Proc;
+template <class Result, class... Arguments, Result (*serve)(Host&, Arguments...), auto otherwise>
+struct Proc<serve, otherwise> {
+  static Result call(Arguments... arguments) {
+    try {
+      if (Host* host = currentHost())
+        return serve(*host, arguments...);
+    } catch (...) {
+    }
+    if constexpr (std::is_arithmetic_v<Result>)
+      return Result(otherwise);
+    else
+      return Result(); // null, or nothing
+  }
+};
+
 ReadDescriptorProcs* readDescriptorProcs();
 WriteDescriptorProcs* writeDescriptorProcs();
 extern const ActionDescriptorSuite actionDescriptorSuite;
@@ -73,7 +107,7 @@ SPBasicSuite* basicSuite();
 HostResult displayPixels(const PSPixelMap* map, const VRect* srcRect, int32_t dstRow,
                          int32_t dstCol, void* surface);
 
-// Stands in a procedure slot without a use.
+// Fills the procedure slots that have no use.
 HostResult unusedProc();
 
 } // namespace host

@@ -21,6 +21,7 @@ bool needs32Bits(const Document& document) {
 }
 
 RunOutcome refused(std::string why) { return {filterBadParameters, false, std::move(why)}; }
+RunOutcome outOfMemory() { return {memFullErr, false, messageFor(memFullErr)}; }
 
 } // namespace
 
@@ -29,19 +30,19 @@ struct Session::State : Host {
 
   CallOutcome call(int16_t selector, FilterRecord* record);
   CallOutcome call(int16_t selector) { return call(selector, &record); }
-  std::string whyNot() const;
-  RunOutcome run(bool fromMenu, const Script* script, int16_t playInfo, int16_t recordInfo);
+  std::string refusal() const;
+  RunOutcome run(bool fromMenu, const Recording* recording, int16_t playInfo);
+  CallOutcome callSelectors(int16_t first);
   RunOutcome outcomeOf(const CallOutcome& call) const;
-  void offerScript(const Script* script, int16_t playInfo, int16_t recordInfo);
+  bool offerRecording(const Recording* recording, int16_t playInfo);
   void takeRecorded();
 
   const Module& module;
   PropertyList propertyList;
-  std::string brokenList; // what is wrong with the module's own; empty: nothing
-  std::string refusal;
+  std::string brokenList;            // what is wrong with the module's own; empty: nothing
   intptr_t data = 0;                 // the plug-in's word
   ScriptDescriptor played = nullptr; // what this run was given to play
-  std::optional<Script> recorded;
+  std::optional<Recording> recorded;
 };
 
 Session::State::State(const Module& module, Document& document, SessionOptions options)
@@ -54,8 +55,7 @@ Session::State::State(const Module& module, Document& document, SessionOptions o
   }
 }
 
-// Why no selector may be called for the document; empty if all may.
-std::string Session::State::whyNot() const {
+std::string Session::State::refusal() const {
   if (!brokenList.empty())
     return brokenList;
   try {
@@ -66,8 +66,8 @@ std::string Session::State::whyNot() const {
     return std::string("the filter cannot be offered: ") + error.what();
   }
   if (!options.wideRects && needs32Bits(document))
-    return "the image is too large: this host tells rectangles in 16 bits, up to " +
-           std::to_string(mostOf16Bits) + " pixels a side";
+    return "the image is too large: this host takes at most " + std::to_string(mostOf16Bits) +
+           " pixels a side";
   const std::vector<uint8_t>& selection = document.selection();
   if (!selection.empty() &&
       std::all_of(selection.begin(), selection.end(), [](uint8_t weight) { return weight == 0; }))
@@ -78,74 +78,91 @@ std::string Session::State::whyNot() const {
 CallOutcome Session::State::call(int16_t selector, FilterRecord* callRecord) {
   const CurrentHost guard(*this);
   if (!guard.acquired())
-    return {filterBadParameters, false, "another run of the filter is not finished"};
+    return {filterBadParameters, true, "another run of the filter has not ended yet"};
+  const Handle settingsBefore = record.parameters;
   CallOutcome outcome;
   callInTeam(options.threads,
              [&] { outcome = PluginMain(module.entry(), selector, callRecord, &data); });
-  // An exception passed by the plug-in's own unlocking.
-  if (!outcome.message.empty())
+  // An exception skips the plug-in's own unlocking.
+  if (outcome.threw)
     handles.unlockAll();
+  // Settings that a failing call made were not set to their defaults.
+  if (outcome.result != noErr && !settingsBefore && record.parameters) {
+    handles.release(reinterpret_cast<intptr_t>(record.parameters));
+    record.parameters = nullptr;
+  }
   return outcome;
 }
 
 RunOutcome Session::State::outcomeOf(const CallOutcome& call) const {
-  RunOutcome outcome{call.result, call.result == userCanceledErr || abortSaid, call.message};
+  RunOutcome outcome{call.result, call.result == userCanceledErr || stopWanted, call.message};
   if (outcome.message.empty())
     outcome.message = messageFor(outcome.cancelled ? userCanceledErr : call.result);
   return outcome;
 }
 
-void Session::State::offerScript(const Script* script, int16_t playInfo, int16_t recordInfo) {
+// False: there is no memory for the descriptor. The plug-in would take a null one for a run from
+// the menu, and open its dialog.
+bool Session::State::offerRecording(const Recording* recording, int16_t playInfo) {
+  played = recording ? makeDescriptor(handles, recording->script) : nullptr;
+  const int16_t recordInfo = recording ? recording->recordInfo : plugInDialogOptional;
   descriptorParameters = {
-      0, playInfo, recordInfo, nullptr, readDescriptorProcs(), writeDescriptorProcs()};
-  played = script ? makeDescriptor(handles, *script) : nullptr;
-  descriptorParameters.descriptor = played;
+      0, playInfo, recordInfo, played, readDescriptorProcs(), writeDescriptorProcs()};
   record.descriptorParameters = options.scripting ? &descriptorParameters : nullptr;
+  return !recording || played;
 }
 
-// Keeps what the plug-in wrote and disposes of what it was given, if it has not done so itself.
+// Keeps what the plug-in wrote, and disposes of what it was given if it has not done so itself.
 void Session::State::takeRecorded() {
   const ScriptDescriptor left = std::exchange(descriptorParameters.descriptor, nullptr);
   recorded.reset();
-  if (left && left != played)
-    recorded = readDescriptor(handles, left);
+  if (left != played)
+    if (std::optional<Script> script = readDescriptor(handles, left))
+      recorded = {std::move(*script), descriptorParameters.recordInfo};
   for (const ScriptDescriptor descriptor : {left, std::exchange(played, nullptr)})
     if (const auto id = reinterpret_cast<intptr_t>(descriptor); handles.has(id))
       handles.release(id);
 }
 
-// Selectors until one fails: prepare, start, continue, finish, before them parameters for a run
-// from the menu. A start that went through although the user asked to stop is finished in good
-// order; the outcome tells.
-RunOutcome Session::State::run(bool fromMenu, const Script* script, int16_t playInfo,
-                               int16_t recordInfo) {
-  refusal = whyNot();
-  if (!refusal.empty())
-    return refused(refusal);
-  prepareRecord();
-  offerScript(script, playInfo, recordInfo);
-  const int deniedBefore = buffers.counts().denied;
-
+// From the first selector to finish, until one fails. A start that succeeds although the user wants
+// to stop is finished in good order.
+CallOutcome Session::State::callSelectors(int16_t first) {
   CallOutcome last;
-  for (int16_t selector = fromMenu ? filterSelectorParameters : filterSelectorPrepare;
-       selector <= filterSelectorFinish; selector++) {
+  for (int16_t selector = first; selector <= filterSelectorFinish; selector++) {
     last = call(selector);
     if (last.result != noErr)
       break;
     if (selector == filterSelectorPrepare && needs32Bits(document) &&
-        !bigDocumentData.PluginUsing32BitCoordinates) {
-      last = {filterBadParameters, true,
-              "the image is too large: the filter does not use 32-bit rectangles"};
-      break;
-    }
+        !bigDocumentData.PluginUsing32BitCoordinates)
+      return {filterBadParameters, true,
+              "the image is too large: the filter takes at most " + std::to_string(mostOf16Bits) +
+                  " pixels a side"};
     transfer.flush();
   }
-  takeRecorded();
-  RunOutcome outcome = outcomeOf(last);
-  outcome.starved = buffers.counts().denied > deniedBefore;
-  if (outcome.starved && outcome.message.empty())
-    outcome.message = messageFor(memFullErr);
-  return outcome;
+  return last;
+}
+
+RunOutcome Session::State::run(bool fromMenu, const Recording* recording, int16_t playInfo) {
+  try {
+    const std::string reason = refusal();
+    if (!reason.empty())
+      return refused(reason);
+    prepareRecord();
+    const int deniedBefore = buffers.counts().denied;
+    CallOutcome last{memFullErr};
+    if (offerRecording(recording, playInfo))
+      last = callSelectors(fromMenu ? filterSelectorParameters : filterSelectorPrepare);
+    takeRecorded();
+    RunOutcome outcome = outcomeOf(last);
+    outcome.lostSamples = transfer.lostSamples();
+    outcome.unfinished = outcome.ok() && !steps.complete();
+    if (outcome.unfinished)
+      outcome.message =
+          buffers.counts().denied > deniedBefore ? messageFor(memFullErr) : unfinishedMessage;
+    return outcome;
+  } catch (const std::bad_alloc&) {
+    return outOfMemory();
+  }
 }
 
 Session::Session(const Module& module, Document& document, SessionOptions options)
@@ -153,70 +170,55 @@ Session::Session(const Module& module, Document& document, SessionOptions option
 
 Session::~Session() = default;
 
-RunOutcome Session::runFromMenu() {
-  return state_->run(true, nullptr, plugInDialogDisplay, plugInDialogOptional);
+RunOutcome Session::runFromMenu() { return state_->run(true, nullptr, plugInDialogDisplay); }
+
+RunOutcome Session::repeat() { return state_->run(false, nullptr, plugInDialogDontDisplay); }
+
+RunOutcome Session::replay(const Recording& recording, int16_t playInfo) {
+  if (!state_->options.scripting)
+    return {errPlugInHostInsufficient, false, "without scripting the filter cannot be played"};
+  return state_->run(false, &recording, playInfo);
 }
 
 RunOutcome Session::playSilently(const Script& script) {
-  if (!state_->options.scripting)
-    return {errPlugInHostInsufficient, false, "without scripting the filter cannot be played"};
   RunOutcome outcome;
   if (!parameters(&outcome))
     return outcome;
-  return state_->run(false, &script, plugInDialogSilent, plugInDialogOptional);
-}
-
-RunOutcome Session::repeat() {
-  return state_->run(false, nullptr, plugInDialogDontDisplay, plugInDialogOptional);
-}
-
-RunOutcome Session::replay(const Script& script, int16_t playInfo, int16_t recordInfo) {
-  return state_->run(false, &script, playInfo, recordInfo);
+  return replay({script}, plugInDialogSilent);
 }
 
 RunOutcome Session::about() {
   AboutRecord record{&state_->platformData, state_->options.suites ? basicSuite() : nullptr};
-  state_->abortSaid = false;
+  state_->stopWanted = false;
   return state_->outcomeOf(
       state_->call(filterSelectorAbout, reinterpret_cast<FilterRecord*>(&record)));
 }
 
 void* Session::parameters(RunOutcome* outcome) {
   State& state = *state_;
+  RunOutcome made;
   if (!state.record.parameters) {
-    if (!refusal().empty()) {
-      if (outcome)
-        *outcome = refused(state.refusal);
-      return nullptr;
+    try {
+      made = refused(refusal());
+      if (made.message.empty()) {
+        state.prepareRecord();
+        made = state.outcomeOf(state.call(filterSelectorParameters));
+      }
+    } catch (const std::bad_alloc&) {
+      made = outOfMemory();
     }
-    state.prepareRecord();
-    const CallOutcome call = state.call(filterSelectorParameters);
-    if (outcome)
-      *outcome = state.outcomeOf(call);
-    if (call.result != noErr)
-      return nullptr;
   }
   void* block = state.handles.data(reinterpret_cast<intptr_t>(state.record.parameters));
-  if (!block && outcome && outcome->result == noErr)
-    *outcome = refused("the filter has no settings");
+  if (!block && made.result == noErr)
+    made = refused("the filter has no settings");
+  if (outcome)
+    *outcome = made;
   return block;
 }
 
-const std::string& Session::refusal() const { return state_->refusal = state_->whyNot(); }
-
-const std::optional<Script>& Session::recorded() const { return state_->recorded; }
-
-Session::BufferCounts Session::buffers() const {
-  const StoreCounts& counts = state_->buffers.counts();
-  return {state_->requests.count, counts.live,         counts.refusedReleases, counts.bytesInUse,
-          counts.bytesPeak,       counts.refusedLocks, counts.refusedUnlocks};
-}
-
-Session::HandleCounts Session::handles() const {
-  const StoreCounts& counts = state_->handles.counts();
-  return {counts.live, counts.refusedReleases + counts.refusedLocks + counts.refusedOthers};
-}
-
-Session::SuiteCounts Session::suites() const { return state_->suiteCounts; }
+std::string Session::refusal() const { return state_->refusal(); }
+const std::optional<Recording>& Session::recorded() const { return state_->recorded; }
+const StoreCounts& Session::buffers() const { return state_->buffers.counts(); }
+const StoreCounts& Session::handles() const { return state_->handles.counts(); }
 
 } // namespace host

@@ -1,4 +1,4 @@
-// SPBasicSuite: the table of the named suites, and the counting of who has them.
+// SPBasicSuite: the table of the named suites.
 #include <cstring>
 
 #include "host/session/Host.h"
@@ -13,25 +13,20 @@ const HandleSuite handleSuite{handleProcs()->newProc,     handleProcs()->dispose
                               handleProcs()->getSizeProc, handleProcs()->setSizeProc,
                               handleProcs()->lockProc,    handleProcs()->unlockProc};
 
-HostResult openAddress(const char* address) {
-  Host* host = currentHost();
-  if (!host || !address || !host->options.openAddress)
-    return errPlugInHostInsufficient;
-  try {
-    return host->options.openAddress(address) ? noErr : errPlugInHostInsufficient;
-  } catch (...) {
-    return errPlugInHostInsufficient;
-  }
+HostResult openAddress(Host& host, const char* address) {
+  const bool opened = host.options.openAddress && host.options.openAddress(address);
+  return opened ? noErr : errPlugInHostInsufficient;
 }
 
-const FileListSuite fileListSuite{{unusedProc, unusedProc, unusedProc}, openAddress};
+const FileListSuite fileListSuite{{unusedProc, unusedProc, unusedProc},
+                                  Proc<openAddress, errPlugInHostInsufficient>::call};
 
 // A number that the front document has, by its key.
-HostResult getProperty(FourCharCode signature, FourCharCode key, int32_t, PropertyAnswer* answer) {
-  Host* host = currentHost();
-  if (!host || !answer || signature != fourCharCode("8BIM"))
+HostResult getProperty(Host& host, FourCharCode signature, FourCharCode key, int32_t,
+                       PropertyAnswer* answer) {
+  if (signature != fourCharCode("8BIM"))
     return errPlugInHostInsufficient;
-  const Document& document = host->document;
+  const Document& document = host.document;
   const struct {
     FourCharCode key;
     intptr_t number;
@@ -49,7 +44,7 @@ HostResult getProperty(FourCharCode signature, FourCharCode key, int32_t, Proper
   return errPlugInHostInsufficient;
 }
 
-const PropertySuite propertySuite{getProperty};
+const PropertySuite propertySuite{Proc<getProperty, errPlugInHostInsufficient>::call};
 
 const struct {
   const char* name;
@@ -65,34 +60,28 @@ const struct {
 
 const void* findSuite(const char* name, int32_t version) {
   for (const auto& suite : suites)
-    if (name && version == suite.version && std::strcmp(name, suite.name) == 0)
+    if (version == suite.version && std::strcmp(name, suite.name) == 0)
       return suite.procs;
   return nullptr;
 }
 
-int32_t acquireSuite(const char* name, int32_t version, const void** suite) {
-  Host* host = currentHost();
-  const void* found = suite ? findSuite(name, version) : nullptr;
-  if (suite)
-    *suite = found;
-  if (host)
-    (found ? host->suiteCounts.acquired : host->suiteCounts.refused)++;
-  return found ? noErr : errPlugInHostInsufficient;
+int32_t acquireSuite(Host& host, const char* name, int32_t version, const void** suite) {
+  *suite = findSuite(name, version);
+  (*suite ? host.suiteCounts.acquired : host.suiteCounts.refused)++;
+  return *suite ? noErr : errPlugInHostInsufficient;
 }
 
-// A module may give back its suites while it is unloaded, when no session runs.
-int32_t releaseSuite(const char* name, int32_t version) {
-  Host* host = currentHost();
+int32_t releaseSuite(Host& host, const char* name, int32_t version) {
   const bool known = findSuite(name, version);
-  if (host)
-    (known ? host->suiteCounts.released : host->suiteCounts.refused)++;
+  (known ? host.suiteCounts.released : host.suiteCounts.refused)++;
   return known ? noErr : errPlugInHostInsufficient;
 }
 
 } // namespace
 
 SPBasicSuite* basicSuite() {
-  static SPBasicSuite suite{acquireSuite, releaseSuite};
+  static SPBasicSuite suite{Proc<acquireSuite, errPlugInHostInsufficient>::call,
+                            Proc<releaseSuite, errPlugInHostInsufficient>::call};
   return &suite;
 }
 

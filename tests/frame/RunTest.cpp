@@ -21,12 +21,12 @@ TEST(Run, SettingsLast) {
   ASSERT_TRUE(session.playSilently({{keyOutputMap, true}}).ok());
   EXPECT_THAT(trace.text(), testing::HasSubstr("PluginMain_core :: 4 threads, "));
   EXPECT_EQ(settings(session).displayMap, 0);
-  EXPECT_EQ(*session.recorded(), (host::Script{{keyOutputMap, true}}));
+  EXPECT_EQ(session.recorded()->script, (host::Script{{keyOutputMap, true}}));
   ASSERT_TRUE(session.repeat().ok());
   EXPECT_EQ(settings(session).foregroundIntensity, 0.25f);
   EXPECT_EQ(settings(session).displayMap, 1);
   EXPECT_EQ(fixture::sampleAt(document, 7, 5, 2), 64); // a mask of 0.25 everywhere
-  EXPECT_EQ(session.buffers().refusedFrees, 0);
+  EXPECT_EQ(session.buffers().refusedReleases, 0);
 
   host::Document other = fixture::hazyScene(30, 20, 8);
   host::Session later(fixture::builtModule(), other, {.registry = &registry});

@@ -1,32 +1,28 @@
-// A module whose entry does what a test tells it: it calls the test's own handler, and throws on
-// demand a type that only it knows.
+// A filter module that does what a test tells it: it calls the test's own handler, and its property
+// list is the test's to fill.
 #include "tests/host/FakePlugin.h"
 
 #include <cstdio>
-#include <stdexcept>
 
 namespace {
 struct OwnError {};
 } // namespace
 
+#pragma GCC visibility push(default)
 extern "C" {
 
-[[gnu::visibility("default")]] FakeHandler fakeHandler = nullptr;
-[[gnu::visibility("default")]] void* fakeContext = nullptr;
-[[gnu::visibility("default")]] std::FILE* gLog = nullptr;
+FakeHandler fakeHandler = nullptr;
+void* fakeContext = nullptr;
+std::FILE* gLog = nullptr;
+unsigned char PIPL_16000[fakeListBytes];
 
-#ifdef FAKE_BROKEN_LIST
-[[gnu::visibility("default")]] extern const unsigned char PIPL_16000[12];
-const unsigned char PIPL_16000[12] = {1, 0, 0, 0, 0, 0, 11, 0, 0, 0, 'M', 'I'};
-#endif
-
-[[gnu::visibility("default")]] void PluginMain_core(int16_t selector, FilterRecord* record,
-                                                    intptr_t* data, int16_t* result,
-                                                    uint8_t* runEnded) {
+void PluginMain_core(int16_t selector, FilterRecord* record, intptr_t* data, int16_t* result,
+                     uint8_t* runEnded) {
   *runEnded = selector == filterSelectorFinish;
   if (gLog)
     std::fprintf(gLog, "selector %d\n", selector);
-  if (fakeHandler && fakeHandler(fakeContext, selector, record, data, result) == fakeThrowsOwnType)
+  if (fakeHandler(fakeContext, selector, record, data, result))
     throw OwnError();
 }
 }
+#pragma GCC visibility pop

@@ -23,23 +23,27 @@
 namespace fixture {
 
 // Samples as numbers of their depth: 0 to 255, 0 to 32768, or floats.
+inline double getSample(const void* samples, int32_t depth, size_t i) {
+  return depth == 8    ? static_cast<const uint8_t*>(samples)[i]
+         : depth == 16 ? static_cast<const uint16_t*>(samples)[i]
+                       : static_cast<const float*>(samples)[i];
+}
+
+inline void putSample(void* samples, int32_t depth, size_t i, double value) {
+  if (depth == 8)
+    static_cast<uint8_t*>(samples)[i] = uint8_t(value);
+  else if (depth == 16)
+    static_cast<uint16_t*>(samples)[i] = uint16_t(value);
+  else
+    static_cast<float*>(samples)[i] = float(value);
+}
+
 inline double sampleAt(const host::Document& d, int32_t x, int32_t y, int32_t channel) {
-  const size_t i = size_t(x) * size_t(d.channels()) + size_t(channel);
-  if (d.depth() == 8)
-    return reinterpret_cast<const uint8_t*>(d.row(y))[i];
-  if (d.depth() == 16)
-    return reinterpret_cast<const uint16_t*>(d.row(y))[i];
-  return reinterpret_cast<const float*>(d.row(y))[i];
+  return getSample(d.row(y), d.depth(), size_t(x) * size_t(d.channels()) + size_t(channel));
 }
 
 inline void setSample(host::Document& d, int32_t x, int32_t y, int32_t channel, double value) {
-  const size_t i = size_t(x) * size_t(d.channels()) + size_t(channel);
-  if (d.depth() == 8)
-    reinterpret_cast<uint8_t*>(d.row(y))[i] = uint8_t(value);
-  else if (d.depth() == 16)
-    reinterpret_cast<uint16_t*>(d.row(y))[i] = uint16_t(value);
-  else
-    reinterpret_cast<float*>(d.row(y))[i] = float(value);
+  putSample(d.row(y), d.depth(), size_t(x) * size_t(d.channels()) + size_t(channel), value);
 }
 
 inline double fullScale(const host::Document& d) {

@@ -87,7 +87,7 @@ struct DialogRun : testing::Test {
     EXPECT_TRUE(ran);
     // A filter run leaves the work buffer of its resampling to the host.
     EXPECT_EQ(session.buffers().live, outcome.ok() && !about ? 1 : 0);
-    EXPECT_EQ(session.buffers().refusedFrees, 0);
+    EXPECT_EQ(session.buffers().refusedReleases, 0);
     if (outcome.ok() && !about)
       used = *static_cast<const Parameters*>(session.parameters());
     return outcome;

@@ -1,2 +1,0 @@
-// A shared library that is no filter module.
-extern "C" [[gnu::visibility("default")]] int somethingElse() { return 1; }
