@@ -56,6 +56,7 @@ public:
     objects_.erase(found);
     return true;
   }
+  size_t count() const { return objects_.size(); }
 
 private:
   auto place(const Object* object) const {
