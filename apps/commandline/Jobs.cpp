@@ -16,19 +16,25 @@
 #include <list>
 
 #include <fcntl.h>
+#include <omp.h>
 #include <poll.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include "apps/commandline/Develop.h"
-#include "apps/commandline/Report.h"
+#include "apps/commandline/Dialog.h"
+#include "apps/commandline/Terminal.h"
+#include "apps/shared/Develop.h"
+#include "apps/shared/Errors.h"
 
 namespace commandline {
 namespace {
 
+using shared::Job;
 using Clock = std::chrono::steady_clock;
 
-constexpr int exitStopped = 3; // of a child that was asked to stop
+// Of a child that was asked to stop. It has said nothing, as one that was cancelled; one that
+// failed has said why. A library that ends the process by itself uses none of the three.
+constexpr int exitStopped = 130, childFailed = 131, childCancelled = 132;
 constexpr int redrawMilliseconds = 200;
 constexpr float reportStep = 0.005f; // share of a photograph between two reports
 
@@ -75,10 +81,41 @@ struct Run {
   const host::Module& module;
   bool bar = false;
   std::list<Child> children;
-  int failed = 0;
+  int failed = 0, cancelled = 0;
 };
 
 // ---- In the child
+
+shared::Corrector correctorFor(const Run& run, const Job& job) {
+  const Options& options = run.options;
+  if (!options.dialog)
+    return {[&](host::Document& document, const photo::Watch& watch) {
+      return shared::correct(run.module, document, options.look, options.threads, watch);
+    }};
+  return {[&](host::Document& document, const photo::Watch& watch) {
+            startWindows(job.input, childFailed);
+            return shared::correctInDialog(run.module, document, options.threads, watch);
+          },
+          true};
+}
+
+void developAndTell(const Run& run, const Job& job, const photo::Watch& watch) {
+  const Options& options = run.options;
+  auto tell = [&job](const std::string& text) { say(job.input, text); };
+  shared::Listener listener;
+  if (!options.quiet)
+    listener.note = tell;
+  if (options.verbose) {
+    listener.detail = tell;
+    tell("module " + run.module.file().filename().string());
+  }
+  const shared::CorrectionReport report =
+      develop(job, options, correctorFor(run, job), listener, watch);
+  if (options.dialog && !options.saveSettings.empty())
+    saveLook(options.saveSettings, shared::lookOf(report.used), options.force);
+  if (options.verbose || (!options.quiet && barIsPossible()))
+    tell("written to " + job.output);
+}
 
 int developInChild(const Run& run, const Job& job, int reports) {
   photo::Watch watch;
@@ -91,17 +128,19 @@ int developInChild(const Run& run, const Job& job, int reports) {
       const ssize_t ignored = ::write(reports, &last, sizeof last);
       (void)ignored;
     };
+  omp_set_num_threads(run.options.threads);
   try {
-    develop(job, run.options, run.module, watch);
-    return 0;
+    developAndTell(run, job, watch);
+    return exitDone;
   } catch (const photo::Stopped&) {
     return exitStopped;
-  } catch (const std::bad_alloc&) {
-    say(job.input, "not enough memory");
+  } catch (const shared::Cancelled&) {
+    say(job.input, "cancelled");
+    return childCancelled;
   } catch (const std::exception& error) {
-    say(job.input, error.what());
+    say(job.input, shared::reasonOf(error));
   }
-  return 1;
+  return childFailed;
 }
 
 [[noreturn]] void beChild(const Run& run, const Job& job, int reports) {
@@ -136,9 +175,24 @@ void start(Run& run, const Job& job, int number) {
     ::close(ends[0]);
 }
 
-void tellCrash(const Job& job, int signal) {
-  say(job.input, signal == SIGKILL ? std::string("killed; the system may have run out of memory")
-                                   : std::string("the filter crashed: ") + ::strsignal(signal));
+std::string crash(int signal) {
+  return signal == SIGKILL ? std::string("killed; the system may have run out of memory")
+                           : std::string("the filter crashed: ") + ::strsignal(signal);
+}
+
+// Counts the job, and says how it ended where the child has not.
+void tellEnd(Run& run, const Job& job, int status) {
+  const int code = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+  run.cancelled += code == childCancelled;
+  run.failed += code != exitDone && code != childCancelled;
+  if (code == exitDone || code == childFailed || code == childCancelled)
+    return;
+  if (code != exitStopped && job.output != "-")
+    ::unlink(job.temporary.c_str());
+  if (!stopSignal)
+    say(job.input, WIFSIGNALED(status)   ? crash(WTERMSIG(status))
+                   : code == exitStopped ? "stopped"
+                                         : "a library ended the work without giving a reason");
 }
 
 void reap(Run& run) {
@@ -148,13 +202,7 @@ void reap(Run& run) {
       ++child;
       continue;
     }
-    if (WIFSIGNALED(status) && !stopSignal)
-      tellCrash(*child->job, WTERMSIG(status));
-    if (WIFSIGNALED(status) && child->job->output != "-")
-      ::unlink(child->job->temporary.c_str());
-    if (WIFEXITED(status) && WEXITSTATUS(status) == exitStopped && !stopSignal)
-      say(child->job->input, "stopped");
-    run.failed += !(WIFEXITED(status) && WEXITSTATUS(status) == 0);
+    tellEnd(run, *child->job, status);
     if (child->reports >= 0)
       ::close(child->reports);
     child = run.children.erase(child);
@@ -198,6 +246,15 @@ void forwardStop(Run& run, int& forwarded) {
   std::_Exit(128 + signal);
 }
 
+int summary(const Run& run) {
+  const std::string of = " of " + std::to_string(run.jobs.size()) + " photographs ";
+  if (run.failed && run.jobs.size() > 1)
+    say("", std::to_string(run.failed) + of + "failed");
+  if (run.cancelled && run.jobs.size() > 1)
+    say("", std::to_string(run.cancelled) + of + "cancelled");
+  return run.failed ? exitFailed : run.cancelled ? exitCancelled : exitDone;
+}
+
 bool refused(const Job& job) {
   if (!job.refusal.empty())
     say(job.input, job.refusal);
@@ -239,10 +296,7 @@ int runJobs(const std::vector<Job>& jobs, const Options& options, const host::Mo
     std::fflush(nullptr);
     endBySignal(stopSignal);
   }
-  if (run.failed && jobs.size() > 1)
-    say("",
-        std::to_string(run.failed) + " of " + std::to_string(jobs.size()) + " photographs failed");
-  return run.failed ? 1 : 0;
+  return summary(run);
 }
 
 } // namespace commandline

@@ -4,14 +4,17 @@
 #include <vector>
 
 #include "apps/commandline/Options.h"
-#include "apps/commandline/Plan.h"
 #include "host/module/FilterModule.h"
 
 namespace commandline {
 
+// Exit statuses of the program.
+constexpr int exitDone = 0, exitFailed = 1, exitUsage = 2, exitCancelled = 3;
+
 // Does the jobs that are not refused, tells each failure in a line and counts them in a last one.
 // Gives the exit status. A request to stop (Ctrl-C) ends all jobs; the process then ends by the
 // signal that asked.
-int runJobs(const std::vector<Job>& jobs, const Options& options, const host::Module& module);
+int runJobs(const std::vector<shared::Job>& jobs, const Options& options,
+            const host::Module& module);
 
 } // namespace commandline

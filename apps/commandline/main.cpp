@@ -9,13 +9,16 @@
 
 #include <QtGlobal>
 
-#include "apps/commandline/FilterRun.h"
+#include "apps/commandline/Dialog.h"
 #include "apps/commandline/Jobs.h"
-#include "apps/commandline/Report.h"
+#include "apps/commandline/Terminal.h"
 #include "apps/photo/Codecs.h"
+#include "apps/shared/Correction.h"
+#include "apps/shared/Errors.h"
 
 namespace fs = std::filesystem;
 using namespace commandline;
+using shared::Job, shared::UsageError;
 
 namespace {
 
@@ -66,17 +69,16 @@ void saveSettings(const Options& options) {
     throw UsageError("--save-settings: " + options.saveSettings +
                      " exists already; --force replaces it");
   if (!options.dialog && !options.dryRun)
-    saveLook(options.saveSettings, options.look, options.force);
+    shared::saveLook(options.saveSettings, options.look, options.force);
 }
 
-int run(Options& options) {
+int run(const Options& options) {
   const std::vector<Job> jobs = planJobs(options);
   saveSettings(options);
   if (options.dryRun)
     return dryRun(jobs);
   if (jobs.empty() && !options.about)
     return 0;
-  shareCores(options);
   const fs::path folder = pluginFolder(options);
   photo::setFormatsFolder(folder);
   const host::Module module = host::Module::openBest(folder);
@@ -86,10 +88,12 @@ int run(Options& options) {
     module.setTrace(trace.get());
   }
   int status = 0;
-  if (options.about)
-    runAbout(module);
-  else
+  if (options.about) {
+    startWindows("", exitFailed);
+    shared::showAbout(module);
+  } else {
     status = runJobs(jobs, options, module);
+  }
   module.setTrace(nullptr);
   return status;
 }
@@ -102,13 +106,13 @@ void muteQt(QtMsgType, const QMessageLogContext&, const QString&) {}
 int main(int argc, char** argv) {
   qInstallMessageHandler(muteQt);
   try {
-    auto options = readCommandLine(argc, argv);
-    return options ? run(*options) : 0;
+    const auto options = readCommandLine(argc, argv);
+    return options ? run(*options) : exitDone;
   } catch (const UsageError& error) {
     say("", error.what());
-    return 2;
+    return exitUsage;
   } catch (const std::exception& error) {
-    say("", error.what());
-    return 1;
+    say("", shared::reasonOf(error));
   }
+  return exitFailed;
 }

@@ -1,5 +1,6 @@
 #include "apps/photo/Codecs.h"
 
+#include <algorithm>
 #include <stdexcept>
 #include <string_view>
 
@@ -8,6 +9,7 @@
 #include "apps/photo/Formats.h"
 #include "apps/photo/JpegCodec.h"
 #include "apps/photo/WebpCodec.h"
+#include "frame/contract/Limits.h"
 
 namespace photo {
 namespace {
@@ -46,6 +48,17 @@ const Codec& codecOf(const Format* format) {
 } // namespace
 
 void setFormatsFolder(const std::filesystem::path& folder) { formatsFolder = folder; }
+
+host::Document makeDocument(int64_t width, int64_t height, int channels, int bits, int minimumBits,
+                            bool alpha) {
+  if (std::max(width, height) > longestSide)
+    throw std::runtime_error("larger than " + std::to_string(longestSide) + " pixels a side");
+  if (width * height > mostPixels)
+    throw std::runtime_error("too large: the filter takes at most " + std::to_string(mostPixels) +
+                             " pixels");
+  return host::Document(int32_t(width), int32_t(height), channels,
+                        std::max(bits, minimumBits) == 8 ? 8 : 32, host::ColourMode::rgb, alpha);
+}
 
 Picture readPicture(const Source& source, int minimumBits, int threads, const Watch& watch) {
   if (source.bytes.empty())

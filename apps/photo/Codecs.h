@@ -12,13 +12,17 @@
 namespace photo {
 
 constexpr char notRgb[] = "not an RGB picture, and the filter works on RGB images";
-constexpr int32_t longestSide = 2000000; // pixels; what the editor's rectangles are good for
-constexpr char tooLarge[] = "larger than 2000000 pixels a side";
+constexpr int32_t longestSide = 2000000; // pixels; an editor's documents have no longer ones
+
+// Document for a picture whose file has these bits, or `minimumBits` if that is more. Throws
+// std::runtime_error for a picture beyond what the filter takes; std::bad_alloc.
+host::Document makeDocument(int64_t width, int64_t height, int channels, int bits, int minimumBits,
+                            bool alpha);
 
 // Folder of the module with the image library; set once, before the first picture.
 void setFormatsFolder(const std::filesystem::path& folder);
 
-// Decodes to a document of the file's depth, or of `minimumBits` if that is more. Throws
+// Decodes to a document for the file's bits, or for `minimumBits` if that is more. Throws
 // std::runtime_error with the reason, std::bad_alloc, Stopped.
 Picture readPicture(const Source& source, int minimumBits, int threads, const Watch& watch);
 

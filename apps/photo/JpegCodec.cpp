@@ -140,9 +140,7 @@ Picture readJpeg(const Source& source, int minimumBits, int, const Watch& watch)
   Decoder decoder;
   jpeg_decompress_struct& codec = decoder.codec;
   readHeader(decoder, source);
-  const int depth = std::max(8, minimumBits);
-  Picture picture{
-      host::Document(int32_t(codec.image_width), int32_t(codec.image_height), 3, depth)};
+  Picture picture{makeDocument(codec.image_width, codec.image_height, 3, 8, minimumBits, false)};
   picture.blocks.icc = profileOf(decoder);
   picture.resolution = resolutionOf(codec);
   guarded(decoder.errors, [&] {
@@ -162,7 +160,7 @@ Picture readJpeg(const Source& source, int minimumBits, int, const Watch& watch)
     }
     guarded(decoder.errors, [&] { jpeg_start_output(&codec, codec.input_scan_number); });
   }
-  Bytes line(depth == 8 ? 0 : size_t(codec.output_width) * 3);
+  Bytes line(picture.document.depth() == 8 ? 0 : size_t(codec.output_width) * 3);
   while (codec.output_scanline < codec.output_height) {
     if (watch.stopped())
       throw Stopped();

@@ -18,7 +18,6 @@ struct Metadata::State {
   Bytes icc;
   std::string comment;
   Exiv2::ByteOrder order = Exiv2::littleEndian;
-  bool found = false; // Exiv2 knows the format
 };
 
 Metadata::Metadata() : state_(std::make_unique<State>()) {}
@@ -61,7 +60,6 @@ constexpr std::string_view storageTags[] = {"NewSubfileType",
                                             "JPEGInterchangeFormatLength",
                                             "YCbCrCoefficients",
                                             "YCbCrSubSampling",
-
                                             "ReferenceBlackWhite",
                                             "TransferFunction",
                                             "XMLPacket",
@@ -96,63 +94,102 @@ template <class Data, class Unwanted> void eraseWhere(Data& data, Unwanted unwan
 
 void muteLibrary() { Exiv2::LogMsg::setLevel(Exiv2::LogMsg::mute); }
 
+constexpr char orientationKey[] = "Exif.Image.Orientation";
+
+// What differs between Exiv2 0.27 and 0.28.
+#if EXIV2_TEST_VERSION(0, 28, 0)
+using Image = Exiv2::Image::UniquePtr;
+
+Bytes bytesOf(const Exiv2::DataBuf& buffer) { return Bytes(buffer.begin(), buffer.end()); }
+
+Bytes profileOf(Exiv2::Image& image) { return bytesOf(image.iccProfile()); }
+
+void setProfile(Exiv2::Image& image, const Bytes& icc) {
+  image.setIccProfile(Exiv2::DataBuf(icc.data(), icc.size()), false);
+}
+#else
+using Image = Exiv2::Image::AutoPtr;
+
+Bytes bytesOf(const Exiv2::DataBuf& buffer) {
+  return Bytes(buffer.pData_, buffer.pData_ + buffer.size_);
+}
+
+Bytes profileOf(Exiv2::Image& image) { return bytesOf(*image.iccProfile()); }
+
+void setProfile(Exiv2::Image& image, const Bytes& icc) {
+  Exiv2::DataBuf profile(icc.data(), long(icc.size()));
+  image.setIccProfile(profile, false);
+}
+#endif
+
+void readFile(Metadata::State& state, const Bytes& file) {
+  const Image image = Exiv2::ImageFactory::open(file.data(), file.size());
+  image->readMetadata();
+  state.exif = image->exifData();
+  state.iptc = image->iptcData();
+  state.xmp = image->xmpData();
+  state.comment = image->comment();
+  if (image->byteOrder() != Exiv2::invalidByteOrder)
+    state.order = image->byteOrder();
+  if (image->iccProfileDefined())
+    state.icc = profileOf(*image);
+}
+
+// The blocks are the decoder's own making; what does not parse is left out.
 void fillFromBlocks(Metadata::State& state, const MetadataBlocks& blocks) {
-  if (!blocks.exif.empty())
-    state.order =
-        Exiv2::ExifParser::decode(state.exif, blocks.exif.data(), uint32_t(blocks.exif.size()));
-  if (!blocks.iptc.empty())
-    Exiv2::IptcParser::decode(state.iptc, blocks.iptc.data(), uint32_t(blocks.iptc.size()));
-  if (!blocks.xmp.empty())
-    Exiv2::XmpParser::decode(state.xmp, blocks.xmp);
+  try {
+    if (!blocks.exif.empty())
+      state.order =
+          Exiv2::ExifParser::decode(state.exif, blocks.exif.data(), uint32_t(blocks.exif.size()));
+    if (!blocks.iptc.empty())
+      Exiv2::IptcParser::decode(state.iptc, blocks.iptc.data(), uint32_t(blocks.iptc.size()));
+    if (!blocks.xmp.empty())
+      Exiv2::XmpParser::decode(state.xmp, blocks.xmp);
+  } catch (const std::exception&) {
+  }
+}
+
+double numberOf(const Exiv2::ExifData& exif, const char* key) {
+  const auto datum = exif.findKey(Exiv2::ExifKey(key));
+  return datum == exif.end() || datum->count() == 0 ? 0.0 : double(datum->toFloat());
 }
 
 // In a TIFF file these tags are the encoder's, not Exiv2's; elsewhere both write the same.
 Resolution resolutionOf(const Exiv2::ExifData& exif) {
-  auto number = [&exif](const char* key) {
-    const auto datum = exif.findKey(Exiv2::ExifKey(key));
-    return datum == exif.end() || datum->count() == 0 ? 0.0 : double(datum->toFloat());
-  };
   constexpr double centimetres = 3; // of Exif.Image.ResolutionUnit
-  return {number("Exif.Image.XResolution"), number("Exif.Image.YResolution"),
-          number("Exif.Image.ResolutionUnit") == centimetres};
+  return {numberOf(exif, "Exif.Image.XResolution"), numberOf(exif, "Exif.Image.YResolution"),
+          numberOf(exif, "Exif.Image.ResolutionUnit") == centimetres};
 }
 
 } // namespace
 
-Metadata readMetadata(const Bytes& file) {
+Metadata readMetadata(const Bytes& file, const Picture& picture) {
   Metadata metadata;
   Metadata::State& state = metadata.state();
   muteLibrary();
   try {
-    const Exiv2::Image::AutoPtr image = Exiv2::ImageFactory::open(file.data(), long(file.size()));
-    image->readMetadata();
-    state.exif = image->exifData();
-    state.iptc = image->iptcData();
-    state.xmp = image->xmpData();
-    state.comment = image->comment();
-    if (image->byteOrder() != Exiv2::invalidByteOrder)
-      state.order = image->byteOrder();
-    if (image->iccProfileDefined()) {
-      const Exiv2::DataBuf& icc = *image->iccProfile();
-      state.icc.assign(icc.pData_, icc.pData_ + icc.size_);
-    }
-    state.found = true;
-  } catch (const Exiv2::AnyError&) {
-    // Not a format of Exiv2's, or a broken file, of which the decoder tells more.
+    readFile(state, file);
+  } catch (const std::exception&) {
+    // Not a format of Exiv2's, or a broken file, of which the decoder says more.
+    fillFromBlocks(state, picture.blocks);
+  }
+  if (state.icc.empty())
+    state.icc = picture.blocks.icc;
+  if (picture.upright) {
+    state.exif[orientationKey] = uint16_t(1);
+    eraseWhere(state.xmp,
+               [](const Exiv2::Xmpdatum& datum) { return datum.key() == "Xmp.tiff.Orientation"; });
   }
   return metadata;
 }
 
+int orientationOf(const Metadata& metadata) {
+  const double orientation = numberOf(metadata.state().exif, orientationKey);
+  return orientation >= 1 && orientation <= 8 ? int(orientation) : 1;
+}
+
 void adaptToResult(Metadata& metadata, Picture& picture, const std::string& program) {
   Metadata::State& state = metadata.state();
-  try {
-    if (!state.found)
-      fillFromBlocks(state, picture.blocks);
-  } catch (const Exiv2::AnyError&) {
-    // The blocks are the decoder's own making; what did not parse is left out.
-  }
-  if (state.icc.empty())
-    state.icc = picture.blocks.icc;
   eraseWhere(state.exif, aboutStorage);
   eraseWhere(state.xmp, [](const Exiv2::Xmpdatum& datum) {
     return datum.key().starts_with("Xmp.xmp.Thumbnails");
@@ -160,11 +197,6 @@ void adaptToResult(Metadata& metadata, Picture& picture, const std::string& prog
   state.exif["Exif.Image.Software"] = program;
   if (const Resolution told = resolutionOf(state.exif); told.x > 0 && told.y > 0)
     picture.resolution = told;
-  if (picture.upright) {
-    state.exif["Exif.Image.Orientation"] = uint16_t(1);
-    eraseWhere(state.xmp,
-               [](const Exiv2::Xmpdatum& datum) { return datum.key() == "Xmp.tiff.Orientation"; });
-  }
 }
 
 MetadataBlocks blocksOf(const Metadata& metadata) {
@@ -173,13 +205,13 @@ MetadataBlocks blocksOf(const Metadata& metadata) {
   blocks.icc = state.icc;
   try {
     Exiv2::Blob exif;
-    Exiv2::ExifParser::encode(exif, state.order, state.exif);
+    Exiv2::ExifData data = state.exif; // which Exiv2 0.28 rearranges
+    Exiv2::ExifParser::encode(exif, state.order, data);
     blocks.exif.assign(exif.begin(), exif.end());
-    const Exiv2::DataBuf iptc = Exiv2::IptcParser::encode(state.iptc);
-    blocks.iptc.assign(iptc.pData_, iptc.pData_ + iptc.size_);
+    blocks.iptc = bytesOf(Exiv2::IptcParser::encode(state.iptc));
     if (!state.xmp.empty())
       Exiv2::XmpParser::encode(blocks.xmp, state.xmp);
-  } catch (const Exiv2::AnyError&) {
+  } catch (const std::exception&) {
     // A damaged block is left out; the others stand.
   }
   return blocks;
@@ -190,7 +222,7 @@ Bytes withMetadata(Bytes file, const Metadata& metadata, const Format& format) {
   if (format.metadata != Carrier::exiv2)
     return file;
   try {
-    const Exiv2::Image::AutoPtr image = Exiv2::ImageFactory::open(file.data(), long(file.size()));
+    const Image image = Exiv2::ImageFactory::open(file.data(), file.size());
     image->readMetadata();
     // What the encoder wrote about the picture's storage stays: Exiv2 keeps such tags by itself.
     for (const Exiv2::Exifdatum& datum : state.exif)
@@ -200,8 +232,7 @@ Bytes withMetadata(Bytes file, const Metadata& metadata, const Format& format) {
     if (!state.comment.empty() && (image->checkMode(Exiv2::mdComment) & Exiv2::amWrite))
       image->setComment(state.comment);
     if (!state.icc.empty() && !image->iccProfileDefined()) {
-      Exiv2::DataBuf icc(state.icc.data(), long(state.icc.size()));
-      image->setIccProfile(icc, false);
+      setProfile(*image, state.icc);
     }
     if (std::strcmp(format.name, "TIFF") != 0)
       image->setByteOrder(state.order);
@@ -214,7 +245,7 @@ Bytes withMetadata(Bytes file, const Metadata& metadata, const Format& format) {
     io.munmap();
     io.close();
     return written;
-  } catch (const Exiv2::AnyError& error) {
+  } catch (const std::exception& error) {
     throw std::runtime_error(std::string("metadata cannot be written: ") + error.what());
   }
 }

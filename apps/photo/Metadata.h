@@ -25,12 +25,14 @@ private:
   std::unique_ptr<State> state_;
 };
 
-// Reads the metadata of a file; of a format that Exiv2 does not read, nothing.
-Metadata readMetadata(const Bytes& file);
+// Reads the metadata of a file; of a format that Exiv2 does not read, from the decoder's blocks.
+// The orientation is 1 when the decoder has turned the picture upright.
+Metadata readMetadata(const Bytes& file, const Picture& picture);
 
-// Makes it that of a result: fills what Exiv2 did not find from the decoder's blocks, names the
-// program as the software, drops thumbnails (they show the hazy picture) and what describes the old
-// file's storage; the orientation too when the decoder has turned the picture upright.
+int orientationOf(const Metadata& metadata); // of Exif, 1 to 8; 1 if there is none
+
+// Makes it that of a result: names the program as the software, drops thumbnails (they show the
+// hazy picture) and what describes the old file's storage.
 // The picture's resolution becomes that of the Exif if there is one.
 void adaptToResult(Metadata& metadata, Picture& picture, const std::string& program);
 

@@ -168,15 +168,11 @@ Picture read(const Source& source, int minimumBits, int threads, const Watch& wa
   ImageInput& reader = *input.reader;
   const ImageSpec spec = reader.spec();
   refuseOtherModels(reader, spec, source);
-  if (std::max(spec.width, spec.height) > longestSide)
-    fail(tooLarge);
-
   const int bytes = int(spec.format.basesize());
   const int fileBits = spec.format == TypeDesc::HALF ? 32 : bytes >= 4 ? 32 : bytes * 8;
-  const int depth = std::max(fileBits, minimumBits);
   const bool alpha = spec.alpha_channel == 3;
   Picture picture{
-      host::Document(spec.width, spec.height, spec.nchannels, depth, host::ColourMode::rgb, alpha)};
+      makeDocument(spec.width, spec.height, spec.nchannels, fileBits, minimumBits, alpha)};
   picture.fileBits = fileBits;
   picture.half = spec.format == TypeDesc::HALF;
   picture.premultiplied =
@@ -194,17 +190,13 @@ Picture read(const Source& source, int minimumBits, int threads, const Watch& wa
     watch.progress(share);
     return watch.stopped();
   };
-  const bool done =
-      reader.read_image(0, 0, 0, spec.nchannels, typeOf(depth), picture.document.row(0), AutoStride,
-                        AutoStride, AutoStride, tell, const_cast<Watch*>(&watch));
+  const bool done = reader.read_image(0, 0, 0, spec.nchannels, typeOf(picture.document.depth()),
+                                      picture.document.row(0), AutoStride, AutoStride, AutoStride,
+                                      tell, const_cast<Watch*>(&watch));
   if (watch.stopped())
     throw Stopped();
   if (!done || reader.has_error())
     fail("truncated or damaged", reader.geterror());
-  if (depth == 16)
-    for (int32_t y = 0; y < spec.height; ++y)
-      toDocument16(reinterpret_cast<uint16_t*>(picture.document.row(y)),
-                   size_t(spec.width) * size_t(spec.nchannels));
   if (!isFormat(reader, "psd") && reader.seek_subimage(1, 0)) // there they are layers
     picture.notes.push_back("holds several pictures; the first one is used");
   return picture;
@@ -272,7 +264,7 @@ void writeRows(ImageOutput& writer, const Picture& picture, const Encoding& enco
                const Watch& watch) {
   const host::Document& document = picture.document;
   const size_t rowSamples = size_t(document.width()) * size_t(document.channels());
-  const bool asIs = document.depth() == encoding.bits && document.depth() != 16;
+  const bool asIs = document.depth() == encoding.bits;
   Bytes rows(asIs ? 0 : rowSamples * size_t(encoding.bits) / 8 * chunk);
   for (int32_t y = 0; y < document.height(); y += chunk) {
     if (watch.stopped())

@@ -6,6 +6,7 @@
 #include <webp/encode.h>
 #include <webp/mux.h>
 
+#include "apps/photo/Codecs.h"
 #include "apps/photo/Samples.h"
 
 namespace photo {
@@ -78,8 +79,8 @@ Picture readWebp(const Source& source, int minimumBits, int threads, const Watch
   if (config.input.has_animation)
     throw std::runtime_error("an animation, not a photograph");
   const bool alpha = config.input.has_alpha;
-  Picture picture{host::Document(config.input.width, config.input.height, alpha ? 4 : 3,
-                                 std::max(8, minimumBits), host::ColourMode::rgb, alpha)};
+  Picture picture{
+      makeDocument(config.input.width, config.input.height, alpha ? 4 : 3, 8, minimumBits, alpha)};
   host::Document& document = picture.document;
   Pixels pixels(document);
   config.options.use_threads = threads > 1;

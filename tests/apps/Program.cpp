@@ -1,9 +1,6 @@
 #include "tests/apps/Program.h"
 
-#include <algorithm>
 #include <cstdlib>
-#include <fstream>
-#include <iterator>
 #include <thread>
 
 #include <fcntl.h>
@@ -12,11 +9,6 @@
 
 namespace {
 
-std::string contents(const fs::path& file) {
-  std::ifstream stream(file, std::ios::binary);
-  return {std::istreambuf_iterator<char>(stream), {}};
-}
-
 void redirect(int descriptor, const fs::path& file, int flags) {
   const int opened = ::open(file.c_str(), flags, 0600);
   if (opened < 0 || ::dup2(opened, descriptor) < 0)
@@ -24,18 +16,6 @@ void redirect(int descriptor, const fs::path& file, int flags) {
 }
 
 } // namespace
-
-ProgramTest::ProgramTest() {
-  std::string name = (fs::temp_directory_path() / "fogdissolver-test-XXXXXX").string();
-  if (!::mkdtemp(name.data()))
-    throw std::runtime_error("no folder for the test");
-  folder = name;
-}
-
-ProgramTest::~ProgramTest() {
-  std::error_code ignored;
-  fs::remove_all(folder, ignored);
-}
 
 Finished ProgramTest::run(const std::vector<std::string>& arguments, const Launch& launch) const {
   const fs::path out = folder.string() + ".out", err = folder.string() + ".err";
@@ -62,30 +42,12 @@ Finished ProgramTest::run(const std::vector<std::string>& arguments, const Launc
   }
   int status = 0;
   ::waitpid(pid, &status, 0);
-  Finished finished;
-  finished.status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-  finished.signal = WIFSIGNALED(status) ? WTERMSIG(status) : 0;
-  finished.out = contents(out);
-  finished.err = contents(err);
-  std::error_code ignored;
-  fs::remove(out, ignored);
-  fs::remove(err, ignored);
+  const Finished finished{WIFEXITED(status) ? WEXITSTATUS(status) : -1,
+                          WIFSIGNALED(status) ? WTERMSIG(status) : 0, contents(out), contents(err)};
+  fs::remove(out);
+  fs::remove(err);
   return finished;
 }
-
-std::vector<std::string> ProgramTest::files() const {
-  std::vector<std::string> names;
-  for (const auto& entry : fs::recursive_directory_iterator(folder))
-    names.push_back(fs::relative(entry.path(), folder).string());
-  std::sort(names.begin(), names.end());
-  return names;
-}
-
-void ProgramTest::write(const std::string& name, const std::string& bytes) const {
-  std::ofstream(folder / name, std::ios::binary) << bytes;
-}
-
-std::string ProgramTest::read(const std::string& name) const { return contents(folder / name); }
 
 testing::AssertionResult isOneLine(const std::string& err, const std::string& about,
                                    const std::string& text) {

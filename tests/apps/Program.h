@@ -2,15 +2,12 @@
 #pragma once
 
 #include <chrono>
-#include <filesystem>
 #include <functional>
 #include <map>
 #include <string>
 #include <vector>
 
-#include <gtest/gtest.h>
-
-namespace fs = std::filesystem;
+#include "tests/apps/Folder.h"
 
 struct Finished {
   int status = -1; // exit status, or -1 when a signal ended it
@@ -19,27 +16,17 @@ struct Finished {
 };
 
 struct Launch {
-  std::string input;  // file for standard input, "" for none
-  std::string output; // file for standard output, "" to collect it
-  std::map<std::string, std::string> environment;
-  std::function<void()> inChild = [] {};       // limits, masks; before the program starts
-  std::chrono::milliseconds interruptAfter{0}; // then SIGINT; 0: never
+  std::string input;                              // file for standard input, "" for none
+  std::string output;                             // file for standard output, "" to collect it
+  std::map<std::string, std::string> environment; // "" takes a variable away
+  std::function<void()> inChild = [] {};          // limits, masks; before the program starts
+  std::chrono::milliseconds interruptAfter{0};    // then SIGINT; 0: never
 };
 
-class ProgramTest : public testing::Test {
+class ProgramTest : public FolderTest {
 protected:
-  ProgramTest();
-  ~ProgramTest() override;
-
   // Runs `fogdissolver arguments...` inside the folder.
   Finished run(const std::vector<std::string>& arguments, const Launch& launch = {}) const;
-
-  fs::path operator()(const std::string& name) const { return folder / name; }
-  std::vector<std::string> files() const; // names in the folder, sorted, hidden ones too
-  void write(const std::string& name, const std::string& bytes) const;
-  std::string read(const std::string& name) const;
-
-  fs::path folder;
 };
 
 // The standard error is one line: "fogdissolver: ABOUT: ..." with the text in it.

@@ -1,4 +1,4 @@
-// Lines for a person, all on standard error, and the progress bar under them.
+// The terminal: lines for a person, all on standard error, and the progress bar under them.
 #pragma once
 
 #include <chrono>

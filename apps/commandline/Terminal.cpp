@@ -1,4 +1,4 @@
-#include "apps/commandline/Report.h"
+#include "apps/commandline/Terminal.h"
 
 #include <algorithm>
 #include <cmath>

@@ -1,7 +1,7 @@
 // Names of results. Files are told apart by device and inode, so that links deceive nobody; names
 // that do not exist yet by their folder's real path.
 
-#include "apps/commandline/Plan.h"
+#include "apps/shared/Plan.h"
 
 #include <algorithm>
 #include <filesystem>
@@ -14,10 +14,11 @@
 #include <unistd.h>
 
 #include "apps/photo/Files.h"
+#include "apps/shared/Errors.h"
 
 namespace fs = std::filesystem;
 
-namespace commandline {
+namespace shared {
 namespace {
 
 constexpr char standardStream[] = "-";
@@ -50,10 +51,10 @@ void checkPattern(const std::string& output) {
     throw UsageError("--output: only {name} and {ext} may stand in braces");
 }
 
-void checkOutput(const Options& options) {
-  const bool many = options.inputs.size() > 1;
-  const std::string& output = options.output;
-  const auto streams = std::count(options.inputs.begin(), options.inputs.end(), standardStream);
+void checkOutput(const Request& request) {
+  const bool many = request.inputs.size() > 1;
+  const std::string& output = request.output;
+  const auto streams = std::count(request.inputs.begin(), request.inputs.end(), standardStream);
   if (streams > 1)
     throw UsageError("standard input can be read once only");
   if (streams && output.empty())
@@ -61,7 +62,7 @@ void checkOutput(const Options& options) {
   if (output == standardStream) {
     if (many)
       throw UsageError("--output: standard output takes one photograph");
-    if (options.format.empty())
+    if (request.format.empty())
       throw UsageError("--output: standard output needs --format");
     if (::isatty(STDOUT_FILENO))
       throw UsageError("--output: standard output is a terminal");
@@ -74,9 +75,9 @@ void checkOutput(const Options& options) {
 
 // Extension for a name that the program makes: the asked one, the input's, or for an input whose
 // name does not tell it the one of its bytes. What cannot be written (raw files) becomes TIFF.
-std::string extensionFor(const Options& options, const std::string& input) {
-  if (!options.format.empty())
-    return options.format;
+std::string extensionFor(const Request& request, const std::string& input) {
+  if (!request.format.empty())
+    return request.format;
   if (input == standardStream)
     throw UsageError("standard input does not tell a format: --format must");
   const std::string extension = withoutDot(input);
@@ -87,8 +88,8 @@ std::string extensionFor(const Options& options, const std::string& input) {
   return std::string(extension.empty() && format ? photo::usualExtension(*format) : "tif");
 }
 
-std::string outputFor(const Options& options, const std::string& input) {
-  const std::string& output = options.output;
+std::string outputFor(const Request& request, const std::string& input) {
+  const std::string& output = request.output;
   const bool pattern = output != standardStream && isPattern(output);
   if (!output.empty() && !pattern && !isFolder(output))
     return output;
@@ -97,32 +98,24 @@ std::string outputFor(const Options& options, const std::string& input) {
     const std::string named = replaced(output, nameMark, name);
     return named.find(extensionMark) == std::string::npos
                ? named
-               : replaced(named, extensionMark, extensionFor(options, input));
+               : replaced(named, extensionMark, extensionFor(request, input));
   }
   const fs::path folder = output.empty() ? fs::path(input).parent_path() : fs::path(output);
-  return (folder / (name + "-clear." + extensionFor(options, input))).string();
+  return (folder / (name + "-clear." + extensionFor(request, input))).string();
 }
 
-void settleFormat(const Options& options, Job& job) {
+void settleFormat(const Request& request, Job& job) {
   const std::string extension = withoutDot(job.output);
   if (job.output == standardStream) {
-    job.format = photo::formatOfExtension(options.format);
+    job.format = photo::formatOfExtension(request.format);
     return;
   }
   job.format = photo::formatOfExtension(extension);
   if (!job.format)
     job.refusal =
         "'" + extension + "' is no format that can be written; there are " + photo::formatNames();
-  else if (!options.format.empty() && photo::formatOfExtension(options.format) != job.format)
-    throw UsageError("--format: " + options.format + " contradicts the output " + job.output);
-}
-
-// Identity of an existing file, through links; nothing if there is none.
-std::optional<std::pair<dev_t, ino_t>> identity(const std::string& path) {
-  struct stat status;
-  if (path == standardStream || ::stat(path.c_str(), &status) != 0)
-    return std::nullopt;
-  return std::pair(status.st_dev, status.st_ino);
+  else if (!request.format.empty() && photo::formatOfExtension(request.format) != job.format)
+    throw UsageError("--format: " + request.format + " contradicts the output " + job.output);
 }
 
 void refuseCollisions(const std::vector<Job>& jobs) {
@@ -146,7 +139,7 @@ void refuseCollisions(const std::vector<Job>& jobs) {
   }
 }
 
-void refuseExisting(const Options& options, Job& job) {
+void refuseExisting(const Request& request, Job& job) {
   struct stat status;
   if (job.output == standardStream || !job.refusal.empty() ||
       ::lstat(job.output.c_str(), &status) != 0)
@@ -156,18 +149,18 @@ void refuseExisting(const Options& options, Job& job) {
     job.refusal = "the output " + job.output + " is a folder";
   else if (!regular)
     job.refusal = "the output " + job.output + " is not an ordinary file";
-  else if (!options.force)
+  else if (!request.force)
     job.refusal = "the output " + job.output + " exists already; --force replaces it";
 }
 
-void makeFolder(const Options& options, std::vector<Job>& jobs) {
+void makeFolder(const Request& request, std::vector<Job>& jobs) {
   std::error_code error;
-  if (options.dryRun || isPattern(options.output) || !options.output.ends_with('/'))
+  if (request.dryRun || isPattern(request.output) || !request.output.ends_with('/'))
     return;
-  fs::create_directories(options.output, error);
+  fs::create_directories(request.output, error);
   if (error)
     for (Job& job : jobs)
-      job.refusal = "the folder " + options.output + " cannot be made: " + error.message();
+      job.refusal = "the folder " + request.output + " cannot be made: " + error.message();
 }
 
 // A name that no other program and no other run has chosen.
@@ -178,32 +171,31 @@ std::string temporaryName(const std::string& output, size_t index) {
   return (fs::path(output).parent_path() / name).string();
 }
 
-// A trace is begun anew with each run, which must not cost anybody a photograph.
-void refuseTraceIntoInput(const Options& options) {
-  for (const std::string& input : options.inputs)
-    if (const auto file = identity(options.trace); file && file == identity(input))
-      throw UsageError("--trace: " + options.trace + " is an input");
-}
-
 } // namespace
 
-std::vector<Job> planJobs(const Options& options) {
-  checkOutput(options);
-  refuseTraceIntoInput(options);
+std::vector<Job> planJobs(const Request& request) {
+  checkOutput(request);
   std::vector<Job> jobs;
-  for (const std::string& input : options.inputs) {
+  for (const std::string& input : request.inputs) {
     Job job;
     job.input = input;
-    job.output = outputFor(options, input);
+    job.output = outputFor(request, input);
     job.temporary = temporaryName(job.output, jobs.size());
-    settleFormat(options, job);
+    settleFormat(request, job);
     jobs.push_back(job);
   }
   refuseCollisions(jobs);
-  makeFolder(options, jobs);
+  makeFolder(request, jobs);
   for (Job& job : jobs)
-    refuseExisting(options, job);
+    refuseExisting(request, job);
   return jobs;
 }
 
-} // namespace commandline
+std::optional<std::pair<dev_t, ino_t>> identity(const std::string& path) {
+  struct stat status;
+  if (path == standardStream || ::stat(path.c_str(), &status) != 0)
+    return std::nullopt;
+  return std::pair(status.st_dev, status.st_ino);
+}
+
+} // namespace shared

@@ -1,0 +1,203 @@
+// Runs through the host's session, and what the filter cannot do, told in words.
+
+#include "apps/shared/Correction.h"
+
+#include <algorithm>
+#include <atomic>
+#include <chrono>
+#include <cmath>
+#include <new>
+#include <stdexcept>
+
+#include "apps/shared/Errors.h"
+#include "frame/contract/Limits.h"
+#include "frame/contract/ScriptKeys.h"
+#include "host/scripting/Registry.h"
+#include "host/session/Session.h"
+
+namespace shared {
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+constexpr double estimateShare = 0.3; // of the progress, for a photograph of middle size
+
+[[noreturn]] void refuse(const char* reason) { throw std::runtime_error(reason); }
+
+double secondsSince(Clock::time_point start) {
+  return std::chrono::duration<double>(Clock::now() - start).count();
+}
+
+// The run's progress fills the watch's from one share to another. The watch must outlive the run.
+host::SessionOptions sessionOptions(int threads, const photo::Watch& watch, double from,
+                                    double to) {
+  host::SessionOptions options;
+  options.threads = threads;
+  options.abort = watch.stopped;
+  options.progress = [&watch, from, to](int32_t done, int32_t total) {
+    if (total > 0)
+      watch.progress(from + (to - from) * std::min(1.0, double(done) / total));
+  };
+  return options;
+}
+
+void throwUnlessDone(const host::RunOutcome& outcome, const photo::Watch& watch) {
+  if (watch.stopped())
+    throw photo::Stopped();
+  if (outcome.ok())
+    return;
+  if (outcome.cancelled)
+    throw Cancelled();
+  if (outcome.result == memFullErr || outcome.starved)
+    throw std::bad_alloc();
+  throw std::runtime_error(outcome.message);
+}
+
+// The session's settings, made with the filter's standards if there are none.
+Parameters& settingsOf(host::Session& session) {
+  host::RunOutcome outcome;
+  void* block = session.parameters(&outcome);
+  if (!block && outcome.result != memFullErr)
+    throw std::runtime_error(outcome.message); // the filter refuses the document
+  if (!block)
+    throw std::bad_alloc();
+  return *static_cast<Parameters*>(block);
+}
+
+// Without a dialog the filter computes the size that it estimates from. Where there is none it
+// leaves the photograph as it was.
+void refuseWithoutEstimate(const host::Document& document) {
+  if (tooWideForEstimate(document.width()))
+    throw std::runtime_error("wider than " + std::to_string(widestWithoutDialog) +
+                             " pixels, which the filter corrects from its dialog only");
+  if (tooHighForEstimate(document.width(), document.height()))
+    refuse("too high for its width: the filter finds nothing to estimate from");
+}
+
+// The dialog estimates from its preview, which needs a row and a column. The dialog's layout gives
+// the preview's frame 433 by 292 units, and a unit has at least one pixel.
+void refuseWithoutPreview(const host::Document& document) {
+  constexpr int64_t frameWidth = 433, frameHeight = 292;
+  const int64_t width = document.width(), height = document.height();
+  if (height * frameWidth < width)
+    refuse("too wide for its height: nothing is left of it in the dialog's preview");
+  if (width * frameHeight < height)
+    refuse("too high for its width: nothing is left of it in the dialog's preview");
+}
+
+// A copy reduced to the size that the filter estimates at; never enlarged.
+host::Document reducedForEstimate(const host::Document& document) {
+  const EstimateSize size = estimateSize(document.width(), document.height());
+  return host::reduced(document, std::clamp(size.width, 1, document.width()),
+                       std::clamp(size.height, 1, document.height()));
+}
+
+// A light without red, green and blue gives a map without numbers: its least value stays above its
+// greatest, and samples become 0 or no number.
+constexpr char noLight[] = "no haze light found";
+
+void refuseWithoutLight(const Estimate& found) {
+  if (!(found.foreground <= found.background))
+    refuse(noLight);
+}
+
+template <class Sample> bool anyLight(const host::Document& document) {
+  for (int32_t y = 0; y < document.height(); ++y) {
+    const auto* pixel = reinterpret_cast<const Sample*>(document.row(y));
+    for (int32_t x = 0; x < document.width(); ++x, pixel += document.channels())
+      if (pixel[0] > 0 || pixel[1] > 0 || pixel[2] > 0)
+        return true;
+  }
+  return false;
+}
+
+void refuseBlackResult(const host::Document& result, const Parameters& used, int64_t notFinite) {
+  if (used.outputMap && used.foregroundIntensity == 0 && used.backgroundIntensity == 0)
+    return; // a mask without any haze
+  const bool light = result.depth() == 32 ? anyLight<float>(result) : anyLight<uint8_t>(result);
+  if (!light || result.nonFiniteSamples() > notFinite)
+    refuse(noLight);
+}
+
+Estimate estimate(const host::Module& module, const host::Document& document, int threads,
+                  const photo::Watch& watch) {
+  host::Document low = reducedForEstimate(document);
+  host::Session session(module, low, sessionOptions(threads, watch, 0, estimateShare));
+  settingsOf(session);
+  throwUnlessDone(session.playSilently({}), watch);
+  const Parameters& found = settingsOf(session);
+  return {found.foregroundIntensity, found.backgroundIntensity};
+}
+
+// The share of an estimate that the look uses.
+float softened(float value, double strength) {
+  return std::clamp(float(value * strength), 0.0f, 1.0f);
+}
+
+} // namespace
+
+CorrectionReport correct(const host::Module& module, host::Document& document, const Look& look,
+                         int threads, const photo::Watch& watch) {
+  refuseWithoutEstimate(document);
+  CorrectionReport report;
+  const int64_t notFinite = document.nonFiniteSamples();
+  const double strength = strengthOf(look);
+  const bool bothGiven = look.foreground && look.background;
+  const bool ownEstimate = strength == 1 && !look.foreground && !look.background;
+  auto start = Clock::now();
+  if (!bothGiven && !ownEstimate)
+    report.estimate = strength > 0 ? estimate(module, document, threads, watch) : Estimate{0, 0};
+  if (report.estimate)
+    refuseWithoutLight(*report.estimate);
+  report.estimateSeconds = secondsSince(start);
+
+  start = Clock::now();
+  host::Session session(module, document,
+                        sessionOptions(threads, watch, report.estimate ? estimateShare : 0.0, 1.0));
+  Parameters& settings = settingsOf(session);
+  if (report.estimate) {
+    settings.foregroundIntensity = softened(report.estimate->foreground, strength);
+    settings.backgroundIntensity = softened(report.estimate->background, strength);
+  }
+  apply(look, settings);
+  throwUnlessDone(session.playSilently({{keyOutputMap, look.mask.value_or(false)}}), watch);
+  report.used = settingsOf(session);
+  if (ownEstimate)
+    refuseWithoutLight({report.used.foregroundIntensity, report.used.backgroundIntensity});
+  refuseBlackResult(document, report.used, notFinite);
+  report.filterSeconds = secondsSince(start);
+  return report;
+}
+
+CorrectionReport correctInDialog(const host::Module& module, host::Document& document, int threads,
+                                 const photo::Watch& watch) {
+  refuseWithoutPreview(document);
+  const int64_t notFinite = document.nonFiniteSamples();
+  host::Registry registry(host::Registry::defaultFile());
+  host::SessionOptions options = sessionOptions(threads, watch, 0, 1);
+  options.registry = &registry;
+  // The dialog neither reports progress nor asks for an abort: the first of either comes from the
+  // run that follows it.
+  std::atomic<bool> begun = false;
+  auto start = Clock::now();
+  options.abort = [&] {
+    if (!begun.exchange(true))
+      start = Clock::now();
+    return watch.stopped();
+  };
+  host::Session session(module, document, options);
+  throwUnlessDone(session.runFromMenu(), watch);
+  CorrectionReport report;
+  report.filterSeconds = secondsSince(start);
+  report.used = settingsOf(session);
+  refuseBlackResult(document, report.used, notFinite);
+  return report;
+}
+
+void showAbout(const host::Module& module) {
+  host::Document nothing(1, 1, 3, 8);
+  host::Session session(module, nothing, host::SessionOptions{});
+  throwUnlessDone(session.about(), photo::Watch{});
+}
+
+} // namespace shared

@@ -1,0 +1,38 @@
+// The filter's runs over a document: the estimate where one is wanted, then the correction.
+#pragma once
+
+#include <functional>
+#include <optional>
+
+#include "apps/photo/Picture.h"
+#include "apps/shared/Look.h"
+#include "host/module/FilterModule.h"
+
+namespace shared {
+
+// The photograph's own intensities, 0 to 1.
+struct Estimate {
+  float foreground, background;
+};
+
+struct CorrectionReport {
+  std::optional<Estimate> estimate;              // of the reduced copy; none if it was not needed
+  double estimateSeconds = 0, filterSeconds = 0; // without the time that a dialog is open
+  Parameters used{};
+};
+
+// Both correct the document in place and throw std::runtime_error with the reason, std::bad_alloc
+// or photo::Stopped. The document is then not to be used.
+
+CorrectionReport correct(const host::Module& module, host::Document& document, const Look& look,
+                         int threads, const photo::Watch& watch);
+
+// Opens the filter's dialog on the document; the caller has made a QApplication. `used` holds what
+// was set. Throws Cancelled when the person leaves by Cancel.
+CorrectionReport correctInDialog(const host::Module& module, host::Document& document, int threads,
+                                 const photo::Watch& watch);
+
+// Shows the filter's about box; the caller has made a QApplication.
+void showAbout(const host::Module& module);
+
+} // namespace shared

@@ -1,0 +1,139 @@
+// Read, correct, write, with what lies between the file's samples and the filter's.
+
+#include "apps/shared/Develop.h"
+
+#include <chrono>
+#include <cstdio>
+#include <stdexcept>
+
+#include "apps/photo/Codecs.h"
+#include "apps/photo/Files.h"
+#include "apps/photo/Metadata.h"
+#include "apps/photo/Orientation.h"
+#include "apps/photo/Samples.h"
+#include "frame/contract/Version.h"
+
+namespace shared {
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+// Shares of the progress where reading ends and writing begins, as on a photograph of 24 MP.
+constexpr double readEnds = 0.1, writeBegins = 0.85;
+
+photo::Watch between(const photo::Watch& watch, double from, double to) {
+  return {[&watch, from, to](double share) { watch.progress(from + (to - from) * share); },
+          watch.stopped};
+}
+
+// A sentence with numbers in it, as printf writes them.
+template <class... Values> std::string sentence(const char* format, Values... values) {
+  char text[256];
+  std::snprintf(text, sizeof text, format, values...);
+  return text;
+}
+
+struct Loaded {
+  photo::Picture picture;
+  photo::Metadata metadata;
+};
+
+Loaded load(const Job& job, const Request& request, const photo::Watch& watch) {
+  const photo::Source source{job.input, photo::readWhole(job.input)};
+  const int minimumBits = request.bits ? request.bits : photo::leastDepth(*job.format);
+  photo::Picture picture = photo::readPicture(source, minimumBits, request.threads, watch);
+  photo::Metadata metadata = photo::readMetadata(source.bytes, picture);
+  return {std::move(picture), std::move(metadata)};
+}
+
+photo::Encoding encodingFor(const Job& job, const Request& request, const photo::Picture& picture) {
+  photo::Encoding encoding;
+  encoding.format = job.format;
+  encoding.bits = request.bits ? request.bits : photo::depthFor(*job.format, picture.fileBits);
+  encoding.half = picture.half && request.bits == 0 && encoding.bits == 32;
+  encoding.quality = request.quality;
+  encoding.threads = request.threads;
+  const std::string reason = photo::whyNotHeld(*job.format, picture, encoding.bits);
+  if (!reason.empty())
+    throw std::runtime_error(reason);
+  return encoding;
+}
+
+// The filter knows no multiplied alpha. Whoever sees the document sees it upright; the file keeps
+// its orientation, and its pixels their places.
+CorrectionReport run(const Corrector& corrector, const Loaded& loaded, host::Document& document,
+                     bool multiplied, const photo::Watch& watch) {
+  if (loaded.picture.premultiplied)
+    photo::divideByAlpha(document);
+  const int orientation = corrector.isSeen ? photo::orientationOf(loaded.metadata) : 1;
+  if (orientation != 1)
+    document = photo::turned(document, orientation);
+  const CorrectionReport report = corrector.run(document, watch);
+  if (orientation != 1)
+    document = photo::turned(document, photo::turnedBack(orientation));
+  if (multiplied)
+    photo::multiplyByAlpha(document);
+  return report;
+}
+
+photo::Bytes encode(Loaded& loaded, const photo::Encoding& encoding, const photo::Watch& watch) {
+  photo::adaptToResult(loaded.metadata, loaded.picture, "Fogdissolver " FOG_VERSION);
+  const photo::MetadataBlocks blocks = photo::blocksOf(loaded.metadata);
+  photo::Bytes bytes = photo::encodePicture(loaded.picture, encoding, blocks, watch);
+  return photo::withMetadata(std::move(bytes), loaded.metadata, *encoding.format);
+}
+
+void store(const Job& job, const Request& request, const photo::Bytes& bytes) {
+  if (job.output == "-")
+    photo::writeToOutput(bytes);
+  else
+    photo::writeSafely(job.output, job.temporary, bytes, request.force);
+}
+
+void tellCorrection(const CorrectionReport& report, const Listener& listener) {
+  if (report.estimate)
+    listener.detail(sentence("estimate: foreground %.1f, background %.1f",
+                             report.estimate->foreground * 100.0,
+                             report.estimate->background * 100.0));
+  listener.detail(sentence("used: foreground %.1f, background %.1f",
+                           report.used.foregroundIntensity * 100.0,
+                           report.used.backgroundIntensity * 100.0));
+}
+
+} // namespace
+
+CorrectionReport develop(const Job& job, const Request& request, const Corrector& corrector,
+                         const Listener& listener, const photo::Watch& watch) {
+  auto seconds = [start = Clock::now()]() mutable {
+    const auto last = std::exchange(start, Clock::now());
+    return std::chrono::duration<double>(start - last).count();
+  };
+  Loaded loaded = load(job, request, between(watch, 0, readEnds));
+  host::Document& document = loaded.picture.document;
+  const double readSeconds = seconds();
+  for (const std::string& text : loaded.picture.notes)
+    listener.note(text);
+  const photo::Encoding encoding = encodingFor(job, request, loaded.picture);
+  listener.detail(sentence("%d x %d, %d channels, %d bits in, %d bits out", document.width(),
+                           document.height(), document.channels(), loaded.picture.fileBits,
+                           encoding.bits));
+  if (const int64_t count = document.nonFiniteSamples())
+    listener.note(std::to_string(count) + " samples are not finite; they are left as they are");
+
+  const CorrectionReport report = run(corrector, loaded, document, job.format->premultiplied,
+                                      between(watch, readEnds, writeBegins));
+  tellCorrection(report, listener);
+
+  seconds();
+  const photo::Bytes bytes = encode(loaded, encoding, between(watch, writeBegins, 1));
+  if (const std::string lost = photo::leftBehind(loaded.metadata, *job.format); !lost.empty())
+    listener.note(lost);
+  if (watch.stopped())
+    throw photo::Stopped();
+  store(job, request, bytes);
+  listener.detail(sentence("seconds: read %.3f, estimate %.3f, filter %.3f, write %.3f",
+                           readSeconds, report.estimateSeconds, report.filterSeconds, seconds()));
+  return report;
+}
+
+} // namespace shared

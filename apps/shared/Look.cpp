@@ -1,0 +1,151 @@
+// The parameter table. CLI11 reads the options and the settings file, its numbers and ranges too.
+
+#include "apps/shared/Look.h"
+
+#include <charconv>
+#include <cmath>
+#include <sstream>
+
+#include <CLI/CLI.hpp>
+
+#include "apps/photo/Files.h"
+#include "apps/shared/Errors.h"
+#include "frame/contract/Sliders.h"
+
+namespace shared {
+namespace {
+
+constexpr double percent = 100.0;
+constexpr char maskName[] = "mask";
+
+constexpr double standardStrength = int(estimateSoftening * percent + 0.5);
+
+// clang-format off
+const LookParameter parameters[] = {
+  {"foreground", "correction of the foreground, 0 to 100; without it,\nthe photograph's own estimate times --strength",
+   {}, &Look::foreground,
+   [](Parameters& p, double v) { p.foregroundIntensity = ValueOfPosition(v); },
+   [](const Parameters& p) { return p.foregroundIntensity * percent; }},
+  {"background", "correction of the background, 0 to 100; without it,\nthe same",
+   {}, &Look::background,
+   [](Parameters& p, double v) { p.backgroundIntensity = ValueOfPosition(v); },
+   [](const Parameters& p) { return p.backgroundIntensity * percent; }},
+  {"strength", "share of the estimates that is used, 0 to 100 (70)",
+   standardStrength, &Look::strength, nullptr, nullptr},
+  {"foreground-position", "depth where the foreground ends, 0 to 100 (0)",
+   0, &Look::foregroundPosition,
+   [](Parameters& p, double v) { p.foregroundPosition = ValueOfPosition(v); },
+   [](const Parameters& p) { return p.foregroundPosition * percent; }},
+  {"background-position", "depth where the background begins, 0 to 100 (100)",
+   100, &Look::backgroundPosition,
+   [](Parameters& p, double v) { p.backgroundPosition = ValueOfPosition(v); },
+   [](const Parameters& p) { return p.backgroundPosition * percent; }},
+  {"balance", "curve between them, 0 to 100 (50): below 50 the\nbackground's value reaches nearer, above 50 the\nforeground's farther",
+   50, &Look::balance,
+   [](Parameters& p, double v) { p.power = PowerOfPosition(v); },
+   [](const Parameters& p) { return BalanceOfPower(p.power); }},
+};
+// clang-format on
+
+std::optional<double> valueOf(const Look& look, const LookParameter& parameter) {
+  const std::optional<double>& value = look.*parameter.value;
+  return value ? value : parameter.standard;
+}
+
+std::string numberText(double value) {
+  char text[32];
+  return {text, std::to_chars(text, text + sizeof text, value).ptr};
+}
+
+// CLI11's own check of a range lets a value pass that is not a number.
+std::string whyNotInRange(const std::string& text) {
+  double value = 0;
+  if (CLI::detail::lexical_cast(text, value) && value >= leastPosition && value <= greatestPosition)
+    return {};
+  return "'" + text + "' is not a number from 0 to 100";
+}
+
+} // namespace
+
+std::span<const LookParameter> lookParameters() { return parameters; }
+
+void addLook(CLI::App& app, Look& look) {
+  for (const LookParameter& parameter : parameters)
+    app.add_option(std::string("--") + parameter.name, look.*parameter.value, parameter.help)
+        ->check(whyNotInRange)
+        ->option_text("N");
+  app.add_flag_callback(
+      std::string("--") + maskName, [&look] { look.mask = true; },
+      "write the haze mask instead of the photograph");
+}
+
+double strengthOf(const Look& look) { return look.strength.value_or(standardStrength) / percent; }
+
+bool isEmpty(const Look& look) {
+  for (const LookParameter& parameter : parameters)
+    if (look.*parameter.value)
+      return false;
+  return !look.mask;
+}
+
+void apply(const Look& look, Parameters& filter) {
+  for (const LookParameter& parameter : parameters)
+    if (const auto value = valueOf(look, parameter); value && parameter.set)
+      parameter.set(filter, *value);
+  filter.outputMap = look.mask.value_or(false);
+}
+
+Look lookOf(const Parameters& filter) {
+  // A thousandth is finer than any slider, and hides what float arithmetic adds.
+  constexpr double grain = 1000.0;
+  Look look;
+  for (const LookParameter& parameter : parameters)
+    if (parameter.get)
+      look.*parameter.value = std::round(parameter.get(filter) * grain) / grain;
+  look.mask = filter.outputMap != 0;
+  return look;
+}
+
+Look merged(const Look& above, const Look& below) {
+  Look look = above;
+  for (const LookParameter& parameter : parameters)
+    if (!(look.*parameter.value))
+      look.*parameter.value = below.*parameter.value;
+  if (!look.mask)
+    look.mask = below.mask;
+  return look;
+}
+
+Look readLook(const std::string& file) {
+  Look look;
+  CLI::App reader;
+  reader.set_help_flag();
+  reader.allow_config_extras(CLI::config_extras_mode::error);
+  addLook(reader, look);
+  try {
+    const photo::Bytes bytes = photo::readWhole(file);
+    std::istringstream text(std::string(bytes.begin(), bytes.end()));
+    reader.parse_from_stream(text);
+  } catch (const CLI::ConfigError& error) {
+    const std::string text = error.what(); // the last word of which is the key
+    throw UsageError(file + ": there is no setting " + text.substr(text.rfind(' ') + 1));
+  } catch (const std::exception& error) {
+    throw UsageError(file + ": " + error.what());
+  }
+  return look;
+}
+
+void saveLook(const std::string& file, const Look& look, bool replace) {
+  std::string text = "# A look of fogdissolver. Settings that are left out take the standard.\n";
+  for (const LookParameter& parameter : parameters)
+    if (const auto value = valueOf(look, parameter))
+      text += std::string(parameter.name) + " = " + numberText(*value) + "\n";
+  text += std::string(maskName) + " = " + (look.mask.value_or(false) ? "true" : "false") + "\n";
+  try {
+    photo::writeSafely(file, file + ".part", photo::Bytes(text.begin(), text.end()), replace);
+  } catch (const std::exception& error) {
+    throw UsageError(std::string("--save-settings: ") + error.what());
+  }
+}
+
+} // namespace shared
