@@ -171,13 +171,15 @@ Picture read(const Source& source, int minimumBits, int threads, const Watch& wa
   const int bytes = int(spec.format.basesize());
   const int fileBits = spec.format == TypeDesc::HALF ? 32 : bytes >= 4 ? 32 : bytes * 8;
   const bool alpha = spec.alpha_channel == 3;
-  Picture picture{
-      makeDocument(spec.width, spec.height, spec.nchannels, fileBits, minimumBits, alpha)};
-  picture.fileBits = fileBits;
-  picture.half = spec.format == TypeDesc::HALF;
-  picture.premultiplied =
+  const bool premultiplied =
       alpha && (isFormat(reader, "openexr") ||
                 (isFormat(reader, "tiff") && !spec.get_int_attribute("oiio:UnassociatedAlpha")));
+  // Divided by a small alpha, the few levels of whole numbers would stay few.
+  Picture picture{makeDocument(spec.width, spec.height, spec.nchannels, fileBits,
+                               premultiplied ? 32 : minimumBits, alpha)};
+  picture.fileBits = fileBits;
+  picture.half = spec.format == TypeDesc::HALF;
+  picture.premultiplied = premultiplied;
   picture.upright = isFormat(reader, "raw") || isFormat(reader, "heif");
   picture.resolution = {spec.get_float_attribute("XResolution"),
                         spec.get_float_attribute("YResolution"),

@@ -2,7 +2,6 @@
 
 #include "apps/photo/Samples.h"
 
-#include <algorithm>
 #include <cstring>
 
 namespace photo {
@@ -19,12 +18,11 @@ template <class Sample> void round(const float* samples, size_t count, float ful
 }
 
 // Runs change(colour, alpha) over the three colours of every pixel whose alpha is not 0.
-template <class Sample, class Change> void changeColours(host::Document& document, Change change) {
-  const size_t step = size_t(document.channels());
-  for (int32_t y = 0; y < document.height(); ++y) {
-    Sample* pixel = reinterpret_cast<Sample*>(document.row(y));
-    for (int32_t x = 0; x < document.width(); ++x, pixel += step)
-      if (pixel[3] != Sample(0))
+template <class Change> void changeColours(host::Document& document, Change change) {
+  for (int32_t y = 0; y < document.height() && document.hasTransparency(); ++y) {
+    auto* pixel = reinterpret_cast<float*>(document.row(y));
+    for (int32_t x = 0; x < document.width(); ++x, pixel += document.channels())
+      if (pixel[3] != 0)
         for (int c = 0; c < 3; ++c)
           pixel[c] = change(pixel[c], pixel[3]);
   }
@@ -51,24 +49,11 @@ void narrow(const void* samples, size_t count, int depth, int bits, void* out) {
 }
 
 void divideByAlpha(host::Document& document) {
-  if (!document.hasTransparency())
-    return;
-  if (document.depth() == 32)
-    changeColours<float>(document, [](float c, float a) { return c / a; });
-  else
-    changeColours<uint8_t>(document, [](uint32_t c, uint32_t a) {
-      return uint8_t(std::min((c * 255 + a / 2) / a, 255u));
-    });
+  changeColours(document, [](float c, float a) { return c / a; });
 }
 
 void multiplyByAlpha(host::Document& document) {
-  if (!document.hasTransparency())
-    return;
-  if (document.depth() == 32)
-    changeColours<float>(document, [](float c, float a) { return c * a; });
-  else
-    changeColours<uint8_t>(document,
-                           [](uint32_t c, uint32_t a) { return uint8_t((c * a + 127) / 255); });
+  changeColours(document, [](float c, float a) { return c * a; });
 }
 
 } // namespace photo

@@ -18,8 +18,8 @@ void widen(const uint8_t* samples, size_t count, int depth, void* out);
 // Float samples are limited to 0..1 on the way to whole numbers; not a number becomes 0.
 void narrow(const void* samples, size_t count, int depth, int bits, void* out);
 
-// Divides the colours of the document's pixels by their alpha, and multiplies them again. Pixels
-// whose alpha is 0 stay. Without alpha neither does anything.
+// Divides the colours of a float document's pixels by their alpha, and multiplies them again.
+// Pixels whose alpha is 0 stay. Without alpha neither does anything.
 void divideByAlpha(host::Document& document);
 void multiplyByAlpha(host::Document& document);
 

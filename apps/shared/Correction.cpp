@@ -48,7 +48,7 @@ void throwUnlessDone(const host::RunOutcome& outcome, const photo::Watch& watch)
     return;
   if (outcome.cancelled)
     throw Cancelled();
-  if (outcome.result == memFullErr || outcome.starved)
+  if (outcome.result == memFullErr || outcome.unfinished)
     throw std::bad_alloc();
   throw std::runtime_error(outcome.message);
 }
@@ -111,11 +111,19 @@ template <class Sample> bool anyLight(const host::Document& document) {
   return false;
 }
 
-void refuseBlackResult(const host::Document& result, const Parameters& used, int64_t notFinite) {
-  if (used.outputMap && used.foregroundIntensity == 0 && used.backgroundIntensity == 0)
-    return; // a mask without any haze
-  const bool light = result.depth() == 32 ? anyLight<float>(result) : anyLight<uint8_t>(result);
-  if (!light || result.nonFiniteSamples() > notFinite)
+// Runs the filter through the session, and keeps what it used.
+void run(host::Session& session, const std::function<host::RunOutcome()>& play,
+         const host::Document& document, const photo::Watch& watch, CorrectionReport& report) {
+  const host::RunOutcome outcome = play();
+  throwUnlessDone(outcome, watch);
+  report.lostSamples = outcome.lostSamples;
+  report.used = settingsOf(session);
+  const Parameters& used = report.used;
+  const bool light =
+      document.depth() == 32 ? anyLight<float>(document) : anyLight<uint8_t>(document);
+  const bool emptyMask =
+      used.outputMap && used.foregroundIntensity == 0 && used.backgroundIntensity == 0;
+  if (!light && !emptyMask)
     refuse(noLight);
 }
 
@@ -140,7 +148,6 @@ CorrectionReport correct(const host::Module& module, host::Document& document, c
                          int threads, const photo::Watch& watch) {
   refuseWithoutEstimate(document);
   CorrectionReport report;
-  const int64_t notFinite = document.nonFiniteSamples();
   const double strength = strengthOf(look);
   const bool bothGiven = look.foreground && look.background;
   const bool ownEstimate = strength == 1 && !look.foreground && !look.background;
@@ -160,11 +167,14 @@ CorrectionReport correct(const host::Module& module, host::Document& document, c
     settings.backgroundIntensity = softened(report.estimate->background, strength);
   }
   apply(look, settings);
-  throwUnlessDone(session.playSilently({{keyOutputMap, look.mask.value_or(false)}}), watch);
-  report.used = settingsOf(session);
+  run(
+      session,
+      [&] {
+        return session.playSilently({{keyOutputMap, look.mask.value_or(false)}});
+      },
+      document, watch, report);
   if (ownEstimate)
     refuseWithoutLight({report.used.foregroundIntensity, report.used.backgroundIntensity});
-  refuseBlackResult(document, report.used, notFinite);
   report.filterSeconds = secondsSince(start);
   return report;
 }
@@ -172,7 +182,6 @@ CorrectionReport correct(const host::Module& module, host::Document& document, c
 CorrectionReport correctInDialog(const host::Module& module, host::Document& document, int threads,
                                  const photo::Watch& watch) {
   refuseWithoutPreview(document);
-  const int64_t notFinite = document.nonFiniteSamples();
   host::Registry registry(host::Registry::defaultFile());
   host::SessionOptions options = sessionOptions(threads, watch, 0, 1);
   options.registry = &registry;
@@ -186,11 +195,10 @@ CorrectionReport correctInDialog(const host::Module& module, host::Document& doc
     return watch.stopped();
   };
   host::Session session(module, document, options);
-  throwUnlessDone(session.runFromMenu(), watch);
   CorrectionReport report;
+  run(
+      session, [&session] { return session.runFromMenu(); }, document, watch, report);
   report.filterSeconds = secondsSince(start);
-  report.used = settingsOf(session);
-  refuseBlackResult(document, report.used, notFinite);
   return report;
 }
 

@@ -19,6 +19,7 @@ struct CorrectionReport {
   std::optional<Estimate> estimate;              // of the reduced copy; none if it was not needed
   double estimateSeconds = 0, filterSeconds = 0; // without the time that a dialog is open
   Parameters used{};
+  int64_t lostSamples = 0; // that the filter made no finite number of; they are 0
 };
 
 // Both correct the document in place and throw std::runtime_error with the reason, std::bad_alloc

@@ -122,6 +122,9 @@ CorrectionReport develop(const Job& job, const Request& request, const Corrector
 
   const CorrectionReport report = run(corrector, loaded, document, job.format->premultiplied,
                                       between(watch, readEnds, writeBegins));
+  if (report.lostSamples)
+    listener.note(std::to_string(report.lostSamples) +
+                  " samples came out as no number; they are 0");
   tellCorrection(report, listener);
 
   seconds();
