@@ -1,13 +1,12 @@
 // The rest of the dialog layer: alerts, numeric entry, control wrappers and dialog classes, over
-// windows that keep a text and take notes of what they are sent.
-#include <gmock/gmock.h>
-
+// windows that keep a text and log what they are sent.
 #include <cstring>
 #include <map>
 
 #include "frame/text/Strings.h"
 #include "frame/utility/HostSuites.h"
 #include "hostapi/UtilitySuites.h"
+#include "tests/support/PlugInHost.h"
 #include "ui/toolkit/Services.h"
 #include "ui/toolkit/WindowRecord.h"
 #include "ui/utility/Alerts.h"
@@ -18,118 +17,95 @@
 
 namespace {
 
-using testing::ElementsAre, testing::ElementsAreArray;
+// A message to a control: its id, the message, the two parameters.
+using Sent = std::tuple<int, uint32_t, uintptr_t, intptr_t>;
 
-struct Sent {
-  int id;
-  uint32_t message;
-  uintptr_t word;
-  intptr_t extra; // what lParam holds, 0 where it is a text
-  bool operator==(const Sent&) const = default;
-};
-
-// A dialog with controls 1 to 9, and a desktop that takes notes.
+// A dialog with controls 1 to 9, and a desktop that logs.
 class DialogLayer : public testing::Test {
 protected:
-  static inline std::vector<std::string> notes;
+  static inline std::string log;
   static inline std::vector<Sent> sent;
-  static inline std::map<int, std::string> texts;
-  static inline std::map<uint32_t, intptr_t> answers; // by message, of every control
-  Window dialog = NewWindow(nullptr, 0, 0, nullptr, nullptr);
+  static inline std::map<int, std::string> texts;     // of the controls
+  static inline std::map<uint32_t, intptr_t> answers; // of any control, by message
+  static inline Window dialog;
   ToolkitServices services = noServices;
 
   DialogLayer() {
-    notes.clear();
-    texts.clear();
-    answers.clear();
+    dialog = NewWindow(nullptr, 0, 0, behaviour, nullptr);
     for (int id = 1; id <= 9; ++id)
       NewWindow(dialog, id, 0, behaviour, nullptr);
-    services.beep = [] { notes.emplace_back("beep"); };
+    services.beep = [] { log += "beep. "; };
     services.messageBox = [](Window, const std::string& text, uint32_t style) {
-      notes.push_back((style == MB_ICONHAND ? "! " : "? ") + text);
+      log += (style == MB_ICONHAND ? "! " : "? ") + text + " ";
       return 41;
     };
     gServices = &services;
+    answers.clear();
+    log.clear();
     sent.clear();
   }
   ~DialogLayer() override {
     DestroyWindow(dialog);
     gServices = &noServices;
   }
-
-  static intptr_t behaviour(Window w, uint32_t message, uintptr_t word, intptr_t extra) {
-    std::string& text = texts[w->id];
-    switch (message) {
-    case WM_SETTEXT:
-    case CB_ADDSTRING:
-    case LB_ADDSTRING:
+  static intptr_t behaviour(Window window, uint32_t message, uintptr_t word, intptr_t extra) {
+    std::string& text = texts[window->id];
+    if (message == WM_SETTEXT || message == CB_ADDSTRING || message == LB_ADDSTRING)
       text = reinterpret_cast<const char*>(extra);
-      return 0;
-    case WM_GETTEXTLENGTH:
-    case CB_GETLBTEXTLEN:
-    case LB_GETTEXTLEN:
-      return intptr_t(text.size());
-    case WM_GETTEXT:
-    case CB_GETLBTEXT:
-    case LB_GETTEXT:
+    else if (message == WM_GETTEXT || message == CB_GETLBTEXT || message == LB_GETTEXT)
       std::strcpy(reinterpret_cast<char*>(extra), text.c_str());
-      return intptr_t(text.size());
-    }
-    sent.push_back({w->id, message, word, extra});
-    return answers[message];
+    else if (message != WM_GETTEXTLENGTH && message != CB_GETLBTEXTLEN && message != LB_GETTEXTLEN)
+      return sent.emplace_back(window->id, message, word, extra), answers[message];
+    return intptr_t(text.size());
   }
 };
 
-TEST_F(DialogLayer, AlertsTellWhatIsAmissWithTheHost) {
-  const auto needs = [](const std::string& version) {
-    return "! This plug-in requires Adobe Photoshop® " + version + " or later functionality.";
-  };
-  struct {
-    int16_t version, count;
-    UnusedProc procs[20];
-  } record;
+TEST_F(DialogLayer, AlertsTellWhatIsAmiss) {
   std::string table;
-  for (const HostAlert& alert : hostAlerts) {
-    const auto& [version, count, procedures] = alert.rule;
-    table += std::to_string(version) + std::to_string(count) + std::to_string(procedures) + " " +
-             alert.hostVersion + ", ";
-    for (int flaw = 0; flaw < 5; ++flaw) { // none, a later version, an earlier, too few, one null
-      record = {int16_t(version + (flaw == 1) - (flaw == 2)), int16_t(count - (flaw == 3)), {}};
-      std::fill_n(record.procs, procedures - (flaw == 4), [] { return noErr; });
-      EXPECT_EQ(HostRecordUsable(alert, &record), flaw == 0);
-    }
-    EXPECT_THAT(notes, ElementsAre("! This plug-in is incompatible with this version of the host "
-                                   "program.",
-                                   needs(alert.hostVersion), needs(alert.hostVersion),
-                                   needs(alert.hostVersion)));
-    notes.clear();
-  }
+  for (const auto& [rule, version] : hostAlerts)
+    table += std::to_string(rule.version * 100 + rule.leastCount * 10 + rule.procedures) + " " +
+             version + ", ";
   EXPECT_EQ(table, "255 2.5, 344 3.0, 184 3.0, 122 2.5, 133 4.0, ");
-  EXPECT_TRUE(HostPointerUsable(hostPointerVersions[0], &record));
-  EXPECT_FALSE(HostPointerUsable(hostPointerVersions[1], nullptr));
-  for (int flaw = 0; flaw < 5; ++flaw) {
-    ReadDescriptorProcs read = {0, int16_t(18 - (flaw == 1))};
-    WriteDescriptorProcs write = {0, int16_t(16 - (flaw == 2))};
-    std::fill_n(reinterpret_cast<UnusedProc*>(&read) + 1, 18 - (flaw == 3), [] { return noErr; });
-    std::fill_n(reinterpret_cast<UnusedProc*>(&write) + 1, 16 - (flaw == 4), [] { return noErr; });
-    EXPECT_EQ(HostDescriptorsUsable(&read, &write), flaw == 0);
+  for (int16_t version : {1, 2, 3}) {
+    BufferProcs record = *host::bufferProcs();
+    record.version = version;
+    EXPECT_EQ(HostRecordUsable(hostAlerts[0], &record), version == 2);
   }
-  EXPECT_FALSE(HostDescriptorsUsable(nullptr, nullptr)); // the first one tells
+  ReadDescriptorProcs read = *host::readDescriptorProcs();
+  WriteDescriptorProcs write = *host::writeDescriptorProcs();
+  EXPECT_TRUE(HostDescriptorsUsable(&read, &write));
+  write.unused[12] = nullptr;
+  EXPECT_FALSE(HostDescriptorsUsable(&read, &write));
+  EXPECT_FALSE(HostDescriptorsUsable(nullptr, host::writeDescriptorProcs()));
+  EXPECT_TRUE(HostPointerUsable(hostPointerVersions[0], &read));
+  EXPECT_FALSE(HostPointerUsable(hostPointerVersions[1], nullptr));
   EXPECT_EQ(ShowCaution(nullptr, 0, 16990, "1", "2"), 0);
   EXPECT_EQ(ShowCaution(nullptr, 1, 16990, "1", "2"), 41);
   EXPECT_EQ(ShowAlert(nullptr, 1, 0, "a", "b", 2), 41);
-  EXPECT_THAT(notes,
-              ElementsAre(needs("2.5"), needs("4.0"), needs("4.0"), needs("4.0"), needs("4.0"),
-                          needs("4.0"), "? An integer is required between 1 and 2.", "? "));
+  const auto needs = [](std::string version) {
+    return "! This plug-in requires Adobe Photoshop® " + version + " or later functionality. ";
+  };
+  EXPECT_EQ(log, needs("2.5") +
+                     "! This plug-in is incompatible with this version of the host program. " +
+                     needs("4.0") + needs("4.0") + needs("2.5") +
+                     "? An integer is required between 1 and 2. ?  ");
 }
 
 // State and value; decimals are split at the last point, and each half has a sign of its own.
 TEST_F(DialogLayer, NumbersAreReadWithTheirState) {
-  const std::tuple<const char*, int, int> integers[] = {
-      {" 100", 0, 100}, {"-1", 1, -1}, {"0", 0, 0}, {"101", 1, 101}, {"1.0", 2, 0}};
+  const std::tuple<const char*, int, int> integers[] = {{"  042 ", 0, 42},
+                                                        {"-1", 1, -1},
+                                                        {"0", 0, 0},
+                                                        {"100", 0, 100},
+                                                        {"101", 1, 101},
+                                                        {"1.0", 2, 0},
+                                                        {" - ", 2, 0},
+                                                        {"12 3", 2, 0},
+                                                        {"999999999", 1, 999999999},
+                                                        {"-1000000000", 1, -0x7fffffff}};
   for (const auto& [text, state, number] : integers) {
-    texts[1] = text;
     int32_t found = 7;
+    texts[1] = text;
     EXPECT_EQ(int(FetchInteger(dialog, 1, 0, 100, found)), state) << text;
     EXPECT_EQ(found, number);
   }
@@ -137,8 +113,8 @@ TEST_F(DialogLayer, NumbersAreReadWithTheirState) {
       {"2,5", 0, 2.5},   {"12", 1, 12},     {".25", 0, 0.25}, {"3.", 0, 3}, {"1.005", 0, 1.005},
       {"-1.5", 0, -0.5}, {"1.2.5", 0, 0.5}, {"-5.", 1, -5},   {"x", 2, 0},  {".", 2, 0}};
   for (const auto& [text, state, number] : decimals) {
-    texts[1] = text;
     double found = 7;
+    texts[1] = text;
     EXPECT_EQ(int(FetchDouble(dialog, 1, -1, 10, found)), state) << text;
     EXPECT_DOUBLE_EQ(found, number);
   }
@@ -147,132 +123,78 @@ TEST_F(DialogLayer, NumbersAreReadWithTheirState) {
 }
 
 TEST_F(DialogLayer, ANumberOutOfRangeBecomesItsBound) {
-  int32_t value = 120;
-  ReportIntegerRange(dialog, 1, 0, 100, value, 1);
-  EXPECT_EQ(std::pair(value, texts[1]), std::pair(100, std::string("100")));
-  EXPECT_THAT(sent, ElementsAre(Sent{1, EM_SETSEL, 0, -1}, Sent{1, TKM_SETFOCUS, 0, 0}));
-  value = -9;
-  ReportIntegerRange(dialog, 1, -5, 100, value, 0); // not active: the beep alone
-  EXPECT_EQ(std::pair(value, texts[1]), std::pair(-5, std::string("-5")));
-  texts[3] = "0.05";
+  int32_t above = 120, below = -9;
   double low = 0.05, high = 8;
+  texts[3] = "0.05"; // as many places are shown as were typed
+  ReportIntegerRange(dialog, 1, 0, 100, above, 1);
+  EXPECT_EQ(sent, (std::vector<Sent>{{1, EM_SETSEL, 0, -1}, {1, TKM_SETFOCUS, 0, 0}}));
+  ReportIntegerRange(dialog, 2, -5, 100, below, 0); // not active: the beep alone
   ReportDoubleRange(dialog, 3, 0.135, 7.389, low, 1);
-  EXPECT_EQ(texts[3], "0.14"); // as many places as were typed
+  EXPECT_EQ(texts[1] + " " + texts[2] + " " + texts[3], "100 -5 0.14");
   ReportDoubleRange(dialog, 3, 0.135, 7.389, high, 0);
-  EXPECT_EQ(std::pair(low, high), std::pair(0.135, 7.389));
-  EXPECT_THAT(notes,
-              ElementsAre("beep", "? An integer is required between 0 and 100.", "beep", "beep",
-                          "? A decimal number is required between 0.14 and 7.39.", "beep"));
+  EXPECT_EQ(std::tuple(above, below, low, high), std::tuple(100, -5, 0.135, 7.389));
+  EXPECT_EQ(log, "beep. ? An integer is required between 0 and 100. beep. beep. "
+                 "? A decimal number is required between 0.14 and 7.39. beep. ");
 }
 
 TEST_F(DialogLayer, ItemsSendTheirControlItsMessage) {
   HideItem(dialog, 1);
-  ShowItem(dialog, 2);
-  DisableItem(dialog, 3);
-  EnableItem(dialog, 4);
-  SetDefaultButton(dialog, 5);
-  CheckBoxView(dialog, 6).Set(true);
-  EXPECT_TRUE(ToggleCheckBox(dialog, 7));
-  EXPECT_FALSE(CheckBoxView(dialog, 8).Get());
+  EnableItem(dialog, 2);
+  EXPECT_TRUE(ToggleCheckBox(dialog, 4));
   EXPECT_EQ(RadioGroupView(dialog, 8, 9).Checked(), -1);
-  answers[BM_GETCHECK] = 1;
-  EXPECT_TRUE(CheckBoxView(dialog, 8).Get());
-  EXPECT_EQ(RadioGroupView(dialog, 8, 9).Checked(), 8);
-  ComboBoxView(dialog, 1).Clear();
-  ComboBoxView(dialog, 1).Select(2);
-  ListBoxView(dialog, 2).Clear();
-  ListBoxView(dialog, 2).Select(3);
-  ListBoxView(dialog, 2).SetItemData(4, 55);
-  answers[LB_GETITEMDATA] = 66;
-  EXPECT_EQ(ListBoxView(dialog, 2).ItemData(5), 66);
-  const Sent expected[] = {{1, TKM_SHOW, SW_HIDE, 0},
-                           {2, TKM_SHOW, SW_SHOW, 0},
-                           {3, TKM_ENABLE, 0, 0},
-                           {4, TKM_ENABLE, 1, 0},
-                           {5, BM_SETSTYLE, BS_DEFPUSHBUTTON, 0},
-                           {5, TKM_SETFOCUS, 0, 0},
-                           {6, BM_SETCHECK, 1, 0},
-                           {7, BM_GETCHECK, 0, 0},
-                           {7, BM_SETCHECK, 1, 0},
-                           {8, BM_GETCHECK, 0, 0},
-                           {8, BM_GETCHECK, 0, 0},
-                           {9, BM_GETCHECK, 0, 0},
-                           {8, BM_GETCHECK, 0, 0},
-                           {8, BM_GETCHECK, 0, 0},
-                           {1, CB_RESETCONTENT, 0, 0},
-                           {1, CB_SETCURSEL, 2, 0},
-                           {2, LB_RESETCONTENT, 0, 0},
-                           {2, LB_SETCURSEL, 3, 0},
-                           {2, LB_SETITEMDATA, 4, 55},
-                           {2, LB_GETITEMDATA, 5, 0}};
-  EXPECT_THAT(sent, ElementsAreArray(expected));
-
+  EXPECT_EQ(sent, (std::vector<Sent>{{1, TKM_SHOW, SW_HIDE, 0},
+                                     {2, TKM_ENABLE, 1, 0},
+                                     {4, BM_GETCHECK, 0, 0},
+                                     {4, BM_SETCHECK, 1, 0},
+                                     {8, BM_GETCHECK, 0, 0},
+                                     {9, BM_GETCHECK, 0, 0}}));
   ComboBoxView(dialog, 1).Add("combo");
   ListBoxView(dialog, 2).Add("list");
-  EditBoxView(dialog, 3).SetText("edit");
-  EXPECT_EQ(ComboBoxView(dialog, 1).Current() + ListBoxView(dialog, 2).Current() +
-                EditBoxView(dialog, 3).Text(),
-            "combolistedit");
+  EXPECT_EQ(ComboBoxView(dialog, 1).Current() + ListBoxView(dialog, 2).Current(), "combolist");
   answers[CB_GETCURSEL] = answers[LB_GETCURSEL] = -1;
   EXPECT_EQ(ComboBoxView(dialog, 1).Current() + ListBoxView(dialog, 2).Current(), "");
 }
 
 // The desktop runs a dialog of the classes through a life's worth of messages.
 TEST_F(DialogLayer, ClassesShowTheirStringOpenAddressesAndGo) {
-  static Window shown;
-  static const DialogTemplate* shownTemplate;
-  shown = dialog;
-  dialog->behaviour = [](Window, uint32_t message, uintptr_t, intptr_t result) -> intptr_t {
-    if (message == TKM_ENDDIALOG)
-      notes.push_back("end " + std::to_string(result));
-    return 0;
-  };
+  static const DialogTemplate about = {};
   services.dialogBox = [](const DialogTemplate* given, void*, DialogProc proc, intptr_t object) {
-    shownTemplate = given;
-    const auto send = [proc](uint32_t message, uintptr_t wParam, intptr_t lParam) {
-      notes.push_back(std::to_string(proc(shown, message, wParam, lParam)));
+    EXPECT_EQ(given, &about);
+    const auto send = [proc](uint32_t message, uintptr_t word, intptr_t extra = 0) {
+      log += std::to_string(proc(dialog, message, word, extra));
     };
     send(WM_INITDIALOG, 0, object);
-    for (const auto& [id, code] : {std::pair(4, BN_CLICKED),
-                                   {5, BN_CLICKED},
-                                   {6, BN_CLICKED},
-                                   {1, EN_CHANGE},
-                                   {2, BN_CLICKED},
-                                   {1, BN_CLICKED}})
-      send(WM_COMMAND, MakeWords(uint16_t(id), uint16_t(code)), 0);
-    for (const uintptr_t key : {'x', char(27), char(13)})
-      send(WM_CHAR, key, 0);
-    send(WM_LBUTTONDOWN, 0, 0);
-    send(WM_DESTROY, 0, 0);
-    send(WM_CHAR, 13, 0); // nobody's dialog any more
+    for (const uintptr_t word : {uintptr_t(4), MakeWords(1, EN_CHANGE), uintptr_t(2), uintptr_t(1)})
+      send(WM_COMMAND, word);
+    for (const uintptr_t key : {120, 27, 13}) // x, Esc, Enter
+      send(WM_CHAR, key);
+    send(WM_LBUTTONDOWN, 0);
+    send(WM_DESTROY, 0);
+    send(WM_CHAR, 13); // to nobody's dialog
     return intptr_t(0);
   };
-  static const FileListSuite suite = {{}, [](const char* address) {
-                                        notes.emplace_back(address);
-                                        return noErr;
-                                      }};
-  const DialogTemplate about = {};
   RegisterDialog(stringAbout, &about);
   texts[4] = std::string(300, 'y');
-  texts[5] = "x.example";
   PIAboutBox box;
-  EXPECT_THROW(box.RunModal(nullptr, nullptr, stringAbout), int32_t); // no host to open addresses
-  notes.clear();
+  EXPECT_THROW(box.RunModal(nullptr, nullptr, stringAbout), int32_t); // no host opens addresses
+  static const FileListSuite suite = {{},
+                                      [](const char* address) { return log += address, noErr; }};
   HostSuiteRecord(HostSuiteId::fileList).suite = &suite;
-  box.RunModal(&notes, nullptr, stringAbout);
+  log.clear();
+  sent.clear();
+  box.RunModal(&log, nullptr, stringAbout);
   HostSuiteRecord(HostSuiteId::fileList).suite = nullptr;
-  EXPECT_EQ(std::tuple(box.resourceId, box.pluginRef, box.dialogWindow, shownTemplate),
-            std::tuple(stringAbout, static_cast<void*>(&notes), dialog, &about));
-  EXPECT_EQ(texts[3], LoadStringResource(stringAbout));
-  EXPECT_THAT(notes, ElementsAre("1", "http://" + std::string(255, 'y'), "1", "http://x.example",
-                                 "1", "1", "1", "end 2", "1", "end 1", "1", "0", "end 0", "0",
-                                 "end 0", "0", "end 0", "0", "0", "0"));
+  EXPECT_EQ(std::tuple(box.resourceId, box.pluginRef, texts[3]),
+            std::tuple(stringAbout, static_cast<void*>(&log), LoadStringResource(stringAbout)));
+  EXPECT_EQ(log, "1http://" + std::string(255, 'y') + "1111000000");
+  std::string ended;
+  for (const auto& [id, message, word, result] : sent)
+    ended += message == TKM_ENDDIALOG ? std::to_string(result) : "";
+  EXPECT_EQ(ended, "21000");
   RegisterDialog(stringAbout, nullptr);
-  shownTemplate = nullptr;
-  PIDialog().RunModal(nullptr, nullptr, stringAbout);
-  EXPECT_EQ(shownTemplate, nullptr);
+  box.RunModal(nullptr, nullptr, stringAbout);            // is not known any more
   EXPECT_EQ(GenericProc(dialog, WM_INITDIALOG, 0, 0), 0); // no object
-  EXPECT_EQ(GenericProc(dialog, WM_COMMAND, MakeWords(1, BN_CLICKED), 0), 1);
+  EXPECT_EQ(GenericProc(dialog, WM_COMMAND, 1, 0), 1);
 }
 
 } // namespace

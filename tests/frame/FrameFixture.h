@@ -12,22 +12,28 @@
 
 constexpr int16_t struck = -42;
 
-// Counts the calls that pass through the procedures below, and makes one of them fail.
+// Counts the calls that pass through it, and gives one of them the code above in place of its work.
 struct Strike {
   static inline int at = 0, calls = 0;
-};
-
-// Puts itself in the place of a record's procedure; a call that is struck gives its code.
-template <auto> struct Failing;
-template <class Record, class Result, class... Args, Result (*Record::*procedure)(Args...)>
-struct Failing<procedure> {
-  static inline Result (*real)(Args...);
-  static void install(Record& record) {
-    real = std::exchange(record.*procedure, [](Args... args) {
-      return ++Strike::calls == Strike::at ? Result(struck) : real(args...);
-    });
+  template <class Result, class... Args> static Result code(Result (*real)(Args...), Args... args) {
+    return ++calls == at ? Result(struck) : real(args...);
   }
 };
+
+template <auto> struct Struck;
+template <class Record, class Result, class... Args, Result (*Record::*procedure)(Args...)>
+struct Struck<procedure> {
+  static inline Result (*real)(Args...);
+  static void install(Record& record) {
+    real =
+        std::exchange(record.*procedure, [](Args... args) { return Strike::code(real, args...); });
+  }
+};
+// A copy of a host's record whose named procedures can be struck.
+template <auto... procedures, class Record> Record failing(Record record) {
+  (Struck<procedures>::install(record), ...);
+  return record;
+}
 
 class FrameTest : public testing::Test {
 protected:
@@ -46,6 +52,7 @@ protected:
   // Another document and host in place of the first. No selector is called yet.
   void open(int32_t width, int32_t height, int32_t depth, host::SessionOptions options = {}) {
     in.reset();
+    registry = {};
     document.emplace(fixture::noise(width, height, depth, 4));
     options.registry = &registry;
     in.emplace(*document, std::move(options), false);

@@ -56,22 +56,21 @@ void speak(const std::array<const char*, 4>& values) {
     setenv(names[i], values[i], 1);
 }
 
+// clang-format off
 TEST(Strings, FollowTheLocaleAndThenTheList) {
-  const std::array<const char*, 4> french[] = {
-      {"fr_CA.UTF-8", "en_US", "C", ""}, {"", "fr", "de_DE", ""},
-      {"", "", "fr@euro", ""},           {"", "", "fr.UTF-8", "de:fr"},
-      {"", "", "en_US.UTF-8", "fr"},     {"", "", "de_DE", "de_AT:fr_CA:en"},
-      {"", "", "de_DE", ":fr"}};
-  const std::array<const char*, 4> english[] = {
-      {"de_DE", "fr_FR", "fr_FR", ""}, {"", "", "", "fr"}, // no locale is the C locale
-      {"C", "", "fr_FR", "fr"},        {"", "POSIX", "fr_FR", "fr"}, {"", "", "frr_DE.UTF-8", ""},
-      {"", "", "fr_FR", "en:fr"},      {"", "", "fr_FR", "C:fr"},    {"", "", "fr_FR", "POSIX:fr"},
-      {"", "", "fr_FR", "de:frr"}};
-  for (const auto& locale : french)
+  using Locale = std::array<const char*, 4>;
+  for (const Locale& locale : {
+           Locale{"fr_CA.UTF-8", "en_US", "C", ""}, {"", "fr", "de_DE", ""}, {"", "", "fr@euro", ""},
+           {"", "", "fr.UTF-8", "de:fr"}, {"", "", "en_US.UTF-8", "fr"}, {"", "", "de_DE", ":fr"},
+           {"", "", "de_DE", "de_AT:fr_CA:en"}})
     EXPECT_TRUE((speak(locale), systemLanguageIsFrench())) << locale[0] << locale[2] << locale[3];
-  for (const auto& locale : english)
+  for (const Locale& locale : {
+           Locale{"de_DE", "fr_FR", "fr_FR", ""}, {"C", "", "fr_FR", "fr"}, {"", "POSIX", "fr_FR", "fr"},
+           {"", "", "", "fr"}, {"", "", "frr_DE.UTF-8", ""}, {"", "", "fr_FR", "en:fr"},
+           {"", "", "fr_FR", "C:fr"}, {"", "", "fr_FR", "POSIX:fr"}, {"", "", "fr_FR", "de:frr"}})
     EXPECT_FALSE((speak(locale), systemLanguageIsFrench())) << locale[0] << locale[2] << locale[3];
 }
+// clang-format on
 
 TEST(Strings, ReadInBothLanguages) {
   const std::tuple<int, const char*, const char*> rows[] = {

