@@ -26,7 +26,7 @@ struct DisplaySurface {
   int32_t rowBytes;
 };
 
-// Rectangles with 32-bit sides, for documents that 16 bits cannot tell. Owned by the host.
+// Rectangles with 32-bit sides, for documents too large for 16 bits. Owned by the host.
 struct BigDocumentData {
   int32_t PluginUsing32BitCoordinates; // set by the plug-in: these rectangles count, not the 16-bit
   VRect filterRect32, inRect32, outRect32, maskRect32;
@@ -44,7 +44,7 @@ struct AboutRecord {
 
 // One filter run. The host owns the record and all that it points at.
 struct FilterRecord {
-  // Asked and told by the plug-in. Safe from any thread.
+  // Called from any thread.
   Boolean (*abortProc)();                            // true: the user wants to stop
   void (*progressProc)(int32_t done, int32_t total); // done <= total
 

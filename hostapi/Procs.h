@@ -1,7 +1,7 @@
 // Procedure records of the host: buffers, handles, scripting descriptors, suites.
 //
-// Each record carries its version and the number of procedures that follow, so that a plug-in can
-// tell what it may call.
+// Each record carries its version and the number of procedures that follow, so that a plug-in
+// knows what it may call.
 #pragma once
 
 #include "hostapi/HostTypes.h"

@@ -2,9 +2,9 @@
 #pragma once
 
 void CreateDataHandle();
-bool LockHandles(); // false: no handle or no memory, told in *gResult
+bool LockHandles(); // false: no handle (-30100) or no memory (-108), in *gResult
 void InitParameters();
 void InitData();
 
-// Create what is missing of the two handles; *gResult is -108 when there is no memory.
+// Creates those of the two handles that are missing; *gResult becomes -108 without memory.
 void CreateMissingHandles();

@@ -8,7 +8,7 @@
 HostBuffer TakeHostBuffer(int32_t size) {
   const BufferProcs* procs = gFilterRecord->bufferProcs;
   HostBuffer buffer;
-  // The lock alone tells whether there is a block: it gives null for an id of 0.
+  // A failed request leaves the id 0, for which the lock gives null.
   procs->allocateProc(size, &buffer.id);
   buffer.data = procs->lockProc(buffer.id, 1);
   return buffer;

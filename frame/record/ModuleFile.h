@@ -4,5 +4,5 @@
 #include <filesystem>
 
 // Absolute path of the file that holds this code: the module, or the program it is linked into.
-// Empty if the system does not tell.
+// Empty if the system does not say.
 std::filesystem::path ModuleFile();

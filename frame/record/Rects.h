@@ -1,7 +1,7 @@
-// The only way in which the plug-in reads or writes the host's rectangles.
+// The host's rectangles. Nothing else in the plug-in reads or writes them.
 //
-// A host that offers 32-bit rectangles, and was told that they are used, is asked for and given
-// those; any other gets the 16-bit ones, sides cut to 16 bits.
+// Where the host has 32-bit rectangles and PluginUsing32BitCoordinates is set, these are used; else
+// the 16-bit ones, whose sides lose their upper half.
 #pragma once
 
 #include "hostapi/HostTypes.h"
@@ -21,5 +21,5 @@ inline int32_t RectHeight(const VRect& r) { return wrappingSubtract(r.bottom, r.
 // One line of the trace: the name, then left, right, top, bottom.
 void TraceRect(const char* name, const VRect& r);
 
-// Colour planes of a host image mode (ImageMode); defaultPlanes where the mode does not tell.
+// Colour planes of a host image mode (ImageMode); defaultPlanes where the mode leaves it open.
 int32_t CSPlanesFromMode(int32_t imageMode, int32_t defaultPlanes);

@@ -30,7 +30,7 @@ void enterCall(int16_t selector, FilterRecord* record, intptr_t* data, int16_t* 
 
 // False: the user cancelled.
 bool serveStart() {
-  // The handles are not locked yet: the record is reached where the prepare selector found it.
+  // The handles are not locked yet; gData still points where the prepare selector locked it.
   if (gData)
     gData->memoryPeak = gData->memoryInUse = 0;
   TRACE("%s :: %d threads, %d cores\n", "PluginMain_core", gThreadCount, gCoreCount);
@@ -80,8 +80,8 @@ void deleteMap(float*& map) {
   map = nullptr;
 }
 
-// Deletes the run's two haze maps when the start selector is left. An exception leaves no proxy
-// either: the next dialog would take the one that it finds, whatever its size.
+// Deletes the run's two haze maps on every way out of the start selector; after an exception the
+// proxy too, which the next dialog would otherwise keep at its old size.
 struct RunGuard {
   Data* data;
   int exceptionsBefore = std::uncaught_exceptions();
@@ -139,8 +139,6 @@ bool DoStart() {
   WriteRegistryParameters();
 
   TRACE("%s :: free allocated memory\n", "DoStart");
-  deleteMap(gData->filterHazeMap);
-  deleteMap(gData->proxyHazeMap);
   DeleteProxyBuffer();
   return proceed;
 }

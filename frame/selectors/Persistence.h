@@ -4,8 +4,10 @@
 
 #include <cstdint>
 
-// Codes of these are the host's; their callers ignore most of them.
-int32_t ReadRegistryParameters();
+// All move gParams->outputMap and give a code of the host; 0 is success.
+int32_t ReadRegistryParameters(); // the flag stays when nothing is stored
 int32_t WriteRegistryParameters();
+// Also says whether the dialog is wanted, and disposes of the descriptor that it has read. Only the
+// low 16 bits of the code count.
 int32_t ReadScriptParameters(uint8_t* displayDialog);
 int32_t WriteScriptParameters();

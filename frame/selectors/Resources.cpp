@@ -45,7 +45,7 @@ struct Composer {
   }
   constexpr void padTo(size_t end) {
     if (size > end)
-      throw "the data is longer than the length told for it";
+      throw "the data is longer than its length field";
     while (size < end)
       int8(0);
   }

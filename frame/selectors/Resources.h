@@ -1,5 +1,5 @@
-// What the host reads of the module without calling it: the property list and the terminology, as
-// binary records. Beside them the module's version, which only stands in the file.
+// What a host reads of the module without calling it: the property list and the terminology, as
+// binary records. Beside them the module's version record, which no code reads.
 #pragma once
 
 #include <array>
@@ -9,8 +9,8 @@
 constexpr size_t propertyListSize = 414; // bytes
 constexpr size_t terminologySize = 155;  // bytes
 
-// The records tell their own ends: the property list by its counts and lengths, the terminology by
-// its counts. All numbers are little-endian.
+// A reader finds the end of each record by the counts and lengths in it. All numbers are
+// little-endian.
 extern "C" {
 extern __attribute__((visibility("default"))) const std::array<uint8_t, propertyListSize>
     PIPL_16000;

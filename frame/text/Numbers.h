@@ -13,6 +13,6 @@ enum class NumberKind { none = 0, positive = 1, negative = 2 };
 NumberKind StringToNumber(PascalString& text, int32_t& number);
 
 // Decimal text with that many places (0 or more). The last place is rounded up when the digit
-// behind it, in the shortest text that tells the value, is 5 or more; a last place of 0 is dropped,
+// behind it, in the shortest decimal text of the value, is 5 or more; a last place of 0 is dropped,
 // one only: 1.00 becomes 1.0, and 1.0 becomes 1.
 PascalString NumberToString(double value, int precision);

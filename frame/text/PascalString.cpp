@@ -4,19 +4,11 @@
 #include <algorithm>
 #include <charconv>
 
-void PascalString::cut(size_t length) {
-  if (length >= this->length())
-    return;
-  bytes_[0] = uint8_t(length);
-  bytes_[1 + length] = 0;
-}
-
 void PascalString::append(std::string_view text) {
   const size_t old = length();
   const size_t added = std::min(text.size(), limit - old);
   std::copy_n(text.begin(), added, bytes_ + 1 + old);
-  bytes_[0] = uint8_t(old + added);
-  bytes_[1 + old + added] = 0;
+  bytes_[0] = uint8_t(old + added); // the zeros behind it were there from the start
 }
 
 void PascalString::append(int32_t number) {

@@ -18,8 +18,6 @@ public:
   std::string_view view() const { return {text(), length()}; }
   const uint8_t* bytes() const { return bytes_; } // length first
 
-  void clear() { cut(0); }
-  void cut(size_t length);            // keeps the first length bytes; no effect if there are fewer
   void append(std::string_view text); // what goes beyond the limit is lost
   void append(int32_t number);        // in decimal
 

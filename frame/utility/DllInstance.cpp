@@ -1,3 +1,4 @@
+// The module's handle, and the end of the suites when the module is unloaded.
 #include "frame/utility/DllInstance.h"
 
 #include "frame/record/Globals.h"

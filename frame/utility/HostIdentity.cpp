@@ -50,7 +50,7 @@ struct Identity {
 };
 
 // Programs of this system carry no version block: the name of the file stands for the internal
-// name, and the version is the one that the program has told its toolkit.
+// name, and the version is the one that the program gave its toolkit.
 Identity identifyRunningProgram() {
   const std::string name =
       QFileInfo("/proc/self/exe").canonicalFilePath().section('/', -1).toStdString();

@@ -1,3 +1,4 @@
+// The test of any record of procedures, read as the bytes that it is.
 #include "frame/utility/HostRecords.h"
 
 #include <cstddef>

@@ -9,22 +9,22 @@ namespace {
 
 // In the order of HostSuiteId.
 HostSuite suites[] = {
-    {nullptr, actionDescriptorSuiteVersion, actionDescriptorSuiteName, 0},
-    {nullptr, 2, "bc1e4d70-f953-11d0-8d9f-00c04fd5f7ee", 0},
-    {nullptr, 3, "df135117-c769-11d0-8079-00c04fd7ec47", 0},
-    {nullptr, 1, "df135116-c769-11d0-8079-00c04fd7ec47", 0},
-    {nullptr, descriptorRegistrySuiteVersion, descriptorRegistrySuiteName, 0},
-    {nullptr, 1, "Photoshop UIHooks Suite for Plug-ins", 0},
-    {nullptr, 2, "Photoshop Handle Suite for Plug-ins", 0},
-    {nullptr, 1, "AS ZString Suite", 0},
-    {nullptr, 3, "SP Access Suite", 0},
-    {nullptr, 4, "Photoshop GetFileList Suite for Plug-ins", 0},
-    {nullptr, 1, "Photoshop Buffer Suite for Plug-ins", 0},
-    {nullptr, 3, "Photoshop ChannelPorts Suite for Plug-ins", 0},
-    {nullptr, 5, "SP Runtime Suite", 0},
-    {nullptr, 1, "Photoshop Property Suite for Plug-ins", 0},
-    {nullptr, 1, "Photoshop Alias Utility Suite", 0},
-    {nullptr, 3, "Photoshop Resource Suite for Plug-ins", 0},
+    {nullptr, actionDescriptorSuiteVersion, actionDescriptorSuiteName},
+    {nullptr, 2, "bc1e4d70-f953-11d0-8d9f-00c04fd5f7ee"},
+    {nullptr, 3, "df135117-c769-11d0-8079-00c04fd7ec47"},
+    {nullptr, 1, "df135116-c769-11d0-8079-00c04fd7ec47"},
+    {nullptr, descriptorRegistrySuiteVersion, descriptorRegistrySuiteName},
+    {nullptr, 1, "Photoshop UIHooks Suite for Plug-ins"},
+    {nullptr, 2, "Photoshop Handle Suite for Plug-ins"},
+    {nullptr, 1, "AS ZString Suite"},
+    {nullptr, 3, "SP Access Suite"},
+    {nullptr, 4, "Photoshop GetFileList Suite for Plug-ins"},
+    {nullptr, 1, "Photoshop Buffer Suite for Plug-ins"},
+    {nullptr, 3, "Photoshop ChannelPorts Suite for Plug-ins"},
+    {nullptr, 5, "SP Runtime Suite"},
+    {nullptr, 1, "Photoshop Property Suite for Plug-ins"},
+    {nullptr, 1, "Photoshop Alias Utility Suite"},
+    {nullptr, 3, "Photoshop Resource Suite for Plug-ins"},
 };
 static_assert(std::size(suites) == size_t(HostSuiteId::count));
 

@@ -1,7 +1,7 @@
 // Handles for code that must run with or without the host's handle procedures.
 //
 // Where the host's record is complete its procedures serve; where not, a handle is a block of two
-// words of our own, the first of which points at the content. What goes wrong with our own blocks
+// words of our own, the first of which points at the content. An error with a block of our own
 // is kept in gUtilityHandleError.
 #pragma once
 

@@ -1,6 +1,8 @@
 // The entry, its selectors, the memory budget, and the way of the pixels in and out.
 #include <climits>
 
+#include "frame/contract/Limits.h"
+#include "frame/contract/Sliders.h"
 #include "tests/frame/FrameFixture.h"
 
 namespace {
@@ -186,18 +188,44 @@ TEST_F(Filtering, KeepsTheRectanglesAndTellsItsSteps) {
   gData->light[2] = 0.5f;
   EXPECT_EQ(call(filterSelectorFinish), 0);
   EXPECT_EQ(std::tuple(runEnded, gData->light[2]), std::tuple(1, 0.0f));
+  in->host.bigDocumentData.filterRect32 = {0, 0, 1 << 14, 1 << 14}; // 2^28 pixels are too many
+  EXPECT_THROW(call(filterSelectorStart), std::bad_alloc);
   const std::string trace = in->stopTrace();
   for (const char* line :
        {" sizeof(void*) 8 - sizeof(size_t) 8 - sizeof(Data) ", "PluginMain_core :: 1 threads, ",
         "DoStart :: depth: 8 bits, 4 planes\n", "Rect 'DO FILTER filter rect': [0 7 0 5]\n",
-        ") filterRect 7x5\n", "DoFilter :: Error with advanceState (-77)\n",
+        ") filterRect 7x5\n", "main haze buffer (1048576 pixels)\n",
+        "DoFilter :: Error with advanceState (-77)\n",
         ") - memory in use 0 KBytes (peak: 2 KBytes)\n"})
     EXPECT_THAT(trace, HasSubstr(line));
 
-  in->host.bigDocumentData.filterRect32 = {0, 0, 1 << 14, 1 << 14}; // 2^28 pixels are too many
-  EXPECT_THROW(call(filterSelectorStart), std::bad_alloc);
   record().imageMode = plugInModeCMYKColor;
   EXPECT_EQ(call(filterSelectorStart), filterBadParameters);
+}
+
+// What both sides of the interface agree on.
+TEST(Contract, SlidersAndLimits) {
+  EXPECT_EQ(PowerOfPosition(0), float(std::exp(-2.0)));
+  EXPECT_EQ(PowerOfPosition(33), float(std::exp(double(float(33 / 25.0 - 2.0)))));
+  EXPECT_EQ(PositionOfPower(PowerOfPosition(100)), 100);
+  EXPECT_NEAR(BalanceOfPower(PowerOfPosition(62.5)), 62.5, 1e-4);
+  EXPECT_EQ(PositionOfValue(0.35f), 34); // a float a little below
+  EXPECT_EQ(PositionOfValue(ValueOfPosition(-70)), -69);
+  EXPECT_EQ(std::tuple(leastPosition, greatestPosition, estimateSoftening),
+            std::tuple(0, 100, 0.7f));
+  const std::array<int32_t, 4> sizes[] = {{3000, 2000, 387, 258},
+                                          {100, 100, 316, 316},
+                                          {21474, 3, 26754, 3},
+                                          {1, 100000, 1, 100000},
+                                          {0, 9, 0, 0}};
+  for (const auto& [width, height, lowWidth, lowHeight] : sizes) {
+    const EstimateSize size = estimateSize(width, height);
+    EXPECT_EQ(std::pair(size.width, size.height), std::pair(lowWidth, lowHeight)) << width;
+  }
+  EXPECT_TRUE(tooWideForEstimate(21475) && !tooWideForEstimate(21474));
+  EXPECT_TRUE(tooHighForEstimate(3, 300001) && !tooHighForEstimate(3, 300000));
+  EXPECT_LT(estimateSize(21475, 3).width, 1);
+  EXPECT_EQ(mostPixels, (1 << 28) - 1);
 }
 
 } // namespace

@@ -1,5 +1,5 @@
 // One-line operations on the controls of a dialog: by dialog and id, or through a small view of one
-// control. A control that is not there takes no notice and gives 0 or an empty text.
+// control. A missing control ignores everything and gives 0 or an empty text.
 #pragma once
 
 #include <string>
