@@ -15,13 +15,10 @@
 #include "frame/record/Bands.h"
 #include "frame/record/Globals.h"
 #include "haze/Stages.h"
-#include "host/session/Host.h"
-#include "tests/ui/StandInDialog.h"
-#include "tests/ui/StandInHost.h"
-#include "ui/dialog/DialogTables.h"
-#include "ui/dialog/Dialogs.h"
+#include "tests/support/HostFixture.h"
+#include "tests/support/PlugInHost.h"
+#include "tests/ui/PreviewWindow.h"
 #include "ui/dialog/MainDialog.h"
-#include "ui/preview/Proxy.h"
 
 namespace {
 
@@ -30,20 +27,18 @@ constexpr double proxyArea = double(width) * height;
 
 // A document that the frame shows pixel by pixel, with the preview open on it.
 struct OpenPreview {
-  StandInDesktop desktop;
-  StandInHost host{width, height};
-  StandInDialog dialog{FOGDISSOLVER_DIALOG, FogdissolverProc};
+  host::Document document = fixture::hazyScene(width, height, 8);
+  fixture::PlugInHost plugIn{document};
+  fixture::PreviewWindow dialog{{0, 0, width, height}};
 
   OpenPreview() {
-    host.record.displayPixels = host::displayPixels;
-    host.params.power = 1.7f;
-    dialog[idFrame].rect = {0, 0, width, height};
-    SendMessage(dialog.window, WM_INITDIALOG, 0, 0);
+    gParams->power = 1.7f;
+    GetProxyItemRect(dialog.window);
+    SetupFilterRecordForProxy();
+    CreateProxyBuffer();
+    RefreshProxy(dialog.window);
   }
-  ~OpenPreview() {
-    SendMessage(dialog.window, WM_DESTROY, 0, 0);
-    DeleteProxyBuffer();
-  }
+  ~OpenPreview() { DeleteProxyBuffer(); }
 };
 
 void copy(benchmark::State& state) {
@@ -97,8 +92,8 @@ void eventToRepaint(benchmark::State& state) {
   static const auto* application = new QApplication(argc, argv);
   benchmark::DoNotOptimize(application);
 
-  StandInHost host(735, 460);
-  host.record.displayPixels = host::displayPixels;
+  host::Document document = fixture::hazyScene(735, 460, 8);
+  const fixture::PlugInHost plugIn(document);
   double proxyPixels = 0;
   const std::function<void()> script = [&] {
     QWidget* dialog = QApplication::activeModalWidget();

@@ -10,7 +10,8 @@
 #include "frame/selectors/Persistence.h"
 #include "frame/selectors/Selectors.h"
 #include "primitives/base/HeapBlock.h"
-#include "ui/dialog/Dialogs.h"
+#include "ui/dialog/AboutBox.h"
+#include "ui/dialog/MainDialog.h"
 #include "ui/preview/Proxy.h"
 
 namespace {

@@ -1,167 +1,195 @@
-// What the dialog layer promises beyond the plug-in's own dialogs, with real widgets.
+// Windows as records, linked without anything that shows them.
 #include <gmock/gmock.h>
 
-#include <QAction>
-#include <QApplication>
-#include <QClipboard>
-#include <QContextMenuEvent>
-#include <QDialog>
-#include <QLineEdit>
-#include <QMenu>
-#include <QPushButton>
-#include <QTimer>
-
-#include <functional>
-#include <optional>
-#include <stdexcept>
-
-#include "ui/toolkit/DialogTemplate.h"
+#include "ui/toolkit/Services.h"
 #include "ui/toolkit/WindowRecord.h"
 
 namespace {
 
-constexpr int editId = 7, otherId = 9;
-constexpr DialogControl rows[] = {
-    {editId, ControlKind::edit, "", nullptr, {5, 5, 60, 12}},
-    {1, ControlKind::defaultPushButton, "OK", nullptr, {5, 40, 40, 14}},
-    {otherId, ControlKind::pushButton, "Other", nullptr, {50, 40, 40, 14}},
-};
-constexpr DialogTemplate table = {"Test", 100, 60, 8, 0, rows, 3};
+using testing::ElementsAre;
+
+std::vector<std::string> notes;
+
+std::string described(uint32_t message, uintptr_t word) {
+  return std::to_string(message) + ":" + std::to_string(word);
+}
+
+template <int result>
+intptr_t subclass(Window w, uint32_t m, uintptr_t word, intptr_t value, uintptr_t id,
+                  uintptr_t data) {
+  notes.push_back("subclass " + std::to_string(id) + " " + std::to_string(data));
+  return result + DefSubclassProc(w, m, word, value);
+}
+
+intptr_t behaviour(Window, uint32_t message, uintptr_t word, intptr_t) {
+  notes.push_back(described(message, word));
+  return 1;
+}
 
 struct Toolkit : testing::Test {
-  static inline int argc = 1;
-  static inline char name[] = "test";
-  static inline char* argv[] = {name, nullptr};
-  std::optional<QApplication> application;
-  static inline int painted;
-
-  Toolkit() {
-    if (!qApp)
-      application.emplace(argc, argv);
-    painted = 0;
-  }
-
-  // Runs the dialog and, in it, the script.
-  static intptr_t run(DialogProc proc, const std::function<void(QDialog*)>& script) {
-    QTimer::singleShot(20, [&] {
-      if (auto* dialog = qobject_cast<QDialog*>(QApplication::activeModalWidget()))
-        script(dialog);
-    });
-    return DialogBoxParam(&table, nullptr, proc, 5);
-  }
+  Window dialog = NewWindow(nullptr, 0, WS_SYSMENU, behaviour, nullptr);
+  Window control = NewWindow(dialog, 7, 0, behaviour, nullptr);
+  Toolkit() { notes.clear(); }
+  ~Toolkit() override { DestroyWindow(dialog); }
 };
 
-TEST_F(Toolkit, ExceptionsPassAroundTheEventLoop) {
-  const auto proc = [](Window dialog, uint32_t message, uintptr_t wParam, intptr_t) -> intptr_t {
-    if (message == WM_COMMAND && wParam == 1)
-      throw std::runtime_error("first");
-    if (message == WM_DESTROY && IsWindow(dialog))
-      throw std::runtime_error("second");
-    return 0;
-  };
-  for (int again = 0; again < 2; ++again)
-    try {
-      run(proc, [](QDialog* dialog) { dialog->findChild<QPushButton*>()->click(); });
-      FAIL() << "nothing was thrown";
-    } catch (const std::runtime_error& e) {
-      EXPECT_STREQ(e.what(), "first");
-    }
-  EXPECT_EQ(QApplication::activeModalWidget(), nullptr);
+TEST_F(Toolkit, SubclassesSeeMessagesNewestFirst) {
+  SetWindowSubclass(control, subclass<10>, 1, 5);
+  SetWindowSubclass(control, subclass<100>, 2, 6);
+  SetWindowSubclass(control, subclass<10>, 1, 7); // new data, old place
+  EXPECT_EQ(SendMessage(control, WM_CHAR, 3, 0), 111);
+  RemoveWindowSubclass(control, subclass<10>, 2); // no such pair
+  RemoveWindowSubclass(control, subclass<100>, 2);
+  EXPECT_EQ(SendDlgItemMessage(dialog, 7, WM_CHAR, 4, 0), 11);
+  EXPECT_THAT(notes, ElementsAre("subclass 2 6", "subclass 1 7", described(WM_CHAR, 3),
+                                 "subclass 1 7", described(WM_CHAR, 4)));
 }
 
-TEST_F(Toolkit, AnInitialisationMayEndTheDialogOrPost) {
-  const auto ends = [](Window dialog, uint32_t message, uintptr_t, intptr_t lParam) -> intptr_t {
-    if (message == WM_INITDIALOG)
-      EndDialog(dialog, lParam);
+TEST_F(Toolkit, ProceduresComeBeforeTheBehaviour) {
+  dialog->dialogProc = [](Window, uint32_t message, uintptr_t word, intptr_t) -> intptr_t {
+    return message == WM_COMMAND && word == 1 ? 42 : 0;
+  };
+  EXPECT_EQ(SendMessage(dialog, WM_COMMAND, 1, 0), 42);
+  EXPECT_EQ(SendMessage(dialog, WM_COMMAND, 2, 0), 1);
+  EXPECT_EQ(SendMessage(dialog, TKM_SHOW, 1, 0), 1); // not a procedure's
+  EXPECT_EQ(notes.size(), 2u);
+  dialog->dialogProc = [](Window w, uint32_t, uintptr_t, intptr_t) -> intptr_t {
+    DestroyWindow(w);
     return 0;
   };
-  EXPECT_EQ(DialogBoxParam(&table, nullptr, ends, 42), 42);
-  const auto posts = [](Window dialog, uint32_t message, uintptr_t wParam, intptr_t) -> intptr_t {
-    if (message == WM_INITDIALOG)
-      for (uint16_t id : {3, 4})
-        PostMessage(dialog, WM_COMMAND, id, 0);
-    if (message == WM_COMMAND && wParam >= 3)
-      EndDialog(dialog, intptr_t(wParam));
-    return 0;
-  };
-  EXPECT_EQ(DialogBoxParam(&table, nullptr, posts, 0), 3);
-  EXPECT_FALSE(DispatchPostedMessage()); // the second went with its window
-  EXPECT_EQ(DialogBoxParam(nullptr, nullptr, ends, 0), -1);
+  EXPECT_EQ(SendMessage(dialog, WM_COMMAND, 3, 0), 0); // gone, with its control
+  EXPECT_FALSE(IsWindow(dialog) || IsWindow(control));
+  EXPECT_EQ(notes.size(), 2u);
 }
 
-TEST_F(Toolkit, EnterPressesTheButtonThatWasMadeTheDefault) {
-  const auto proc = [](Window dialog, uint32_t message, uintptr_t wParam, intptr_t) -> intptr_t {
-    if (message == WM_INITDIALOG)
-      SendDlgItemMessage(dialog, otherId, BM_SETSTYLE, BS_DEFPUSHBUTTON, 0);
-    if (message == WM_COMMAND && HighWord(wParam) == BN_CLICKED)
-      EndDialog(dialog, LowWord(wParam));
-    return 0;
-  };
-  const auto enter = [](QDialog* dialog) {
-    QKeyEvent key(QEvent::KeyPress, Qt::Key_Return, Qt::NoModifier, "\r");
-    QCoreApplication::sendEvent(dialog->findChild<QLineEdit*>(), &key);
-    dialog->close(); // has gone already
-  };
-  EXPECT_EQ(run(proc, enter), otherId);
+TEST_F(Toolkit, PostedMessagesKeepTheirOrderAndGoWithTheirWindow) {
+  ToolkitServices services = noServices;
+  static int posted;
+  posted = 0;
+  services.messagePosted = [] { ++posted; };
+  gServices = &services;
+  for (uintptr_t word : {1, 2})
+    PostMessage(control, WM_COMMAND, word, 0);
+  PostMessage(dialog, WM_COMMAND, 3, 0);
+  PostMessage(nullptr, WM_COMMAND, 4, 0);
+  EXPECT_EQ(posted, 3);
+  EXPECT_TRUE(notes.empty());
+  EXPECT_TRUE(DispatchPostedMessage());
+  DestroyWindow(control);
+  EXPECT_TRUE(DispatchPostedMessage());
+  EXPECT_FALSE(DispatchPostedMessage());
+  EXPECT_THAT(notes, ElementsAre(described(WM_COMMAND, 1), described(WM_COMMAND, 3)));
+  gServices = &noServices;
 }
 
-// A procedure that stops drawing leaves its last picture on the screen.
-TEST_F(Toolkit, ThePictureStays) {
-  const auto proc = [](Window dialog, uint32_t message, uintptr_t, intptr_t) -> intptr_t {
-    if (message != WM_PAINT || painted++ > 0)
-      return 0;
-    DeviceContext* paint = BeginPaint(dialog);
-    DeviceContext* context = CreateCompatibleDC(paint);
-    Bitmap bitmap = CreateCompatibleBitmap(paint, 8, 6);
-    SelectObject(context, bitmap);
-    FillRect(context, {-3, -3, 100, 3}, 0xff123456);
-    BitBlt(paint, 2, 1, 8, 6, context, 0, 0);
-    DeleteDC(context);
-    DeleteObject(bitmap);
-    EndPaint(dialog, paint);
-    return 0;
-  };
-  run(proc, [](QDialog* dialog) {
-    for (int again = 0; again < 3; ++again) {
-      const QImage seen = dialog->grab().toImage();
-      EXPECT_EQ(seen.pixel(2, 1), 0xff123456);
-      EXPECT_EQ(seen.pixel(9, 3), 0xff123456);
-      EXPECT_EQ(seen.pixel(9, 4), 0xff000000);
-      EXPECT_NE(seen.pixel(10, 3), 0xff123456);
-    }
-    EXPECT_GE(painted, 2);
-    dialog->close();
+TEST_F(Toolkit, WindowsThatAreGoneAnswerNothing) {
+  EXPECT_EQ(GetDlgItem(dialog, 7), control);
+  EXPECT_EQ(GetDlgItem(dialog, 8), nullptr);
+  EXPECT_EQ(GetParent(control), dialog);
+  EXPECT_EQ(GetDlgCtrlID(control), 7);
+  EXPECT_EQ(GetWindowStyle(dialog), WS_SYSMENU);
+  DestroyWindow(control);
+  DestroyWindow(control);
+  EXPECT_EQ(GetDlgItem(dialog, 7), nullptr);
+  SetWindowSubclass(control, subclass<1>, 1, 1);
+  RemoveWindowSubclass(control, subclass<1>, 1);
+  EXPECT_EQ(SendMessage(control, WM_CHAR, 1, 0) + DefWindowProc(control, WM_CHAR, 1, 0) +
+                DefSubclassProc(control, WM_CHAR, 1, 0) + GetDlgCtrlID(control),
+            0);
+  EXPECT_EQ(GetWindowText(control), "");
+  EXPECT_EQ(GetDlgItem(nullptr, 7), nullptr);
+  EXPECT_EQ(GetParent(nullptr), nullptr);
+  EXPECT_TRUE(notes.empty());
+}
+
+TEST_F(Toolkit, WithoutADesktopNothingIsShown) {
+  EXPECT_EQ(gServices, &noServices);
+  EXPECT_EQ(DialogBoxParam(nullptr, nullptr, nullptr, 0), -1);
+  EXPECT_EQ(GetWindowRect(GetDesktopWindow()).width(), 0);
+  EXPECT_EQ(GetSystemMetrics(SM_CXSCREEN), 0);
+  EXPECT_FALSE(OpenClipboard(nullptr));
+  EXPECT_EQ(MessageBox(nullptr, "", MB_OK), 0);
+  EXPECT_EQ(GetKeyState(VK_CONTROL), 0);
+  ShellExecute("nowhere");
+  MessageBeep(MB_OK);
+  const BusyCursor busy;
+}
+
+TEST_F(Toolkit, TheNewestHookDecides) {
+  static Hook first, second;
+  first = SetWindowsHookEx([](int code, uintptr_t key, intptr_t) -> intptr_t {
+    notes.push_back("first " + std::to_string(code));
+    return key == VK_TAB;
   });
+  second = SetWindowsHookEx([](int code, uintptr_t key, intptr_t flags) -> intptr_t {
+    return key == VK_SPACE ? 0 : CallNextHookEx(second, code, key, flags);
+  });
+  EXPECT_TRUE(CallKeyboardHooks(VK_TAB, 0));
+  EXPECT_FALSE(CallKeyboardHooks(VK_SPACE, 0));
+  EXPECT_EQ(CallNextHookEx(first, 0, VK_TAB, 0), 0); // there is none behind
+  UnhookWindowsHookEx(second);
+  EXPECT_FALSE(CallKeyboardHooks(VK_RETURN, 0));
+  UnhookWindowsHookEx(first);
+  UnhookWindowsHookEx(first);
+  EXPECT_FALSE(CallKeyboardHooks(VK_TAB, 0));
+  EXPECT_THAT(notes, ElementsAre("first 0", "first 0"));
 }
 
-TEST_F(Toolkit, TheMenuOfABoxGoesThroughItsProcedures) {
-  static int pastes;
-  pastes = 0;
-  const auto proc = [](Window dialog, uint32_t message, uintptr_t, intptr_t) -> intptr_t {
-    if (message == WM_INITDIALOG)
-      SetWindowSubclass(
-          GetDlgItem(dialog, editId),
-          [](Window window, uint32_t m, uintptr_t w, intptr_t l, uintptr_t, uintptr_t) {
-            pastes += m == WM_PASTE;
-            return DefSubclassProc(window, m, w, l);
-          },
-          0, 0);
-    return 0;
-  };
-  run(proc, [](QDialog* dialog) {
-    auto* edit = dialog->findChild<QLineEdit*>();
-    QApplication::clipboard()->setText("pasted");
-    QContextMenuEvent event(QContextMenuEvent::Mouse, QPoint(3, 3),
-                            edit->mapToGlobal(QPoint(3, 3)));
-    QCoreApplication::sendEvent(edit, &event);
-    auto* menu = qobject_cast<QMenu*>(QApplication::activePopupWidget());
-    ASSERT_NE(menu, nullptr);
-    menu->actions().at(2)->trigger();
-    menu->close();
-    EXPECT_EQ(edit->text(), "pasted");
-    EXPECT_EQ(pastes, 1);
-    dialog->close();
-  });
+// Against a loop over all pixels, for rectangles that stick out on every side.
+TEST(ToolkitDrawing, IsCutAtTheEdges) {
+  constexpr int32_t width = 5, height = 4;
+  for (int32_t left = -2; left <= width + 1; ++left)
+    for (int32_t right = left - 1; right <= width + 2; ++right) {
+      const int32_t top = left - 1, bottom = right - 1;
+      DeviceContext* context = CreateCompatibleDC(nullptr);
+      const Bitmap bitmap = CreateCompatibleBitmap(nullptr, width, height);
+      EXPECT_EQ(SelectObject(context, bitmap), nullptr);
+      FillRect(context, {left, top, right, bottom}, 9);
+      for (int32_t i = 0; i < width * height; ++i) {
+        const int32_t x = i % width, y = i / width;
+        const bool in = x >= left && x < right && y >= top && y < bottom;
+        EXPECT_EQ(bitmap->pixels[size_t(i)], in ? 9u : 0u);
+      }
+      EXPECT_EQ(context->surface.rowBytes, width * 4);
+      EXPECT_EQ(SelectObject(context, nullptr), bitmap);
+      EXPECT_EQ(context->surface.pixels, nullptr);
+      FillRect(context, {0, 0, 9, 9}, 1); // without a bitmap
+      DeleteDC(context);
+      DeleteObject(bitmap);
+    }
+  const Bitmap none = CreateCompatibleBitmap(nullptr, -3, 5);
+  EXPECT_TRUE(none->pixels.empty());
+  DeleteObject(none);
+}
+
+TEST(ToolkitDrawing, BlitsWhatTheBitmapHas) {
+  static std::vector<BlitRequest> blits;
+  blits.clear();
+  const Window window = NewWindow(
+      nullptr, 0, 0,
+      [](Window, uint32_t message, uintptr_t, intptr_t value) -> intptr_t {
+        if (message == TKM_BLIT)
+          blits.push_back(*reinterpret_cast<const BlitRequest*>(value));
+        return 0;
+      },
+      nullptr);
+  DeviceContext* paint = BeginPaint(window);
+  DeviceContext* context = CreateCompatibleDC(paint);
+  const Bitmap bitmap = CreateCompatibleBitmap(paint, 6, 5);
+  BitBlt(paint, 0, 0, 6, 5, context, 0, 0); // no bitmap yet
+  SelectObject(context, bitmap);
+  BitBlt(paint, 3, 4, 9, 9, context, 2, 1);
+  BitBlt(paint, 0, 0, 9, 9, context, 6, 0); // nothing left
+  BitBlt(paint, 0, 0, 9, 9, context, 0, 5);
+  BitBlt(paint, 0, 0, 9, 9, context, -1, 0);
+  ASSERT_EQ(blits.size(), 1u);
+  EXPECT_THAT((std::array{blits[0].x, blits[0].y, blits[0].width, blits[0].height,
+                          blits[0].pixelsPerRow, int32_t(blits[0].pixels - bitmap->pixels.data())}),
+              ElementsAre(3, 4, 4, 4, 6, 8));
+  DeleteDC(context);
+  DeleteObject(bitmap);
+  EndPaint(window, paint);
+  DestroyWindow(window);
 }
 
 } // namespace

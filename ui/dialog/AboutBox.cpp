@@ -1,9 +1,9 @@
-// The modal box of the about selector.
+#include "ui/dialog/AboutBox.h"
+
 #include "frame/record/Globals.h"
 #include "ui/dialog/CentreDialog.h"
+#include "ui/dialog/DialogParts.h"
 #include "ui/dialog/DialogTables.h"
-#include "ui/dialog/Dialogs.h"
-#include "ui/dialog/MainDialog.h"
 
 __attribute__((visibility("default"), symver("_FogdissolverAboutProc@16"))) intptr_t
 FogdissolverAboutProc(Window dialog, uint32_t message, uintptr_t wParam, intptr_t lParam) {

@@ -6,4 +6,4 @@
 #include "ui/toolkit/Windows.h"
 
 // A FogdissolverEdit or a FogdissolverTrackBar32: whichever class's procedure the window has.
-extern std::map<Window, void*> controlMap;
+inline std::map<Window, void*> controlMap;

@@ -2,6 +2,8 @@
 
 #include <iterator>
 
+#include "frame/contract/Version.h"
+
 namespace {
 
 using enum ControlKind;
@@ -42,6 +44,7 @@ constexpr DialogControl mainControls[] = {
 };
 
 constexpr DialogControl aboutControls[] = {
+    {-1, label, "Version " FOG_VERSION, nullptr, {81, 9, 60, 8}},
     {idAboutOk, defaultPushButton, "OK", nullptr, {81, 48, 50, 14}},
     {idAboutHomePage, link, homePageText, nullptr, {81, 23, 49, 14}},
     {-1, picture, "", nullptr, {9, 5, 64, 59}, {}, pictureLogo},

@@ -7,8 +7,6 @@
 #include "primitives/base/Conversions.h"
 #include "ui/dialog/ControlMap.h"
 
-std::map<Window, void*> controlMap;
-
 namespace {
 
 constexpr uintptr_t backspace = 8, enter = 13;

@@ -2,12 +2,12 @@
 
 #include <memory>
 
-#include "frame/contract/Version.h"
+#include "frame/contract/Sliders.h"
 #include "frame/record/Globals.h"
 #include "frame/text/Strings.h"
 #include "ui/dialog/CentreDialog.h"
+#include "ui/dialog/DialogParts.h"
 #include "ui/dialog/DialogTables.h"
-#include "ui/dialog/Dialogs.h"
 #include "ui/dialog/FogdissolverEdit.h"
 #include "ui/dialog/FogdissolverTrackBar32.h"
 #include "ui/preview/Proxy.h"
@@ -75,8 +75,8 @@ void initSlider(Window dialog, int id, int32_t position) {
 }
 
 // The foreground's position may not pass the background's. If it now does, the other control
-// follows to the same number, and true says that the change ends here: the other one's setting and
-// the preview wait for the next event that reaches them.
+// follows to the same number. True then says that the change ends here: on purpose the other one's
+// setting and the preview stay as they are until the next event.
 bool pushPartner(Window dialog, const PairedControl& moved, int32_t number, bool writeText) {
   const PairedControl* partner = partnerOf(moved);
   if (!partner || foregroundPositionEdit->GetValue() <= backgroundPositionEdit->GetValue())
@@ -162,7 +162,7 @@ void closeDialog() {
 }
 
 void pairScrolled(Window dialog, const PairedControl& pair, int32_t position) {
-  // Of any stream of scroll messages, whichever slider they come from, every second one counts.
+  // Every second scroll message is dropped, whichever of the four sliders sends it.
   skipScroll = !skipScroll;
   if (!skipScroll)
     return;
@@ -261,13 +261,6 @@ void showMask(Window dialog, bool shown) {
 
 void SetButtonText(Window dialog, int itemId, int stringId) {
   SetDlgItemText(dialog, itemId, LoadStringResource(stringId));
-}
-
-std::string DialogCaption() { return LoadStringResource(stringDialogTitle) + " " FOG_VERSION; }
-
-void OpenLink(const NotifyHeader& header, uintptr_t linkId) {
-  if (header.idFrom == linkId && (header.code == NM_CLICK || header.code == NM_RETURN))
-    ShellExecute(LoadStringResource(stringHomePage));
 }
 
 __attribute__((visibility("default"), symver("_FogdissolverProc@16"))) intptr_t

@@ -116,7 +116,7 @@ void SetupFilterRecordForProxy() {
         long(gData->proxyWidth), long(gData->proxyHeight), long(gData->proxyPlaneSize));
 }
 
-// A block that the host could not give counts as well; ResetProxyBuffer sees that it is missing.
+// A refused block counts as well. ResetProxyBuffer reports it.
 void CreateProxyBuffer() {
   if (gData->proxyBuffer)
     return;
@@ -196,7 +196,8 @@ bool ResetProxyBuffer() {
 }
 
 void UpdateProxyBuffer() {
-  if (gParams->preview == 0 || !gData->proxyBuffer)
+  // A very flat picture shrinks to no rows at all: there is nothing to estimate from.
+  if (gParams->preview == 0 || !gData->proxyBuffer || proxyPixels() == 0)
     return;
   const int32_t planes = proxyPlanes();
   if (planes != rgbPlanes) {
@@ -227,7 +228,7 @@ void UpdateProxyBuffer() {
                   wrappingMultiply(gData->proxyWidth, planes), gParams->displayMap, &error);
   }
   if (error != hazeNoError) {
-    // The buffer stays with the host, taken and counted.
+    // On this path the buffer is not given back: the host frees it when the plug-in ends.
     if (*gResult == 0)
       *gResult = memFullErr;
     return;

@@ -2,8 +2,8 @@
 //
 // The host reduces the image by a whole factor and delivers it once, in strips; each change of a
 // setting copies that source over the displayed pixels and runs the haze pipeline on them. All of
-// it happens inside the dialog's message; errors go to *gResult, and while one stands there the
-// preview neither changes nor draws.
+// it happens inside the handling of a message. An error goes to *gResult; from then on the preview
+// neither changes nor draws.
 //
 // Both pixel buffers: 8 bits a sample, interleaved, rows packed, proxyWidth by proxyHeight pixels.
 #pragma once
@@ -14,7 +14,7 @@
 
 constexpr int idFrame = 6; // the hidden item that gives the preview its place in the dialog
 
-// Frame-sized surface that PaintProxy draws in; made and given up by the dialog.
+// Frame-sized surface that PaintProxy draws in. The dialog makes and destroys it.
 extern DeviceContext* offscreenContext;
 
 // Called in this order when the dialog opens.
@@ -32,5 +32,5 @@ void CalcProxyScaleFactor();
 bool ResetProxyBuffer();  // displayed pixels become the source's; false: the host failed
 void UpdateProxyBuffer(); // runs the pipeline over them, if the preview is on
 
-// 8-bit mode in which the host draws an image of that mode.
+// The 8-bit mode that stands for a deep one when the host draws the proxy, which is always 8-bit.
 int32_t MapDisplayMode(int32_t imageMode);

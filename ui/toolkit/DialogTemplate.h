@@ -16,7 +16,7 @@ enum class ControlKind : uint8_t {
   trackBar,  // horizontal, no tick marks
   edit,      // one line, bordered
   digitEdit, // the same; digits are all that can be typed
-  frame,     // a place without a look of its own
+  frame,     // invisible, for its place
   picture,   // bitmap, as large as the place allows
   banner,    // bitmap, stretched to the place
 };
@@ -26,7 +26,7 @@ struct DialogPlace {
 };
 
 struct DialogControl {
-  int id; // -1: never asked for
+  int id; // -1: nothing looks it up
   ControlKind kind;
   const char* english;
   const char* french; // null: as in English

@@ -1,14 +1,14 @@
-// The vocabulary in which windows, controls and dialog procedures talk: messages, keys, codes.
+// The messages that windows, controls and dialog procedures exchange, and their keys and codes.
 //
-// A message carries a word and a long parameter; what they hold is said beside each. Numbers are
-// ours, but for those that recorded messages carry from elsewhere and are given with a value.
+// A message carries two parameters, "word" and "long"; the comment beside each message says what
+// they hold. Only the numbers that are written out have a meaning outside this program.
 #pragma once
 
 #include <cstdint>
 
 using Window = struct ToolkitWindow*; // a dialog or a control; null is no window
 
-// Parameters are packed as two 16-bit halves where said so.
+// Two 16-bit numbers in one parameter.
 constexpr uint16_t LowWord(uintptr_t v) { return uint16_t(v & 0xffff); }
 constexpr uint16_t HighWord(uintptr_t v) { return uint16_t((v >> 16) & 0xffff); }
 constexpr uintptr_t MakeWords(uint16_t low, uint16_t high) {
@@ -51,9 +51,9 @@ enum WindowMessage : uint32_t {
 
   // Of one kind of control.
   TBM_SETRANGE, // word: redraw; long: two signed words, least and greatest position
-  TBM_SETPOS,   // word: redraw; long: position, clamped to the range by the control; tells nobody
+  TBM_SETPOS,   // word: redraw; long: position, clamped to the range; sends no scroll message
   TBM_GETPOS,
-  BM_SETCHECK, // word: 1 checked, 0 not; tells nobody
+  BM_SETCHECK, // word: 1 checked, 0 not; sends no notification
   BM_GETCHECK,
   BM_SETSTYLE, // word: BS_DEFPUSHBUTTON or BS_PUSHBUTTON
   EM_SETSEL,   // word, long: first character, character behind the last; 0 and -1: all
@@ -73,7 +73,7 @@ enum WindowMessage : uint32_t {
   LB_SETITEMDATA, // word: index; long: any value
   LB_GETITEMDATA,
 
-  // What the functions of Windows.h ask of a window; never seen by a dialog procedure.
+  // How the functions of Windows.h reach a window; a dialog procedure never sees them.
   TKM_FIRST,
   TKM_SHOW = TKM_FIRST, // word: SW_...
   TKM_ENABLE,           // word: boolean
@@ -86,7 +86,7 @@ enum WindowMessage : uint32_t {
   TKM_ENDDIALOG,     // long: the result
 };
 
-constexpr uintptr_t SC_KEYMENU = 0xF100; // Alt pressed and let go would enter the menu
+constexpr uintptr_t SC_KEYMENU = 0xF100; // Alt alone asks for the window's menu
 
 enum VirtualKey : uintptr_t {
   VK_BACK = 1,
@@ -112,7 +112,7 @@ enum VirtualKey : uintptr_t {
 
 enum NotificationCode : uint32_t {
   BN_CLICKED = 0, // WM_COMMAND: also what a check box sends after it changed
-  EN_CHANGE,      // WM_COMMAND: the text of an edit box changed, by whomever
+  EN_CHANGE,      // WM_COMMAND: the text of an edit box changed, by user or program
   NM_CLICK,       // WM_NOTIFY: a link was clicked
   NM_RETURN,      // WM_NOTIFY: a link was opened from the keyboard
 };

@@ -1,4 +1,4 @@
-// What a window is made of, for those that make them: the toolkit's dialogs, and tests.
+// What a window consists of. For those that make windows: the widgets behind them, and tests.
 #pragma once
 
 #include <cstddef>
@@ -7,7 +7,7 @@
 
 #include "ui/toolkit/Windows.h"
 
-// A window's own behaviour: what is left of a message when no procedure has stopped it.
+// A window's own behaviour: gets the messages that no procedure has stopped.
 using WindowProc = intptr_t (*)(Window window, uint32_t message, uintptr_t wParam, intptr_t lParam);
 
 struct WindowSubclass {
@@ -27,15 +27,15 @@ struct ToolkitWindow {
   size_t below = 0; // subclasses that DefSubclassProc has yet to ask, while a message is handled
 };
 
-// A window that takes part: found by GetDlgItem and IsWindow until destroyed.
+// Makes a window, which IsWindow and its parent's GetDlgItem find until DestroyWindow.
 Window NewWindow(Window parent, int id, uint32_t style, WindowProc behaviour, void* peer);
-// Destroys the window with its children; nobody is told.
+// Destroys the window and its children, without a message to them. Their posted messages go too.
 void DestroyWindow(Window window);
 
 // Hands the oldest posted message to its window. False if there is none.
 bool DispatchPostedMessage();
 
-// Hands a key event to the keyboard hooks, the newest first. True if a hook wants it stopped.
+// Hands a key event to the newest keyboard hook, which may call the next. True: the key stops here.
 bool CallKeyboardHooks(uintptr_t key, intptr_t flags);
 
 struct ToolkitBitmap {

@@ -1,4 +1,3 @@
-// Windows, messages, hooks and drawing, over plain records: nothing here knows what shows them.
 #include "ui/toolkit/Windows.h"
 
 #include <algorithm>

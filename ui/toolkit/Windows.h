@@ -1,8 +1,8 @@
 // Windows as the logic of the dialogs sees them: opaque handles that take messages, and the few
-// operations on them. No toolkit shows through; tests build windows of their own behind it.
+// operations on them. What shows them is behind a table of services, and tests can replace it.
 //
-// Texts are UTF-8. Rectangles are in device-independent pixels. Any window may be null or gone: an
-// operation on it does nothing and gives 0. All on the thread of the user interface.
+// Texts are UTF-8. Rectangles are in device-independent pixels. A window may be null or destroyed:
+// an operation on it does nothing and gives 0. Everything runs on the user interface's thread.
 #pragma once
 
 #include <cstdint>
@@ -13,8 +13,8 @@
 
 struct WindowRect {
   int32_t left, top, right, bottom;
-  int32_t width() const { return right - left; }
-  int32_t height() const { return bottom - top; }
+  constexpr int32_t width() const { return right - left; }
+  constexpr int32_t height() const { return bottom - top; }
 };
 struct WindowPoint {
   int32_t x, y;
@@ -27,15 +27,15 @@ using DialogProc = intptr_t (*)(Window dialog, uint32_t message, uintptr_t wPara
 using SubclassProc = intptr_t (*)(Window window, uint32_t message, uintptr_t wParam,
                                   intptr_t lParam, uintptr_t id, uintptr_t refData);
 
-// Messages. A posted one is handled after the present one, unless its window is gone by then.
+// Messages. A posted one waits until the present one is handled, and is lost if its window goes.
 intptr_t SendMessage(Window window, uint32_t message, uintptr_t wParam, intptr_t lParam);
 void PostMessage(Window window, uint32_t message, uintptr_t wParam, intptr_t lParam);
 intptr_t SendDlgItemMessage(Window dialog, int id, uint32_t message, uintptr_t wParam,
                             intptr_t lParam);
 intptr_t DefWindowProc(Window window, uint32_t message, uintptr_t wParam, intptr_t lParam);
 
-// Subclassing: the newest procedure sees each message first; DefSubclassProc, from within one,
-// passes on to the next, the last of which is the window itself.
+// Subclassing: the newest procedure sees each message first. From within it DefSubclassProc passes
+// the message on to the next one, at last to the window itself.
 void SetWindowSubclass(Window window, SubclassProc proc, uintptr_t id, uintptr_t refData);
 void RemoveWindowSubclass(Window window, SubclassProc proc, uintptr_t id);
 intptr_t DefSubclassProc(Window window, uint32_t message, uintptr_t wParam, intptr_t lParam);

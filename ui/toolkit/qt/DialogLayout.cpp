@@ -47,7 +47,7 @@ QRect DialogUnits::rect(const DialogPlace& place) const {
 }
 
 QFont DialogFont(const DialogTemplate& dialogTemplate, const QScreen& screen) {
-  constexpr double smallest = 6.0, step = 0.5; // points
+  constexpr double smallest = 5.0, step = 0.5; // points
   const DialogPlace whole = {0, 0, dialogTemplate.width, dialogTemplate.height};
   QFont font = QApplication::font();
   for (double size = dialogTemplate.pointSize; size >= smallest; size -= step) {

@@ -71,7 +71,7 @@ QtDialog::QtDialog(const DialogTemplate& dialogTemplate, QWidget* owner, DialogP
       widget_(owner, windowFlags(dialogTemplate.style)), outer_(innermostDialog) {
   innermostDialog = this;
   widget_.setWindowModality(Qt::ApplicationModal);
-  widget_.setAttribute(Qt::WA_QuitOnClose, false); // whether the program goes on is not its affair
+  widget_.setAttribute(Qt::WA_QuitOnClose, false); // the program goes on without it
   buildControls(dialogTemplate);
   window_->dialogProc = proc;
   qApp->installEventFilter(this); // sees the dialog's own events, and the keys of all windows
@@ -296,18 +296,13 @@ bool QtDialog::filterApplicationKey(const QKeyEvent& event) {
   // A layout may give the key yet another name when it is let go; the place on the keyboard stays.
   if (release && altDown_ && altScanCode_ && event.nativeScanCode() == altScanCode_)
     key = VK_MENU;
-  const bool enterMenu = release && key == VK_MENU && altAlone_;
   if (key == VK_MENU) {
-    altDown_ = altAlone_ = !release;
+    altDown_ = !release;
     altScanCode_ = event.nativeScanCode();
   } else {
-    altAlone_ = false;
     endAltUnlessHeld(event.modifiers());
   }
-  const bool stopped = callHooks(key, release || event.isAutoRepeat(), release);
-  if (enterMenu)
-    guarded([&] { SendMessage(window_, WM_SYSCOMMAND, SC_KEYMENU, 0); }); // there is no menu
-  return stopped;
+  return callHooks(key, release || event.isAutoRepeat(), release);
 }
 
 // The hooks see Alt go up even if its release went elsewhere: to the window manager, which switches
@@ -315,12 +310,12 @@ bool QtDialog::filterApplicationKey(const QKeyEvent& event) {
 void QtDialog::endAltUnlessHeld(Qt::KeyboardModifiers held) {
   if (!altDown_ || held.testFlag(Qt::AltModifier))
     return;
-  altDown_ = altAlone_ = false;
+  altDown_ = false;
   callHooks(VK_MENU, true, true);
 }
 
-// What the procedure draws stays until it draws again: Qt clears what it repaints, and a procedure
-// that has stopped drawing leaves its last picture on the screen.
+// Qt clears what it repaints. A procedure that stops drawing leaves its last picture on the screen,
+// so that picture is kept here.
 void QtDialog::paint(const QRegion& region) {
   if (drawn_.isNull() || region.intersects(QRect(drawnPlace_, drawn_.size())))
     guarded([&] { SendMessage(window_, WM_PAINT, 0, 0); });

@@ -1,7 +1,7 @@
 // A modal dialog: a QDialog behind a window record, built from a table and run until EndDialog.
 //
-// Every posted message is handled before the next key, click or change of focus: that input was
-// made by a user who saw the message's effect or would have, and it may end the dialog.
+// Every posted message is handled before the next key, click or change of focus: that input may end
+// the dialog, and what the user did before it must count.
 #pragma once
 
 #include <QDialog>
@@ -57,10 +57,9 @@ private:
   QEventLoop loop_;
   std::optional<intptr_t> result_;
   std::exception_ptr thrown_;
-  QImage drawn_;          // what the procedure last drew, shown again until it draws anew
-  QPoint drawnPlace_;     // its corner, in client coordinates
-  bool altDown_ = false;  // the hooks have seen Alt go down and not up
-  bool altAlone_ = false; // and no other key came since
+  QImage drawn_;         // what the procedure last drew, shown again until it draws anew
+  QPoint drawnPlace_;    // its corner, in client coordinates
+  bool altDown_ = false; // the hooks have seen Alt go down and not up
   uint32_t altScanCode_ = 0;
   QtDialog* outer_;
 };

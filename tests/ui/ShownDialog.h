@@ -1,0 +1,96 @@
+// Dialogs as a user finds them: real widgets, and input sent back to back, as it arrives on a
+// machine that was busy: between two events nothing is handled unless a test says settle().
+#pragma once
+
+#include <gmock/gmock.h>
+
+#include <QApplication>
+#include <QDialog>
+#include <QTest>
+#include <QTimer>
+#include <QWindow>
+
+#include <functional>
+#include <optional>
+
+namespace fixture {
+
+// One application for all tests of a program.
+class Application : public testing::Environment {
+public:
+  void SetUp() override { application_.emplace(argc_, argv_); }
+  void TearDown() override { application_.reset(); }
+
+private:
+  int argc_ = 1;
+  char name_[5] = "test";
+  char* argv_[2] = {name_, nullptr};
+  std::optional<QApplication> application_;
+};
+inline testing::Environment* const application = testing::AddGlobalTestEnvironment(new Application);
+
+inline void settle() { QCoreApplication::processEvents(); }
+
+struct Shown {
+  QDialog* dialog;
+
+  QWindow* window() const { return dialog->windowHandle(); }
+
+  void keyEvent(QEvent::Type type, int key, Qt::KeyboardModifiers held = {}) const {
+    const bool types = key < Qt::Key_Escape && !held;
+    qt_handleKeyEvent(window(), type, key, held, types ? QString(QChar(key)).toLower() : "");
+  }
+  void press(int key, Qt::KeyboardModifiers held = {}) const {
+    keyEvent(QEvent::KeyPress, key, held);
+  }
+  void key(int key, Qt::KeyboardModifiers held = {}) const {
+    press(key, held);
+    keyEvent(QEvent::KeyRelease, key, held);
+  }
+  void type(const char* keys) const {
+    for (; *keys; ++keys)
+      key(*keys);
+  }
+
+  void mouse(QEvent::Type type, QPoint at, Qt::KeyboardModifiers held = {}) const {
+    static int time = 0;
+    time += 1000; // milliseconds: too slow for double clicks
+    const Qt::MouseButtons down =
+        type == QEvent::MouseButtonRelease ? Qt::NoButton : Qt::LeftButton;
+    const Qt::MouseButton changed = type == QEvent::MouseMove ? Qt::NoButton : Qt::LeftButton;
+    qt_handleMouseEvent(window(), at, window()->mapToGlobal(at), down, changed, type, held, time);
+  }
+  void click(QWidget* widget, Qt::KeyboardModifiers held = {}, QPoint where = {}) const {
+    const QPoint at = widget->mapTo(dialog, where.isNull() ? widget->rect().center() : where);
+    mouse(QEvent::MouseButtonPress, at, held);
+    mouse(QEvent::MouseButtonRelease, at, held);
+  }
+
+  QImage picture() const { return dialog->grab().toImage().convertToFormat(QImage::Format_RGB32); }
+};
+
+// Calls run(), which opens a modal dialog, and the script once the dialog is active. A dialog that
+// does not come, or that the script leaves open, fails the test.
+inline void whileShown(const std::function<void(const Shown&)>& script,
+                       const std::function<void()>& run) {
+  bool ran = false;
+  int patience = 1000; // timeouts
+  QTimer timer;
+  QObject::connect(&timer, &QTimer::timeout, [&] {
+    auto* dialog = qobject_cast<QDialog*>(QApplication::activeModalWidget());
+    if (ran || --patience == 0) {
+      ADD_FAILURE() << (dialog ? "the dialog is still open" : "there is no dialog");
+      QCoreApplication::exit();
+    } else if (dialog && dialog->isActiveWindow()) {
+      timer.stop(); // the script may wait
+      ran = true;
+      script(Shown{dialog});
+      timer.start(2);
+    }
+  });
+  timer.start(2); // milliseconds
+  run();
+  EXPECT_TRUE(ran);
+}
+
+} // namespace fixture
