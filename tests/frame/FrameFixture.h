@@ -1,39 +1,15 @@
-// The plug-in's frame called through its entry by a real host, whose calls can be made to fail one
-// at a time, over a desktop on which the test answers the dialog.
+// The plug-in's frame called through its entry by a real host, over a desktop on which the test
+// answers the dialog.
 #pragma once
 
 #include "frame/contract/ScriptKeys.h"
 #include "frame/record/Rects.h"
 #include "frame/selectors/Persistence.h"
 #include "frame/selectors/Selectors.h"
+#include "tests/support/FailingCalls.h"
 #include "tests/support/HostFixture.h"
 #include "tests/support/PlugInHost.h"
 #include "ui/toolkit/Services.h"
-
-constexpr int16_t struck = -42;
-
-// Counts the calls that pass through it, and gives one of them the code above in place of its work.
-struct Strike {
-  static inline int at = 0, calls = 0;
-  template <class Result, class... Args> static Result code(Result (*real)(Args...), Args... args) {
-    return ++calls == at ? Result(struck) : real(args...);
-  }
-};
-
-template <auto> struct Struck;
-template <class Record, class Result, class... Args, Result (*Record::*procedure)(Args...)>
-struct Struck<procedure> {
-  static inline Result (*real)(Args...);
-  static void install(Record& record) {
-    real =
-        std::exchange(record.*procedure, [](Args... args) { return Strike::code(real, args...); });
-  }
-};
-// A copy of a host's record whose named procedures can be struck.
-template <auto... procedures, class Record> Record failing(Record record) {
-  (Struck<procedures>::install(record), ...);
-  return record;
-}
 
 class FrameTest : public testing::Test {
 protected:
@@ -56,7 +32,7 @@ protected:
     document.emplace(fixture::noise(width, height, depth, 4));
     options.registry = &registry;
     in.emplace(*document, std::move(options), false);
-    Strike::at = Strike::calls = opened = 0;
+    fixture::Strike::at = fixture::Strike::calls = opened = 0;
   }
   FilterRecord& record() { return in->host.record; }
   int16_t call(int16_t selector, int16_t result = 0) {

@@ -105,15 +105,7 @@ TEST_F(Suites, GiveProperties) {
 using Handles = FrameTest;
 
 TEST_F(Handles, AreTheHostsWhereItsRecordIsComplete) {
-  HandleProcs procs = *record().handleProcs;
-  const Handle handle = NewUtilityHandle(&procs, 5);
-  const intptr_t id = reinterpret_cast<intptr_t>(handle);
-  EXPECT_EQ(LockUtilityHandle(&procs, handle), in->host.handles.data(id));
-  UnlockUtilityHandle(&procs, handle);
-  EXPECT_EQ(SetUtilityHandleSize(&procs, handle, 7), 0); // it is unlocked
-  EXPECT_EQ(GetUtilityHandleSize(&procs, handle), in->host.handles.size(id));
-  DisposeUtilityHandle(&procs, handle);
-  EXPECT_FALSE(in->host.handles.has(id));
+  HandleProcs procs;
   for (size_t flaw = 0; flaw <= 8; ++flaw) { // too few procedures, or one of them null
     procs = *record().handleProcs;
     procs.count = flaw == 0 ? 7 : 8;
@@ -122,6 +114,15 @@ TEST_F(Handles, AreTheHostsWhereItsRecordIsComplete) {
     EXPECT_EQ(GetUtilityHandleSize(&procs, NewUtilityHandle(&procs, 5)), 5);
     EXPECT_EQ(in->host.handles.counts().live, 0);
   }
+  procs = *record().handleProcs;
+  const Handle handle = NewUtilityHandle(&procs, 5);
+  const intptr_t id = reinterpret_cast<intptr_t>(handle);
+  EXPECT_EQ(LockUtilityHandle(&procs, handle), in->host.handles.data(id));
+  UnlockUtilityHandle(&procs, handle);
+  EXPECT_EQ(SetUtilityHandleSize(&procs, handle, 7), 0); // it is unlocked
+  EXPECT_EQ(GetUtilityHandleSize(&procs, handle), in->host.handles.size(id));
+  DisposeUtilityHandle(&procs, handle);
+  EXPECT_FALSE(in->host.handles.has(id));
 }
 
 TEST_F(Handles, OfOurOwnKeepTheirContentAndTellTheirErrors) {
@@ -136,6 +137,7 @@ TEST_F(Handles, OfOurOwnKeepTheirContentAndTellTheirErrors) {
   UnlockUtilityHandle(nullptr, handle);
   EXPECT_EQ(gUtilityHandleError, memWZErr);
   EXPECT_EQ(LockUtilityHandle(nullptr, nullptr), nullptr);
+  EXPECT_EQ(GetUtilityHandleSize(nullptr, nullptr), 0);
   EXPECT_EQ(gUtilityHandleError, nilHandleErr);
 }
 

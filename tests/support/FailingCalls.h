@@ -1,0 +1,34 @@
+// Records of procedures, as a host hands them out, whose k-th call fails.
+#pragma once
+
+#include <cstdint>
+#include <utility>
+
+namespace fixture {
+
+constexpr int16_t struck = -42; // code of a call that fails
+
+// Counts the calls that pass through it, and gives one of them the code above in place of its work.
+struct Strike {
+  static inline int at = 0, calls = 0;
+  template <class Result, class... Args> static Result code(Result (*real)(Args...), Args... args) {
+    return ++calls == at ? Result(struck) : real(args...);
+  }
+};
+
+template <auto> struct Struck;
+template <class Record, class Result, class... Args, Result (*Record::*procedure)(Args...)>
+struct Struck<procedure> {
+  static inline Result (*real)(Args...);
+  static void install(Record& record) {
+    real =
+        std::exchange(record.*procedure, [](Args... args) { return Strike::code(real, args...); });
+  }
+};
+// A copy of a host's record whose named procedures can be struck.
+template <auto... procedures, class Record> Record failing(Record record) {
+  (Struck<procedures>::install(record), ...);
+  return record;
+}
+
+} // namespace fixture
