@@ -77,21 +77,18 @@ TEST(Strings, ReadInBothLanguages) {
       {112, "Velso Fogdissolver", "Velso Fogdissolver"},
       {114, "Cancel", "Annuler"},
       {115, "Reset", "Réinitialiser"},
-      {16990, "An integer is required between ^1 and ^2.", nullptr},
-      {16991, "A decimal number is required between ^1 and ^2.", nullptr},
-      {16992, "This plug-in requires Adobe Photoshop® ^1 or later functionality.", nullptr},
-      {16993, "This plug-in is incompatible with this version of the host program.", nullptr},
-      {16994, "the required suite \\'^0\\' is unavailable", nullptr},
-      {113, "", nullptr}};
+      {16000,
+       "Velso Fogdissolver\nVersion " FOG_VERSION
+       "\nA photoshop plug-in filter removing white haze from image.",
+       nullptr},
+      {16994, "the required suite \\'^0\\' is unavailable", nullptr}, // alerts show the others
+      {113, "", ""}};
   for (const auto& [number, english, french] : rows) {
     speak({"", "", "en_GB", ""});
     EXPECT_EQ(LoadStringResource(number), english);
     speak({"", "", "fr_FR", ""});
     EXPECT_EQ(LoadStringResource(number), french ? french : english);
   }
-  EXPECT_EQ(LoadStringResource(16000),
-            "Velso Fogdissolver\nVersion " FOG_VERSION
-            "\nA photoshop plug-in filter removing white haze from image.");
 }
 
 // Which page a number opens, by what only that page says. The build tree has them as an

@@ -77,27 +77,24 @@ TEST_F(Selectors, HandlesThatCannotBeHad) {
 }
 
 TEST_F(Selectors, RectanglesOfEitherGeneration) {
-  const VRect none = {0, 0, 0, 0};
-  open(7, 5, 8, {.wideRects = false});
+  const VRect none = {0, 0, 0, 0}, large = {0, 0, 70000, 90000};
   record().filterRect = {-1, -2, 300, 400};
-  record().maskRect = {1, 2, 3, 4};
+  record().inRect = record().outRect = record().maskRect = {1, 2, 3, 4};
+  in->host.bigDocumentData = {0, large, {1, 1, 1, 1}, {1, 1, 1, 1}, {1, 1, 1, 1}};
+  EXPECT_EQ(GetFilterRect(), (VRect{-1, -2, 300, 400})); // the flag is not set yet
   SetInRect(0x12345, 2, 3, -0x8001);
-  SetOutRect(1, 2, 3, 4);
-  EXPECT_EQ(GetFilterRect(), (VRect{-1, -2, 300, 400}));
   EXPECT_EQ(GetInRect(), (VRect{0x2345, 2, 3, 0x7fff})); // sides cut to 16 bits
-  EXPECT_EQ(call(filterSelectorContinue), 0);
-  EXPECT_EQ(std::tuple(GetInRect(), GetOutRect(), runEnded), std::tuple(none, none, 0));
-  EXPECT_EQ(record().maskRect.right, 0);
-
-  BigDocumentData big = {0, {0, 0, 70000, 90000}, {1, 1, 1, 1}, {1, 1, 1, 1}, {1, 1, 1, 1}};
-  record().bigDocumentData = &big;
-  EXPECT_EQ(GetFilterRect().right, 400); // the flag is not set yet
-  record().inRect = {5, 6, 7, 8};
-  EXPECT_EQ(call(filterSelectorContinue), 0);
-  EXPECT_EQ(big.PluginUsing32BitCoordinates, 1);
-  EXPECT_EQ(GetFilterRect(), (VRect{0, 0, 70000, 90000}));
-  EXPECT_EQ(std::tuple(big.inRect32, big.outRect32, big.maskRect32), std::tuple(none, none, none));
-  EXPECT_EQ(record().inRect.right, 8);
+  for (BigDocumentData* big : {static_cast<BigDocumentData*>(nullptr), &in->host.bigDocumentData}) {
+    record().bigDocumentData = big;
+    EXPECT_EQ(GetOutRect(), (big ? VRect{1, 2, 0, 0} : VRect{1, 2, 3, 4}));
+    EXPECT_EQ(call(filterSelectorContinue), 0);
+    EXPECT_EQ(std::tuple(GetInRect(), GetOutRect(), runEnded), std::tuple(none, none, 0));
+    EXPECT_EQ(record().maskRect.right, 0);
+    record().outRect = {1, 2, 0, 0};
+  }
+  const BigDocumentData& big = in->host.bigDocumentData;
+  EXPECT_EQ(std::tuple(big.PluginUsing32BitCoordinates, GetFilterRect()), std::tuple(1, large));
+  EXPECT_EQ(std::tuple(big.maskRect32, record().outRect.left), std::tuple(none, 2));
   std::string planes;
   for (int32_t mode = 0; mode < 19; ++mode)
     planes += std::to_string(CSPlanesFromMode(mode, 9));
@@ -120,8 +117,9 @@ TEST_F(Selectors, PrepareAsksForItsBudget) {
     open(7, 5, 8, {.maxSpace = space});
     in->host.bigDocumentData.filterRect32 = {10, -20, 10 + height, width - 20};
     record().bufferSpace = -3;
-    EXPECT_EQ(call(filterSelectorPrepare), ask == refused ? memFullErr : 0);
-    EXPECT_EQ(record().bufferSpace, ask == refused ? -3 : ask) << width << 'x' << height;
+    const std::pair expected = ask == refused ? std::pair(memFullErr, -3) : std::pair(noErr, ask);
+    EXPECT_EQ(call(filterSelectorPrepare), expected.first);
+    EXPECT_EQ(record().bufferSpace, expected.second) << width << 'x' << height;
   }
 }
 

@@ -74,10 +74,9 @@ TEST_F(Suites, TellTheModulesHandleOfAReference) {
   void* const own = GetDLLInstance(nullptr);
   EXPECT_NE(own, nullptr); // set when this program was loaded
   HostSuiteRecord(HostSuiteId::access).suite = &access;
-  int first = 0, second = 0;
-  for (void* choice : {&second, static_cast<int*>(nullptr)}) {
-    platform = {&first, choice};
-    EXPECT_EQ(GetDLLInstance(&first), choice ? choice : &first);
+  for (void* second : {own, static_cast<void*>(nullptr)}) {
+    platform = {this, second};
+    EXPECT_EQ(GetDLLInstance(this), second ? second : this);
   }
   gDllInstance = own;
   EXPECT_TRUE(ModuleFile().is_absolute() && std::filesystem::exists(ModuleFile()));
