@@ -8,6 +8,6 @@
 extern "C" __attribute__((visibility("default"))) void
 PluginMain_core(int16_t, FilterRecord* record, intptr_t*, int16_t*, uint8_t*) {
   if (record->filterRect.right == 40)
-    std::_Exit(0x11);
+    std::_Exit(17);
   std::abort();
 }

@@ -1,43 +1,92 @@
-// A folder of a test's own.
+// A folder of a test's own: pictures in it, by the image library, and the real program run in it.
 #pragma once
 
 #include <algorithm>
+#include <cstdio>
 #include <filesystem>
 #include <fstream>
-#include <iterator>
 #include <string>
 #include <vector>
 
-#include <gtest/gtest.h>
-#include <stdlib.h>
+#include <OpenImageIO/imageio.h>
+#include <gmock/gmock.h>
+#include <sys/wait.h>
+
+#include "tests/support/HostFixture.h"
 
 namespace fs = std::filesystem;
+using Strings = std::vector<std::string>;
 
-inline std::string contents(const fs::path& file) {
+inline std::string contents(const std::string& file) {
   std::ifstream stream(file, std::ios::binary);
   return {std::istreambuf_iterator<char>(stream), {}};
+}
+
+inline void write(const std::string& file, const std::string& bytes) {
+  std::ofstream(file, std::ios::binary) << bytes;
+}
+
+// The samples of a 32-bit document as "uint8", "uint16", "half" or "float"; a fourth channel is
+// alpha, as it is.
+inline void writePicture(const std::string& file, const host::Document& picture,
+                         const char* type = "uint8") {
+  OIIO::ImageSpec spec(picture.width(), picture.height(), picture.channels(), OIIO::TypeDesc(type));
+  spec["oiio:UnassociatedAlpha"] = int(picture.channels() == 4);
+  spec["Compression"] = file.ends_with(".jpg") ? "jpeg:100" : "zip";
+  const auto output = OIIO::ImageOutput::create(file);
+  ASSERT_TRUE(output->open(file, spec));
+  ASSERT_TRUE(output->write_image(OIIO::TypeDesc::FLOAT, picture.row(0)) && output->close());
+}
+
+struct Stored {
+  host::Document picture; // of 32 bits
+  std::string type;       // in the file
+};
+
+inline Stored readPicture(const std::string& file) {
+  OIIO::ImageSpec config;
+  config["oiio:UnassociatedAlpha"] = 1;
+  const auto input = OIIO::ImageInput::open(file, &config);
+  if (!input)
+    throw std::runtime_error(file + ": " + OIIO::geterror());
+  const OIIO::ImageSpec& spec = input->spec();
+  Stored stored{{spec.width, spec.height, spec.nchannels, 32}, spec.format.c_str()};
+  input->read_image(0, 0, 0, spec.nchannels, OIIO::TypeDesc::FLOAT, stored.picture.row(0));
+  return stored;
+}
+
+inline double difference(const std::string& a, const std::string& b) { // of two files' samples
+  return fixture::largestDifference(readPicture(a).picture, readPicture(b).picture);
 }
 
 class FolderTest : public testing::Test {
 protected:
   FolderTest() {
-    std::string name = (fs::temp_directory_path() / "fogdissolver-test-XXXXXX").string();
+    std::string name = fs::temp_directory_path() / "fogdissolver-test-XXXXXX";
     folder = ::mkdtemp(name.data());
+    fs::current_path(folder);
   }
   ~FolderTest() override { fs::remove_all(folder); }
 
-  std::string operator()(const std::string& name) const { return folder / name; }
-  std::string read(const std::string& name) const { return contents(folder / name); }
-  void write(const std::string& name, const std::string& bytes) const {
-    std::ofstream(folder / name, std::ios::binary) << bytes;
+  // Runs `before fogdissolver arguments`, and keeps what it says. Gives its exit status, or 128 and
+  // the number of the signal that ended it.
+  int run(const std::string& arguments, const std::string& before = "") {
+    std::FILE* pipe =
+        ::popen(("(" + before + " " FOG_PROGRAM " " + arguments + ") 2>&1").c_str(), "r");
+    said.clear();
+    for (int c; (c = std::fgetc(pipe)) != EOF;)
+      said += char(c);
+    const int status = ::pclose(pipe);
+    return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
   }
-  std::vector<std::string> files() const { // sorted, hidden ones too
-    std::vector<std::string> names;
-    for (const auto& entry : fs::recursive_directory_iterator(folder))
-      names.push_back(fs::relative(entry.path(), folder));
+  static Strings files() { // sorted, hidden ones too
+    Strings names;
+    for (const auto& entry : fs::recursive_directory_iterator("."))
+      names.push_back(entry.path().lexically_normal());
     std::sort(names.begin(), names.end());
     return names;
   }
 
   fs::path folder;
+  std::string said;
 };

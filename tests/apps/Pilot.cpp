@@ -1,5 +1,5 @@
-// A generic plug-in of Qt that plays the person before a dialog: when one is shown it presses the
-// button that FOG_PILOT names, or closes the window for "close".
+// A generic plug-in of Qt that plays the person before a dialog: soon after one is shown it presses
+// the button that FOG_PILOT names, or closes the window for "close".
 
 #include <QAbstractButton>
 #include <QApplication>
@@ -13,24 +13,18 @@ class Pilot : public QGenericPlugin {
 public:
   QObject* create(const QString&, const QString&) override {
     auto* timer = new QTimer;
-    connect(timer, &QTimer::timeout, [] { act(); });
-    timer->start(100);
+    timer->callOnTimeout([] {
+      QWidget* dialog = QApplication::activeModalWidget();
+      const QString wish = qEnvironmentVariable("FOG_PILOT");
+      if (dialog && wish == "close")
+        dialog->close();
+      else if (dialog)
+        for (QAbstractButton* button : dialog->findChildren<QAbstractButton*>())
+          if (button->text() == wish)
+            button->click();
+    });
+    timer->start(700);
     return timer;
-  }
-
-private:
-  static void act() {
-    QWidget* dialog = QApplication::activeModalWidget();
-    const QString wish = qEnvironmentVariable("FOG_PILOT");
-    if (!dialog || !dialog->isVisible())
-      return;
-    if (wish == "close") {
-      dialog->close();
-      return;
-    }
-    for (QAbstractButton* button : dialog->findChildren<QAbstractButton*>())
-      if (button->text() == wish)
-        button->click();
   }
 };
 
