@@ -84,27 +84,22 @@ TEST_F(DialogLayer, AlertsTellWhatIsAmiss) {
   EXPECT_EQ(ShowCaution(nullptr, 0, 16990, "1", "2"), 0);
   EXPECT_EQ(ShowCaution(nullptr, 1, 16990, "1", "2"), 41);
   EXPECT_EQ(ShowAlert(nullptr, 1, 0, "a", "b", 2), 41);
-  const auto needs = [](std::string version) {
-    return "! This plug-in requires Adobe Photoshop® " + version + " or later functionality. ";
-  };
-  EXPECT_EQ(log, needs("2.5") +
+  const std::string needs = "! This plug-in requires Adobe Photoshop® ",
+                    later = " or later functionality. ";
+  EXPECT_EQ(log, needs + "2.5" + later +
                      "! This plug-in is incompatible with this version of the host program. " +
-                     needs("4.0") + needs("4.0") + needs("2.5") +
+                     needs + "4.0" + later + needs + "4.0" + later + needs + "2.5" + later +
                      "? An integer is required between 1 and 2. ?  ");
 }
 
 // State and value; decimals are split at the last point, and each half has a sign of its own.
 TEST_F(DialogLayer, NumbersAreReadWithTheirState) {
-  const std::array<std::string, 2> integers[] = {{"  042 ", "0 42"},
-                                                 {"-1", "1 -1"},
-                                                 {"0", "0 0"},
-                                                 {"100", "0 100"},
-                                                 {"101", "1 101"},
-                                                 {"1.0", "2 0"},
-                                                 {" - ", "2 0"},
-                                                 {"12 3", "2 0"},
-                                                 {"999999999", "1 999999999"},
-                                                 {"-1000000000", "1 -2147483647"}};
+  // clang-format off
+  const std::array<std::string, 2> integers[] = {
+      {"  042 ", "0 42"}, {"-1", "1 -1"}, {"0", "0 0"},   {"100", "0 100"}, {"101", "1 101"},
+      {"1.0", "2 0"},     {" - ", "2 0"}, {"12 3", "2 0"}, {"999999999", "1 999999999"},
+      {"-1000000000", "1 -2147483647"}};
+  // clang-format on
   for (const auto& [text, expected] : integers) {
     int32_t found = 7;
     texts[1] = text;

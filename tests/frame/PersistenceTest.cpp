@@ -21,14 +21,15 @@ protected:
       *suite = code ? nullptr : first ? static_cast<const void*>(&entries) : &actions;
       return code;
     };
+    // clang-format off
     entries = failing<&DescriptorRegistrySuite::Get, &DescriptorRegistrySuite::Register>(
         host::descriptorRegistrySuite);
     actions = failing<&ActionDescriptorSuite::Make, &ActionDescriptorSuite::GetBoolean,
                       &ActionDescriptorSuite::PutBoolean>(host::actionDescriptorSuite);
-    readProcs =
-        failing<&ReadDescriptorProcs::getBooleanProc,
-                &ReadDescriptorProcs::closeReadDescriptorProc>(*host::readDescriptorProcs());
-    writeProcs = failing<&WriteDescriptorProcs::putBooleanProc>(*host::writeDescriptorProcs());
+    readProcs = failing<&ReadDescriptorProcs::getBooleanProc,
+                        &ReadDescriptorProcs::closeReadDescriptorProc>(*host::readDescriptorProcs());
+    writeProcs = *host::writeDescriptorProcs();
+    // clang-format on
     record().sSPBasic = &suites;
     record().descriptorParameters = &script;
     record().advanceState = [] { return HostResult(-77); }; // a run ends there
@@ -82,14 +83,14 @@ TEST_F(Persistence, EachRegistryCallFails) {
 
 TEST_F(Persistence, ScriptReading) {
   const FourCharCode flag = fourCharCode("oMap"), other = fourCharCode("Amnt");
-  // the script, the call that fails (getBoolean, close), the code, the setting
+  // clang-format off
+  // The script, the call that fails (getBoolean, close), the code, the setting. The fourth stops at
+  // the other key, and the close gives the code.
   const std::tuple<host::Script, int, int, int> cases[] = {
-      {flagged(true), 0, 0, 1},
-      {flagged(false), 0, 0, 0},
-      {{}, 0, 0, 5},
-      {{{other, true}, {flag, true}}, 0, 0, 5}, // stops there; the close gives the code
-      {flagged(false), 1, 0, 5},
+      {flagged(true), 0, 0, 1},  {flagged(false), 0, 0, 0}, {{}, 0, 0, 5},
+      {{{other, true}, {flag, true}}, 0, 0, 5}, {flagged(false), 1, 0, 5},
       {flagged(false), 2, struck, 0}};
+  // clang-format on
   for (const auto& [content, failing, code, outputMap] : cases) {
     reset();
     offer(content, plugInDialogSilent, plugInDialogOptional);
@@ -152,16 +153,12 @@ TEST_F(Persistence, WhatTheDialogLeaves) {
 }
 
 TEST_F(Persistence, ScriptWriting) {
-  gParams->outputMap = 0x201;
-  for (int failing : {0, 1}) { // nobody looks
-    const auto given = reinterpret_cast<intptr_t>(script.descriptor);
-    Strike::at = failing + Strike::calls;
-    EXPECT_EQ(call(filterSelectorFinish), 0);
-    EXPECT_FALSE(in->host.handles.has(given));
-    EXPECT_EQ(*host::readDescriptor(in->host.handles, script.descriptor),
-              failing ? host::Script() : flagged(true));
-    EXPECT_EQ(std::exchange(script.recordInfo, 0), plugInDialogRequired);
-  }
+  const auto given = reinterpret_cast<intptr_t>(script.descriptor);
+  gParams->outputMap = 0x201; // its low byte counts
+  EXPECT_EQ(call(filterSelectorFinish), 0);
+  EXPECT_FALSE(in->host.handles.has(given));
+  EXPECT_EQ(*host::readDescriptor(in->host.handles, script.descriptor), flagged(true));
+  EXPECT_EQ(std::exchange(script.recordInfo, 0), plugInDialogRequired);
   writeProcs.openWriteDescriptorProc = [] { return WriteToken(); };
   EXPECT_EQ(WriteScriptParameters(), errMissingParameter);
   script.writeDescriptorProcs = nullptr;

@@ -20,11 +20,11 @@ TEST(Texts, EndAt255BytesAndReplaceTheirPlaceholders) {
   number.append(INT32_MIN);
   EXPECT_STREQ(number.text(), "a-2147483648");
   const std::string full(200, 'f'), limit(255, 'f');
-  const std::string cases[][4] = {{"a^1b^0", "x", "", "abx"},
-                                  {"^0^2^", "xy", "z", "xyz^"},
-                                  {"^3 ^/ ^^2", "", "z", "^3 ^/ ^z"},
-                                  {"^1^2", "x", "v", "v"},
-                                  {"^0^2", full, full, limit}};
+  // clang-format off
+  const std::string cases[][4] = {
+      {"a^1b^0", "x", "", "abx"}, {"^0^2^", "xy", "z", "xyz^"}, {"^3 ^/ ^^2", "", "z", "^3 ^/ ^z"},
+      {"^1^2", "x", "v", "v"},    {"^0^2", full, full, limit}};
+  // clang-format on
   for (const auto& [given, arg0, arg2, result] : cases) {
     PascalString replaced(given);
     ParamString(replaced, PascalString(arg0), {}, PascalString(arg2));
