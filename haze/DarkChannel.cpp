@@ -6,8 +6,10 @@
 // values are the highest. After He, Sun and Tang, "Single image haze removal using dark channel
 // prior".
 #include <QMultiMap>
-#include <algorithm>
 #include <omp.h>
+
+#include <algorithm>
+#include <cmath>
 
 #include "frame/record/Globals.h"
 #include "frame/record/Memory.h"
@@ -73,8 +75,12 @@ void chooseLight(const BrightestPixels& brightestPixels, float* light) {
   }
 }
 
-// Smallest channel in proportion to the light. A light of 0 is not guarded: its infinities and NaN
-// stay in the map.
+// The smaller of two numbers; a number rather than a NaN, on either side.
+float smaller(float a, float b) { return a < b || std::isnan(b) ? a : b; }
+
+// Smallest channel in proportion to the light. A light channel of 0 gives infinities and, where the
+// pixel is 0 too, NaN: the other channels then decide, whichever channel it is. Only if all three
+// are 0 is the map NaN.
 void fillDarkMap(const SHaze& filtered, const float* light, float* dark) {
   omp_set_num_threads(gThreadCount);
 #pragma omp parallel for schedule(static)
@@ -82,7 +88,7 @@ void fillDarkMap(const SHaze& filtered, const float* light, float* dark) {
     float* row = dark + size_t(y) * size_t(filtered.width);
     for (int32_t x = 0; x < filtered.width; ++x) {
       const float* p = pixelAt(filtered, x, y);
-      row[x] = std::min(p[0] / light[0], std::min(p[1] / light[1], p[2] / light[2]));
+      row[x] = smaller(p[0] / light[0], smaller(p[1] / light[1], p[2] / light[2]));
     }
   }
 }

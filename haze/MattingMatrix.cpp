@@ -1,28 +1,40 @@
 // The windows of the matting matrix: for each the statistics of its nine colours, and its share in
 // the entries of all pairs of its pixels.
+//
+// Each thread owns a block of image rows, and it alone sums and stores their entries. A row of
+// windows covers three image rows, so a thread also computes the two window rows before its block,
+// which the thread before it computes too. Every entry is thus summed in one order, whatever the
+// team, and the matrix has the same bits for every team.
 #include "haze/MattingMatrix.h"
 
 #include <omp.h>
 
 #include <algorithm>
 #include <atomic>
-#include <exception>
+#include <cmath>
 #include <vector>
 
 #include "frame/record/Globals.h"
 #include "haze/Progress.h"
+#include "primitives/base/ParallelRegion.h"
 #include "primitives/image/SmallMatrix.h"
 
 namespace {
 
 constexpr double epsilon = 0.001; // regularisation of the window covariance
 
+// Sum of the three variances up to which the covariance may be held in float; colours within 0 to 1
+// stay below 0.75.
+constexpr float largestSpread = 1.0f;
+
 constexpr int windowSide = 3;
 constexpr int windowPixels = 9;
 constexpr int32_t rowOffset[windowPixels] = {0, 0, 0, 1, 1, 1, 2, 2, 2};
 constexpr int32_t colOffset[windowPixels] = {0, 1, 2, 0, 1, 2, 0, 1, 2};
 
-// Lock over the matrix: its maps may be reached by one thread at a time.
+// Lock over the matrix. No two threads touch the same row, but the sparse matrix promises nothing
+// to two threads at once, so each image row is stored under the lock. The sums themselves are made
+// outside it.
 class MatrixLock {
 public:
   MatrixLock() { omp_init_lock(&lock_); }
@@ -57,8 +69,8 @@ constexpr int neighbourOf(int i, int j) {
   return dRow == 0 ? dCol : 3 + 5 * (dRow - 1) + 2 + dCol;
 }
 
-// Sums of the entries of three image rows, which is as far as one row of windows reaches. A row is
-// added to the matrix when the windows have left it: one look-up an entry instead of one a window.
+// Sums of the entries of three image rows, as many as one row of windows covers. A row is stored
+// when the windows have left it: one look-up an entry instead of one a window.
 class RowAccumulator {
 public:
   explicit RowAccumulator(int32_t width)
@@ -68,132 +80,149 @@ public:
     return &sums_[(size_t(row % windowSide) * size_t(width_) + size_t(col)) * neighbours];
   }
 
-  // Adds the row's sums to the matrix of a width x height image, and starts the row afresh.
-  void flush(int32_t row, int32_t height, CSparseSingle& matrix) {
+  // Adds the row's sums to the matrix of an image of that height.
+  void store(int32_t row, int32_t height, CSparseSingle& matrix) {
     for (int32_t col = 0; col < width_; ++col) {
-      float* sums = pixel(row, col);
+      const float* sums = pixel(row, col);
       for (int e = 0; e < neighbours; ++e) {
         const int32_t toRow = row + neighbourRow[e], toCol = col + neighbourCol[e];
         if (toRow < height && toCol >= 0 && toCol < width_)
           matrix.element(row * width_ + col, toRow * width_ + toCol) += sums[e];
-        sums[e] = 0.0f;
       }
     }
   }
+
+  // Makes the row's place ready for the row that is three below.
+  void clear(int32_t row) { std::fill_n(pixel(row, 0), size_t(width_) * neighbours, 0.0f); }
 
 private:
   int32_t width_;
   std::vector<float> sums_;
 };
 
-struct Vector3 {
-  float v[3];
-};
+// One window's colours, as two vectors a pixel whose products are the affinities:
+//   left_i . right_j = (I_i - mu)^T (Sigma + (epsilon/9) U)^-1 (I_j - mu).
+struct Window {
+  double left[windowPixels][3];
+  double right[windowPixels][3];
 
-// One window's colours: inverse of the regularised covariance, and deviations from the mean.
-struct WindowStatistics {
-  float inverse[9];                // row by row
-  Vector3 deviation[windowPixels]; // p(i) - mean
-
-  WindowStatistics(const SHaze& image, int32_t x, int32_t y) {
+  Window(const SHaze& image, int32_t x, int32_t y) {
     const float* p[windowPixels];
     for (int i = 0; i < windowPixels; ++i)
       p[i] = pixelAt(image, x + colOffset[i], y + rowOffset[i]);
-
-    Vector3 mean;
+    float deviation[windowPixels][3]; // from the mean
     for (int c = 0; c < 3; ++c) {
       double sum = 0;
       for (const float* pixel : p)
         sum += pixel[c];
-      mean.v[c] = float(sum / 9.0);
+      const float mean = float(sum / windowPixels);
+      for (int i = 0; i < windowPixels; ++i)
+        right[i][c] = deviation[i][c] = p[i][c] - mean;
     }
-    invertCovariance(p, mean);
-    for (int i = 0; i < windowPixels; ++i)
-      for (int c = 0; c < 3; ++c)
-        deviation[i].v[c] = p[i][c] - mean.v[c];
+    if (!multiplyByInverse(deviation))
+      orthonormalise();
   }
 
 private:
-  void invertCovariance(const float* const (&p)[windowPixels], const Vector3& mean) {
-    float covariance[9], work[13];
+  // left = inverse of the covariance * deviation, in float. False: the colours spread beyond the
+  // range of 0 to 1, and float may lose epsilon beside them.
+  //
+  // The covariance is the mean of products of deviations, in double. The mean of the products less
+  // the product of the means is the same number, but cancels in float pictures that hold values of
+  // 50 and more, and the system is then not positive definite.
+  bool multiplyByInverse(const float (&deviation)[windowPixels][3]) {
+    float covariance[9], work[13], inverse[9], product[3];
     for (int c = 0; c < 3; ++c) {
       for (int d = c; d < 3; ++d) {
-        double sum = 0;
-        for (const float* pixel : p)
-          sum += double(pixel[c]) * pixel[d];
-        const float moment = float(sum / 9.0);
-        const double spread = double(moment) - double(mean.v[c]) * mean.v[d];
-        covariance[3 * c + d] = covariance[3 * d + c] =
-            float(c == d ? spread + epsilon / 9.0 : spread);
+        double sum = c == d ? epsilon : 0.0;
+        for (const auto& pixel : right)
+          sum += pixel[c] * pixel[d];
+        covariance[3 * c + d] = covariance[3 * d + c] = float(sum / windowPixels);
       }
     }
+    if (!(covariance[0] + covariance[4] + covariance[8] <= largestSpread))
+      return false;
     invert3x3(covariance, 12, 4, work, inverse, 12, 4, 3);
+    for (int i = 0; i < windowPixels; ++i) {
+      multiply3x3Vector(inverse, 12, 4, 3, 3, deviation[i], 4, 3, product, 4);
+      std::copy_n(product, 3, left[i]);
+    }
+    return true;
+  }
+
+  // The same affinities without the covariance, after Gram and Schmidt: once the columns of the
+  // deviations, with sqrt(epsilon) U below them, are orthonormal, their rows are such vectors. No
+  // digits are lost however far the colours spread.
+  void orthonormalise() {
+    double basis[windowPixels + 3][3] = {};
+    for (int i = 0; i < windowPixels; ++i)
+      std::copy_n(right[i], 3, basis[i]);
+    for (int c = 0; c < 3; ++c)
+      basis[windowPixels + c][c] = std::sqrt(epsilon);
+    for (int c = 0; c < 3; ++c) {
+      for (int d = 0; d <= c; ++d) { // the columns before this one, then its own length
+        double product = 0;
+        for (const auto& row : basis)
+          product += row[c] * row[d];
+        for (auto& row : basis)
+          row[c] = d < c ? row[c] - product * row[d] : row[c] / std::sqrt(product);
+      }
+    }
+    for (int i = 0; i < windowPixels; ++i)
+      for (int c = 0; c < 3; ++c)
+        left[i][c] = windowPixels * (right[i][c] = basis[i][c]);
   }
 };
 
 // Subtracts one window's share from the entries of all pairs of its pixels.
 void addWindow(const SHaze& image, int32_t x, int32_t y, RowAccumulator& sums) {
-  const WindowStatistics window(image, x, y);
+  const Window window(image, x, y);
   for (int i = 0; i < windowPixels; ++i) {
-    Vector3 t;
-    multiply3x3Vector(window.inverse, 12, 4, 3, 3, window.deviation[i].v, 4, 3, t.v, 4);
+    const double* a = window.left[i];
     float* entries = sums.pixel(y + rowOffset[i], x + colOffset[i]);
     entries[0] += 1.0f;
     for (int j = i; j < windowPixels; ++j) {
-      const float* d = window.deviation[j].v;
-      const double affinity =
-          1.0 + double(t.v[0]) * d[0] + double(t.v[1]) * d[1] + double(t.v[2]) * d[2];
+      const double* b = window.right[j];
+      const double affinity = a[0] * b[0] + a[1] * b[1] + a[2] * b[2];
       float& entry = entries[neighbourOf(i, j)];
-      entry = float(entry - affinity / 9.0);
+      entry = float(entry - (1.0 + affinity) / windowPixels);
     }
   }
 }
 
-// Adds the windows of rows first to last - 1. True: the user wants to stop.
-bool assembleRows(const SHaze& image, int32_t first, int32_t last, CSparseSingle& matrix,
-                  MatrixLock& lock) {
+// Stores the entries of the image rows of `own`, and counts their rows of windows as progress.
+// False: the user wants to stop; the rows are complete all the same.
+bool assembleRows(const SHaze& image, Share own, CSparseSingle& matrix, MatrixLock& lock) {
+  const int32_t first = int32_t(own.begin), last = int32_t(own.end);
+  const int32_t windowRows = image.height - windowSide + 1;
+  const bool hasWindows = windowRows > 0 && image.width >= windowSide;
   RowAccumulator sums(image.width);
-  const bool hasWindows = image.width >= windowSide;
-  bool cancelled = false;
-  for (int32_t y = first; y < last; ++y) {
-    cancelled |= !stepProgress();
+  bool goesOn = true;
+  for (int32_t y = std::max(0, first - (windowSide - 1)); y < last; ++y) {
+    if (y >= first && y < windowRows)
+      goesOn &= stepProgress();
     if (!hasWindows)
       continue;
-    for (int32_t x = 0; x <= image.width - windowSide; ++x)
-      addWindow(image, x, y, sums);
-    MatrixLock::Guard guard(lock);
-    sums.flush(y, image.height, matrix);
+    if (y < windowRows)
+      for (int32_t x = 0; x <= image.width - windowSide; ++x)
+        addWindow(image, x, y, sums);
+    if (y >= first) {
+      MatrixLock::Guard guard(lock);
+      sums.store(y, image.height, matrix);
+    }
+    sums.clear(y);
   }
-  if (hasWindows && first < last) {
-    MatrixLock::Guard guard(lock);
-    for (int32_t y = last; y < last + windowSide - 1; ++y)
-      sums.flush(y, image.height, matrix);
-  }
-  return cancelled;
+  return goesOn;
 }
 
 } // namespace
 
-// Each thread takes one contiguous block of rows of windows.
 bool addMattingWindows(const SHaze& image, CSparseSingle& matrix) {
   MatrixLock lock;
-  const int64_t windowRows = std::max(0, image.height - windowSide + 1);
-  std::atomic<bool> cancelled = false;
-  std::exception_ptr failure; // of a worker, carried out of the region; written under the lock
-  omp_set_num_threads(gThreadCount);
-#pragma omp parallel
-  {
-    const int64_t thread = omp_get_thread_num(), team = omp_get_num_threads();
-    try {
-      if (assembleRows(image, int32_t(windowRows * thread / team),
-                       int32_t(windowRows * (thread + 1) / team), matrix, lock))
-        cancelled = true;
-    } catch (...) {
-      MatrixLock::Guard guard(lock);
-      failure = std::current_exception();
-    }
-  }
-  if (failure)
-    std::rethrow_exception(failure);
-  return !cancelled;
+  std::atomic<bool> goesOn = true;
+  runOnTeam(gThreadCount, [&](int thread, int team) {
+    if (!assembleRows(image, shareOf(image.height, thread, team), matrix, lock))
+      goesOn = false;
+  });
+  return goesOn;
 }
