@@ -10,12 +10,8 @@
 // The two differ by the table's rounding to six digits: below 5e-6 of the solution's range. Where
 // all weights lie below float's normal range (colours about 0.8 apart in each channel) they have a
 // few bits left, and the two may differ by a hundredth before both become 0.
-#include <omp.h>
-
 #include <algorithm>
-#include <bit>
 #include <cmath>
-#include <cstring>
 #include <numbers>
 #include <vector>
 
@@ -23,28 +19,12 @@
 #include "haze/Progress.h"
 #include "haze/RangeWeights.h"
 #include "haze/Stages.h"
+#include "haze/VectorMath.h"
 #include "primitives/base/Conversions.h"
+#include "primitives/base/ParallelRegion.h"
+#include "primitives/base/Vector.h"
 
 namespace {
-
-// Widest vectors of floats that the level has.
-#if defined(__AVX512F__)
-constexpr int lanes = 16;
-#elif defined(__AVX2__)
-constexpr int lanes = 8;
-#else
-constexpr int lanes = 4;
-#endif
-using FloatV = float __attribute__((vector_size(lanes * 4)));
-using IntV = int32_t __attribute__((vector_size(lanes * 4)));
-
-FloatV splat(float v) { return FloatV{} + v; }
-
-FloatV loadV(const float* p) {
-  FloatV v;
-  std::memcpy(&v, p, sizeof v);
-  return v;
-}
 
 // The two grids, and the step on the low grid for one pixel of the high one.
 struct Round {
@@ -98,64 +78,59 @@ float plainPixel(const Round& r, int32_t x, int32_t y) {
   return sumW == 0.0f ? 0.0f : sum / sumW;
 }
 
-// The rows of the low grid that one high row looks at, as planes, so that neighbours along a row
-// lie beside each other. One thread's: it goes down the rows, and each low row is taken apart once.
+// The rows of the low grid that one high row looks at, one plane after another, so that neighbours
+// along a row lie side by side. Each thread has its own and goes down the rows, splitting each
+// once.
 class LowRows {
 public:
   enum Plane { red, green, blue, solution, planes };
 
   explicit LowRows(const Round& r)
-      : stride_(size_t(r.low.width) + lanes), // a vector load at the last pixel stays inside
-        values_(size_t(kernelSide) * planes * stride_) {
-    std::fill_n(row_, kernelSide, -1);
-    std::fill_n(opaque_, kernelSide, false);
-  }
+      : stride_(size_t(r.low.width) + widestLanes), // a vector load at the last pixel stays inside
+        values_(size_t(kernelSide) * planes * stride_) {}
 
-  // Takes the rows in. False: one of them has a pixel whose alpha is exactly 0.
+  // Takes the rows in; `first` never goes back. False: one of them has a pixel whose alpha is 0.
   bool load(const Round& r, int32_t first, int32_t last) {
+    for (next_ = std::max(next_, first); next_ <= last; ++next_)
+      opaque_[next_ % kernelSide] = split(r, next_);
     bool opaque = true;
-    for (int32_t row = first; row <= last; ++row) {
-      const int32_t slot = row % kernelSide;
-      if (row_[slot] != row)
-        opaque_[slot] = split(r, row);
-      row_[slot] = row;
-      opaque &= opaque_[slot];
-    }
+    for (int32_t row = first; row <= last; ++row)
+      opaque &= opaque_[row % kernelSide];
     return opaque;
   }
 
-  const float* plane(int32_t row, Plane plane) const {
-    return &values_[(size_t(row % kernelSide) * planes + plane) * stride_];
+  const float* plane(int32_t row, int32_t plane) const {
+    return &values_[(size_t(row % kernelSide) * planes + size_t(plane)) * stride_];
   }
 
 private:
   bool split(const Round& r, int32_t row) {
     float* out = &values_[size_t(row % kernelSide) * planes * stride_];
     const float* p = pixelAt(r.low, 0, row);
-    int transparent = 0;
+    bool opaque = true;
     for (size_t x = 0; x < size_t(r.low.width); ++x) {
-      out[x] = p[4 * x];
-      out[x + stride_] = p[4 * x + 1];
-      out[x + 2 * stride_] = p[4 * x + 2];
-      transparent |= p[4 * x + 3] == 0.0f;
+      for (size_t c = red; c <= blue; ++c)
+        out[c * stride_ + x] = p[4 * x + c];
+      opaque &= p[4 * x + 3] != 0.0f;
     }
-    std::copy_n(r.solution + size_t(row) * size_t(r.low.width), r.low.width, out + 3 * stride_);
-    return !transparent;
+    std::copy_n(r.solution + size_t(row) * size_t(r.low.width), r.low.width,
+                out + solution * stride_);
+    return opaque;
   }
 
   size_t stride_;
   std::vector<float> values_;
-  int32_t row_[kernelSide]; // row in each slot, -1: none
-  bool opaque_[kernelSide];
+  int32_t next_ = 0; // first row not yet split
+  bool opaque_[kernelSide] = {};
 };
 
-// Colours of `lanes` high pixels of a row.
+// Colours of `widestLanes` high pixels of a row.
 struct HighColours {
   FloatV red, green, blue;
   bool opaque = true;
 
   explicit HighColours(const float* p) {
-    for (int i = 0; i < lanes; ++i, p += 4) {
+    for (int i = 0; i < widestLanes; ++i, p += 4) {
       red[i] = p[0];
       green[i] = p[1];
       blue[i] = p[2];
@@ -166,46 +141,19 @@ struct HighColours {
 
 // Difference of two colours in whole thousandths; beyond the table's end, or NaN, its end.
 FloatV thousandths(FloatV a, FloatV b) {
-  const FloatV end = splat(float(rangeEnd));
+  const FloatV end = splat<FloatV>(float(rangeEnd));
   FloatV d = (a - b) * rangeScale;
   d = d < end ? d : end;
   d = d > -end ? d : -end;
   return __builtin_convertvector(__builtin_convertvector(d, IntV), FloatV);
 }
 
-// 2^k for whole k in [-252, 0], as two factors: the product of a number with both is rounded once
-// where it falls below float's normal range.
-struct PowerOfTwo {
-  FloatV first, second;
-  explicit PowerOfTwo(IntV k) {
-    const IntV half = k >> 1;
-    first = FloatV((half + 127) << 23);
-    second = FloatV((k - half + 127) << 23);
-  }
-};
-
-// exp2 of a fraction in [-0.5, 0.5] by a Chebyshev fit of degree 5; relative error below 2e-7.
-FloatV exp2FractionV(FloatV f) {
-  FloatV p = splat(1.3400432e-3f);
-  p = p * f + 9.6760371e-3f;
-  p = p * f + 5.5503272e-2f;
-  p = p * f + 2.4022107e-1f;
-  p = p * f + 6.9314721e-1f;
-  return p * f + 1.0f;
-}
-
-// Product of three normal densities, without its constant factor, from the sum of the squared
-// differences in thousandths: exp(-squares / (2 (1000 deviation)^2)).
+// factor * exp(-squares / (2 (1000 deviation)^2)): the product of three normal densities, from the
+// sum of their squared differences in thousandths and the product of their peaks.
 FloatV rangeWeights(FloatV squares, float factor) {
-  constexpr double variance = (1000.0 * rangeDeviation) * (1000.0 * rangeDeviation);
-  constexpr float exponentScale = float(-std::numbers::log2e / (2.0 * variance));
-  constexpr float lowestExponent = -252.0f;    // far below the smallest float
-  constexpr float roundingShift = 12582912.0f; // 1.5 * 2^23: adding it rounds to a whole number
-  FloatV t = squares * exponentScale;
-  t = t > splat(lowestExponent) ? t : splat(lowestExponent);
-  const FloatV whole = (t + roundingShift) - roundingShift;
-  const PowerOfTwo scale(__builtin_convertvector(whole, IntV));
-  return exp2FractionV(t - whole) * factor * scale.first * scale.second;
+  constexpr double deviation = double(rangeScale) * rangeDeviation;
+  constexpr float exponentScale = float(-std::numbers::log2e / (2.0 * deviation * deviation));
+  return timesExp2(splat<FloatV>(factor), squares * exponentScale);
 }
 
 // The spatial kernel times the constant factor of the three densities.
@@ -220,7 +168,7 @@ struct TapFactors {
   }
 };
 
-// The means of `lanes` pixels of a row whose columns on the low grid are lx + step, the whole
+// The means of `widestLanes` pixels of a row whose columns on the low grid are lx + step, the whole
 // neighbourhood of columns lying inside the grid.
 FloatV fastPixels(const LowRows& low, const TapFactors& taps, const HighColours& h, int32_t lx,
                   IntV step, int32_t ly, const Reach& rows) {
@@ -228,7 +176,7 @@ FloatV fastPixels(const LowRows& low, const TapFactors& taps, const HighColours&
   for (int32_t dy = rows.first; dy <= rows.last; ++dy) {
     for (int32_t dx = -kernelRadius; dx <= kernelRadius; ++dx) {
       const auto at = [&](LowRows::Plane plane) {
-        return __builtin_shuffle(loadV(low.plane(ly + dy, plane) + lx + dx), step);
+        return __builtin_shuffle(loadVector<FloatV>(low.plane(ly + dy, plane) + lx + dx), step);
       };
       const FloatV red = thousandths(h.red, at(LowRows::red));
       const FloatV green = thousandths(h.green, at(LowRows::green));
@@ -280,18 +228,16 @@ void upsampleRow(const Round& r, const RowPlan& plan, LowRows& low, int32_t y, f
   };
   if (plan.fast && low.load(r, ly + rows.first, ly + rows.last)) {
     plainUpTo(plan.inner.first);
-    while (x + lanes <= plan.inner.last) {
+    while (x + widestLanes <= plan.inner.last) {
       const HighColours h(pixelAt(r.high, x, y));
       if (!h.opaque) {
-        plainUpTo(x + lanes);
+        plainUpTo(x + widestLanes);
         continue;
       }
       const int32_t lx = plan.lowColumns[size_t(x)];
-      IntV columns;
-      std::memcpy(&columns, &plan.lowColumns[size_t(x)], sizeof columns);
-      const FloatV means = fastPixels(low, plan.taps, h, lx, columns - lx, ly, rows);
-      std::memcpy(out + x, &means, sizeof means);
-      x += lanes;
+      const IntV columns = loadVector<IntV>(&plan.lowColumns[size_t(x)]);
+      storeVector(out + x, fastPixels(low, plan.taps, h, lx, columns - lx, ly, rows));
+      x += widestLanes;
     }
   }
   plainUpTo(r.high.width);
@@ -303,13 +249,12 @@ void upsampleSolution(const float* solution, const SHaze* low, const SHaze* high
                       float* newSolution) {
   const Round r(solution, *low, *high);
   const RowPlan plan(r);
-  std::vector<LowRows> lowRows(size_t(std::max(gThreadCount, 1)), LowRows(r));
-
-  omp_set_num_threads(gThreadCount);
-#pragma omp parallel for schedule(static)
-  for (int32_t y = 0; y < high->height; ++y) {
-    upsampleRow(r, plan, lowRows[size_t(omp_get_thread_num())], y,
-                newSolution + size_t(y) * size_t(high->width));
-    stepProgress(); // an abort is seen after the round; the rows go on
-  }
+  runOnTeam(gThreadCount, [&](int thread, int team) {
+    LowRows lowRows(r);
+    const Share rows = shareOf(high->height, thread, team);
+    for (int32_t y = int32_t(rows.begin); y < rows.end; ++y) {
+      upsampleRow(r, plan, lowRows, y, newSolution + size_t(y) * size_t(high->width));
+      stepProgress(); // the caller sees an abort after the round; the rows go on
+    }
+  });
 }

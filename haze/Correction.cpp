@@ -7,12 +7,12 @@
 #include <omp.h>
 
 #include <cmath>
-#include <cstring>
 
 #include "frame/record/Globals.h"
 #include "haze/Progress.h"
 #include "haze/Stages.h"
 #include "haze/VectorMath.h"
+#include "primitives/base/Vector.h"
 
 namespace {
 
@@ -53,13 +53,9 @@ void hazeAmounts(const Ramp& ramp, const float* map, int32_t pixels, float* haze
     fillHaze(ramp, map, pixels, haze, [power](float d) { return std::pow(d, power); });
 }
 
-using Float4 = float __attribute__((vector_size(16)));
-
-Float4 splat(float v) { return Float4{v, v, v, v}; }
-
 // Below 0 becomes 0, above 1 becomes 1; NaN stays.
 Float4 clampToUnit(Float4 v) {
-  const Float4 zero = splat(0.0f), one = splat(1.0f);
+  const Float4 zero = {}, one = splat<Float4>(1.0f);
   v = v < zero ? zero : v;
   return v > one ? one : v;
 }
@@ -67,29 +63,24 @@ Float4 clampToUnit(Float4 v) {
 // Stores the three colours; a pixel whose alpha is exactly 0 stays as it is, and so does every
 // alpha.
 inline void storeColours(float* pixel, Float4 before, Float4 value) {
-  using Int4 = int32_t __attribute__((vector_size(16)));
   const Int4 colours = {-1, -1, -1, 0};
-  const Int4 opaque = splat(before[3]) != splat(0.0f);
+  const Int4 opaque = splat<Float4>(before[3]) != 0.0f;
   const Float4 after = (colours & opaque) ? clampToUnit(value) : before;
-  std::memcpy(pixel, &after, sizeof after);
+  storeVector(pixel, after);
 }
 
 void showHaze(const float* haze, int32_t pixels, float* image) {
-  for (int32_t i = 0; i < pixels; ++i, image += 4) {
-    Float4 before;
-    std::memcpy(&before, image, sizeof before);
-    storeColours(image, before, splat(haze[i]));
-  }
+  for (int32_t i = 0; i < pixels; ++i, image += 4)
+    storeColours(image, loadVector<Float4>(image), splat<Float4>(haze[i]));
 }
 
 void removeHaze(const float* haze, const float* light, int32_t pixels, float* image) {
   const Float4 lightColour = {light[0], light[1], light[2], 0.0f};
   for (int32_t i = 0; i < pixels; ++i, image += 4) {
-    Float4 before;
-    std::memcpy(&before, image, sizeof before);
+    const Float4 before = loadVector<Float4>(image);
     float t = 1.0f - haze[i];
     t = t < lowestTransmission ? lowestTransmission : t;
-    storeColours(image, before, (before - lightColour) / splat(t) + lightColour);
+    storeColours(image, before, (before - lightColour) / t + lightColour);
   }
 }
 
