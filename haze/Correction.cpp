@@ -17,8 +17,7 @@
 namespace {
 
 constexpr float lowestTransmission = 0.1f;
-constexpr int32_t chunk =
-    512; // pixels whose haze amounts are made at a time; they stay in the cache
+constexpr int32_t chunk = 512; // pixels whose haze amounts are made at a time, to stay in the cache
 
 struct Ramp {
   float foregroundPosition, backgroundPosition;
@@ -33,8 +32,8 @@ inline float depthOf(Ramp r, float m) {
   return r.foregroundPosition >= m ? 0.0f : r.backgroundPosition <= m ? 1.0f : between;
 }
 
-// The three forms of the curve: none, the fast one, and the library's for exponents out of the
-// dialog's reach. The ramp comes by value: a load under a condition would keep the loop scalar.
+// The haze amounts for one form of the curve. The ramp comes by value: a load under a condition
+// would keep the loop scalar.
 template <class Curve>
 void fillHaze(Ramp ramp, const float* map, int32_t pixels, float* haze, Curve curve) {
   for (int32_t i = 0; i < pixels; ++i)
@@ -43,6 +42,8 @@ void fillHaze(Ramp ramp, const float* map, int32_t pixels, float* haze, Curve cu
 
 constexpr float largestFastPower = 16.0f; // the dialog's range ends at exp(2)
 
+// Three forms of the curve: a straight line, the fast power, and the library's for exponents that
+// the dialog does not give.
 void hazeAmounts(const Ramp& ramp, const float* map, int32_t pixels, float* haze) {
   const float power = ramp.power;
   if (power == 1.0f)
@@ -112,7 +113,7 @@ void hazeCorrection(const float* map, const float* light, const SHaze* image,
   omp_set_num_threads(gThreadCount);
 #pragma omp parallel for schedule(static)
   for (int32_t y = 0; y < image->height; ++y) {
-    stepProgress(); // an abort is seen by the driver; the row goes on
+    stepProgress(); // the driver sees an abort after the stage; the rows go on
     correctRow(ramp, map + size_t(y) * size_t(image->width), light, showMap, image->width,
                pixelAt(*image, 0, y));
   }

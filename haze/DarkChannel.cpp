@@ -93,7 +93,7 @@ void fillDarkMap(const SHaze& filtered, const float* light, float* dark) {
   }
 }
 
-// The steps from the filtered image to light and map; each progress step may end them.
+// From the filtered image to light and map; each progress step may end it.
 void findLightAndMap(float* light, const SHaze& low, const SHaze& filtered, float* dark) {
   BrightestPixels brightestPixels;
   seedCandidates(low, filtered, brightestPixels);

@@ -1,7 +1,8 @@
 // The driver of the haze core: which map, which reduced size, and the stages in their order.
 //
-// A haze map depends on the image alone, and is kept for the proxy and for the filter apart; the
-// user's values act in the correction only, which is all that a second call on the same map runs.
+// A haze map depends on the image alone, and the run record keeps one for the proxy and one for the
+// filter. The user's values act in the correction only; a second call with the same map runs
+// nothing else.
 #include <algorithm>
 
 #include "frame/contract/Limits.h"
@@ -22,7 +23,7 @@ constexpr int32_t mapPixelBytes = sizeof(float);
 // Steps of the dark channel stage, which a run on a kept map skips.
 constexpr int32_t skippedSteps = 4;
 
-// Host memory of one call. An id of 0 and a size of 0 stand for what was never taken.
+// Host memory of one call; an id and a size of 0 for what was not taken.
 struct ReducedBuffers {
   HostBuffer image; // the reduced image, unless that is the proxy itself
   HostBuffer map;   // the reduced map
@@ -51,8 +52,8 @@ HostBuffer takePixels(const EstimateSize& size, int32_t bytesPerPixel, int32_t* 
   return TakeHostBuffer(*bytes);
 }
 
-// Resamples the image into the reduced one. False: no memory for the work buffer, which the host is
-// left to free.
+// Resamples the image into the reduced one, with a work buffer that is left to the host. False: no
+// memory for it.
 bool reduceImage(const SHaze& image, const SHaze& low) {
   const PrimitiveRect from = {0, 0, image.width, image.height};
   const PrimitiveRect to = {0, 0, low.width, low.height};
@@ -75,7 +76,7 @@ bool reduceImage(const SHaze& image, const SHaze& low) {
   return true;
 }
 
-// The reduced image: the proxy itself when the proxy is what is corrected, else a resampled copy.
+// The reduced image: the proxy itself when the call corrects the proxy, otherwise a resampled copy.
 // False: no memory; a copy already made is left to the host.
 bool makeReducedImage(const SHaze& image, const EstimateSize& size, bool isFilter,
                       ReducedBuffers& buffers, SHaze& low) {
@@ -107,8 +108,8 @@ void releaseReducedImage(const ReducedBuffers& buffers) {
   TraceMemory("DoFogdissolve", __LINE__);
 }
 
-// One exit for every failure: on the way out of a finished map it gives the reduced map back a
-// second time, which the host's buffer suite has to bear.
+// The one exit for every failure. After a finished map it releases the reduced map a second time,
+// and the host refuses that.
 void releaseAfterFailure(const ReducedBuffers& buffers) {
   ReleaseHostBuffer(buffers.map.id);
   CountReleased(buffers.mapSize);
@@ -116,7 +117,8 @@ void releaseAfterFailure(const ReducedBuffers& buffers) {
   releaseReducedImage(buffers);
 }
 
-// Intensities that the user has not set yet become the estimates.
+// Replaces both intensities by the estimates if the user has not set them; the foreground's alone
+// says so.
 void takeEstimates(float fmin, float bmax) {
   if (gParams->foregroundIntensity != intensityUnset)
     return;
@@ -157,7 +159,7 @@ Outcome computeMap(const SHaze& image, bool isFilter, ReducedBuffers& buffers, i
   TraceMemory("DoFogdissolve", __LINE__);
 
   float* dark = static_cast<float*>(buffers.map.data);
-  // A stage that the user stops leaves it as it is, and the next stage may not be stopped again.
+  // A stopped stage may leave the map unwritten while the next one is not stopped again.
   std::fill_n(dark, size_t(low.width) * size_t(low.height), 0.0f);
   estimateDarkChannel(gData->light, &low, dark, error);
   if (*error)
@@ -197,7 +199,7 @@ bool aborted(bool isFilter) {
   return true;
 }
 
-// False: the stage failed or the user wants to stop, before it or after it.
+// False: the stage failed, or the user wants to stop before or after it.
 bool correct(const float* map, const SHaze& image, bool isFilter, int32_t showMap, int32_t* error) {
   if (aborted(isFilter))
     return false;

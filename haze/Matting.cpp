@@ -17,7 +17,7 @@ constexpr float lambdaDiagonal = 0.001f; // and on the matrix diagonal
 constexpr float minimumStart = 100000.0f;
 constexpr float maximumStart = 0.0f; // so that the highest value is never below 0
 
-// Seeds the diagonal, which also makes all rows, and weights the right-hand side.
+// Weights the right-hand side and sets the diagonal, which also makes all rows.
 void seedSystem(float* dark, int32_t unknowns, CSparseSingle& matrix) {
   for (int32_t k = 0; k < unknowns; ++k) {
     dark[k] = float(dark[k] * lambda);
@@ -54,7 +54,7 @@ bool scanSolution(const float* solution, const float* work, const SHaze& image, 
   return true;
 }
 
-// The test looks at the work vector, the divisor comes from the solution.
+// Whether to scale depends on the work vector, the divisor on the solution.
 void normalise(float* solution, const SHaze& image, float fmin, float bmax, const Range& work) {
   const float scale = work.maximum != work.minimum ? 1.0f / (bmax - fmin) : 1.0f;
   for (int32_t y = 0; y < image.height; ++y) {

@@ -8,5 +8,5 @@
 
 // Adds the upper triangle of L to a matrix that has a row for every pixel, row by row. An image
 // narrower or lower than a window adds nothing. One progress step a row of windows. False: the user
-// wants to stop; the loop runs to its end all the same.
+// wants to stop; the matrix is complete all the same. Its bits do not depend on the team.
 bool addMattingWindows(const SHaze& image, CSparseSingle& matrix);

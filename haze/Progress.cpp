@@ -1,7 +1,7 @@
-// Counting of the steps ahead of a computation, and the step itself.
+// The total of a computation's steps, and the step itself.
 //
-// The counters are plain numbers reached from several threads; relaxed loads and stores cost what
-// plain ones do and are defined.
+// Several threads use the counters; relaxed loads and stores cost no more than plain ones and are
+// defined.
 #include "haze/Progress.h"
 
 #include <atomic>

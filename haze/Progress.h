@@ -1,7 +1,8 @@
 // Progress of a whole computation, counted in rows, and the user's wish to stop.
 //
-// Outside a filter run the steps do nothing. They stand inside parallel regions, on whatever thread
-// runs the row: two rows may report the same number, which harms nothing but the display.
+// Outside a filter run the steps do nothing. Stages call them inside parallel regions, on the
+// thread that runs the row, without a lock: two rows may report the same number, which only the
+// display shows.
 #pragma once
 
 #include <cstdint>

@@ -1,5 +1,5 @@
-// The range table, filled once: its values are defined by their decimal rounding, so they go
-// through decimal text, which is exact in any locale.
+// The range table, filled once. Its values are rounded in decimal, and so go through decimal text,
+// which does not depend on the locale here.
 #include "haze/RangeWeights.h"
 
 #include <array>

@@ -4,7 +4,8 @@
 // closed-form matting Laplacian of Levin, Lischinski and Weiss (2006) refines it; joint bilateral
 // upsampling after Kopf, Cohen, Lischinski and Uyttendaele (2007) brings it to full size.
 //
-// Each stage sets *error to hazeNoError at its start. A user's abort lands in the global result.
+// Each stage sets *error to hazeNoError at its start. A user's abort sets the global result. Memory
+// whose failure a stage does not report as an error throws std::bad_alloc.
 #pragma once
 
 #include "haze/Haze.h"
@@ -23,7 +24,7 @@ void computeMatting(float* dark, const SHaze* low, float* fmin, float* bmax, int
 
 // Brings the refined map to full size by repeated doubling, guided by the image.
 //   dark  width * height floats of `low`; map  out: width * height floats of `full`
-// Error: hazeOutOfMemory, hazeCancelled (map as it was).
+// Error: hazeOutOfMemory, hazeCancelled; the map is then as it was.
 void upsampleSolutionBySteps(const float* dark, const SHaze* low, const SHaze* full, float* map,
                              int32_t* error);
 

@@ -5,6 +5,7 @@
 // has whatever factor is left, at least 1 and below 3. All memory here comes from the heap.
 #include <QVector>
 #include <algorithm>
+#include <new>
 #include <utility>
 
 #include "frame/record/Globals.h"
@@ -33,6 +34,10 @@ void traceOutOfHost(int line, size_t bytes, const void* block) {
         block);
 }
 
+void traceDelete(int line, const void* block) {
+  TRACE("%s (%d) - delete ptr: %p\n", name, line, block);
+}
+
 // Guides from the reduced image (index 0) to the full one (index steps). Those between are owned
 // here; the two ends belong to the caller.
 class GuidePyramid {
@@ -53,9 +58,9 @@ public:
       const SHaze* level = levels_[k].first;
       if (!level)
         continue;
-      TRACE("%s (%d) - delete ptr: %p\n", name, __LINE__, static_cast<void*>(level->data));
+      traceDelete(__LINE__, level->data);
       freeHeap(level->data);
-      TRACE("%s (%d) - delete ptr: %p\n", name, __LINE__, static_cast<const void*>(level));
+      traceDelete(__LINE__, level);
       delete level;
     }
   }
@@ -72,19 +77,19 @@ public:
 
 private:
   bool buildLevel(int32_t k) {
-    auto level = std::make_unique<SHaze>();
-    TRACE("%s (%d) - [ALLOC] SHaze %p\n", name, __LINE__, static_cast<void*>(level.get()));
     const auto [width, height] = sizes_[k - 1];
-    *level = {nullptr, width, height, width * pixelBytes, pixelBytes};
+    auto* level = new (std::nothrow) SHaze{nullptr, width, height, width * pixelBytes, pixelBytes};
+    TRACE("%s (%d) - [ALLOC] SHaze %p\n", name, __LINE__, static_cast<void*>(level));
+    levels_[k].first = level;
+    if (!level)
+      return false;
     const size_t bytes = pixelsOf(*level) * pixelBytes;
     level->data = static_cast<float*>(allocateHeap(bytes));
     TRACE("%s (%d) - [ALLOC] SHaze data %p\n", name, __LINE__, static_cast<void*>(level->data));
     if (!level->data)
       return false;
     traceOutOfHost(__LINE__, bytes, level->data);
-    const SHaze& made = *level;
-    levels_[k].first = level.release();
-    return resize(*levels_[k + 1].first, made);
+    return resize(*levels_[k + 1].first, *level);
   }
 
   static bool resize(const SHaze& from, const SHaze& to) {
@@ -100,7 +105,7 @@ private:
     ippiResizeSqrPixel_32f_C4R(from.data, {from.width, from.height}, from.rowBytes, fromRect,
                                to.data, to.rowBytes, toRect, double(to.width) / from.width,
                                double(to.height) / from.height, 0.0, 0.0, resizeLinear, work.get());
-    TRACE("%s (%d) - delete ptr: %p\n", name, __LINE__, static_cast<void*>(work.get()));
+    traceDelete(__LINE__, work.get());
     return true;
   }
 
@@ -110,7 +115,7 @@ private:
 };
 
 // The rounds, from the reduced solution to the full map. At most two solutions exist at once; the
-// last one made is handed back, null when there was no memory for it.
+// last one made is returned, or null without memory for it.
 HeapArray<float> runRounds(const float* dark, const GuidePyramid& guides, int32_t steps, float* map,
                            int32_t* error) {
   HeapArray<float> solution; // of the round before; null in round 0, whose solution is the caller's
@@ -159,7 +164,7 @@ void upsampleSolutionBySteps(const float* dark, const SHaze* low, const SHaze* f
       *error = hazeOutOfMemory;
   }
   if (solution)
-    TRACE("%s (%d) - delete ptr: %p\n", name, __LINE__, static_cast<void*>(solution.get()));
+    traceDelete(__LINE__, solution.get());
   solution.reset();
   TraceMemory(name, __LINE__);
 }
