@@ -96,11 +96,11 @@ TEST_F(Matting, AgreesWithADenseSystemInDouble) {
         const Eigen::VectorXd b =
             0.001 * Eigen::Map<const Eigen::VectorXf>(dark.data(), dark.size()).cast<double>();
         const Eigen::VectorXd x = dense.ldlt().solve(b);
-        EXPECT_NEAR(fmin, x.minCoeff(), 1e-3) << what;
-        EXPECT_NEAR(bmax, x.maxCoeff(), 1e-3) << what;
+        EXPECT_NEAR(fmin, x.minCoeff(), 3e-3) << what;
+        EXPECT_NEAR(bmax, x.maxCoeff(), 3e-3) << what;
         const float range = found.size() > 1 ? bmax - fmin : 1.0f; // one pixel is flat: not scaled
         for (size_t k = 0; k < found.size(); ++k)
-          ASSERT_NEAR(found[k] * range + fmin, x[Eigen::Index(k)], 1e-3) << what;
+          ASSERT_NEAR(found[k] * range + fmin, x[Eigen::Index(k)], 3e-3) << what;
         EXPECT_EQ(buffers().live, 0);
         EXPECT_EQ(buffers().bytesPeak, gData->memoryPeak);
         EXPECT_EQ(gData->memoryInUse, 0);
