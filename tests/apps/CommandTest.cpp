@@ -50,44 +50,33 @@ TEST_F(Command, ABatchDoesWhatItCanAndNamesTheRest) {
 TEST_F(Command, StandardStreamsCarryPictures) {
   EXPECT_EQ(run("- -v -o - --format png --save-settings look <a.jpg >out.png"), 0);
   EXPECT_THAT(said, MatchesRegex("(fogdissolver: -: [^\n]*\n){6}"));
-  EXPECT_THAT(said, HasSubstr("-: 48 x 36, 3 channels, 8 bits in, 8 bits out\n"));
   EXPECT_THAT(said, HasSubstr("-: estimate: foreground "));
-  EXPECT_EQ(readPicture("out.png").picture.width(), 48);
+  EXPECT_EQ(readPicture("out.png").width(), 48);
   EXPECT_THAT(contents("look"), HasSubstr("strength = 70\n"));
   EXPECT_EQ(run("a.jpg -o - --format jpg >/dev/full"), 1);
   EXPECT_THAT(said, StartsWith("fogdissolver: a.jpg: standard output cannot be written: No space"));
 }
 
-TEST_F(Command, AnInterruptLeavesNothing) {
+TEST_F(Command, AnInterruptAndAFullDiskLeaveNothing) {
   writePicture("a.jpg", hazyScene(2600, 1900, 32));
   const Strings before = files();
   for (const std::string pause : {"0.03", "0.35"}) { // the whole run takes about a second
     EXPECT_EQ(run("a.jpg -t 1", "timeout --preserve-status -s INT " + pause), 128 + SIGINT) << said;
     EXPECT_EQ(files(), before);
   }
-}
-
-TEST_F(Command, NoSpaceIsToldAndLeavesNothing) {
-  writePicture("a.png", hazyScene(48, 36, 32));
-  const Strings before = files();
-  EXPECT_EQ(run("a.png --strength 0 -o x.png", "ulimit -f 1;"), 1); // one block
-  EXPECT_EQ(said, "fogdissolver: a.png: x.png cannot be written: File too large\n");
+  EXPECT_EQ(run("b.jpg --strength 0 -o x.bmp", "ulimit -f 1;"), 1); // one block
+  EXPECT_EQ(said, "fogdissolver: b.jpg: x.bmp cannot be written: File too large\n");
   EXPECT_EQ(files(), before);
 }
 
 // scripts/memory-limits does this at 40 limits.
 TEST_F(Command, WithoutMemoryThereIsNoResult) {
-#ifdef __SANITIZE_ADDRESS__
-  GTEST_SKIP() << "the sanitizer needs the address space for itself";
-#endif
   writePicture("big.jpg", hazyScene(1500, 1000, 32));
   int failed = 0;
   for (const int megabytes : {100, 150, 200, 250, 300}) {
     const int status = run("big.jpg -t 1", "ulimit -v " + std::to_string(megabytes * 1024) + ";");
-    if (status == 0)
-      EXPECT_GT(difference("big-clear.jpg", "big.jpg"), 0.05) << megabytes;
-    else
-      EXPECT_THAT(said, MatchesRegex("fogdissolver: [^\n]*not enough memory[^\n]*\n")) << megabytes;
+    EXPECT_THAT(said, MatchesRegex(status ? "fogdissolver: [^\n]*not enough memory[^\n]*\n" : ""));
+    EXPECT_TRUE(status || difference("big-clear.jpg", "big.jpg") > 0.05) << megabytes;
     EXPECT_EQ(status, !fs::remove("big-clear.jpg")) << megabytes;
     failed += status;
   }
@@ -140,7 +129,6 @@ TEST_F(Command, OkInTheDialogWritesAndCancelIsNoFailure) {
   for (const std::string window : {"b.jpg --dialog", "--about"})
     EXPECT_EQ(run(window, "timeout --preserve-status -s INT 1.5 " + pilot + "none"), 128 + SIGINT);
   EXPECT_FALSE(fs::exists("b-clear.jpg"));
-  EXPECT_EQ(run("--about", pilot + "close"), 0);
   for (const std::string display : {"-u DISPLAY ", "DISPLAY=:4711 "}) {
     EXPECT_EQ(run("b.jpg --dialog", "env -u WAYLAND_DISPLAY -u QT_QPA_PLATFORM " + display), 1);
     EXPECT_EQ(said, "fogdissolver: b.jpg: --dialog and --about need a display, and none can be "

@@ -38,25 +38,22 @@ inline void writePicture(const std::string& file, const host::Document& picture,
   ASSERT_TRUE(output->write_image(OIIO::TypeDesc::FLOAT, picture.row(0)) && output->close());
 }
 
-struct Stored {
-  host::Document picture; // of 32 bits
-  std::string type;       // in the file
-};
-
-inline Stored readPicture(const std::string& file) {
+inline auto openPicture(const std::string& file) {
   OIIO::ImageSpec config;
   config["oiio:UnassociatedAlpha"] = 1;
-  const auto input = OIIO::ImageInput::open(file, &config);
-  if (!input)
-    throw std::runtime_error(file + ": " + OIIO::geterror());
-  const OIIO::ImageSpec& spec = input->spec();
-  Stored stored{{spec.width, spec.height, spec.nchannels, 32}, spec.format.c_str()};
-  input->read_image(0, 0, 0, spec.nchannels, OIIO::TypeDesc::FLOAT, stored.picture.row(0));
-  return stored;
+  auto input = OIIO::ImageInput::open(file, &config);
+  return input ? std::move(input) : throw std::runtime_error(file + ": " + OIIO::geterror());
+}
+
+inline host::Document readPicture(const std::string& file) { // of 32 bits
+  const auto input = openPicture(file);
+  host::Document picture(input->spec().width, input->spec().height, input->spec().nchannels, 32);
+  input->read_image(0, 0, 0, picture.channels(), OIIO::TypeDesc::FLOAT, picture.row(0));
+  return picture;
 }
 
 inline double difference(const std::string& a, const std::string& b) { // of two files' samples
-  return fixture::largestDifference(readPicture(a).picture, readPicture(b).picture);
+  return fixture::largestDifference(readPicture(a), readPicture(b));
 }
 
 class FolderTest : public testing::Test {

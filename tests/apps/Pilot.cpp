@@ -1,5 +1,5 @@
 // A generic plug-in of Qt that plays the person before a dialog: soon after one is shown it presses
-// the button that FOG_PILOT names, or closes the window for "close".
+// the button that FOG_PILOT names.
 
 #include <QAbstractButton>
 #include <QApplication>
@@ -14,13 +14,9 @@ public:
   QObject* create(const QString&, const QString&) override {
     auto* timer = new QTimer;
     timer->callOnTimeout([] {
-      QWidget* dialog = QApplication::activeModalWidget();
-      const QString wish = qEnvironmentVariable("FOG_PILOT");
-      if (dialog && wish == "close")
-        dialog->close();
-      else if (dialog)
+      if (QWidget* dialog = QApplication::activeModalWidget())
         for (QAbstractButton* button : dialog->findChildren<QAbstractButton*>())
-          if (button->text() == wish)
+          if (button->text() == qEnvironmentVariable("FOG_PILOT"))
             button->click();
     });
     timer->start(700);
