@@ -56,7 +56,8 @@ void handle(int signal, void (*handler)(int)) {
   ::sigaction(signal, &action, nullptr);
 }
 
-// Signals that the parent waits for: held back but during its wait, so that none slips in between.
+// Signals that the parent waits for. They are blocked except while it waits, so that it misses
+// none.
 sigset_t waitedSignals() {
   sigset_t set;
   ::sigemptyset(&set);
@@ -271,7 +272,7 @@ int runJobs(const std::vector<Job>& jobs, const Options& options, const host::Mo
   for (int signal : stoppingSignals)
     handle(signal, requestStop);
   handle(SIGCHLD, [](int) {});
-  handle(SIGPIPE, SIG_IGN); // writing then fails, and tells why
+  handle(SIGPIPE, SIG_IGN); // a write then fails, with a reason
   handle(SIGXFSZ, SIG_IGN);
 
   int forwarded = 0;

@@ -11,8 +11,8 @@ namespace commandline {
 // Exit statuses of the program.
 constexpr int exitDone = 0, exitFailed = 1, exitUsage = 2, exitCancelled = 3;
 
-// Does the jobs that are not refused, tells each failure in a line and counts them in a last one.
-// Gives the exit status. A request to stop (Ctrl-C) ends all jobs; the process then ends by the
+// Does the jobs that are not refused. Prints a line for each failure, and one that counts them.
+// Returns the exit status. A request to stop (Ctrl-C) ends all jobs; the process then ends by the
 // signal that asked.
 int runJobs(const std::vector<shared::Job>& jobs, const Options& options,
             const host::Module& module);

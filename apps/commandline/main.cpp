@@ -22,7 +22,8 @@ using shared::Job, shared::UsageError;
 
 namespace {
 
-// The modules' folder: as told, beside the program as it is built, or as it is installed.
+// The modules' folder: the one asked for, or beside the program, where the build or the
+// installation puts it.
 fs::path pluginFolder(const Options& options) {
   if (!options.plugin.empty())
     return options.plugin;

@@ -1,4 +1,4 @@
-// Files by the system's own calls, whose failures tell the reason.
+// Files by system calls, which give the reason when they fail.
 
 #include "apps/photo/Files.h"
 
@@ -37,7 +37,7 @@ struct Descriptor {
   Descriptor& operator=(const Descriptor&) = delete;
 };
 
-// Removes the name unless told that it has served.
+// Removes the file at the end unless `served` is set.
 struct Remover {
   const std::string& name;
   bool served = false;

@@ -22,7 +22,7 @@ public:
   ~TemporaryFile();
   TemporaryFile(const TemporaryFile&) = delete;
   TemporaryFile& operator=(const TemporaryFile&) = delete;
-  // Makes it, empty, with the extension; gives its name. Throws std::runtime_error.
+  // Makes it, empty, with the extension; returns its name. Throws std::runtime_error.
   const std::string& create(std::string_view extension);
 
 private:

@@ -55,7 +55,7 @@ bool sameIgnoringCase(std::string_view a, std::string_view b) {
   });
 }
 
-// Calls the function with each of the blank-separated words until it gives true.
+// Calls the function with each of the blank-separated words until it returns true.
 template <class F> bool anyWord(std::string_view words, F matches) {
   while (!words.empty()) {
     const size_t end = std::min(words.find(' '), words.size());

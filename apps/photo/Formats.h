@@ -1,4 +1,4 @@
-// The formats that results can be written in, and how files tell theirs.
+// The formats that results can be written in, and how to recognise the format of a file.
 #pragma once
 
 #include <cstdint>

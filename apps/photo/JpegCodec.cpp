@@ -1,6 +1,5 @@
-// JPEG by libjpeg. Errors leave the library by longjmp, so that every call of it stands in a
-// `guarded` function whose frame holds nothing to destroy; what is worth keeping lives in the
-// record around it.
+// JPEG by libjpeg. The library reports errors by longjmp. So every call of it is in a `guarded`
+// function whose frame has nothing to destroy; what must survive is in the record around it.
 
 #include "apps/photo/JpegCodec.h"
 

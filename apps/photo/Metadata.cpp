@@ -1,4 +1,4 @@
-// The carrier between files. Exiv2 takes and gives whole files in memory.
+// Metadata by Exiv2, which reads and writes whole files in memory.
 
 #include "apps/photo/Metadata.h"
 
@@ -212,7 +212,7 @@ MetadataBlocks blocksOf(const Metadata& metadata) {
     if (!state.xmp.empty())
       Exiv2::XmpParser::encode(blocks.xmp, state.xmp);
   } catch (const std::exception&) {
-    // A damaged block is left out; the others stand.
+    // A damaged block is left out; the others are kept.
   }
   return blocks;
 }

@@ -1,9 +1,9 @@
-// All formats but JPEG, by OpenImageIO: the one file of the module fogdissolver-formats.so.
+// All formats but JPEG and WebP, by OpenImageIO: the one file of the module
+// fogdissolver-formats.so.
 //
-// Pixels go straight between the library and the document's rows. Alpha is asked for as it stands
-// in the file; what the file had multiplied is told in the picture. Metadata that Exiv2 carries is
-// left to it; where Exiv2 does not know the format, the blocks pass through the library's
-// attributes.
+// Pixels go straight between the library and the document's rows. The library is asked for alpha as
+// it is in the file; the picture records whether the colours are multiplied with it. Exiv2 carries
+// the metadata where it knows the format; elsewhere the library's attributes do.
 
 #include <algorithm>
 #include <cstring>
@@ -113,8 +113,7 @@ bool isFormat(const ImageInput& reader, const char* name) {
   return std::strcmp(reader.format_name(), name) == 0;
 }
 
-// The library converts these files to RGB without a word; the model stands in byte 25 of the
-// header.
+// The library silently converts these files to RGB. Their header has the colour model in byte 25.
 bool psdIsRgb(const ImageInput& reader, const Source& source) {
   constexpr size_t modelPlace = 25;
   constexpr uint8_t indexed = 2, rgb = 3;

@@ -1,4 +1,4 @@
-// Documents turned so that they stand as the Exif orientation asks.
+// Documents turned upright, as the Exif orientation asks.
 //
 // Orientations as Exif numbers them: 1 upright, 2 mirrored, 3 upside down, 4 both, 5 to 8 with rows
 // and columns exchanged; 6 needs a quarter clockwise and 8 one the other way.

@@ -22,7 +22,7 @@ struct MetadataBlocks {
   Bytes icc;       // colour profile
 };
 
-// Pixels for each unit of length, as printing programs read it; 0: not told.
+// Pixels for each unit of length, as printing programs read it; 0: unknown.
 struct Resolution {
   double x = 0, y = 0;
   bool perCentimetre = false; // else per inch
@@ -40,7 +40,7 @@ struct Picture {
   std::vector<std::string> notes;            // what a person should know, one sentence each
 };
 
-// Bytes of a file, and the name that tells its format where the bytes do not.
+// Bytes of a file, and its name, which decides about the format where the bytes do not.
 struct Source {
   std::string path; // for decoders that open files by themselves
   Bytes bytes;

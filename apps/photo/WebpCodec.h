@@ -1,4 +1,4 @@
-// WebP by libwebp: straight between the file's bytes and the document's rows, alpha as it stands in
+// WebP by libwebp: straight between the file's bytes and the document's rows, alpha as it is in
 // the file. (The image library multiplies it into the colours at 8 bits, which cannot be undone.)
 #pragma once
 

@@ -1,4 +1,4 @@
-// Runs through the host's session, and what the filter cannot do, told in words.
+// Runs the filter through the host's session, and says in words what it cannot do.
 
 #include "apps/shared/Correction.h"
 
@@ -92,8 +92,8 @@ host::Document reducedForEstimate(const host::Document& document) {
                        std::clamp(size.height, 1, document.height()));
 }
 
-// A light without red, green and blue gives a map without numbers: its least value stays above its
-// greatest, and samples become 0 or no number.
+// A light of zero makes the haze map not a number. The estimates then keep their starting values,
+// the foreground's above the background's, and all samples become 0.
 constexpr char noLight[] = "no haze light found";
 
 void refuseWithoutLight(const Estimate& found) {

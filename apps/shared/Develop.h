@@ -13,7 +13,7 @@ namespace shared {
 // What corrects a document in place.
 struct Corrector {
   std::function<CorrectionReport(host::Document&, const photo::Watch&)> run;
-  bool isSeen = false; // a person sees the document, so that it must stand upright
+  bool isSeen = false; // a person sees the document, which must be upright then
 };
 
 // Who hears of the work, a sentence at a time.

@@ -1,5 +1,5 @@
-// Names of results. Files are told apart by device and inode, so that links deceive nobody; names
-// that do not exist yet by their folder's real path.
+// Names of results. Existing files are compared by device and inode, which sees through links, and
+// names that do not exist yet by the real path of their folder.
 
 #include "apps/shared/Plan.h"
 
@@ -23,7 +23,7 @@ namespace {
 
 constexpr char standardStream[] = "-";
 constexpr char nameMark[] = "{name}", extensionMark[] = "{ext}";
-constexpr size_t signatureSize = 16; // bytes that tell a format
+constexpr size_t signatureSize = 16; // bytes; enough to recognise a format
 
 bool isPattern(const std::string& output) {
   return output.find('{') != std::string::npos || output.find('}') != std::string::npos;
@@ -73,8 +73,8 @@ void checkOutput(const Request& request) {
   }
 }
 
-// Extension for a name that the program makes: the asked one, the input's, or for an input whose
-// name does not tell it the one of its bytes. What cannot be written (raw files) becomes TIFF.
+// Extension for a name that the program makes: the requested one, or the input's. For an input
+// without an extension the bytes decide. What cannot be written (raw files) becomes TIFF.
 std::string extensionFor(const Request& request, const std::string& input) {
   if (!request.format.empty())
     return request.format;
