@@ -10,6 +10,7 @@
 #include <QTimer>
 
 #include <functional>
+#include <utility>
 
 #include "bench/KernelBench.h"
 #include "frame/record/Bands.h"
@@ -17,28 +18,45 @@
 #include "haze/Stages.h"
 #include "tests/support/HostFixture.h"
 #include "tests/support/PlugInHost.h"
-#include "tests/ui/PreviewWindow.h"
 #include "ui/dialog/MainDialog.h"
+#include "ui/preview/Proxy.h"
+#include "ui/toolkit/WindowRecord.h"
 
 namespace {
 
 constexpr int32_t width = 650, height = 475;
 constexpr double proxyArea = double(width) * height;
 
+// Answers every question for a place with that of the whole proxy.
+intptr_t proxySized(Window, uint32_t message, uintptr_t, intptr_t value) {
+  if (message == TKM_GETRECT || message == TKM_GETCLIENTRECT)
+    *reinterpret_cast<WindowRect*>(value) = {0, 0, width, height};
+  return 0;
+}
+
 // A document that the frame shows pixel by pixel, with the preview open on it.
 struct OpenPreview {
   host::Document document = fixture::hazyScene(width, height, 8);
   fixture::PlugInHost plugIn{document};
-  fixture::PreviewWindow dialog{{0, 0, width, height}};
+  Window dialog = NewWindow(nullptr, 0, 0, proxySized, nullptr);
+  Bitmap bitmap = CreateCompatibleBitmap(nullptr, width, height);
 
   OpenPreview() {
     gParams->power = 1.7f;
-    GetProxyItemRect(dialog.window);
+    NewWindow(dialog, idFrame, 0, proxySized, nullptr);
+    offscreenContext = CreateCompatibleDC(nullptr);
+    SelectObject(offscreenContext, bitmap);
+    GetProxyItemRect(dialog);
     SetupFilterRecordForProxy();
     CreateProxyBuffer();
-    RefreshProxy(dialog.window);
+    RefreshProxy(dialog);
   }
-  ~OpenPreview() { DeleteProxyBuffer(); }
+  ~OpenPreview() {
+    DeleteProxyBuffer();
+    DeleteDC(std::exchange(offscreenContext, nullptr));
+    DeleteObject(bitmap);
+    DestroyWindow(dialog);
+  }
 };
 
 void copy(benchmark::State& state) {
@@ -73,7 +91,7 @@ void floatsToBytes(benchmark::State& state) {
 
 void drawing(benchmark::State& state) {
   OpenPreview preview;
-  measure(state, proxyArea, [&] { PaintProxy(preview.dialog.window); });
+  measure(state, proxyArea, [&] { PaintProxy(preview.dialog); });
 }
 
 // The balance slider moves by one; what it sets off ends with the dialog painted.

@@ -1,11 +1,13 @@
-// Dialogs as a user finds them: real widgets, and input sent back to back, as it arrives on a
-// machine that was busy: between two events nothing is handled unless a test says settle().
+// Dialogs as a user finds them: real widgets, and input sent back to back, as
+// it arrives on a machine that was busy: between two events nothing is handled
+// unless a test says settle().
 #pragma once
 
 #include <gmock/gmock.h>
 
 #include <QApplication>
 #include <QDialog>
+#include <QKeySequence>
 #include <QTest>
 #include <QTimer>
 #include <QWindow>
@@ -43,21 +45,23 @@ struct Shown {
   void press(int key, Qt::KeyboardModifiers held = {}) const {
     keyEvent(QEvent::KeyPress, key, held);
   }
-  void key(int key, Qt::KeyboardModifiers held = {}) const {
-    press(key, held);
-    keyEvent(QEvent::KeyRelease, key, held);
-  }
-  void type(const char* keys) const {
-    for (; *keys; ++keys)
-      key(*keys);
+  void release(int key) const { keyEvent(QEvent::KeyRelease, key); }
+  // Types a text in which <Tab>, <Alt+D>, <Shift+Home> stand for those keys.
+  void keys(const QString& text) const {
+    for (qsizetype i = 0; i < text.size(); ++i) {
+      const qsizetype end = text[i] == '<' ? text.indexOf('>', i) : i;
+      const QKeySequence keys(end > i ? text.mid(i + 1, end - i - 1) : text.mid(i, 1));
+      press(keys[0].key(), keys[0].keyboardModifiers());
+      keyEvent(QEvent::KeyRelease, keys[0].key(), keys[0].keyboardModifiers());
+      i = end;
+    }
   }
 
   void mouse(QEvent::Type type, QPoint at, Qt::KeyboardModifiers held = {}) const {
     static int time = 0;
     time += 1000; // milliseconds: too slow for double clicks
-    const Qt::MouseButtons down =
-        type == QEvent::MouseButtonRelease ? Qt::NoButton : Qt::LeftButton;
-    const Qt::MouseButton changed = type == QEvent::MouseMove ? Qt::NoButton : Qt::LeftButton;
+    const auto down = type == QEvent::MouseButtonRelease ? Qt::NoButton : Qt::LeftButton;
+    const auto changed = type == QEvent::MouseMove ? Qt::NoButton : Qt::LeftButton;
     qt_handleMouseEvent(window(), at, window()->mapToGlobal(at), down, changed, type, held, time);
   }
   void click(QWidget* widget, Qt::KeyboardModifiers held = {}, QPoint where = {}) const {
@@ -66,11 +70,14 @@ struct Shown {
     mouse(QEvent::MouseButtonRelease, at, held);
   }
 
-  QImage picture() const { return dialog->grab().toImage().convertToFormat(QImage::Format_RGB32); }
+  QImage picture(QRect part = {}) const {
+    return dialog->grab(part.isNull() ? dialog->rect() : part).toImage();
+  }
 };
 
-// Calls run(), which opens a modal dialog, and the script once the dialog is active. A dialog that
-// does not come, or that the script leaves open, fails the test.
+// Calls run(), which opens a modal dialog, and the script once the dialog is
+// active. A dialog that does not come, or that the script leaves open, fails
+// the test.
 inline void whileShown(const std::function<void(const Shown&)>& script,
                        const std::function<void()>& run) {
   bool ran = false;

@@ -198,7 +198,7 @@ void reset(Window dialog) {
   for (const PairedControl& pair : pairs) {
     gParams->*pair.value = ValueOfPosition(pair.initial);
     pair.object->SetValue(pair.initial);
-    SetDlgItemInt(dialog, pair.edit, pair.initial, false);
+    SetDlgItemInt(dialog, pair.edit, pair.initial, true); // -69 if there was no estimate
     setSlider(dialog, pair.slider, pair.initial);
   }
   gParams->power = PowerOfPosition(initialBalance);
