@@ -3,13 +3,9 @@
 // The whole is measured with the real dialog on Qt's offscreen platform; the steps over a proxy of
 // 650 by 475 pixels. One thread, power 1.7 (the slower branch of the correction), the host's own
 // drawing.
-#include <QApplication>
-#include <QDialog>
 #include <QSlider>
 #include <QTemporaryFile>
-#include <QTimer>
 
-#include <functional>
 #include <utility>
 
 #include "bench/KernelBench.h"
@@ -18,6 +14,7 @@
 #include "haze/Stages.h"
 #include "tests/support/HostFixture.h"
 #include "tests/support/PlugInHost.h"
+#include "tests/support/ShownDialog.h"
 #include "ui/dialog/MainDialog.h"
 #include "ui/preview/Proxy.h"
 #include "ui/toolkit/WindowRecord.h"
@@ -103,21 +100,13 @@ void eventToRepaint(benchmark::State& state) {
   screens.close();
   qputenv("QT_QPA_PLATFORM", "offscreen:configfile=" + screens.fileName().toUtf8());
   qputenv("QT_FONT_DPI", "96");
-  static int argc = 1;
-  static char name[] = "bench";
-  static char* argv[] = {name, nullptr};
-  // Never destroyed: the platform's devices do not outlive the end of main.
-  static const auto* application = new QApplication(argc, argv);
-  benchmark::DoNotOptimize(application);
+  fixture::needApplication();
 
   host::Document document = fixture::hazyScene(735, 460, 8);
   const fixture::PlugInHost plugIn(document);
   double proxyPixels = 0;
-  const std::function<void()> script = [&] {
-    QWidget* dialog = QApplication::activeModalWidget();
-    if (!dialog || !dialog->isActiveWindow())
-      return QTimer::singleShot(5, script);
-    QSlider* balance = dialog->findChildren<QSlider*>().last();
+  const auto script = [&](const fixture::Shown& shown) {
+    auto* balance = shown.dialog->findChildren<QSlider*>().last();
     proxyPixels = double(gData->proxyWidth) * gData->proxyHeight;
     int position = balance->value();
     measure(state, proxyPixels, [&] {
@@ -125,10 +114,9 @@ void eventToRepaint(benchmark::State& state) {
       balance->setValue(position);
       QCoreApplication::processEvents();
     });
-    dialog->close();
+    shown.dialog->close();
   };
-  QTimer::singleShot(0, script);
-  DoUI();
+  fixture::whileShown(script, DoUI);
   DeleteProxyBuffer();
   state.counters["proxy"] = proxyPixels;
 }

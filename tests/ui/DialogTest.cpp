@@ -16,7 +16,7 @@
 #include "frame/selectors/Selectors.h"
 #include "tests/support/HostFixture.h"
 #include "tests/support/PlugInHost.h"
-#include "tests/ui/ShownDialog.h"
+#include "tests/support/ShownDialog.h"
 #include "ui/dialog/AboutBox.h"
 #include "ui/dialog/CentreDialog.h"
 #include "ui/dialog/DialogTables.h"
@@ -34,10 +34,9 @@ using testing::EndsWith;
 
 // What the dialog's window has seen.
 struct Seen {
-  int refreshed = 0;        // the preview was invalidated
-  int notified = 0;         // an edit box told a new value
-  int painted = 0;          // the procedure was asked to draw
-  WindowRect refreshedRect; // the newest
+  int refreshed = 0, painted = 0; // the preview was invalidated; the procedure was asked to draw
+  int notified = 0;               // an edit box told a new value
+  WindowRect refreshedRect;       // the newest
 };
 Seen seen;
 std::vector<std::string> opened; // addresses
@@ -45,10 +44,9 @@ int beeps;
 
 intptr_t spy(Window window, uint32_t message, uintptr_t word, intptr_t value, uintptr_t,
              uintptr_t) {
-  if (message == TKM_INVALIDATE) {
-    ++seen.refreshed;
+  if (message == TKM_INVALIDATE)
     seen.refreshedRect = *reinterpret_cast<const WindowRect*>(value);
-  }
+  seen.refreshed += message == TKM_INVALIDATE;
   seen.notified += message == WM_COMMAND && HighWord(word) == EDIT_VALUE_CHANGED;
   seen.painted += message == WM_PAINT;
   return DefSubclassProc(window, message, word, value);
@@ -135,6 +133,7 @@ void play(const Open& d, const std::vector<Step>& steps) {
 // A desktop whose beeps and opened pages are noted.
 struct Desktop : testing::Test {
   Desktop() {
+    fixture::needApplication();
     setenv("LC_ALL", "C.UTF-8", 1);
     unsetenv("LANGUAGE");
     opened.clear();
@@ -311,14 +310,9 @@ TEST_F(Dialog, KeysAndWheelOfTheSliders) {
   look([](const Open& d) {
     constexpr int id = idBackgroundIntensity;
     play(d, {{id, "<End>", "0 34/34/35 100 100 50", {1, 0}},
-             {0, "<Down>", "0 34/34/35 100 99 50", {1, 0}},
-             {0, "<PgUp>", "0 34/34/35 100 79 50", {1, 0}},
-             {0, "<Up>", "0 34/34/35 100 80 50", {1, 0}},
-             {0, "<Right>", "0 34/34/35 100 81 50", {1, 0}},
-             {0, "<Left>", "0 34/34/35 100 80 50", {1, 0}},
-             {0, "<Home>", "0 34/34/35 100 0 50", {1, 0}},
-             {0, "<PgDown>", "0 34/34/35 100 20 50", {1, 0}},
-             {0, "A5", "0 34/34/35 100 20 50", {0, 0}}});
+             {0, "<Down><PgUp>", "0 34/34/35 100 79 50", {2, 0}},
+             {0, "<Up><Right><Right><Left>", "0 34/34/35 100 81 50", {4, 0}},
+             {0, "<Home><PgDown>A5", "0 34/34/35 100 20 50", {2, 0}}});
     d.wheel(id, -120);
     d.wheel(id, 240); // two notches, two messages each
     EXPECT_EQ(d.state(), "0 34/34/35 100 21 50");
@@ -364,8 +358,7 @@ TEST_F(Dialog, TheMouseOnTheSliders) {
   });
 }
 
-// The one that is pushed along writes neither its setting nor the preview until
-// it is touched.
+// The one that is pushed along writes neither its setting nor the preview until it is touched.
 TEST_F(Dialog, PositionsPushEachOther) {
   look([](const Open& d) {
     constexpr int fore = idForegroundPositionEdit, back = idBackgroundPositionEdit;
@@ -404,66 +397,67 @@ TEST_F(Dialog, CheckBoxes) {
 }
 
 // A key event with the codes of an X11 keyboard.
-void native(const Open& d, QEvent::Type type, int key, quint32 keysym, quint32 scanCode,
-            bool repeats = false) {
-  QKeyEvent event(type, key, {}, scanCode, keysym, 0, QString(), repeats);
-  QCoreApplication::sendEvent(d.window(), &event);
-}
+struct NativeKey {
+  QEvent::Type type;
+  int key;
+  quint32 keysym, scanCode;
+  Qt::KeyboardModifiers held = {};
+  bool repeats = false;
+  void send(const Open& d) const {
+    QKeyEvent event(type, key, held, scanCode, keysym, 0, QString(), repeats);
+    QCoreApplication::sendEvent(d.window(), &event);
+  }
+};
 
-// Whatever comes between, the mask and Reset are there while Alt is held and
-// gone afterwards.
+// Whatever comes between, the mask and Reset are there while Alt is held and gone afterwards.
 TEST_F(Dialog, AltIsSeenWhateverItsReleaseLooksLike) {
   constexpr auto down = QEvent::KeyPress, up = QEvent::KeyRelease;
-  constexpr quint32 altSym = 0xffe9, metaSym = 0xffe7, superSym = 0xffeb, place = 64;
-  const auto press = [](const Open& d) { native(d, down, Qt::Key_Alt, altSym, place); };
-  const auto release = [](const Open& d) { native(d, up, Qt::Key_Alt, altSym, place); };
-  const std::pair<std::function<void(const Open&)>, std::function<void(const Open&)>> cases[] = {
-      {press, release},
-      {press, // then Shift: the release is called Meta
-       [](const Open& d) {
-         d.press(Qt::Key_Shift, Qt::AltModifier);
-         native(d, up, Qt::Key_Meta, metaSym, 0);
-       }},
-      {press, [](const Open& d) { native(d, up, Qt::Key_unknown, 0, place); }}, // another layout
-      {[](const Open& d) { // Shift first: the press is called Meta
-         d.press(Qt::Key_Shift);
-         native(d, down, Qt::Key_Meta, metaSym, place);
-       },
-       release},
-      {press, // switched away: the release goes to the other window
-       [](const Open& d) {
-         QEvent away(QEvent::WindowDeactivate);
-         QCoreApplication::sendEvent(d.dialog, &away);
-       }},
-      {press, [](const Open& d) { d.click(idForegroundPosition); }}, // the click says: not held
-      {press, [](const Open& d) { d.keys("<Left>"); }},
-      {press, // a mnemonic and a quick release: no click may follow later
-       [&](const Open& d) {
-         d.keys("<Alt+D>");
-         EXPECT_FALSE(d.ticked(idDisplay)); // at once
-         release(d);
-         QTest::qWait(150);
-       }},
+  const NativeKey alt = {down, Qt::Key_Alt, 0xffe9, 64}, altUp = {up, Qt::Key_Alt, 0xffe9, 64},
+                  meta = {down, Qt::Key_Meta, 0xffe7, 64}, metaUp = {up, Qt::Key_Meta, 0xffe7, 0},
+                  shift = {down, Qt::Key_Shift, 0xffe1, 50, Qt::AltModifier},
+                  unknownUp = {up, Qt::Key_unknown, 0, 64}, left = {down, Qt::Key_Left, 0, 113},
+                  window = {down, Qt::Key_Meta, 0xffeb, 133};
+  struct Case {
+    std::vector<NativeKey> begin, end;
+    std::function<void(const Open&)> between = [](const Open&) {};
   };
   look([&](const Open& d) {
-    for (const auto& [begin, end] : cases) {
-      SCOPED_TRACE(&begin - &cases[0].first);
+    for (const Case& c :
+         {Case{{alt}, {altUp}}, Case{{alt}, {shift, metaUp}}, // under Shift the key is called Meta
+          Case{{shift, meta}, {altUp}}, Case{{alt}, {unknownUp}}, // in another layout
+          Case{{alt}, {left}},                                    // which says that Alt is up
+          Case{{alt}, {}, [](const Open& d) { d.click(idForegroundPosition); }}, // and so this
+          Case{{alt},
+               {},
+               [](const Open& d) { // the release goes to another window
+                 QEvent away(QEvent::WindowDeactivate);
+                 QCoreApplication::sendEvent(d.dialog, &away);
+               }},
+          Case{{alt}, {altUp}, [](const Open& d) {
+                 d.keys("<Alt+D>");
+                 EXPECT_FALSE(d.ticked(idDisplay)); // at once, no click may follow later
+               }}}) {
       d.click(idDisplay); // ticked by hand: off afterwards all the same
       Open::changes();
-      begin(d);
+      for (const NativeKey& key : c.begin)
+        key.send(d);
       EXPECT_EQ(d.text(idCancel), "Reset");
       EXPECT_TRUE(d.ticked(idDisplay) && gParams->displayMap == 1);
-      for (const auto type : {down, up, down})
-        native(d, type, Qt::Key_Alt, altSym, place, true);
+      for (NativeKey key : {alt, altUp, alt}) {
+        key.repeats = true;
+        key.send(d);
+      }
       EXPECT_EQ(Open::changes().first, 1); // a held key does nothing more
-      end(d);
+      c.between(d);
+      for (const NativeKey& key : c.end)
+        key.send(d);
       EXPECT_EQ(d.text(idCancel), "Cancel");
       EXPECT_FALSE(d.ticked(idDisplay) || gParams->displayMap);
-      d.release(Qt::Key_Shift);
     }
-    native(d, down, Qt::Key_Meta, superSym,
-           133); // the key with the window on it
+    window.send(d);    // the key with the window on it is another Meta
+    QTest::qWait(150); // milliseconds, more than the click of a mnemonic used to wait
     EXPECT_EQ(d.text(idCancel), "Cancel");
+    EXPECT_FALSE(d.ticked(idDisplay));
     EXPECT_EQ(SendMessage(d.record, WM_SYSCOMMAND, SC_KEYMENU, 0), 1);
     EXPECT_EQ(SendMessage(d.record, WM_SYSCOMMAND, SC_KEYMENU + 1, 0), 0);
   });
@@ -487,8 +481,7 @@ TEST_F(Dialog, ResetGoesBackToTheOpening) {
     d.release(Qt::Key_Alt);
     play(d, {{idForegroundPositionEdit, "<Up>", "1 34 100 62 50"}, // from the boxes' own values
              {idForegroundIntensityEdit, "<Up>", "1 35 100 62 50"},
-             {idBackgroundPositionEdit, "<Down>", "1 35 99 62 50"},
-             {idBackgroundIntensityEdit, "<Up>", "1 35 99 63 50"}});
+             {idBackgroundIntensityEdit, "<Up>", "1 35 100 63 50"}});
   });
 }
 
@@ -507,10 +500,7 @@ TEST_F(Dialog, HelpAndLinkOpenTheirPages) {
       EXPECT_TRUE(d.dialog->isVisible());
       EXPECT_EQ(d.dialog->focusWidget(), d.at(idExport));
       EXPECT_NE(d.look(idHomePage), focused);
-      d.focus(idHelp);
-      d.keys("<Return>");
-      SendMessage(d.record, WM_COMMAND, MakeWords(idHelp, 77),
-                  0); // at any code
+      SendMessage(d.record, WM_COMMAND, MakeWords(idHelp, 77), 0); // at any code
     });
     about([](const Open& d) {
       EXPECT_EQ(d.dialog->focusWidget(), d.at(idAboutOk));
@@ -523,7 +513,7 @@ TEST_F(Dialog, HelpAndLinkOpenTheirPages) {
     });
     const auto help = EndsWith(french ? "/fr/help.html" : "fogdissolver/help.html");
     const auto home = EndsWith(french ? "/fr/index.html" : "fogdissolver/index.html");
-    EXPECT_THAT(opened, ElementsAre(help, home, home, help, help, home, home));
+    EXPECT_THAT(opened, ElementsAre(help, home, home, help, home, home));
   }
 }
 
@@ -552,8 +542,7 @@ TEST_F(Dialog, EveryWayOutButOkIsACancel) {
   for (const auto& way : ways) {
     const bool ok = &way == ways;
     EXPECT_EQ(run(way), ok);
-    EXPECT_EQ(gData->proxyBuffer != nullptr,
-              ok); // the filter takes its size from it
+    EXPECT_EQ(gData->proxyBuffer != nullptr, ok); // the filter takes its size from it
     EXPECT_EQ(plugIn.host.buffers.counts().live, ok ? 2 : 0);
     EXPECT_EQ(offscreenContext, nullptr);
     EXPECT_FALSE(CallKeyboardHooks(VK_MENU, 0));
@@ -664,22 +653,24 @@ TEST_F(Dialog, NothingIsClipped) {
 // pixel by pixel.
 TEST_F(Desktop, PreviewAndResultAgree) {
   for (const int depth : {8, 16, 32}) {
-    constexpr int32_t width = 120, height = 80;
+    constexpr int32_t width = 121, height = 80;
     host::Document document = fixture::hazyScene(width, height, depth);
     const fixture::PlugInHost plugIn(document);
     gData->queryForParameters = 1;
     QImage shown;
     const auto ok = [&](const fixture::Shown& d) {
       const QRect frame = Open(d).at(idFrame)->geometry();
-      shown = d.picture({(frame.width() - width) / 2 + frame.x(),
-                         (frame.height() - height) / 2 + frame.y(), width, height});
+      shown = d.picture({(frame.width() - width) / 2 + frame.x() - 1,
+                         (frame.height() - height) / 2 + frame.y() - 1, width + 2, height + 2});
       Open(d).click(idOk);
     };
     fixture::whileShown(ok, [] { EXPECT_TRUE(DoStart()); });
     const double scale = 255 / fixture::fullScale(document);
+    for (const QPoint& corner : {QPoint(0, 0), QPoint(width + 1, height + 1)})
+      EXPECT_EQ(shown.pixel(corner), DKGRAY_BRUSH); // centred on it
     int apart = 0;
     for (int32_t i = 0; i < width * height * 3; ++i) {
-      const QRgb pixel = shown.pixel(i / 3 % width, i / 3 / width);
+      const QRgb pixel = shown.pixel(i / 3 % width + 1, i / 3 / width + 1);
       const int samples[] = {qRed(pixel), qGreen(pixel), qBlue(pixel)};
       const double result = fixture::sampleAt(document, i / 3 % width, i / 3 / width, i % 3);
       apart += std::abs(samples[i % 3] - result * scale) > 3;
@@ -730,39 +721,19 @@ constexpr DialogControl rows[] = {
 };
 constexpr DialogTemplate table = {"Test", 100, 60, 8, 0, rows, 3};
 
-TEST_F(Desktop, ExceptionsPassAroundTheEventLoop) {
+TEST_F(Desktop, ButtonsMenuAndExceptionsGoAroundTheEventLoop) {
   const auto proc = [](Window dialog, uint32_t message, uintptr_t word, intptr_t) -> intptr_t {
-    if (message == WM_COMMAND && word == 1)
+    if (message == WM_INITDIALOG)
+      SendDlgItemMessage(dialog, 9, BM_SETSTYLE, BS_DEFPUSHBUTTON, 0);
+    if (message == WM_COMMAND && word == 9)
       throw std::runtime_error("first");
     if (message == WM_DESTROY && IsWindow(dialog))
       throw std::runtime_error("second");
     return 0;
   };
-  const auto enter = [](const fixture::Shown& d) { d.keys("<Return>"); };
-  const auto open = [&] {
-    EXPECT_THROW(DialogBoxParam(&table, nullptr, proc, 0), std::runtime_error);
-  };
-  fixture::whileShown(enter, open);
-  EXPECT_EQ(QApplication::activeModalWidget(), nullptr);
-}
-
-TEST_F(Desktop, TheDefaultButtonAndTheBoxesMenuGoThroughTheProcedures) {
-  const auto proc = [](Window dialog, uint32_t message, uintptr_t word,
-                       intptr_t value) -> intptr_t {
-    if (message == WM_INITDIALOG) {
-      SendDlgItemMessage(dialog, 9, BM_SETSTYLE, BS_DEFPUSHBUTTON, 0);
-      PostMessage(dialog, WM_CHAR, uintptr_t(value), 0);
-    }
-    if (message == WM_CHAR) // of the posted message
-      SetDlgItemText(dialog, 7, "posted" + std::to_string(word));
-    if (message == WM_COMMAND && HighWord(word) == BN_CLICKED)
-      EndDialog(dialog, LowWord(word));
-    return 0;
-  };
   const auto script = [](const fixture::Shown& d) {
     auto* edit = d.dialog->findChild<QLineEdit*>();
-    settle();
-    EXPECT_EQ(edit->text(), "posted5");
+    d.keys("12");
     for (const int action : {3, 0, 2}) { // all, cut, paste
       QContextMenuEvent event(QContextMenuEvent::Mouse, {3, 3}, edit->mapToGlobal(QPoint(3, 3)));
       QCoreApplication::sendEvent(edit, &event);
@@ -770,11 +741,15 @@ TEST_F(Desktop, TheDefaultButtonAndTheBoxesMenuGoThroughTheProcedures) {
       ASSERT_NE(menu, nullptr);
       menu->actions().at(action)->trigger();
       menu->close();
-      EXPECT_EQ(edit->text(), action == 0 ? "" : "posted5");
+      EXPECT_EQ(edit->text(), action == 0 ? "" : "12");
     }
-    d.keys("<Return>");
+    d.keys("<Return>"); // presses the button that was made the default
   };
-  fixture::whileShown(script, [&] { EXPECT_EQ(DialogBoxParam(&table, nullptr, proc, 5), 9); });
+  fixture::whileShown(script, [&] {
+    EXPECT_THAT([&] { DialogBoxParam(&table, nullptr, proc, 0); },
+                testing::ThrowsMessage<std::runtime_error>("first"));
+  });
+  EXPECT_EQ(QApplication::activeModalWidget(), nullptr);
 }
 
 } // namespace

@@ -4,7 +4,7 @@
 #include <cmath>
 #include <limits>
 
-#include "haze/Haze.h"
+#include "frame/record/Rects.h"
 #include "tests/support/HostFixture.h"
 #include "tests/support/PlugInHost.h"
 #include "ui/preview/Proxy.h"
@@ -76,9 +76,9 @@ TEST(Proxy, TheFactorIsWholeAndNeverEnlarges) {
     const FilterRecord& record = p.plugIn.host.record;
     EXPECT_EQ(gData->scaleFactor, c.factor);
     EXPECT_THAT((std::array{gData->proxyRect, p.big.inRect32, p.big.maskRect32}), Each(c.proxy));
-    EXPECT_EQ(gData->proxyWidth, c.proxy.right - c.proxy.left);
-    EXPECT_EQ(gData->proxyHeight, c.proxy.bottom - c.proxy.top);
-    EXPECT_EQ(gData->proxyPlaneSize, gData->proxyWidth * gData->proxyHeight);
+    EXPECT_THAT((std::array{gData->proxyWidth, gData->proxyHeight, gData->proxyPlaneSize}),
+                ElementsAre(RectWidth(c.proxy), RectHeight(c.proxy),
+                            RectWidth(c.proxy) * RectHeight(c.proxy)));
     EXPECT_THAT((std::array{record.inputRate, record.maskRate}), Each(int32_t(c.factor) << 16));
     EXPECT_THAT((std::array{record.inputPadding, record.maskPadding}), Each(-2));
     DeleteProxyBuffer();

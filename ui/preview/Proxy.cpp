@@ -255,7 +255,7 @@ void PaintProxy(Window dialog) {
   const WindowPoint origin = ClientToScreen(dialog, {0, 0});
   const int32_t frameWidth = frame.width(), frameHeight = frame.height();
   const int32_t frameLeft = frame.left - origin.x, frameTop = frame.top - origin.y;
-  FillRect(offscreenContext, {0, 0, frameWidth, frameHeight}, DKGRAY_BRUSH);
+  FillBitmap(offscreenContext, DKGRAY_BRUSH);
 
   const VRect r = GetInRect();
   const int32_t offsetX = wrappingSubtract(frameWidth, RectWidth(r)) / 2;
@@ -271,6 +271,6 @@ void PaintProxy(Window dialog) {
   map.baseAddr = gData->proxyBuffer;
   gFilterRecord->displayPixels(&map, &map.bounds, offsetY, offsetX, &offscreenContext->surface);
 
-  BitBlt(paint, frameLeft, frameTop, frameWidth, frameHeight, offscreenContext, 0, 0);
+  BitBlt(paint, frameLeft, frameTop, offscreenContext);
   EndPaint(dialog, paint);
 }

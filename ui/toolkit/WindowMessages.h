@@ -19,7 +19,7 @@ enum WindowMessage : uint32_t {
   // A dialog's life.
   WM_INITDIALOG = 1, // long: the parameter of DialogBoxParam. All controls exist, none is shown
   WM_DESTROY,        // the dialog is hidden and goes; its controls still exist
-  WM_ACTIVATE,       // word: 1 it became the active window, 0 it ceased to be
+  WM_ACTIVATE,       // it became the active window or ceased to be
   WM_PAINT,          // draw between BeginPaint and EndPaint
   WM_SYSCOMMAND,     // word: SC_...
 

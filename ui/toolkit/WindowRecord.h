@@ -43,9 +43,8 @@ struct ToolkitBitmap {
   std::vector<uint32_t> pixels; // rows packed
 };
 
-// Parameter of TKM_BLIT: pixels for a rectangle of the window, in client coordinates.
+// Parameter of TKM_BLIT: pixels for a rectangle of the window, in client coordinates. Rows packed.
 struct BlitRequest {
   int32_t x, y, width, height;
   const uint32_t* pixels;
-  int32_t pixelsPerRow;
 };

@@ -290,30 +290,16 @@ void DeleteDC(DeviceContext* context) { delete context; }
 
 void DeleteObject(Bitmap bitmap) { delete bitmap; }
 
-void FillRect(DeviceContext* context, const WindowRect& rect, uint32_t brush) {
-  const Bitmap bitmap = context ? context->bitmap : nullptr;
-  if (!bitmap)
-    return;
-  const int32_t left = std::clamp(rect.left, 0, bitmap->width);
-  const int32_t right = std::clamp(rect.right, left, bitmap->width);
-  const int32_t bottom = std::min(rect.bottom, bitmap->height);
-  for (int32_t y = std::max(rect.top, 0); y < bottom; ++y) {
-    uint32_t* row = bitmap->pixels.data() + size_t(y) * size_t(bitmap->width);
-    std::fill(row + left, row + right, brush);
-  }
+void FillBitmap(DeviceContext* context, uint32_t brush) {
+  if (context && context->bitmap)
+    std::fill(context->bitmap->pixels.begin(), context->bitmap->pixels.end(), brush);
 }
 
-void BitBlt(DeviceContext* to, int32_t x, int32_t y, int32_t width, int32_t height,
-            DeviceContext* from, int32_t fromX, int32_t fromY) {
+void BitBlt(DeviceContext* to, int32_t x, int32_t y, DeviceContext* from) {
   const Bitmap bitmap = from ? from->bitmap : nullptr;
-  if (!to || !bitmap || fromX < 0 || fromY < 0)
+  if (!to || !bitmap)
     return;
-  width = std::min(width, bitmap->width - fromX);
-  height = std::min(height, bitmap->height - fromY);
-  if (width <= 0 || height <= 0)
-    return;
-  const uint32_t* pixels = bitmap->pixels.data() + size_t(fromY) * size_t(bitmap->width) + fromX;
-  const BlitRequest request = {x, y, width, height, pixels, bitmap->width};
+  const BlitRequest request = {x, y, bitmap->width, bitmap->height, bitmap->pixels.data()};
   SendMessage(to->window, TKM_BLIT, 0, reinterpret_cast<intptr_t>(&request));
 }
 

@@ -98,9 +98,8 @@ Bitmap SelectObject(DeviceContext* context, Bitmap bitmap); // returns the one d
 void DeleteDC(DeviceContext* context);
 void DeleteObject(Bitmap bitmap);
 constexpr uint32_t DKGRAY_BRUSH = 0xff404040;
-void FillRect(DeviceContext* context, const WindowRect& rect, uint32_t brush);
-void BitBlt(DeviceContext* to, int32_t x, int32_t y, int32_t width, int32_t height,
-            DeviceContext* from, int32_t fromX, int32_t fromY);
+void FillBitmap(DeviceContext* context, uint32_t brush);
+void BitBlt(DeviceContext* to, int32_t x, int32_t y, DeviceContext* from); // the whole bitmap
 
 // The keyboard hook: sees each key event of the thread before any window does. code is 0; flags
 // has bit 30 set if the key was down before, bit 31 if it was let go.

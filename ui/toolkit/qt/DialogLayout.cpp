@@ -83,7 +83,7 @@ QString AccessibleNameOf(const DialogTemplate& dialogTemplate, const DialogContr
 
 void JoinLine(QRect& place, const QRect& label, const DialogUnits& units) {
   const int off = label.center().y() - place.center().y();
-  if (std::abs(off) <= 2 * units.y)
+  if (std::abs(off) <= 2 * units.y + 1) // edges are rounded
     place.translate(0, off);
 }
 

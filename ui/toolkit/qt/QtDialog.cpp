@@ -218,7 +218,7 @@ intptr_t QtDialog::behave(uint32_t message, uintptr_t wParam, intptr_t lParam) {
       drawn_ = QImage(blit.width, blit.height, QImage::Format_RGB32);
     drawnPlace_ = QPoint(blit.x, blit.y);
     for (int y = 0; y < drawn_.height(); ++y)
-      std::memcpy(drawn_.scanLine(y), blit.pixels + ptrdiff_t(y) * blit.pixelsPerRow,
+      std::memcpy(drawn_.scanLine(y), blit.pixels + ptrdiff_t(y) * blit.width,
                   size_t(blit.width) * sizeof(uint32_t));
     return 1;
   }
@@ -250,7 +250,7 @@ bool QtDialog::eventFilter(QObject* watched, QEvent* event) {
   case QEvent::WindowActivate:
   case QEvent::WindowDeactivate:
     endAltUnlessHeld(Qt::NoModifier); // its release goes to another window
-    guarded([&] { SendMessage(window_, WM_ACTIVATE, type == QEvent::WindowActivate, 0); });
+    guarded([&] { SendMessage(window_, WM_ACTIVATE, 0, 0); });
     return false;
   case QEvent::Close:
     if (result_)

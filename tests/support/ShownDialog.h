@@ -13,23 +13,16 @@
 #include <QWindow>
 
 #include <functional>
-#include <optional>
 
 namespace fixture {
 
-// One application for all tests of a program.
-class Application : public testing::Environment {
-public:
-  void SetUp() override { application_.emplace(argc_, argv_); }
-  void TearDown() override { application_.reset(); }
-
-private:
-  int argc_ = 1;
-  char name_[5] = "test";
-  char* argv_[2] = {name_, nullptr};
-  std::optional<QApplication> application_;
-};
-inline testing::Environment* const application = testing::AddGlobalTestEnvironment(new Application);
+// The one application of a program. Never destroyed: the platform's devices do not outlive main.
+inline void needApplication() {
+  static int argc = 1;
+  static char name[] = "test", *argv[] = {name, nullptr};
+  static const auto* application = new QApplication(argc, argv);
+  (void)application;
+}
 
 inline void settle() { QCoreApplication::processEvents(); }
 
@@ -80,6 +73,7 @@ struct Shown {
 // the test.
 inline void whileShown(const std::function<void(const Shown&)>& script,
                        const std::function<void()>& run) {
+  needApplication();
   bool ran = false;
   int patience = 1000; // timeouts
   QTimer timer;
