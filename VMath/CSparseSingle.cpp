@@ -1,6 +1,7 @@
 // Storage of the sparse matrix: per-row maps that fill it, aligned arrays that the solver reads.
 #include "VMath/CSparseSingle.h"
 
+#include <algorithm>
 #include <new>
 
 #include "primitives/base/Conversions.h"
@@ -11,6 +12,7 @@ namespace {
 
 constexpr int alignment = 128;          // bytes, of the compressed arrays
 constexpr int32_t firstRowCapacity = 8; // growable mode; doubled from there
+constexpr int32_t mostRows = 1 << 30;   // the last doubling whose capacity fits 32 bits
 
 template <class T> T* allocate(int32_t count) {
   const size_t bytes = size_t(uint32_t(count)) * sizeof(T);
@@ -22,14 +24,8 @@ template <class T> T* allocate(int32_t count) {
 
 } // namespace
 
-CSparseSingle::CSparseSingle(int rows, int cols) {
-  try {
-    init(rows, cols);
-  } catch (...) { // no memory for the dense bound; no destructor runs for half an object
-    clear();
-    throw;
-  }
-}
+// Delegates, so that the destructor runs when init finds no memory.
+CSparseSingle::CSparseSingle(int rows, int cols) : CSparseSingle() { init(rows, cols); }
 
 CSparseSingle::~CSparseSingle() { clear(); }
 
@@ -43,9 +39,8 @@ void CSparseSingle::init(int newRows, int newCols) {
     access = &CSparseSingle::fixedElement;
     rowMaps = new QMap<int, float>[size_t(newRows)];
   } else {
-    rowCapacity = firstRowCapacity;
-    access = &CSparseSingle::growableElement;
-    rowMaps = new QMap<int, float>[firstRowCapacity];
+    growTo(firstRowCapacity - 1);
+    rows = 0;
   }
   resizeRowIndices();
   // Fixed mode reserves the dense bound ahead.
@@ -54,6 +49,7 @@ void CSparseSingle::init(int newRows, int newCols) {
 }
 
 void CSparseSingle::clear() {
+  access = &CSparseSingle::growableElement;
   mkl_free(rowIndices);
   mkl_free(columnIndices);
   mkl_free(values);
@@ -76,13 +72,14 @@ float& CSparseSingle::growableElement(int row, int col) {
 }
 
 void CSparseSingle::growTo(int row) {
+  if (row >= mostRows)
+    throw std::bad_array_new_length();
   if (rowCapacity <= row) {
-    int32_t capacity = rowCapacity;
+    int32_t capacity = std::max(rowCapacity, firstRowCapacity);
     while (capacity <= row)
       capacity *= 2;
     auto* grown = new QMap<int, float>[size_t(capacity)];
-    for (int32_t r = 0; r < rows; ++r)
-      grown[r] = rowMaps[r];
+    std::move(rowMaps, rowMaps + rows, grown);
     delete[] rowMaps;
     rowMaps = grown;
     rowCapacity = capacity;
@@ -97,6 +94,7 @@ void CSparseSingle::resizeRowIndices() {
   rowIndices = nullptr;
   rowIndices = allocate<int32_t>(rows + 1);
   rowIndexCount = rows + 1;
+  rowIndices[0] = 0; // no structure before compress()
 }
 
 void CSparseSingle::resizeValues(int32_t count) {

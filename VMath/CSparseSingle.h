@@ -20,7 +20,8 @@ public:
 
   void init(int rows, int cols);
 
-  // Reference to the element, inserted as 0.0 if it is absent. No bounds test.
+  // Reference to the element, inserted as 0.0 if it is absent. Neither index is tested against the
+  // sizes. Growable mode throws std::bad_alloc from row 2^30 on.
   float& element(int row, int col) { return (this->*access)(row, col); }
 
   // Fills rowIndices, columnIndices and values from the maps.
@@ -28,9 +29,11 @@ public:
 
   // Factorises and solves. b and x: `rows` floats. With solutionOnB the solution comes back in b,
   // and x is the solver's work vector. `symmetric`: the compressed arrays hold the upper triangle.
-  // Throws VException when a phase of the solver fails.
+  // Throws VException when a phase of the solver fails, the first one when rows were added after
+  // compress().
   void solve(float* b, float* x, bool symmetric, bool solutionOnB);
 
+  // Back to growable mode without rows.
   void clear();
 
   uint32_t symmetricStorage = 0;    // set: (row, col) below the diagonal is folded onto (col, row)
@@ -45,11 +48,12 @@ public:
   QMap<int, float>* rowMaps = nullptr; // column to value, one map a row; new[], owned
 
 private:
+  CSparseSingle() = default;
   float& fixedElement(int row, int col);
   float& growableElement(int row, int col);
   void growTo(int row);
   void resizeRowIndices();
   void resizeValues(int32_t count);
 
-  float& (CSparseSingle::*access)(int row, int col) = &CSparseSingle::fixedElement;
+  float& (CSparseSingle::*access)(int row, int col) = &CSparseSingle::growableElement;
 };

@@ -181,11 +181,9 @@ Matrix Matrix::transposed() const {
 
 Matrix Matrix::homogeneous() const {
   Matrix result(nRows + 1, nCols);
-  for (int32_t col = 0; col < nCols; ++col) {
-    for (int32_t row = 0; row < nRows; ++row)
-      result.element(row, col) = at(row, col);
-    result.element(nRows, col) = 1.0;
-  }
+  for (int32_t col = 0; col < result.nCols; ++col)
+    for (int32_t row = 0; row < result.nRows; ++row)
+      result.element(row, col) = row < nRows ? at(row, col) : 1.0;
   return result;
 }
 

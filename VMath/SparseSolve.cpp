@@ -1,7 +1,6 @@
 // The solve of the sparse matrix: the direct solver's four phases on one set of control words.
 //
-// A failing phase throws, with the texts below as they stand: the marker of the message is not one
-// that QString::arg replaces, so that the error number never reaches the text.
+// A failing phase throws the texts below as they are: the error number never reaches their marker.
 #include "VMath/CSparseSingle.h"
 #include "VMath/VException.h"
 #include "primitives/sparse/SparseSolver.h"
@@ -33,10 +32,15 @@ void setControls(int32_t (&iparm)[64], bool symmetric, bool solutionOnB) {
   iparm[9] = symmetric ? 8 : 13; // pivot perturbation 1e-8 or 1e-13
   iparm[10] = symmetric ? 1 : 0; // scaling
   iparm[12] = symmetric ? 1 : 0; // weighted matching
-  iparm[17] = -1;                // report the non-zeros of the factors
-  iparm[18] = -1;                // report the operation count
+  iparm[17] = -1;                // ask for the non-zeros of the factors
+  iparm[18] = -1;                // ask for the operation count
   iparm[20] = symmetric ? 1 : 0; // pivoting of symmetric indefinite matrices
   iparm[27] = 1;                 // single precision
+}
+
+void check(const Phase& phase, int32_t error) {
+  if (error != 0)
+    throw VException(phase.message, phase.location);
 }
 
 // Frees the solver's memory when the solve ends, however it ends.
@@ -54,8 +58,7 @@ public:
 
   void run(const Phase& phase, float* b, float* x) {
     call(phase.number, matrix.values, b, x, &error);
-    if (error != 0)
-      throw VException(QString(phase.message).arg(error, 0, 10, QChar(' ')), phase.location);
+    check(phase, error);
   }
 
 private:
@@ -78,6 +81,8 @@ private:
 } // namespace
 
 void CSparseSingle::solve(float* b, float* x, bool symmetric, bool solutionOnB) {
+  constexpr int32_t staleArrays = -1;
+  check(analysis, rowIndexCount == rows + 1 ? 0 : staleArrays);
   int32_t iparm[64] = {};
   setControls(iparm, symmetric, solutionOnB);
   SolverHandle solver(*this, symmetric ? sparseSymmetricIndefinite : sparseUnsymmetric, iparm);

@@ -6,7 +6,7 @@
 
 #include <cmath>
 
-#include "tests/primitives/MattingMatrix.h"
+#include "tests/support/MattingMatrix.h"
 
 namespace {
 

@@ -88,7 +88,7 @@ constexpr int32_t wholeVectors(int32_t row) { return row - row % widestLanes; }
 
 // Cholesky factor of the first columns of `block`, column by column with tileColumns rows or more.
 Pivoting factoriseTriangle(const float* block, ptrdiff_t stride, int32_t columns,
-                           const float* least, Triangle& triangle) {
+                           Triangle& triangle) {
   for (int32_t q = 0; q < columns; ++q) {
     for (int32_t r = q; r < columns; ++r) {
       float value = block[q * stride + r];
@@ -100,7 +100,7 @@ Pivoting factoriseTriangle(const float* block, ptrdiff_t stride, int32_t columns
       }
       if (!(std::abs(value) <= std::numeric_limits<float>::max()))
         return Pivoting::notFinite;
-      if (!(value > least[q]))
+      if (!(value > 0))
         return Pivoting::notPositive;
       triangle.inverse[q] = 1 / std::sqrt(value);
     }
@@ -123,8 +123,7 @@ Pivoting factoriseBlock(const Front& front, int32_t begin, int32_t end) {
     stripOf<false>(columns, block, blockRows, 0, blockRows, done + j, done + j, stride, depth,
                    nullptr);
     Triangle triangle;
-    if (const Pivoting pivoting =
-            factoriseTriangle(block, blockRows, columns, front.least + j, triangle);
+    if (const Pivoting pivoting = factoriseTriangle(block, blockRows, columns, triangle);
         pivoting != Pivoting::positive)
       return pivoting;
     stripOf<true>(columns, strip, stride, wholeVectors(j), stride, done, done + j, stride, depth,
@@ -187,29 +186,18 @@ Pivoting factorise(const Front& front) {
 
 void solveForward(const float* panel, int32_t rows, int32_t pivots, float* w) {
   const int32_t stride = frontStride(rows);
-  int32_t j = 0;
-  for (; j + 4 <= pivots; j += 4) {
-    const float *a = panel + ptrdiff_t(j) * stride, *b = a + stride, *c = b + stride,
-                *d = c + stride;
-    const float p = w[j] /= a[j];
-    const float q = w[j + 1] = (w[j + 1] - a[j + 1] * p) / b[j + 1];
-    const float r = w[j + 2] = (w[j + 2] - a[j + 2] * p - b[j + 2] * q) / c[j + 2];
-    const float s = w[j + 3] = (w[j + 3] - a[j + 3] * p - b[j + 3] * q - c[j + 3] * r) / d[j + 3];
-    for (int32_t i = j + 4; i < rows; ++i)
-      w[i] -= a[i] * p + b[i] * q + c[i] * r + d[i] * s;
-  }
-  for (; j < pivots; ++j) {
-    const float* a = panel + ptrdiff_t(j) * stride;
-    const float p = w[j] /= a[j];
+  for (int32_t j = 0; j < pivots; ++j) {
+    const float* column = panel + ptrdiff_t(j) * stride;
+    const float solved = w[j] /= column[j];
     for (int32_t i = j + 1; i < rows; ++i)
-      w[i] -= a[i] * p;
+      w[i] -= column[i] * solved;
   }
 }
 
 void solveBackward(const float* panel, int32_t rows, int32_t pivots, float* w) {
   const int32_t stride = frontStride(rows);
   for (int32_t j = pivots; j-- > 0;) {
-    const float* a = panel + ptrdiff_t(j) * stride;
-    w[j] = (w[j] - product(a + j + 1, w + j + 1, rows - j - 1)) / a[j];
+    const float* column = panel + ptrdiff_t(j) * stride;
+    w[j] = (w[j] - product(column + j + 1, w + j + 1, rows - j - 1)) / column[j];
   }
 }

@@ -28,7 +28,6 @@ struct Front {
   int32_t rows, pivots; // m, k
   float* panel;         // m by k, stride frontStride(m)
   float* update;        // m - k by m - k, stride frontStride(m - k)
-  const float* least;   // [k] a pivot must be above this
   bool team;            // the caller's team may share the work
 };
 

@@ -3,127 +3,31 @@
 #include <algorithm>
 #include <atomic>
 #include <cstring>
-#include <limits>
+
+#include "primitives/base/ParallelRegion.h"
 
 namespace {
-
-// A range of fronts, one subtree or several, that one thread works its way up.
-struct Room {
-  int32_t begin, end;
-};
-
-// Where the updates live, and who computes what. In a room the updates stand in two stacks, of
-// fronts at odd and at even depth, which grow towards each other: so a front can put its update
-// down before it takes away its children's.
-struct Plan {
-  std::vector<Room> rooms;     // independent of each other
-  std::vector<int32_t> shared; // the fronts above all rooms, ascending: the team's work
-  std::vector<int64_t> update; // [fronts] start of each front's update in the arena
-  int64_t floats = 0;          // length of the arena
-};
-
-int64_t updateFloats(const FrontTree& tree, int32_t front) {
-  return int64_t(tree.updates(front)) * frontStride(tree.updates(front));
-}
-
-// No room is more than this part of a thread's even share of the work, so that the threads end
-// together.
-constexpr double largestRoom = 0.25;
-
-// Rooms are unbroken runs of subtrees. A front whose subtree is too much for a room is shared.
-void shareOut(const FrontTree& tree, int32_t threads, Plan& plan) {
-  if (threads == 1) {
-    plan.rooms.push_back({0, tree.fronts});
-    return;
-  }
-  std::vector<double> flop(tree.fronts);
-  double all = 0;
-  for (int32_t f = 0; f < tree.fronts; ++f)
-    all += flop[f] = frontFlop(tree.size(f), tree.pivots(f));
-  const double limit = largestRoom * all / threads;
-  std::vector<int32_t> begin(tree.fronts); // of each subtree
-  for (int32_t f = 0; f < tree.fronts; ++f) {
-    begin[f] = tree.children(f).empty() ? f : begin[tree.children(f).front()];
-    for (const int32_t child : tree.children(f))
-      flop[f] += flop[child];
-    if (flop[f] > limit)
-      plan.shared.push_back(f);
-  }
-  auto addRooms = [&](std::span<const int32_t> siblings) {
-    double filled = limit;
-    for (const int32_t f : siblings) {
-      if (flop[f] > limit) {
-        filled = limit;
-      } else if (filled + flop[f] > limit) {
-        plan.rooms.push_back({begin[f], f + 1});
-        filled = flop[f];
-      } else {
-        plan.rooms.back().end = f + 1;
-        filled += flop[f];
-      }
-    }
-  };
-  for (const int32_t f : plan.shared)
-    addRooms(tree.children(f));
-  addRooms(tree.children(tree.fronts));
-}
-
-// Places the updates of a room: offsets from its lower end or, below 0, from its upper end until
-// its length is known.
-void stackUpdates(const FrontTree& tree, const Room& room, const std::vector<uint8_t>& odd,
-                  Plan& plan) {
-  int64_t height[2] = {0, 0}, floats = 0;
-  for (int32_t f = room.begin; f < room.end; ++f) {
-    height[odd[f]] += updateFloats(tree, f);
-    plan.update[f] = odd[f] ? -height[1] : height[0] - updateFloats(tree, f);
-    floats = std::max(floats, height[0] + height[1]);
-    for (const int32_t child : tree.children(f))
-      height[odd[child]] -= updateFloats(tree, child);
-  }
-  for (int32_t f = room.begin; f < room.end; ++f)
-    plan.update[f] += plan.floats + (odd[f] ? floats : 0);
-  plan.floats += floats;
-}
-
-Plan makePlan(const FrontTree& tree, int32_t threads) {
-  Plan plan;
-  shareOut(tree, threads, plan);
-  std::vector<uint8_t> odd(tree.fronts, 0);
-  for (int32_t f = tree.fronts; f-- > 0;)
-    odd[f] = tree.parent[f] >= 0 && !odd[tree.parent[f]];
-  plan.update.resize(tree.fronts);
-  for (const Room& room : plan.rooms)
-    stackUpdates(tree, room, odd, plan);
-  for (const int32_t f : plan.shared) {
-    plan.update[f] = plan.floats;
-    plan.floats += updateFloats(tree, f);
-  }
-  return plan;
-}
 
 // All that the factorisation of a front reads and writes.
 struct Job {
   const FrontTree& tree;
-  const Plan& plan;
   const float* values;
   const std::vector<int64_t>& panelStart;
   float* panels;
-  float* updates;
-  float* least; // [unknowns]
+  std::vector<HeapArray<float>> updates; // [fronts] from a front's factorisation to its parent's
   std::atomic<Pivoting> state{Pivoting::positive};
-};
+  FirstException exception;
 
-// A pivot below this part of the matrix's own diagonal is what is left of it after rounding.
-constexpr float leastPivot = 8 * std::numeric_limits<float>::epsilon();
+  bool isOver() const { return state != Pivoting::positive || exception.isCaught(); }
+};
 
 void addMatrix(const Job& job, int32_t front, const Front& dense) {
   const FrontTree& tree = job.tree;
-  const int32_t stride = frontStride(dense.rows), first = tree.first[front];
-  for (int32_t k = 0; k < dense.pivots; ++k) {
-    float* column = dense.panel + ptrdiff_t(k) * stride;
-    for (int32_t p = tree.entryStart[first + k]; p < tree.entryStart[first + k + 1]; ++p)
+  float* column = dense.panel;
+  for (int32_t k = tree.first[front]; k < tree.first[front + 1]; ++k) {
+    for (int32_t p = tree.entryStart[k]; p < tree.entryStart[k + 1]; ++p)
       column[tree.entryPlace[p]] = job.values[tree.entrySource[p]];
-    job.least[first + k] = std::max(0.0f, leastPivot * column[k]);
+    column += frontStride(dense.rows);
   }
 }
 
@@ -134,9 +38,8 @@ void addColumns(const Job& job, int32_t child, const Front& dense, int32_t begin
   const int32_t* run = tree.run.data() + tree.rowStart[child];
   const int32_t count = tree.updates(child), strideFrom = frontStride(count);
   const int32_t stride = frontStride(dense.rows), below = frontStride(dense.rows - dense.pivots);
-  const float* update = job.updates + job.plan.update[child];
   for (int32_t j = begin; j < end; ++j) {
-    const float* from = update + ptrdiff_t(j) * strideFrom;
+    const float* from = job.updates[child].get() + ptrdiff_t(j) * strideFrom;
     const int32_t above = place[j] < dense.pivots ? 0 : dense.pivots; // rows not in `to`
     float* to = above == 0 ? dense.panel + ptrdiff_t(place[j]) * stride
                            : dense.update + ptrdiff_t(place[j] - above) * below;
@@ -160,51 +63,75 @@ void addChild(const Job& job, int32_t child, const Front& dense) {
 
 // team: the threads of the caller's team wait for tasks.
 void eliminate(Job& job, int32_t front, bool team) {
-  if (job.state.load(std::memory_order_relaxed) != Pivoting::positive)
-    return;
   constexpr double flopOfTeam = 2e6; // less is done before the team has heard of it
   const FrontTree& tree = job.tree;
-  Front dense = {tree.size(front),
-                 tree.pivots(front),
-                 job.panels + job.panelStart[front],
-                 job.updates + job.plan.update[front],
-                 job.least + tree.first[front],
-                 false};
-  dense.team = team && frontFlop(dense.rows, dense.pivots) > flopOfTeam;
-  std::memset(dense.panel, 0, (job.panelStart[front + 1] - job.panelStart[front]) * sizeof(float));
-  std::memset(dense.update, 0, updateFloats(tree, front) * sizeof(float));
+  const int32_t rows = tree.size(front), pivots = tree.pivots(front);
+  const int64_t panelFloats = job.panelStart[front + 1] - job.panelStart[front];
+  const int64_t updateFloats = int64_t(rows - pivots) * frontStride(rows - pivots);
+  job.updates[front] = allocateArray<float>(updateFloats);
+  const Front dense = {rows, pivots, job.panels + job.panelStart[front], job.updates[front].get(),
+                       team && frontFlop(rows, pivots) > flopOfTeam};
+  std::memset(dense.panel, 0, panelFloats * sizeof(float));
+  std::memset(dense.update, 0, updateFloats * sizeof(float));
   addMatrix(job, front, dense);
-  for (const int32_t child : tree.children(front))
+  for (int32_t child = tree.child[front]; child >= 0; child = tree.sibling[child]) {
     addChild(job, child, dense);
+    job.updates[child].reset();
+  }
   if (const Pivoting pivoting = factorise(dense); pivoting != Pivoting::positive)
     job.state = pivoting;
 }
 
-void eliminateRoom(Job& job, const Room& room) {
-  for (int32_t f = room.begin; f < room.end; ++f)
-    eliminate(job, f, false);
+void eliminateRange(Job& job, int32_t begin, int32_t end, bool team) {
+  job.exception.guard([&] {
+    for (int32_t f = begin; f < end && !job.isOver(); ++f)
+      eliminate(job, f, team);
+  });
 }
 
-// Without exceptions: a parallel region cannot let one out.
-void eliminateAll(Job& job, int32_t threads) noexcept {
-  if (threads == 1)
-    return eliminateRoom(job, job.plan.rooms.front());
+// The front that takes a front's update. Above the roots: a front that is none.
+int32_t above(const FrontTree& tree, int32_t front) {
+  return tree.parent[front] < 0 ? tree.fronts : tree.parent[front];
+}
+
+// Work of each front and all that is below it; at the end, of all.
+std::vector<double> subtreeFlop(const FrontTree& tree) {
+  std::vector<double> flop(size_t(tree.fronts) + 1, 0);
+  for (int32_t f = 0; f < tree.fronts; ++f) {
+    flop[f] += frontFlop(tree.size(f), tree.pivots(f));
+    flop[above(tree, f)] += flop[f];
+  }
+  return flop;
+}
+
+// A front waits for the tasks of its children: they read the address that it writes.
+void eliminateOnTeam(Job& job, int threads) {
+  // No subtree of one task is more than this part of a thread's even share of the work, so that the
+  // threads end together.
+  constexpr double largestTask = 0.25;
+  const FrontTree& tree = job.tree;
+  const std::vector<double> flop = subtreeFlop(tree);
+  const double limit = largestTask * flop[tree.fronts] / threads;
 #pragma omp parallel num_threads(threads)
-  {
-#pragma omp for schedule(dynamic, 1)
-    for (const Room& room : job.plan.rooms)
-      eliminateRoom(job, room);
 #pragma omp single
-    for (const int32_t front : job.plan.shared)
-      eliminate(job, front, true);
+  for (int32_t f = 0, begin = 0; f < tree.fronts; ++f) {
+    const int32_t parent = above(tree, f);
+    const bool isShared = flop[f] > limit;
+    if (!isShared && flop[parent] <= limit)
+      continue; // part of its parent's task
+      // clang-format off
+#pragma omp task default(shared) firstprivate(f, begin, isShared) \
+    depend(out : job.updates[f]) depend(in : job.updates[parent])
+    // clang-format on
+    eliminateRange(job, begin, f + 1, isShared);
+    begin = f + 1;
   }
 }
 
 } // namespace
 
-Pivoting factorise(const FrontTree& tree, const float* values, int32_t threads,
+Pivoting factorise(const FrontTree& tree, const float* values, int threads,
                    CholeskyFactor& factor) {
-  const Plan plan = makePlan(tree, threads);
   factor.panels.reset();
   factor.panelStart.assign(size_t(tree.fronts) + 1, 0);
   // With room behind each panel: the next one may be another thread's, who writes it.
@@ -212,17 +139,20 @@ Pivoting factorise(const FrontTree& tree, const float* values, int32_t threads,
     factor.panelStart[f + 1] =
         factor.panelStart[f] + int64_t(tree.pivots(f)) * frontStride(tree.size(f)) + frontSlack;
   HeapArray<float> panels = allocateArray<float>(factor.panelStart[tree.fronts]);
-  const HeapArray<float> updates = allocateArray<float>(plan.floats + frontSlack);
-  const HeapArray<float> least = allocateArray<float>(tree.unknowns);
-  Job job{tree, plan, values, factor.panelStart, panels.get(), updates.get(), least.get()};
-  eliminateAll(job, threads);
+  Job job{tree, values, factor.panelStart, panels.get(), {}, {}, {}};
+  job.updates.resize(size_t(tree.fronts) + 1);
+  if (threads == 1)
+    eliminateRange(job, 0, tree.fronts, false);
+  else
+    eliminateOnTeam(job, threads);
+  job.exception.rethrow();
   if (job.state == Pivoting::positive)
     factor.panels = std::move(panels);
   return job.state;
 }
 
 void solve(const FrontTree& tree, const CholeskyFactor& factor, float* x, float* work) {
-  float *y = work, *w = work + tree.unknowns;
+  float *y = work, *w = work + tree.unknowns; // by pivots; the rows of a front
   for (int32_t k = 0; k < tree.unknowns; ++k)
     y[k] = x[tree.order[k]];
   for (int32_t f = 0; f < tree.fronts; ++f) {

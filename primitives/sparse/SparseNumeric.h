@@ -1,10 +1,9 @@
 // Numeric phase of the multifrontal factorisation in single precision: fronts and substitution.
 //
-// Each front is assembled from the matrix and from the updates of its children, then factorised
-// (I. Duff, J. Reid, The multifrontal solution of indefinite sparse symmetric linear equations,
-// 1983). Subtrees that are small enough go to one thread each, what stands above them is shared
-// by the team. All memory is asked for ahead of the first front. The result is the same, bit for
-// bit, for any number of threads.
+// Each front is assembled from the matrix and from the updates of its children, then factorised (I.
+// Duff, J. Reid, The multifrontal solution of indefinite sparse symmetric linear equations, 1983).
+// On a team a small subtree is one task, and each front above them another, whose work the threads
+// share. The result is the same, bit for bit, for any number of threads.
 #pragma once
 
 #include "primitives/base/HeapBlock.h"
@@ -13,12 +12,11 @@
 
 struct CholeskyFactor {
   HeapArray<float> panels;         // null until there is a factor
-  std::vector<int64_t> panelStart; // [fronts + 1] into the panels, on whole vectors
+  std::vector<int64_t> panelStart; // [fronts + 1] into the panels
 };
 
 // values: as the structure's ja. Throws std::bad_alloc.
-Pivoting factorise(const FrontTree& tree, const float* values, int32_t threads,
-                   CholeskyFactor& factor);
+Pivoting factorise(const FrontTree& tree, const float* values, int threads, CholeskyFactor& factor);
 
-// x: right-hand side on entry, solution on return, by unknowns. work: unknowns + largest front.
+// x: right-hand side on entry, solution on return, by unknowns. work: 2 * unknowns floats.
 void solve(const FrontTree& tree, const CholeskyFactor& factor, float* x, float* work);

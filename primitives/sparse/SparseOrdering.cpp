@@ -1,14 +1,15 @@
 #include "primitives/sparse/SparseOrdering.h"
 
-#include <amd.h>
+#include <Eigen/OrderingMethods>
+#include <Eigen/SparseCore>
 
 #include <algorithm>
-#include <new>
+#include <cstdlib>
 
 namespace {
 
-// Unknown k stands at column k % width of row k / width; an entry ties it to columns at most reachX
-// and rows at most reachY away.
+// Unknown k is the pixel in column k % width of row k / width; an entry ties it to pixels at most
+// reachX columns and reachY rows away.
 struct Grid {
   int32_t width, height, reachX, reachY;
 };
@@ -19,28 +20,6 @@ struct Box {
 
 // A box of this many pixels is not cut further: its strips would be as large as its halves.
 constexpr int64_t leafPixels = 24;
-
-// The distinct differences column - row, as [first, last] runs of consecutive numbers, ascending.
-struct Run {
-  int32_t first, last;
-};
-
-std::vector<Run> runsOfOffsets(const SparseStructure& s) {
-  std::vector<uint8_t> seen(size_t(s.n) + 1, 0);
-  for (int32_t i = 0; i < s.n; ++i)
-    for (int32_t p = s.ia[i] - 1; p < s.ia[i + 1] - 1; ++p)
-      seen[s.ja[p] - 1 - i] = 1;
-  std::vector<Run> runs;
-  for (int32_t d = 0; d < s.n; ++d) {
-    if (!seen[d])
-      continue;
-    if (d > 0 && seen[d - 1])
-      runs.back().last = d;
-    else
-      runs.push_back({d, d});
-  }
-  return runs;
-}
 
 // No entry reaches round the left or right edge of the grid. Only unknowns near an edge can.
 bool staysInRows(const SparseStructure& s, const Grid& grid) {
@@ -54,31 +33,33 @@ bool staysInRows(const SparseStructure& s, const Grid& grid) {
   return true;
 }
 
-// The offsets of a grid with reach r are the runs 0..r, w-r..w+r, 2w-r..2w+r and so on: one run a
-// row, centred on a multiple of the width.
+// On a grid with reach r the differences column - row are 0..r, w-r..w+r, 2w-r..2w+r and so on.
 bool findGrid(const SparseStructure& s, Grid& grid) {
-  const std::vector<Run> runs = runsOfOffsets(s);
-  if (runs.size() < 2)
+  std::vector<uint8_t> seen(s.n, 0);
+  for (int32_t i = 0; i < s.n; ++i)
+    for (int32_t p = s.ia[i] - 1; p < s.ia[i + 1] - 1; ++p)
+      seen[s.ja[p] - 1 - i] = 1;
+  const auto gap = std::find(seen.begin(), seen.end(), 0);
+  const auto nextRow = std::find(gap, seen.end(), 1);
+  if (nextRow == seen.end())
     return false;
-  grid.reachX = std::max(runs[0].last, 1);
-  grid.reachY = int32_t(runs.size()) - 1;
-  grid.width = runs[1].first + (runs[1].last - runs[1].first) / 2;
-  grid.height = (s.n - 1) / grid.width + 1;
-  if (grid.width <= 2 * grid.reachX)
-    return false;
-  for (size_t row = 1; row < runs.size(); ++row) {
-    const int64_t centre = int64_t(row) * grid.width;
-    if (runs[row].first < centre - grid.reachX || runs[row].last > centre + grid.reachX)
-      return false;
-  }
-  return staysInRows(s, grid);
+  const auto nextEnd = std::find(nextRow, seen.end(), 0);
+  const auto width = int32_t((nextRow - seen.begin() + nextEnd - 1 - seen.begin()) / 2);
+  grid = {width, (s.n - 1) / width + 1, 1, 1};
+  for (int32_t d = 0; d < s.n; ++d)
+    if (seen[d]) {
+      const int32_t rows = (d + width / 2) / width;
+      grid.reachX = std::max(grid.reachX, std::abs(d - rows * width));
+      grid.reachY = std::max(grid.reachY, rows);
+    }
+  return width > 2 * grid.reachX && staysInRows(s, grid);
 }
 
 // Row by row, so that the pixels beside a piece of a strip are neighbours in the order.
 void emit(const Grid& grid, const Box& box, int32_t n, std::vector<int32_t>& order) {
   for (int32_t y = box.top; y < box.bottom; ++y)
     for (int32_t x = box.left; x < box.right; ++x)
-      if (const int64_t k = int64_t(y) * grid.width + x; k < n)
+      if (const int64_t k = int64_t(y) * grid.width + x; k < n) // the last row may be a part of one
         order.push_back(int32_t(k));
 }
 
@@ -102,29 +83,25 @@ void dissect(const Grid& grid, const Box& box, int32_t n, std::vector<int32_t>& 
   emit(grid, cut, n, order);
 }
 
-bool minimumDegree(const SparseStructure& s, std::vector<int32_t>& order) {
-  std::vector<int32_t> start(s.ia, s.ia + s.n + 1), column(s.ja, s.ja + (s.ia[s.n] - 1));
-  for (int32_t& word : start)
-    --word;
-  for (int32_t& word : column)
-    --word;
-  order.resize(s.n);
-  const int status = amd_order(s.n, start.data(), column.data(), order.data(), nullptr, nullptr);
-  if (status == AMD_OUT_OF_MEMORY)
-    throw std::bad_alloc();
-  return status == AMD_OK || status == AMD_OK_BUT_JUMBLED;
+std::vector<int32_t> minimumDegree(const SparseStructure& s) {
+  const ZeroBased upper(s);
+  const std::vector<char> values(upper.column.size()); // the order does not depend on them
+  // A row of the upper triangle is a column of the lower one.
+  const Eigen::Map<const Eigen::SparseMatrix<char, Eigen::ColMajor, int32_t>> lower(
+      s.n, s.n, s.entries(), upper.start.data(), upper.column.data(), values.data());
+  Eigen::PermutationMatrix<Eigen::Dynamic, Eigen::Dynamic, int32_t> order;
+  Eigen::AMDOrdering<int32_t>()(lower.selfadjointView<Eigen::Lower>(), order);
+  return {order.indices().data(), order.indices().data() + s.n};
 }
 
 } // namespace
 
-bool orderUnknowns(const SparseStructure& structure, std::vector<int32_t>& order) {
-  order.clear();
-  if (structure.n == 0)
-    return true;
+std::vector<int32_t> orderUnknowns(const SparseStructure& structure) {
   if (Grid grid; findGrid(structure, grid)) {
+    std::vector<int32_t> order;
     order.reserve(structure.n);
     dissect(grid, {0, 0, grid.width, grid.height}, structure.n, order);
-    return true;
+    return order;
   }
-  return minimumDegree(structure, order);
+  return minimumDegree(structure);
 }

@@ -4,9 +4,10 @@
 #include <algorithm>
 #include <cmath>
 #include <cstring>
+#include <exception>
 #include <limits>
 #include <memory>
-#include <new>
+#include <vector>
 
 #include "primitives/sparse/SparseGeneral.h"
 #include "primitives/sparse/SparseNumeric.h"
@@ -14,230 +15,155 @@
 namespace {
 
 constexpr int32_t phaseAnalyse = 11, phaseFactorise = 22, phaseSolve = 33, phaseRelease = -1;
-constexpr int32_t indexSolutionOnB = 5, indexRefinement = 7, indexEntries = 17, indexMflop = 18;
-constexpr int32_t errorInput = -1, errorMemory = -2, errorOrdering = -3, errorNumerical = -4,
-                  errorPhase = -10;
+constexpr int32_t indexSolutionOnB = 5, indexRefinement = 7;
+constexpr int32_t errorInput = -1, errorMemory = -2, errorNumerical = -4, errorPhase = -10;
 
 // More threads than any solve can feed; to start them may fail, which would end the process.
 constexpr int mostThreads = 64;
 thread_local int threadCount = 1;
 
-// All that stands behind a handle.
+// All that belongs to a handle.
 struct Solver {
   bool symmetric;
-  int32_t n, entries;      // of the matrix that was analysed
+  SparseStructure structure;
   FrontTree tree;          // symmetric matrices only
   CholeskyFactor cholesky; // at most one of the two is there
   GeneralFactorOwner general;
+
+  bool hasFactor() const { return cholesky.panels || general || structure.n == 0; }
 };
 
-// The handle's words: the solver's address and its complement, which tells it from anything else.
+// The first words of the handle are the solver's address.
 Solver* solverBehind(const int32_t* pt) {
-  uintptr_t words[2];
-  std::memcpy(words, pt, sizeof words);
-  return words[0] != 0 && words[1] == ~words[0] ? reinterpret_cast<Solver*>(words[0]) : nullptr;
+  Solver* solver;
+  std::memcpy(&solver, pt, sizeof solver);
+  return solver;
 }
-
-void setSolver(int32_t* pt, Solver* solver) {
-  const auto address = reinterpret_cast<uintptr_t>(solver);
-  const uintptr_t words[2] = {address, solver ? ~address : 0};
-  std::memcpy(pt, words, sizeof words);
-}
+void setSolver(int32_t* pt, Solver* solver) { std::memcpy(pt, &solver, sizeof solver); }
 
 void release(int32_t* pt) {
   delete solverBehind(pt);
   setSolver(pt, nullptr);
 }
 
-struct Arguments {
-  int32_t* pt;
-  bool symmetric;
-  SparseStructure structure;
-  const float* values;
-  int32_t* iparm;
-  float *b, *x;
-};
-
-bool consistent(const SparseStructure& s, bool symmetric) {
-  if (s.n < 0)
-    return false;
-  if (s.n == 0)
-    return true;
-  if (!s.ia || s.ia[0] != 1)
-    return false;
+// The columns of a row ascend, so its first and its last tell of all.
+bool isConsistent(const SparseStructure& s, bool symmetric) {
+  if (s.n <= 0 || s.ia[0] != 1)
+    return s.n == 0;
   for (int32_t i = 0; i < s.n; ++i) {
-    if (s.ia[i + 1] < s.ia[i] || s.ia[i + 1] - s.ia[i] > s.n || (s.ia[i + 1] > 1 && !s.ja))
+    const int32_t begin = s.ia[i] - 1, end = s.ia[i + 1] - 1;
+    if (begin == end ? symmetric : s.ja[end - 1] > s.n)
       return false;
-    int32_t before = 0;
-    for (int32_t p = s.ia[i] - 1; p < s.ia[i + 1] - 1; before = s.ja[p++])
-      if (s.ja[p] <= before || s.ja[p] > s.n)
-        return false;
-    if (symmetric && (s.ia[i] == s.ia[i + 1] || s.ja[s.ia[i] - 1] != i + 1))
+    if (begin < end && (symmetric ? s.ja[begin] != i + 1 : s.ja[begin] < 1))
       return false;
   }
   return true;
 }
 
-int32_t entriesOf(const SparseStructure& s) { return s.n > 0 ? s.ia[s.n] - 1 : 0; }
+int32_t analysePhase(int32_t* pt, const SparseStructure& structure, bool symmetric) {
+  release(pt);
+  if (!isConsistent(structure, symmetric))
+    return errorInput;
+  constexpr int32_t mostEntries = 1 << 29; // both triangles and the order's room fit 32-bit indices
+  if (structure.entries() > mostEntries)
+    return errorMemory;
+  auto solver = std::make_unique<Solver>(Solver{symmetric, structure, {}, {}, {}});
+  if (symmetric && structure.n > 0)
+    solver->tree = analyse(structure);
+  setSolver(pt, solver.release());
+  return 0;
+}
 
 bool allFinite(const float* values, int64_t count) {
   return std::all_of(values, values + count, [](float v) { return std::isfinite(v); });
 }
 
-void report(int32_t* iparm, double entries, double flop) {
-  auto put = [](int32_t& word, double value) {
-    if (word == -1)
-      word = int32_t(std::min(value, double(std::numeric_limits<int32_t>::max())));
-  };
-  put(iparm[indexEntries], entries);
-  put(iparm[indexMflop], std::ceil(flop * 1e-6));
-}
-
-int32_t analysePhase(const Arguments& in) {
-  release(in.pt);
-  if (!consistent(in.structure, in.symmetric))
-    return errorInput;
-  auto solver = std::make_unique<Solver>();
-  solver->symmetric = in.symmetric;
-  solver->n = in.structure.n;
-  solver->entries = entriesOf(in.structure);
-  if (in.symmetric) {
-    if (!analyse(in.structure, solver->tree))
-      return errorOrdering;
-    double entries = 0, flop = 0;
-    for (int32_t f = 0; f < solver->tree.fronts; ++f) {
-      const double rows = solver->tree.size(f), pivots = solver->tree.pivots(f);
-      entries += rows * pivots - pivots * (pivots - 1) / 2;
-      flop += frontFlop(rows, pivots);
-    }
-    report(in.iparm, entries, flop);
-  }
-  setSolver(in.pt, solver.release());
-  return 0;
-}
-
-// The analysed solver, if it is for a matrix like this one.
-Solver* solverFor(const Arguments& in, int32_t& error) {
-  Solver* solver = solverBehind(in.pt);
-  if (!solver)
-    error = errorPhase;
-  else if (solver->symmetric != in.symmetric || solver->n != in.structure.n ||
-           !consistent(in.structure, in.symmetric) || solver->entries != entriesOf(in.structure) ||
-           (solver->entries > 0 && !in.values))
-    error = errorInput;
-  else
-    return solver;
-  return nullptr;
-}
-
-int32_t factorisePhase(const Arguments& in) {
-  int32_t error = 0;
-  Solver* solver = solverFor(in, error);
-  if (!solver)
-    return error;
-  solver->cholesky = {};
-  solver->general.reset();
-  if (solver->n == 0)
+int32_t factorisePhase(Solver& solver, const float* values) {
+  solver.cholesky = {};
+  solver.general.reset();
+  if (solver.structure.n == 0)
     return 0;
-  if (!allFinite(in.values, solver->entries))
+  if (!allFinite(values, solver.structure.entries()))
     return errorNumerical;
-  if (in.symmetric) {
-    const Pivoting pivoting = factorise(solver->tree, in.values, threadCount, solver->cholesky);
-    if (pivoting == Pivoting::positive)
-      return 0;
-    if (pivoting == Pivoting::notFinite)
-      return errorNumerical;
-  }
-  double entries = 0, flop = 0;
-  solver->general = factoriseGeneral(in.structure, in.values, in.symmetric, entries, flop);
-  if (!solver->general)
-    return errorNumerical;
-  report(in.iparm, entries, flop);
-  return 0;
+  Pivoting pivoting = Pivoting::notPositive;
+  if (solver.symmetric)
+    pivoting = factorise(solver.tree, values, threadCount, solver.cholesky);
+  if (pivoting == Pivoting::notPositive)
+    solver.general = factoriseGeneral(solver.structure, values, solver.symmetric);
+  return solver.hasFactor() ? 0 : errorNumerical;
 }
 
 // residual = b - A x, every sum in double.
-void residual(const Arguments& in, const float* x, double* sum, float* residual) {
-  const SparseStructure& s = in.structure;
-  std::copy_n(in.b, s.n, sum);
+void computeResidual(const Solver& solver, const float* values, const float* b, const float* x,
+                     std::vector<double>& sum, std::vector<float>& residual) {
+  const SparseStructure& s = solver.structure;
+  std::copy_n(b, s.n, sum.begin());
   for (int32_t i = 0; i < s.n; ++i) {
     double row = 0;
     for (int32_t p = s.ia[i] - 1; p < s.ia[i + 1] - 1; ++p) {
       const int32_t j = s.ja[p] - 1;
-      const double value = in.values[p];
+      const double value = values[p];
       row += value * x[j];
-      if (in.symmetric && j != i)
+      if (solver.symmetric && j != i)
         sum[j] -= value * x[i];
     }
     sum[i] -= row;
   }
-  std::transform(sum, sum + s.n, residual, [](double v) { return float(v); });
+  std::copy(sum.begin(), sum.end(), residual.begin());
 }
 
-float largest(const float* v, int32_t count) {
+float largest(const std::vector<float>& v) {
   float most = 0;
-  for (int32_t i = 0; i < count; ++i)
-    most = std::max(most, std::abs(v[i]));
+  for (const float value : v)
+    most = std::max(most, std::abs(value));
   return most;
 }
 
-int32_t solvePhase(const Arguments& in) {
-  int32_t error = 0;
-  const Solver* solver = solverFor(in, error);
-  if (!solver)
-    return error;
-  const int32_t n = solver->n;
-  if (n == 0)
-    return 0;
-  if (!solver->cholesky.panels && !solver->general)
-    return errorPhase;
-  if (!in.b || !in.x)
-    return errorInput;
-  std::vector<float> x(in.b, in.b + n), step(n), work(solver->general ? 0 : 2 * size_t(n));
-  std::vector<double> sum(n);
-  auto backSolve = [&](std::vector<float>& v) {
-    if (solver->general)
-      solve(*solver->general, v.data());
-    else
-      solve(solver->tree, solver->cholesky, v.data(), work.data());
-  };
-  backSolve(x);
-  // A step removes all but the part of the error that the step itself is of the solution. So when
-  // the square of that part is below the last bit, another step would find nothing.
+// Iterative refinement. A step removes all but the part of the error that the step itself is of the
+// solution. So when the square of that part is below the last bit, another step would find nothing.
+// False: the first step is as large as the solution.
+template <class BackSolve>
+bool refine(const Solver& solver, const float* values, const float* b, int32_t mostSteps,
+            std::vector<float>& x, BackSolve backSolve) {
   constexpr float lastStep = 1.7e-4f; // sqrt(2^-25)
-  float before = std::numeric_limits<float>::infinity();
-  for (int32_t left = in.iparm[indexRefinement]; left > 0; --left) {
-    residual(in, x.data(), sum.data(), step.data());
+  constexpr float leastGain = 0.5f;   // of a solution that has a correct digit
+  std::vector<float> step(x.size());
+  std::vector<double> sum(x.size());
+  float before = leastGain * largest(x);
+  for (int32_t k = 0; k < mostSteps; ++k) {
+    computeResidual(solver, values, b, x.data(), sum, step);
     backSolve(step);
-    const float size = largest(step.data(), n);
-    if (!(size < before))
-      break; // the steps do not converge: what is there is the best there is
+    const float size = largest(step);
+    if (size > before)
+      return k > 0; // the steps do not converge: what is there is the best there is
     before = size;
-    for (int32_t i = 0; i < n; ++i)
+    for (size_t i = 0; i < x.size(); ++i)
       x[i] += step[i];
-    if (size <= lastStep * largest(x.data(), n))
+    if (size <= lastStep * largest(x))
       break;
   }
-  // A right-hand side without numbers has a solution without: no fault of the matrix.
-  if (!allFinite(x.data(), n) && allFinite(in.b, n))
-    return errorNumerical;
-  std::copy(x.begin(), x.end(), in.x);
-  if (in.iparm[indexSolutionOnB] == 1)
-    std::copy(x.begin(), x.end(), in.b);
-  return 0;
+  return true;
 }
 
-int32_t runPhase(int32_t phase, const Arguments& in) {
-  switch (phase) {
-  case phaseAnalyse:
-    return analysePhase(in);
-  case phaseFactorise:
-    return factorisePhase(in);
-  case phaseSolve:
-    return solvePhase(in);
-  default:
-    return errorInput;
-  }
+int32_t solvePhase(const Solver& solver, const float* values, const int32_t* iparm, float* b,
+                   float* solution) {
+  const int32_t n = solver.structure.n;
+  std::vector<float> x(b, b + n), work(2 * size_t(n));
+  auto backSolve = [&](std::vector<float>& v) {
+    if (solver.general)
+      solve(*solver.general, v.data());
+    else
+      solve(solver.tree, solver.cholesky, v.data(), work.data());
+  };
+  backSolve(x);
+  // A right-hand side without numbers has a solution without: no fault of the matrix.
+  if (allFinite(b, n) &&
+      (!refine(solver, values, b, iparm[indexRefinement], x, backSolve) || !allFinite(x.data(), n)))
+    return errorNumerical;
+  std::copy(x.begin(), x.end(), solution);
+  if (iparm[indexSolutionOnB] == 1)
+    std::copy(x.begin(), x.end(), b);
+  return 0;
 }
 
 } // namespace
@@ -245,24 +171,24 @@ int32_t runPhase(int32_t phase, const Arguments& in) {
 void PARDISO(int32_t* pt, const int32_t*, const int32_t*, const int32_t* mtype,
              const int32_t* phase, const int32_t* n, const float* a, const int32_t* ia,
              const int32_t* ja, int32_t*, const int32_t*, int32_t* iparm, const int32_t*, float* b,
-             float* x, int32_t* error) {
-  int32_t result = errorInput;
-  if (pt && phase && *phase == phaseRelease) {
+             float* x, int32_t* error) try {
+  const bool symmetric = *mtype == sparseSymmetricIndefinite;
+  Solver* solver = solverBehind(pt);
+  *error = 0;
+  if (*phase == phaseRelease)
     release(pt);
-    result = 0;
-  } else if (pt && phase && mtype && n && iparm &&
-             (*mtype == sparseSymmetricIndefinite || *mtype == sparseUnsymmetric)) {
-    try {
-      result =
-          runPhase(*phase, {pt, *mtype == sparseSymmetricIndefinite, {*n, ia, ja}, a, iparm, b, x});
-    } catch (const std::bad_alloc&) {
-      result = errorMemory;
-    } catch (...) { // a vector longer than any memory
-      result = errorMemory;
-    }
-  }
-  if (error)
-    *error = result;
+  else if (*phase == phaseAnalyse)
+    *error = symmetric || *mtype == sparseUnsymmetric ? analysePhase(pt, {*n, ia, ja}, symmetric)
+                                                      : errorInput;
+  else if (*phase != phaseFactorise && *phase != phaseSolve)
+    *error = errorInput;
+  else if (!solver || (*phase == phaseSolve && !solver->hasFactor()))
+    *error = errorPhase;
+  else
+    *error =
+        *phase == phaseFactorise ? factorisePhase(*solver, a) : solvePhase(*solver, a, iparm, b, x);
+} catch (const std::exception&) { // no memory, or a vector longer than any memory
+  *error = errorMemory;
 }
 
 void mkl_set_num_threads(int count) {

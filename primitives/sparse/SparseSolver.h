@@ -1,10 +1,9 @@
 // Sparse direct solver in single precision behind a phase interface, and its thread count.
 //
 // Phases: 11 analyses the structure, 22 factorises, 33 solves with iterative refinement, -1 frees
-// what the handle owns. Re-entrant: all state stands behind the handle.
+// what the handle owns. Re-entrant: all state belongs to the handle.
 #pragma once
 
-#include <cstddef>
 #include <cstdint>
 
 constexpr int32_t sparseSymmetricIndefinite = -2; // mtype: upper triangle with every diagonal entry
@@ -13,14 +12,25 @@ constexpr int32_t sparseUnsymmetric = 11;         // mtype: the whole matrix
 // All arguments by address.
 //   pt     64 words, zeroed before phase 11, untouched by the caller until phase -1
 //   mtype  one of the two above
-//   n      unknowns;  a, ia, ja: n rows, compressed, 1-based, columns ascending in a row
+//   n      unknowns
+//   a      values, in the order of ja; read in 22 and 33, which take the same
+//   ia     n + 1 starts of the rows, 1-based, ascending
+//   ja     columns, 1-based, ascending in a row. Phases 22 and 33 read ia and ja where 11 was given
+//          them, and do not look at n, mtype, ia and ja themselves
 //   iparm  64 words; index 5: 1 = the solution overwrites b (and x too), 0 = it comes in x only;
-//          index 7: most refinement steps; 17 and 18 come back with the non-zeros of the factors
-//          and their Mflop where they were -1
+//          index 7: most refinement steps. The others have no effect
 //   b, x   n floats each; not read in phases 11, 22 and -1
-//   error  0, or a negative code: -1 input inconsistent, -2 no memory, -3 ordering failed,
-//          -4 matrix singular or not finite, or solution beyond the numbers, -10 phase out of
-//          order. A right-hand side that is not finite is solved like any other
+//   error  0, or a negative code:
+//          -1   in 11: mtype is another one, n is negative, ia does not begin with 1, a column lies
+//               outside the matrix or a diagonal entry is missing; an unknown phase
+//          -2   no memory
+//          -4   in 22: a value is not finite, or no pivot is left. In 33: the solution is beyond
+//          the
+//               numbers, or the first refinement step is as large as the solution itself, as it is
+//               when the matrix is singular to single precision. Without refinement, or when the
+//               right-hand side has no part outside the matrix's range, a singular matrix may pass
+//          -10  phase out of order
+// A right-hand side that is not finite is solved like any other, without refinement.
 // maxfct, mnum, perm, nrhs (1) and msglvl are accepted and have no effect.
 void PARDISO(int32_t* pt, const int32_t* maxfct, const int32_t* mnum, const int32_t* mtype,
              const int32_t* phase, const int32_t* n, const float* a, const int32_t* ia,

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "primitives/sparse/SparseOrdering.h"
+
 namespace {
 
 using Ints = std::vector<int32_t>;
@@ -159,7 +161,8 @@ Ints columnCounts(const Elimination& e, const Ints& parent) {
 // A supernode on its way to a front.
 struct Supernode {
   int32_t first, pivots, size; // first column, columns, rows of the front
-  int32_t parent, into;        // supernode above; the one that has taken this one in, or -1
+  int32_t parent,
+      into; // supernode above; the one that has taken this one in, or -1
 };
 
 std::vector<Supernode> supernodes(const Ints& parent, const Ints& count, Ints& superOf) {
@@ -218,17 +221,15 @@ void mergeChildren(std::vector<Supernode>& list) {
   }
 }
 
+// Children in ascending order.
 void listChildren(FrontTree& tree) {
-  auto above = [&](int32_t f) { return tree.parent[f] < 0 ? tree.fronts : tree.parent[f]; };
-  tree.childStart.assign(size_t(tree.fronts) + 3, 0);
-  int32_t* fill = tree.childStart.data() + 1; // one ahead: filling moves each start to its place
-  for (int32_t f = 0; f < tree.fronts; ++f)
-    ++fill[above(f) + 1];
-  for (int32_t f = 0; f <= tree.fronts; ++f)
-    fill[f + 1] += fill[f];
-  tree.child.resize(tree.fronts);
-  for (int32_t f = 0; f < tree.fronts; ++f)
-    tree.child[fill[above(f)]++] = f;
+  tree.child.assign(tree.fronts, -1);
+  tree.sibling.assign(tree.fronts, -1);
+  for (int32_t f = tree.fronts; f-- > 0;)
+    if (const int32_t parent = tree.parent[f]; parent >= 0) {
+      tree.sibling[f] = tree.child[parent];
+      tree.child[parent] = f;
+    }
 }
 
 // Numbers what is left of the supernodes as fronts, and the pivots front by front. Gives the old
@@ -310,7 +311,7 @@ void fillPlaces(FrontTree& tree) {
       place[tree.row[p]] = next++;
     for (int32_t p = tree.entryStart[tree.first[f]]; p < tree.entryStart[tree.first[f + 1]]; ++p)
       tree.entryPlace[p] = place[tree.entryPlace[p]];
-    for (const int32_t c : tree.children(f))
+    for (int32_t c = tree.child[f]; c >= 0; c = tree.sibling[c])
       for (int64_t p = tree.rowStart[c + 1], after = p; p-- > tree.rowStart[c];) {
         tree.place[p] = place[tree.row[p]];
         const bool goesOn = p + 1 < after && tree.place[p + 1] == tree.place[p] + 1;
@@ -326,12 +327,9 @@ double frontFlop(double m, double k) {
   return k * m * m - m * k * (k - 1) + (k - 1) * k * (2 * k - 1) / 6;
 }
 
-bool analyse(const SparseStructure& structure, FrontTree& tree) {
+FrontTree analyse(const SparseStructure& structure) {
   Elimination e;
-  tree = {};
-  tree.unknowns = structure.n;
-  if (!orderUnknowns(structure, e.order))
-    return false;
+  e.order = orderUnknowns(structure);
   e.graph = bothTriangles(structure);
   e.index();
   Ints parent = eliminationTree(e);
@@ -339,6 +337,8 @@ bool analyse(const SparseStructure& structure, FrontTree& tree) {
   Ints frontOf;
   std::vector<Supernode> list = supernodes(parent, columnCounts(e, parent), frontOf);
   mergeChildren(list);
+  FrontTree tree;
+  tree.unknowns = structure.n;
   e.renumber(layOutFronts(list, tree));
   for (int32_t f = 0; f < tree.fronts; ++f)
     std::fill(frontOf.begin() + tree.first[f], frontOf.begin() + tree.first[f + 1], f);
@@ -346,5 +346,5 @@ bool analyse(const SparseStructure& structure, FrontTree& tree) {
   fillEntries(structure, e, tree);
   fillPlaces(tree);
   tree.order = std::move(e.order);
-  return true;
+  return tree;
 }

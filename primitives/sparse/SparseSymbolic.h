@@ -1,26 +1,24 @@
-// Symbolic phase of the multifrontal factorisation: which fronts there are, and where things go.
+// Symbolic phase of the multifrontal factorisation: which fronts there are, and where entries go.
 //
 // From the order: elimination tree (J. Liu, The role of elimination trees in sparse factorization,
-// 1990), entries a column (Gilbert, Ng, Peyton, 1994), supernodes, and their relaxed merging where
-// fewer and larger fronts cost less time than the zeros they hold (Ashcraft, Grimes, 1989). A front
-// is a dense lower triangle of m rows: its k pivots first, then the rows that they update. Fronts
-// are numbered so that the subtree of each is an unbroken range that ends with it.
+// 1990), entries of each column (J. Gilbert, E. Ng, B. Peyton, 1994), supernodes, and their relaxed
+// merging where fewer and larger fronts cost less time than the zeros they hold (C. Ashcraft, R.
+// Grimes, 1989). A front is a dense lower triangle of m rows: its k pivots first, then the rows
+// that they update. The subtree of each front is an unbroken range of fronts that ends with it.
 #pragma once
 
-#include <span>
-
-#include "primitives/sparse/SparseOrdering.h"
+#include "primitives/sparse/SparseStructure.h"
 
 struct FrontTree {
   int32_t unknowns = 0, fronts = 0;
-  std::vector<int32_t> order;  // [unknowns] unknown of each pivot
-  std::vector<int32_t> first;  // [fronts + 1] first pivot of each front
-  std::vector<int32_t> parent; // [fronts] -1 at a root
-  std::vector<int32_t> childStart,
-      child;                        // [fronts + 2], [fronts]; behind the last front: the roots
-  std::vector<int64_t> rowStart;    // [fronts + 1] into the next two
+  std::vector<int32_t> order;       // [unknowns] unknown of each pivot
+  std::vector<int32_t> first;       // [fronts + 1] first pivot of each front
+  std::vector<int32_t> parent;      // [fronts] -1 at a root
+  std::vector<int32_t> child;       // [fronts] first child, -1 for none
+  std::vector<int32_t> sibling;     // [fronts] next child of the same parent, -1 for none
+  std::vector<int64_t> rowStart;    // [fronts + 1] into the next three
   std::vector<int32_t> row;         // rows below the pivots, as pivot numbers, ascending
-  std::vector<int32_t> place;       // where each of them stands in the parent's front
+  std::vector<int32_t> place;       // the row of the parent's front that each of them is
   std::vector<int32_t> run;         // how many places, from each one on, follow one another
   std::vector<int32_t> entryStart;  // [unknowns + 1] matrix entries of each pivot's column
   std::vector<int32_t> entryPlace;  // their row in the front
@@ -28,14 +26,11 @@ struct FrontTree {
 
   int32_t pivots(int32_t front) const { return first[front + 1] - first[front]; }
   int32_t updates(int32_t front) const { return int32_t(rowStart[front + 1] - rowStart[front]); }
-  std::span<const int32_t> children(int32_t front) const { // ascending
-    return {child.data() + childStart[front], child.data() + childStart[front + 1]};
-  }
   int32_t size(int32_t front) const { return pivots(front) + updates(front); }
 };
 
 // Multiplications and additions of k pivots in a front of m rows.
 double frontFlop(double m, double k);
 
-// Throws std::bad_alloc; false when there is no order.
-bool analyse(const SparseStructure& structure, FrontTree& tree);
+// Throws std::bad_alloc.
+FrontTree analyse(const SparseStructure& structure);

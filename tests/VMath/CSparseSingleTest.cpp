@@ -4,18 +4,19 @@
 #include <gmock/gmock.h>
 
 #include <Eigen/Dense>
-#include <cmath>
-#include <cstdint>
+#include <functional>
 #include <random>
-#include <vector>
 
 #include "VMath/VException.h"
+#include "primitives/sparse/SparseSolver.h"
+#include "tests/support/FailingMemory.h"
 
 namespace {
 
+using Eigen::VectorXf;
 using testing::ElementsAre;
 
-std::vector<int32_t> rowStarts(const CSparseSingle& m) {
+std::vector<int32_t> starts(const CSparseSingle& m) {
   return {m.rowIndices, m.rowIndices + m.rowIndexCount};
 }
 std::vector<int32_t> columns(const CSparseSingle& m) {
@@ -25,24 +26,27 @@ std::vector<float> values(const CSparseSingle& m) { return {m.values, m.values +
 
 TEST(CSparseSingle, GrowsByDoubling) {
   CSparseSingle m(0, 0);
-  EXPECT_EQ(m.rowCapacity, 8);
-  m.element(7, 3) = 2.5f;
-  EXPECT_EQ(m.rowCapacity, 8);
-  m.element(8, 40) = 3.5f;
-  EXPECT_EQ(m.rowCapacity, 16);
-  EXPECT_EQ(m.rows, 9);
-  EXPECT_EQ(m.cols, 0);
-  EXPECT_EQ(m.element(7, 3), 2.5f); // moved along
-  EXPECT_EQ(m.element(2, 1), 0.0f); // and stored now
-  m.compress();
-  EXPECT_THAT(rowStarts(m), ElementsAre(1, 1, 1, 2, 2, 2, 2, 2, 3, 4));
-  EXPECT_THAT(columns(m), ElementsAre(2, 4, 41));
-  EXPECT_THAT(values(m), ElementsAre(0.0f, 2.5f, 3.5f));
-
-  CSparseSingle far(0, 0);
-  far.element(1000, 0) = 1;
-  EXPECT_EQ(far.rowCapacity, 1024);
-  EXPECT_EQ(far.rows, 1001);
+  for (int round = 0; round < 2; ++round, m.clear()) {
+    m.element(7, 3) = 2.5f;
+    EXPECT_EQ(m.rowCapacity, 8);
+    m.element(8, 40) = 3.5f;
+    EXPECT_EQ(m.rowCapacity, 16);
+    EXPECT_EQ(m.rows, 9);
+    EXPECT_EQ(m.cols, 0);
+    EXPECT_EQ(m.element(7, 3), 2.5f); // moved along
+    EXPECT_EQ(m.element(2, 1), 0.0f); // and stored now
+    m.compress();
+    EXPECT_THAT(starts(m), ElementsAre(1, 1, 1, 2, 2, 2, 2, 2, 3, 4));
+    EXPECT_THAT(columns(m), ElementsAre(2, 4, 41));
+    EXPECT_THAT(values(m), ElementsAre(0.0f, 2.5f, 3.5f));
+    m.element(1000, 0) = 1;
+    EXPECT_EQ(m.rowCapacity, 1024);
+    for (const int row : {1 << 30, std::numeric_limits<int>::max()})
+      EXPECT_THROW(m.element(row, 0), std::bad_alloc);
+    EXPECT_EQ(m.rows, 1001);
+  }
+  EXPECT_EQ(m.rowMaps, nullptr);
+  EXPECT_EQ(m.rowCapacity + m.rows + m.nonZeros + m.rowIndexCount, 0);
 }
 
 TEST(CSparseSingle, FixedModeReservesTheDenseBound) {
@@ -53,13 +57,11 @@ TEST(CSparseSingle, FixedModeReservesTheDenseBound) {
   m.element(3, 2) = 2;
   m.element(0, 1) = 3;
   m.compress();
-  EXPECT_THAT(rowStarts(m), ElementsAre(1, 2, 2, 2, 4));
+  EXPECT_THAT(starts(m), ElementsAre(1, 2, 2, 2, 4));
   EXPECT_THAT(columns(m), ElementsAre(2, 3, 100));
   EXPECT_THAT(values(m), ElementsAre(3, 2, 1));
-  for (const void* block :
-       {(const void*)m.rowIndices, (const void*)m.columnIndices, (const void*)m.values})
+  for (const void* block : {(void*)m.rowIndices, (void*)m.columnIndices, (void*)m.values})
     EXPECT_EQ(reinterpret_cast<uintptr_t>(block) % 128, 0u);
-
   const float* before = m.values; // unchanged structure: the arrays are used again
   m.element(3, 2) = 4;
   m.compress();
@@ -71,7 +73,7 @@ TEST(CSparseSingle, FixedModeReservesTheDenseBound) {
 }
 
 TEST(CSparseSingle, SymmetricStorageFolds) {
-  for (int rows : {0, 6}) {
+  for (const int rows : {0, 6}) {
     CSparseSingle m(rows, rows);
     m.symmetricStorage = 1;
     m.init(rows, rows);
@@ -81,91 +83,158 @@ TEST(CSparseSingle, SymmetricStorageFolds) {
     m.element(5, 5) += 1;
     m.compress();
     EXPECT_THAT(columns(m), ElementsAre(6, 6));
+    m.clear();
+    EXPECT_EQ(m.symmetricStorage, 0u);
   }
 }
 
 TEST(CSparseSingle, NothingInIt) {
   CSparseSingle m(0, 0);
   m.compress();
-  EXPECT_THAT(rowStarts(m), ElementsAre(1));
+  EXPECT_THAT(starts(m), ElementsAre(1));
   EXPECT_EQ(m.nonZeros, 0);
   float b = 1, x = 2;
   m.solve(&b, &x, true, true);
-  m.element(3, 3) = 1;
-  m.clear();
-  EXPECT_EQ(m.rows, 0);
-  EXPECT_EQ(m.rowMaps, nullptr);
-  m.init(2, 2);
-  EXPECT_EQ(m.nonZeros, 4);
 }
 
-// Symmetric and not, the solution in b or in x.
-TEST(CSparseSingle, Solves) {
-  constexpr int n = 60;
-  std::mt19937 random(3);
-  std::uniform_real_distribution<float> value(-1, 1);
-  for (bool symmetric : {true, false})
-    for (bool onB : {true, false}) {
-      CSparseSingle m(0, 0);
-      Eigen::MatrixXd dense = Eigen::MatrixXd::Zero(n, n);
-      for (int row = 0; row < n; ++row)
-        for (int col = symmetric ? row : 0; col < n; ++col) {
-          if (row != col && random() % 8)
-            continue;
-          const float v = row == col ? 12.0f : value(random);
-          m.element(row, col) = v;
-          dense(row, col) = v;
-          if (symmetric)
-            dense(col, row) = v;
-        }
-      std::vector<float> b(n), x(n, -9);
-      for (float& v : b)
-        v = value(random);
-      const std::vector<float> rightHandSide = b;
-      m.compress();
-      m.solve(b.data(), x.data(), symmetric, onB);
-      const Eigen::VectorXd expected = dense.partialPivLu().solve(
-          Eigen::Map<const Eigen::VectorXf>(rightHandSide.data(), n).cast<double>());
-      for (int k = 0; k < n; ++k) {
-        ASSERT_NEAR((onB ? b : x)[k], expected[k], 1e-6);
-        ASSERT_NEAR(x[k], expected[k], 1e-6); // the work vector is not left flat
-      }
-      if (!onB) {
-        EXPECT_EQ(b, rightHandSide);
-      }
+std::mt19937 engine(5);
+int below(int n) { return int(engine() % unsigned(n)); }
+float weight() { return std::uniform_real_distribution<float>(-1, 1)(engine); }
+VectorXf weights(int n) {
+  return VectorXf::NullaryExpr(n, [](Eigen::Index) { return weight(); });
+}
+
+// A matrix and the same densely in double.
+struct Both {
+  CSparseSingle sparse{0, 0};
+  Eigen::MatrixXd dense;
+  const bool symmetric;
+
+  Both(int n, bool symmetric) : dense(Eigen::MatrixXd::Zero(n, n)), symmetric(symmetric) {}
+  void add(int i, int j, float value) {
+    if (symmetric && i > j)
+      std::swap(i, j);
+    dense(i, j) = sparse.element(i, j) += value;
+    if (symmetric)
+      dense(j, i) = dense(i, j);
+  }
+  // What is thrown, up to its marker; empty when nothing is.
+  std::string solve(VectorXf& b, VectorXf& x, bool onB = true) {
+    sparse.compress();
+    try {
+      sparse.solve(b.data(), x.data(), symmetric, onB);
+    } catch (const VException& e) {
+      return e.what() + std::string(" ") + e.location().toStdString();
     }
+    return "";
+  }
+};
+
+// Diagonals that dominate, one of them negative; saddle points; nothing on the diagonal.
+TEST(CSparseSingle, SolvesDefiniteIndefiniteAndUnsymmetricMatrices) {
+  constexpr int n = 150;
+  const std::tuple<bool, std::function<void(Both&, int)>> kinds[] = {
+      {true, [](Both& m, int i) { m.add(i, i, 12), m.add(i, below(n), weight()); }},
+      {true, [](Both& m, int i) { m.add(i, i, i ? 12 : -9), m.add(i, below(n), weight()); }},
+      {false, [](Both& m, int i) { m.add(i, i, 12), m.add(i, below(n), weight()); }},
+      {false,
+       [](Both& m, int i) {
+         m.add(i, (i * 7 + 3) % n, 2 + weight());
+         m.add(i, (i * 7 + 30) % n, weight());
+       }},
+      {true, [](Both& m, int i) {
+         m.add(i, i, i < 100 ? 3 : 0);
+         if (i >= 100)
+           m.add(i - 100, i, 1 + weight() / 2), m.add(i - 50, i, 1);
+       }}};
+  for (const auto& [symmetric, fill] : kinds)
+    for (const bool onB : {true, false}) {
+      Both m(n, symmetric);
+      for (int i = 0; i < n; ++i)
+        fill(m, i);
+      const VectorXf right = weights(n);
+      VectorXf b = right, x(n);
+      EXPECT_EQ(m.solve(b, x, onB), "");
+      const VectorXf expected = m.dense.fullPivLu().solve(right.cast<double>()).cast<float>();
+      EXPECT_LT((x - expected).norm(), 1e-6 * expected.norm()) << &fill - &std::get<1>(kinds[0]);
+      EXPECT_EQ(b, onB ? x : right); // the work vector holds the solution too
+    }
+}
+
+// Singular by construction, in whole numbers, so that no rounding hides it: definite but for the
+// constants, indefinite, rows that sum to nothing, an empty row or column.
+TEST(CSparseSingle, RefusesSingularMatricesOfEverySize) {
+  for (int n = 1; n < 300; n += 1 + n / 6) {
+    Both definite(n, true), indefinite(n, true), zeroSums(n, false), hole(n, false);
+    for (int k = 0; k < 3 * n; ++k) {
+      const int i = k / 3, j = below(n);
+      const float value = float(below(9) - 4);
+      for (const auto& [m, v] : {std::pair{&definite, -1 - std::abs(value)}, {&indefinite, value}})
+        m->add(i, i, -v), m->add(j, j, -v), m->add(i, j, i == j ? 2 * v : v);
+      zeroSums.add(i, j, value), zeroSums.add(i, i, -value);
+      hole.add(i, j, (n % 2 ? i : j) == n / 2 ? 0 : 5 + value);
+    }
+    for (Both* m : {&definite, &indefinite, &zeroSums, &hole}) {
+      VectorXf b = weights(n), x(n);
+      EXPECT_THAT(m->solve(b, x), testing::AnyOf(testing::StartsWith("PARDISO error during sol"),
+                                                 testing::StartsWith("PARDISO error during num")));
+    }
+  }
 }
 
 // The message keeps its marker and never tells the number; the place keeps its two backslashes.
 TEST(CSparseSingle, FailuresTellTheirPhase) {
-  struct Failure {
-    float diagonal;
-    bool sorted;
-    const char* message;
-    const char* location;
+  const std::string symbolic = "PARDISO error during symbolic factorization: %d "
+                               R"(File: "VMath\\CSparseSingle" Line: 88)";
+  const auto solved = [](float diagonal, int missing) {
+    Both m(5, true);
+    for (int i = 0; i < 5; ++i)
+      m.add(i, i == missing ? 4 : i, diagonal);
+    VectorXf b = VectorXf::Constant(5, 1e30f), x(5);
+    return m.solve(b, x);
   };
-  for (const Failure& f : {Failure{1, false, "PARDISO error during symbolic factorization: %d",
-                                   "File: \"VMath\\\\CSparseSingle\" Line: 88"},
-                           Failure{NAN, true, "PARDISO error during numerical factorization: %d",
-                                   "File: \"VMath\\\\CSparseSingle\" Line: 98"},
-                           Failure{0, true, "PARDISO error during numerical factorization: %d",
-                                   "File: \"VMath\\\\CSparseSingle\" Line: 98"}}) {
-    CSparseSingle m(0, 0);
-    for (int k = 0; k < 5; ++k)
-      m.element(k, k) = f.diagonal;
-    m.element(1, 3) = 0;
-    m.compress();
-    if (!f.sorted)
-      std::swap(m.columnIndices[1], m.columnIndices[2]);
-    std::vector<float> b(5, 1), x(5);
-    try {
-      m.solve(b.data(), x.data(), true, true);
-      ADD_FAILURE() << f.message;
-    } catch (const std::runtime_error& e) {
-      EXPECT_STREQ(e.what(), f.message);
-      EXPECT_EQ(dynamic_cast<const VException&>(e).location().toStdString(), f.location);
+  EXPECT_EQ(solved(1, 2), symbolic);
+  EXPECT_EQ(solved(NAN, -1), "PARDISO error during numerical factorization: %d "
+                             R"(File: "VMath\\CSparseSingle" Line: 98)");
+  EXPECT_EQ(solved(1e-20f, -1), "PARDISO error during solution: %d "
+                                R"(File: "VMath\\CSparseSingle" Line: 109)");
+  // Arrays that do not belong to the rows: of before, and none.
+  CSparseSingle grown(0, 0), fixed(3, 3);
+  grown.element(0, 0) = fixed.element(0, 0) = 1;
+  grown.compress();
+  grown.element(1, 1) = 1;
+  float b[3] = {}, x[3] = {};
+  for (CSparseSingle* m : {&grown, &fixed})
+    EXPECT_THROW(m->solve(b, x, false, true), VException);
+}
+
+// Each request for memory fails in turn, until a run gets through: an exception, and nothing lost.
+TEST(CSparseSingle, EveryRequestForMemoryMayFail) {
+  for (const auto& [threads, first] : {std::pair{1, 12}, {2, 12}, {1, -9}}) {
+    mkl_set_num_threads(threads);
+    for (int served = 0, refused = true; refused; ++served) {
+      ASSERT_LT(served, 10000);
+      VectorXf b = VectorXf::Ones(80), x(80);
+      bool failed = false;
+      {
+        const FailingMemory memory(served);
+        try {
+          CSparseSingle m(0, 0);
+          for (int i = 0; i < 80; ++i)
+            m.element(i, i) = i ? 12 : float(first),
+                         m.element(i, std::max(i, (i * 37 + 1) % 80)) += 1;
+          m.compress();
+          m.solve(b.data(), x.data(), true, true);
+        } catch (const std::exception&) { // VException from the solver
+          failed = true;
+        }
+        refused = memory.hasRefused();
+      }
+      ASSERT_EQ(failed, bool(refused)) << "after " << served << " requests";
+      ASSERT_EQ(b == VectorXf::Ones(80), failed);
     }
   }
+  mkl_set_num_threads(1);
 }
 
 } // namespace
