@@ -65,8 +65,9 @@ struct Matting : HazeTest {
   }
 };
 
-// The matrix stores each pair of pixels that a window holds, and no other. The solution may be off
-// by what the rounding of the entries moves it: 0.001 is all that holds its mean.
+// The matrix stores each pair of pixels that a window holds, and no other, with the same bits for
+// every team, larger ones than there are rows among them. The solution may be off by what the
+// rounding of the entries moves it: 0.001 is all that holds its mean.
 TEST_F(Matting, AgreesWithADenseSystemInDouble) {
   constexpr int32_t sizes[][2] = {{1, 1}, {2, 9}, {9, 2}, {1, 7}, {3, 3}, {3, 8}, {8, 3}, {21, 13}};
   for (const auto& [w, h] : sizes)
@@ -75,7 +76,9 @@ TEST_F(Matting, AgreesWithADenseSystemInDouble) {
         SCOPED_TRACE(testing::PrintToString(std::tuple(w, h, kind, scale)));
         FloatImage image = picture(w, h, kind, scale);
         const Eigen::MatrixXd dense = denseMatrix(image);
-        const auto rows = assemble(image, 1 + kind);
+        const auto rows = assemble(image, 1);
+        for (int threads = 2; threads <= 8; ++threads)
+          ASSERT_EQ(assemble(image, threads), rows) << threads;
         for (int row = 0; row < w * h; ++row)
           for (int col = 0; col < w * h; ++col) {
             ASSERT_EQ(rows[row].contains(col), col >= row && dense(row, col) != 0);
@@ -94,23 +97,10 @@ TEST_F(Matting, AgreesWithADenseSystemInDouble) {
       }
 }
 
-// Fewer rows than threads among them, and threads whose share is a row.
-TEST_F(Matting, EveryTeamMakesTheSameMatrix) {
-  for (int32_t height : {3, 4, 5, 7, 23, 41}) {
-    FloatImage image = scene(19, height);
-    const auto alone = assemble(image, 1);
-    for (int threads = 2; threads <= 8; ++threads)
-      ASSERT_EQ(assemble(image, threads), alone) << threads << " threads, height " << height;
-  }
-}
-
-// The map is normalised to 0..1; a map of nothing stays at nothing; one below 0 keeps 0 as its top.
+// A map of nothing stays at nothing; one below 0 keeps 0 as its top.
 // A map without numbers is no fault of the matrix: the solve does not fail.
-TEST_F(Matting, NormalisesToUnitRange) {
+TEST_F(Matting, OddMaps) {
   FloatImage image = scene(20, 15);
-  const std::vector<float> map = refine(image, noiseMap(300, 2));
-  EXPECT_EQ(*std::min_element(map.begin(), map.end()), 0.0f);
-  EXPECT_NEAR(*std::max_element(map.begin(), map.end()), 1.0f, 1e-6);
   EXPECT_THAT(refine(image, std::vector<float>(300, 0.0f)), testing::Each(0.0f));
   EXPECT_EQ(std::pair(fmin, bmax), std::pair(0.0f, 0.0f));
   refine(image, std::vector<float>(300, -0.5f));
