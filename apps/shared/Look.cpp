@@ -30,17 +30,17 @@ const LookParameter parameters[] = {
    {}, &Look::background,
    [](Parameters& p, double v) { p.backgroundIntensity = ValueOfPosition(v); },
    [](const Parameters& p) { return p.backgroundIntensity * percent; }},
-  {"strength", "share of the estimates that is used, 0 to 100 (70)",
+  {"strength", "share of the estimates that is used, 0 to 100",
    standardStrength, &Look::strength, nullptr, nullptr},
-  {"foreground-position", "depth where the foreground ends, 0 to 100 (0)",
+  {"foreground-position", "depth where the foreground ends, 0 to 100",
    0, &Look::foregroundPosition,
    [](Parameters& p, double v) { p.foregroundPosition = ValueOfPosition(v); },
    [](const Parameters& p) { return p.foregroundPosition * percent; }},
-  {"background-position", "depth where the background begins, 0 to 100 (100)",
+  {"background-position", "depth where the background begins, 0 to 100",
    100, &Look::backgroundPosition,
    [](Parameters& p, double v) { p.backgroundPosition = ValueOfPosition(v); },
    [](const Parameters& p) { return p.backgroundPosition * percent; }},
-  {"balance", "curve between them, 0 to 100 (50): below 50 the\nbackground's value reaches nearer, above 50 the\nforeground's farther",
+  {"balance", "curve between them: below 50 the background's value\nreaches nearer, above 50 the foreground's farther;\n0 to 100",
    50, &Look::balance,
    [](Parameters& p, double v) { p.power = PowerOfPosition(v); },
    [](const Parameters& p) { return BalanceOfPower(p.power); }},
@@ -70,10 +70,14 @@ std::string whyNotInRange(const std::string& text) {
 std::span<const LookParameter> lookParameters() { return parameters; }
 
 void addLook(CLI::App& app, Look& look) {
-  for (const LookParameter& parameter : parameters)
-    app.add_option(std::string("--") + parameter.name, look.*parameter.value, parameter.help)
+  for (const LookParameter& parameter : parameters) {
+    const std::string standard =
+        parameter.standard ? " (" + numberText(*parameter.standard) + ")" : "";
+    app.add_option(std::string("--") + parameter.name, look.*parameter.value,
+                   parameter.help + standard)
         ->check(whyNotInRange)
         ->option_text("N");
+  }
   app.add_flag_callback(
       std::string("--") + maskName, [&look] { look.mask = true; },
       "write the haze mask instead of the photograph");

@@ -82,7 +82,7 @@ TEST_F(Road, PixelsPassBetweenFormatsAndDepths) {
     {"a.jpg", "uint8", 3, 0, "b.jpg", "uint8", 0.02}, {"a.png", "uint8", 3, 0, "b.png", "uint8", 0},
     {"a.tif", "uint8", 4, 0, "b.tif", "uint8", 0},    {"a.tif", "float", 4, 0, "b.tif", "float", 0},
     {"a.webp", "uint8", 4, 0, "b.webp", "uint8", 0},  {"a.exr", "float", 3, 0, "b.exr", "float", 0},
-    {"a.jp2", "uint8", 3, 0, "b.jp2", "uint8", 0.1},  {"a.ppm", "uint8", 3, 0, "b.ppm", "uint8", 0},
+    {"a.jp2", "uint16", 3, 0, "b.jp2", "uint16", 0.1}, {"a.ppm", "uint8", 3, 0, "b.ppm", "uint8", 0},
     {"a.exr", "half", 4, 0, "b.exr", "half", 0.0005}, {"a.tga", "uint8", 3, 0, "b.tga", "uint8", 0},
     {"a.png", "uint16", 4, 0, "b.png", "uint16", rounding},
     {"a.jpg", "uint8", 3, 16, "b.png", "uint16", half16},
