@@ -56,7 +56,7 @@ bool BlockStore::release(intptr_t id) {
 void* BlockStore::lock(intptr_t id) {
   const auto found = blocks_.find(id);
   if (found == blocks_.end()) {
-    counts_.refusedLocks++;
+    counts_.refusedUses++;
     return nullptr;
   }
   found->second.locks++;
@@ -66,7 +66,7 @@ void* BlockStore::lock(intptr_t id) {
 bool BlockStore::unlock(intptr_t id) {
   const auto found = blocks_.find(id);
   if (found == blocks_.end() || found->second.locks == 0) {
-    counts_.refusedUnlocks++;
+    counts_.refusedUses++;
     return false;
   }
   found->second.locks--;
@@ -81,7 +81,7 @@ void BlockStore::unlockAll() {
 int32_t BlockStore::size(intptr_t id) {
   const auto found = blocks_.find(id);
   if (found == blocks_.end()) {
-    counts_.refusedOthers++;
+    counts_.refusedUses++;
     return 0;
   }
   return found->second.size;
@@ -90,7 +90,7 @@ int32_t BlockStore::size(intptr_t id) {
 bool BlockStore::resize(intptr_t id, int64_t size) {
   const auto found = blocks_.find(id);
   if (found == blocks_.end()) {
-    counts_.refusedOthers++;
+    counts_.refusedUses++;
     return false;
   }
   Entry& entry = found->second;

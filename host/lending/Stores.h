@@ -23,7 +23,7 @@ struct StoreCounts {
   int live = 0;   // blocks not yet released
   int denied = 0; // requests that got no block
   int64_t bytesInUse = 0, bytesPeak = 0;
-  int refusedReleases = 0, refusedLocks = 0, refusedUnlocks = 0, refusedOthers = 0;
+  int refusedReleases = 0, refusedUses = 0; // of unknown blocks; unlocking of unlocked ones
 };
 
 class BlockStore {

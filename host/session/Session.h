@@ -34,8 +34,6 @@ struct SessionOptions {
   // Called from any thread of the plug-in; abort must be safe there, progress is serialised.
   std::function<bool()> abort;
   std::function<void(int32_t done, int32_t total)> progress;
-  // Opens an address in the user's browser; null: the host has no suite for it.
-  std::function<bool(const std::string& address)> openAddress;
 };
 
 struct RunOutcome {

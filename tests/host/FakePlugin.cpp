@@ -1,5 +1,4 @@
-// A filter module that does what a test tells it: it calls the test's own handler, and its property
-// list is the test's to fill.
+// A filter module that does what a test tells it: it calls the test's own handler.
 #include "tests/host/FakePlugin.h"
 
 #include <cstdio>
@@ -14,7 +13,9 @@ extern "C" {
 FakeHandler fakeHandler = nullptr;
 void* fakeContext = nullptr;
 std::FILE* gLog = nullptr;
-unsigned char PIPL_16000[fakeListBytes];
+#ifdef FAKE_BROKEN_LIST
+unsigned char PIPL_16000[12] = {2};
+#endif
 
 void PluginMain_core(int16_t selector, FilterRecord* record, intptr_t* data, int16_t* result,
                      uint8_t* runEnded) {

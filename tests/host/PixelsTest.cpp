@@ -13,80 +13,74 @@ using host::ColourMode;
 using host::Document;
 
 constexpr Fixed rateOne = 0x10000;
+constexpr int32_t most = std::numeric_limits<int32_t>::max();
 
-struct Shape {
-  int32_t depth, channels;
-  ColourMode mode;
-  bool transparency;
-};
-constexpr Shape shapes[] = {
-    {8, 3, ColourMode::rgb, false},       {16, 3, ColourMode::rgb, false},
-    {32, 3, ColourMode::rgb, false},      {8, 4, ColourMode::rgb, true},
-    {16, 4, ColourMode::rgb, true},       {32, 4, ColourMode::rgb, true},
-    {8, 1, ColourMode::grayscale, false}, {16, 4, ColourMode::grayscale, true},
-    {32, 5, ColourMode::rgb, true},       {8, 5, ColourMode::multichannel, false}};
-
-// Whole numbers and random ones of a round of a test.
 struct Dice {
   std::mt19937 random;
   int pick(int low, int high) { return low + int(random() % uint32_t(high - low + 1)); }
-  Document document(const Shape& s, int32_t width, int32_t height) {
-    return fixture::noise(width, height, s.depth, s.channels, s.mode, s.transparency, random());
+  // Every depth, with alpha and further channels or without, of three colours or of one.
+  Document picture(int round, int32_t widest, int32_t highest) {
+    const bool alpha = round / 3 % 2, grey = round / 6 % 4 == 3;
+    Document d = fixture::noise(pick(1, widest), pick(1, highest), 8 << round % 3,
+                                (grey ? 1 : 3) + alpha + round / 24 % 2,
+                                grey ? ColourMode::grayscale : ColourMode::rgb, alpha, random());
+    if (d.depth() == 32 && round % 5 == 0)
+      fixture::setSample(d, 0, pick(0, d.height() - 1), pick(0, d.channels() - 1), INFINITY);
+    return d;
   }
 };
 
+double finite(double v) { return std::isfinite(v) ? v : 0; }
+
 double alphaAt(const Document& d, int32_t x, int32_t y) {
   const double a = sampleAt(d, x, y, d.colourChannels()) / fixture::fullScale(d);
-  return std::isfinite(a) ? std::clamp(a, 0.0, 1.0) : 0;
+  return std::clamp(finite(a), 0.0, 1.0);
 }
 
-// What the filter sees of a sample at full rate.
+// What the filter sees of a sample at full rate: the colour over white.
 double seenAt(const Document& d, int32_t x, int32_t y, int32_t channel) {
-  double v = sampleAt(d, x, y, channel);
-  if (!std::isfinite(v))
-    v = 0;
+  const double v = finite(sampleAt(d, x, y, channel));
   if (!d.hasTransparency() || channel >= d.colourChannels())
     return v;
   const double a = alphaAt(d, x, y), matted = v * a + fixture::fullScale(d) * (1 - a);
   return d.depth() == 32 ? matted : std::floor(matted + 0.5);
 }
 
-// Source pixels that output pixel `index` covers, and how many units of each: it is `step` units
-// wide, a source pixel `unit`. Outside the edges: the nearest source pixel.
-using Covered = std::vector<std::pair<int32_t, double>>;
-Covered covered(int64_t index, int64_t step, int64_t unit, int32_t size) {
-  Covered pixels;
-  for (int32_t p = 0; p < size; p++) {
-    const int64_t end = std::min((index + 1) * step, (p + 1) * unit);
-    if (const int64_t share = end - std::max(index * step, p * unit); share > 0)
-      pixels.emplace_back(p, double(share));
+// One direction: an output pixel is `step` units large, a source pixel `unit`.
+struct Axis {
+  int64_t step, unit;
+  int32_t size;
+  // How much of source pixel p output pixel i covers; one outside takes the nearest.
+  double share(int64_t i, int32_t p) const {
+    if (i < 0 || i * step >= size * unit)
+      return p == (i < 0 ? 0 : size - 1);
+    const int64_t end = std::min((i + 1) * step, (p + 1) * unit);
+    return double(std::max<int64_t>(0, end - std::max(i * step, p * unit)));
   }
-  if (pixels.empty())
-    pixels.emplace_back(index < 0 ? 0 : size - 1, 1.0);
-  return pixels;
-}
+};
 
-// Mean of value(x, y) with the weights weight(x, y); 0 where nothing weighs.
+// Weighted mean over what output pixel (x, y) covers; valueAt and weightAt take a source pixel.
 template <class Value, class Weight>
-double mean(const Covered& columns, const Covered& rows, Value value, Weight weight) {
+double mean(const Axis& columns, int64_t x, const Axis& rows, int64_t y, Value valueAt,
+            Weight weightAt) {
   double sum = 0, weights = 0;
-  for (const auto& [y, wy] : rows)
-    for (const auto& [x, wx] : columns) {
-      sum += value(x, y) * wx * wy * weight(x, y);
-      weights += wx * wy * weight(x, y);
-    }
+  for (int32_t sy = 0; sy < rows.size; sy++)
+    for (int32_t sx = 0; sx < columns.size; sx++)
+      if (const double w = columns.share(x, sx) * rows.share(y, sy); w > 0) {
+        sum += valueAt(sx, sy) * w * weightAt(sx, sy);
+        weights += w * weightAt(sx, sy);
+      }
   return weights > 0 ? sum / weights : 0;
 }
 
-constexpr auto evenly = [](int32_t, int32_t) { return 1.0; };
-
 struct Asker { // a record that asks for pixels
-  explicit Asker(Document& d) : transfer(d, record) {
+  explicit Asker(Document& d, int low = 0, int high = 2) : transfer(d, record) {
     record.inputRate = record.maskRate = rateOne;
     record.bigDocumentData = &big;
     big.PluginUsing32BitCoordinates = 1;
     record.haveMask = !d.selection().empty();
-    record.inHiPlane = record.outHiPlane = int16_t(std::min(d.channels(), 3) - 1);
+    record.inLoPlane = record.outLoPlane = int16_t(low);
+    record.inHiPlane = record.outHiPlane = int16_t(high);
   }
   FilterRecord record{};
   BigDocumentData big{};
@@ -96,317 +90,214 @@ struct Asker { // a record that asks for pixels
 TEST(AdvanceState, DeliversAnyRectanglePlanesAndRate) {
   Dice dice{std::mt19937(7)};
   for (int round = 0; round < 900; round++) {
-    Document d = dice.document(shapes[size_t(round) % std::size(shapes)], dice.pick(1, 40),
-                               dice.pick(1, 30));
-    if (d.depth() == 32 && round % 4 == 0)
-      fixture::setSample(d, dice.pick(0, d.width() - 1), 0, dice.pick(0, d.channels() - 1), NAN);
-    // Whole rates, the rate itself, odd ones, one below 1, and what only wide sums hold.
-    const Fixed rates[] = {rateOne,       2 * rateOne, 5 * rateOne,
-                           100 * rateOne, 0x28000,     Fixed(dice.random() % 400000 + 1),
-                           0x8000,        0x10001,     0x7fffffff};
-    const Fixed rate = rates[size_t(round / 10) % std::size(rates)];
+    Document d = dice.picture(round, 40, 30);
+    std::vector<uint8_t> weights(size_t(d.width() * d.height()));
+    std::generate(weights.begin(), weights.end(), dice.random);
+    d.setSelection(weights);
+    // Whole rates, odd ones, one below 1, and one that only wide sums hold.
+    const Fixed rates[] = {rateOne, 2 * rateOne, 5 * rateOne, 100 * rateOne, dice.pick(1, 400000),
+                           0x8000,  0x10001,     most};
+    const Fixed rate = rates[size_t(round / 7) % std::size(rates)];
     const int reach = int(45.0 * rateOne / std::max(rate, 0x8000)) + 2;
     const int left = dice.pick(-reach / 3, reach), top = dice.pick(-reach / 3, reach);
     const VRect rect{top, left, top + dice.pick(1, 12), left + dice.pick(1, reach)};
     const int low = dice.pick(0, d.channels() - 1), high = dice.pick(low, d.channels() - 1);
-    Asker ask(d);
-    ask.record.inputRate = rate;
-    ask.record.inLoPlane = int16_t(low);
-    ask.record.inHiPlane = int16_t(high);
-    ask.big.inRect32 = rect;
+    Asker ask(d, low, high);
+    ask.record.inputRate = ask.record.maskRate = rate;
+    ask.big.inRect32 = ask.big.maskRect32 = rect;
     ASSERT_EQ(ask.transfer.advance(), noErr);
-
-    const int width = rect.right - rect.left;
-    ASSERT_EQ(ask.record.inRowBytes, width * (high - low + 1) * d.depth() / 8);
+    ASSERT_EQ(ask.record.inRowBytes, (rect.right - left) * (high - low + 1) * d.depth() / 8);
+    ASSERT_EQ(ask.record.maskRowBytes, rect.right - left);
     EXPECT_EQ(ask.record.outData, nullptr);
-    size_t i = 0;
-    for (int y = rect.top; y < rect.bottom; y++)
-      for (int x = rect.left; x < rect.right; x++)
-        for (int c = low; c <= high; c++, i++) {
-          const double expected = mean(
-              covered(x, rate, rateOne, d.width()), covered(y, rate, rateOne, d.height()),
-              [&](int32_t sx, int32_t sy) { return seenAt(d, sx, sy, c); }, evenly);
-          // Rounded once; a matted float within its own precision.
-          ASSERT_NEAR(fixture::getSample(ask.record.inData, d.depth(), i), expected,
-                      d.depth() == 32 ? 3e-7 : 0.5000001)
-              << "round " << round << " rate " << rate << " at " << x << ", " << y << ", " << c;
-        }
+    const Axis columns{rate, rateOne, d.width()}, rows{rate, rateOne, d.height()};
+    size_t i = 0, m = 0;
+    for (int y = top; y < rect.bottom; y++)
+      for (int x = left; x < rect.right; x++) {
+        const auto near = [&](double got, double tolerance, auto valueAt) {
+          const auto evenly = [](int, int) { return 1.0; };
+          EXPECT_NEAR(got, mean(columns, x, rows, y, valueAt, evenly), tolerance)
+              << "round " << round << " rate " << rate << " at " << x << ", " << y;
+        };
+        near(static_cast<uint8_t*>(ask.record.maskData)[m++], 0.5000001,
+             [&](int sx, int sy) { return double(weights[size_t(sy * d.width() + sx)]); });
+        for (int c = low; c <= high; c++) // rounded once; a matted float within its own precision
+          near(fixture::getSample(ask.record.inData, d.depth(), i++),
+               d.depth() == 32 ? 3e-7 : 0.5000001,
+               [&](int sx, int sy) { return seenAt(d, sx, sy, c); });
+      }
+    ASSERT_FALSE(testing::Test::HasFailure());
   }
 }
 
 TEST(AdvanceState, TakesBackTheBandMattedMaskedAndFinite) {
+  constexpr double untouched = INFINITY;
   Dice dice{std::mt19937(9)};
-  for (int round = 0; round < 600; round++) {
-    Document d = dice.document(shapes[size_t(round) % std::size(shapes)], dice.pick(1, 24),
-                               dice.pick(1, 16));
-    const bool selected = round / 10 % 2;
-    if (selected) {
-      std::vector<uint8_t> weights(size_t(d.width()) * size_t(d.height()));
-      for (uint8_t& w : weights)
-        w = round / 10 % 4 == 1 ? uint8_t(dice.random() % 2 * 255) : uint8_t(dice.random());
-      d.setSelection(std::move(weights));
-    }
-    if (d.depth() == 32 && round / 10 % 5 == 0)
-      fixture::setSample(d, 0, dice.pick(0, d.height() - 1), dice.pick(0, d.channels() - 1),
-                         INFINITY);
+  for (int round = 0; round < 900; round++) {
+    Document d = dice.picture(round, 24, 16);
+    const int masking = round / 7 % 4; // none, all or nothing, shades, none
+    std::vector<uint8_t> weights(size_t(d.width() * d.height()), 255);
+    for (uint8_t& w : weights)
+      w = uint8_t(masking == 1 ? dice.pick(0, 1) * 255 : masking == 2 ? dice.pick(0, 255) : 255);
+    if (masking % 3)
+      d.setSelection(weights);
     const Document before = fixture::copyOf(d);
-    Asker ask(d);
-    const bool whole = round / 10 % 3 == 0; // lent in place where nothing has to be hidden
+    const bool whole = round % 4 == 0; // lent in place where nothing has to be hidden
     const int left = whole ? 0 : dice.pick(-4, d.width() - 1);
-    const int top = whole ? 0 : dice.pick(-4, d.height() - 1);
-    VRect rect{top, left, dice.pick(top + 1, d.height() + 4 * !whole),
-               whole ? d.width() : dice.pick(left + 1, d.width() + 4)};
+    const int top = dice.pick(whole ? 0 : -4, d.height() - 1);
+    const VRect rect{top, left, dice.pick(top + 1, d.height() + 4 * !whole),
+                     whole ? d.width() : dice.pick(left + 1, d.width() + 4)};
     const int low = whole ? 0 : dice.pick(0, d.channels() - 1);
     const int high = whole ? d.channels() - 1 : dice.pick(low, d.channels() - 1);
-    ask.record.outLoPlane = int16_t(low);
-    ask.record.outHiPlane = int16_t(high);
+    Asker ask(d, low, high);
     ask.big.outRect32 = rect;
     ASSERT_EQ(ask.transfer.advance(), noErr);
 
-    const int planes = high - low + 1, width = rect.right - rect.left;
+    const int planes = high - low + 1, width = rect.right - left;
     ASSERT_EQ(ask.record.outRowBytes, width * planes * d.depth() / 8);
-    std::vector<double> written;
     const double full = fixture::fullScale(d);
-    for (size_t i = 0; i < size_t(width) * size_t(rect.bottom - rect.top) * size_t(planes); i++) {
-      const double unit = double(dice.random() % 10001) / 10000;
-      const bool lose = d.depth() == 32 && dice.random() % 9 == 0;
-      written.push_back(lose              ? double(NAN)
-                        : d.depth() == 32 ? double(float(unit))
-                                          : std::floor(unit * full + 0.5));
-      fixture::putSample(ask.record.outData, d.depth(), i, written.back());
-    }
+    std::vector<double> written(size_t(width * (rect.bottom - top) * planes), untouched);
+    for (size_t i = 0; i < written.size(); i++)
+      if (dice.pick(0, 2)) {
+        const double v = dice.pick(0, 10000) * full / 10000;
+        written[i] = d.depth() < 32 ? std::floor(v + 0.5) : dice.pick(0, 8) ? float(v) : NAN;
+        fixture::putSample(ask.record.outData, d.depth(), i, written[i]);
+      }
     ask.big.outRect32 = {};
     ASSERT_EQ(ask.transfer.advance(), noErr);
-    EXPECT_EQ(ask.record.outData, nullptr);
 
     int64_t lost = 0;
-    for (int y = 0; y < d.height(); y++)
-      for (int x = 0; x < d.width(); x++)
-        for (int c = 0; c < d.channels(); c++) {
-          const double old = sampleAt(before, x, y, c), now = sampleAt(d, x, y, c);
-          const bool inside = y >= rect.top && y < rect.bottom && x >= rect.left &&
-                              x < rect.right && c >= low && c <= high;
-          const bool isAlpha = d.hasTransparency() && c == d.colourChannels();
-          const double weight =
-              selected ? d.selection()[size_t(y) * size_t(d.width()) + size_t(x)] / 255.0 : 1;
-          const bool matted = d.hasTransparency() && c < d.colourChannels();
-          const double a = matted ? alphaAt(before, x, y) : 1;
-          if (!inside || isAlpha || weight == 0 || a == 0 || !std::isfinite(old)) {
-            ASSERT_EQ(now, old) << "round " << round << " at " << x << ", " << y << ", " << c;
-            continue;
-          }
-          const double seen =
-              written[(size_t(y - rect.top) * size_t(width) + size_t(x - rect.left)) *
-                          size_t(planes) +
-                      size_t(c - low)];
-          // The colour under the matte, blended by the selection; compared as it shows over white,
-          // where rounding has not been magnified.
-          double colour = full - (full - seen) / a;
-          if (!std::isfinite(seen)) {
-            colour = 0;
-            lost++;
-          }
-          if (d.depth() != 32)
-            colour = std::clamp(colour, 0.0, full);
-          const double expected = old + (colour - old) * weight;
-          ASSERT_NEAR(now * a, expected * a, d.depth() == 32 ? 1e-6 : 1.01)
-              << "round " << round << " at " << x << ", " << y << ", " << c;
-          if (a == 1 && !selected) {
-            ASSERT_EQ(now, colour);
-          }
-        }
-    EXPECT_EQ(ask.transfer.lostSamples(), lost) << round;
+    fixture::forEachSample(d, [&](int x, int y, int c) {
+      const double old = sampleAt(before, x, y, c), now = sampleAt(d, x, y, c);
+      const bool inside = y >= top && y < rect.bottom && x >= left && x < rect.right && c >= low &&
+                          c <= high && !(d.hasTransparency() && c == d.colourChannels());
+      const int at = ((y - top) * width + x - left) * planes + c - low;
+      const double seen = inside ? written[size_t(at)] : untouched;
+      const double weight = weights[size_t(y * d.width() + x)] / 255.0;
+      const double a = d.hasTransparency() && c < d.colourChannels() ? alphaAt(before, x, y) : 1;
+      if (seen == untouched || weight == 0 || a == 0 || !std::isfinite(old)) {
+        EXPECT_EQ(now, old) << "round " << round << " at " << x << ", " << y << ", " << c;
+        return;
+      }
+      // The colour under the matte, blended by the selection; compared as it shows over white,
+      // where rounding has not been magnified.
+      lost += std::isnan(seen);
+      double colour = std::isnan(seen) ? 0 : full - (full - seen) / a;
+      colour = d.depth() == 32 ? colour : std::clamp(colour, 0.0, full);
+      const double tolerance = d.depth() == 32 ? 1e-6 : a == 1 && weight == 1 ? 0 : 1.01;
+      EXPECT_NEAR(now * a, (old + (colour - old) * weight) * a, tolerance)
+          << "round " << round << " at " << x << ", " << y << ", " << c;
+    });
+    ASSERT_EQ(ask.transfer.lostSamples(), lost) << round;
+    ASSERT_FALSE(testing::Test::HasFailure());
   }
 }
 
-// Every colour under every alpha, faint ones too, comes back as it was.
-TEST(AdvanceState, AnUntouchedBandChangesNothing) {
-  Dice dice{std::mt19937(3)};
-  for (const Shape& shape : shapes) {
-    Document d = dice.document(shape, 64, 48);
-    for (int32_t i = 0; d.hasTransparency() && i < 64 * 24; i++)
-      fixture::setSample(d, i % 64, i / 64, d.colourChannels(),
-                         fixture::fullScale(d) * (i / 64 % 4) / 128);
-    const Document before = fixture::copyOf(d);
-    Asker ask(d);
-    for (int top = 0; top <= d.height(); top += 10) {
-      ask.big.outRect32 = {top, 0, std::min(top + 10, d.height()), d.width()};
-      ASSERT_EQ(ask.transfer.advance(), noErr);
-    }
-    ask.transfer.flush();
-    EXPECT_TRUE(fixture::sameSamples(d, before));
-  }
-}
-
-TEST(AdvanceState, DeliversTheSelectionAndTheRectanglesThatThePlugInChose) {
+TEST(AdvanceState, ReadsTheRectanglesThatThePlugInChoseAndRefusesNonsense) {
   Document d = fixture::noise(6, 4, 8);
-  std::vector<uint8_t> weights(24);
-  for (size_t i = 0; i < weights.size(); i++)
-    weights[i] = uint8_t(i * 10);
-  d.setSelection(weights);
+  d.setSelection(std::vector<uint8_t>(24, 255));
+  const auto resultOf = [&](int low, int high, Fixed rate, const VRect& rect) {
+    Asker ask(d, low, high);
+    ask.record.inputRate = rate;
+    ask.big.inRect32 = rect;
+    const HostResult result = ask.transfer.advance();
+    EXPECT_EQ(ask.record.inData != nullptr, result == noErr && rect.top == 0);
+    return result;
+  };
+  EXPECT_EQ(resultOf(0, 2, rateOne, {0, 0, 4, 6}), noErr);
+  for (const auto& [low, high, rate] : {std::tuple(0, 3, 1), {-1, 2, 1}, {2, 1, 1}, {0, 2, 0}})
+    EXPECT_EQ(resultOf(low, high, rate, {0, 0, 4, 6}), filterBadParameters);
+  EXPECT_EQ(resultOf(0, 2, rateOne, {-most, -most, most, most}), memFullErr);
+  EXPECT_EQ(resultOf(0, 2, rateOne, {0, 0, 1, most}), memFullErr); // a row of more than 32 bits
+  EXPECT_EQ(resultOf(0, 2, rateOne, {most, most, -most, -most}), noErr);
+
   Asker ask(d);
-  ask.big.maskRect32 = {1, 2, 3, 5};
-  ASSERT_EQ(ask.transfer.advance(), noErr);
-  ASSERT_EQ(ask.record.maskRowBytes, 3);
-  const auto* mask = static_cast<uint8_t*>(ask.record.maskData);
-  EXPECT_THAT(std::vector<uint8_t>(mask, mask + 6),
-              testing::ElementsAre(80, 90, 100, 140, 150, 160));
-  ask.record.maskRate = 2 * rateOne;
-  ask.big.maskRect32 = {0, 0, 2, 3};
-  ASSERT_EQ(ask.transfer.advance(), noErr);
-  EXPECT_EQ(static_cast<uint8_t*>(ask.record.maskData)[0], 35); // of 0, 10, 60, 70
+  ask.record.inRect = ask.record.maskRect = {0, 0, 1, 2};
+  ask.big.inRect32 = ask.big.maskRect32 = {0, 0, 1, 6};
+  for (const int width : {6, 2, 2}) { // wide rectangles, narrow ones, no wide ones at all
+    ask.big.PluginUsing32BitCoordinates = width == 6;
+    ASSERT_EQ(ask.transfer.advance(), noErr);
+    EXPECT_EQ(ask.record.inRowBytes, width * 3);
+    EXPECT_EQ(ask.record.maskRowBytes, width);
+    ask.record.bigDocumentData = width == 6 ? &ask.big : nullptr;
+  }
   ask.record.maskRate = 0;
   EXPECT_EQ(ask.transfer.advance(), filterBadParameters);
   ask.record.haveMask = false;
   ASSERT_EQ(ask.transfer.advance(), noErr);
-  EXPECT_EQ(ask.record.maskData, nullptr);
-
-  ask.record.inRect = {0, 0, 1, 2};
-  ask.big.inRect32 = {0, 0, 1, 6};
-  ASSERT_EQ(ask.transfer.advance(), noErr);
-  EXPECT_EQ(ask.record.inRowBytes, 18);
-  ask.big.PluginUsing32BitCoordinates = 0;
-  ASSERT_EQ(ask.transfer.advance(), noErr);
-  EXPECT_EQ(ask.record.inRowBytes, 6);
-  ask.record.bigDocumentData = nullptr;
-  ASSERT_EQ(ask.transfer.advance(), noErr);
-  EXPECT_EQ(ask.record.inRowBytes, 6);
 }
 
-TEST(AdvanceState, RefusesWhatMakesNoSense) {
-  constexpr int32_t most = std::numeric_limits<int32_t>::max(), least = -most - 1;
-  const struct {
-    int16_t low, high;
-    Fixed rate;
-    VRect rect;
-    HostResult result;
-  } cases[] = {{0, 2, rateOne, {0, 0, 5, 6}, noErr},
-               {0, 3, rateOne, {0, 0, 5, 6}, filterBadParameters},
-               {-1, 2, rateOne, {0, 0, 5, 6}, filterBadParameters},
-               {2, 1, rateOne, {0, 0, 5, 6}, filterBadParameters},
-               {0, 2, 0, {0, 0, 5, 6}, filterBadParameters},
-               {0, 2, -rateOne, {0, 0, 5, 6}, filterBadParameters},
-               {0, 2, rateOne, {least, least, most, most}, memFullErr},
-               {0, 2, rateOne, {0, 0, 1, most}, memFullErr}, // a row of more than 32 bits
-               {0, 2, rateOne, {most, most, least, least}, noErr}};
-  for (const auto& c : cases) {
-    Document d = fixture::noise(6, 5, 8);
-    Asker ask(d);
-    ask.record.inLoPlane = c.low;
-    ask.record.inHiPlane = c.high;
-    ask.record.inputRate = c.rate;
-    ask.big.inRect32 = c.rect;
-    EXPECT_EQ(ask.transfer.advance(), c.result);
-    EXPECT_EQ(ask.record.inData != nullptr, c.result == noErr && c.rect.top == 0);
-  }
-}
-
-TEST(Document, RefusesShapesThatCannotBeAndTellsItsMode) {
-  constexpr int32_t most = std::numeric_limits<int32_t>::max();
-  EXPECT_THROW(Document(0, 1, 3, 8), std::invalid_argument);
-  EXPECT_THROW(Document(1, -1, 3, 8), std::invalid_argument);
-  EXPECT_THROW(Document(1, 1, 3, 12), std::invalid_argument);
-  EXPECT_THROW(Document(1, 1, 2, 8), std::invalid_argument);
-  EXPECT_THROW(Document(1, 1, 3, 8, ColourMode::rgb, true), std::invalid_argument);
-  EXPECT_THROW(Document(1, 1, 3, 8, ColourMode::cmyk), std::invalid_argument);
-  EXPECT_THROW(Document(1, 1, 32768, 8), std::invalid_argument);
+TEST(Document, KnowsItsModeAndRefusesShapesThatCannotBe) {
+  for (const auto& [width, height, channels, depth, alpha] : {std::tuple(0, 1, 3, 8, 0),
+                                                              {1, 0, 3, 8, 0},
+                                                              {1, 1, 3, 12, 0},
+                                                              {1, 1, 2, 8, 0},
+                                                              {1, 1, 3, 8, 1},
+                                                              {1, 1, 32768, 8, 0}})
+    EXPECT_THROW(Document(width, height, channels, depth, ColourMode::rgb, alpha),
+                 std::invalid_argument);
   EXPECT_THROW(Document(most, most, 32767, 32), std::bad_alloc);
   EXPECT_THROW(Document(2, 2, 3, 8).setSelection(std::vector<uint8_t>(3)), std::invalid_argument);
-
-  const ImageMode modes[][3] = {
-      {plugInModeGrayScale, plugInModeGray16, plugInModeGray32},
-      {plugInModeRGBColor, plugInModeRGB48, plugInModeRGB96},
-      {plugInModeCMYKColor, plugInModeCMYK64, plugInModeDeepMultichannel},
-      {plugInModeMultichannel, plugInModeDeepMultichannel, plugInModeDeepMultichannel}};
-  for (int mode = 0; mode < 4; mode++)
-    for (int deep = 0; deep < 3; deep++)
-      EXPECT_EQ(Document(1, 1, 4, 8 << deep, ColourMode(mode)).imageMode(), modes[mode][deep]);
+  for (const auto& [width, height] : {std::pair(5, 1), {1, 5}, {0, 1}, {1, 0}})
+    EXPECT_THROW(host::reduced(fixture::noise(4, 4, 8), width, height), std::invalid_argument);
+  const int modes[4][3] = {{1, 10, 17}, {3, 11, 16}, {4, 13, 14}, {7, 14, 14}}; // as ImageMode
+  for (int i = 0; i < 12; i++)
+    EXPECT_EQ(Document(1, 1, 4, 8 << i % 3, ColourMode(i / 3)).imageMode(), modes[i / 3][i % 3]);
 }
 
-TEST(Reduced, IsTheMeanOfWhatEachPixelCovers) {
+TEST(Document, ReducedIsTheMeanOfWhatEachPixelCovers) {
   Dice dice{std::mt19937(5)};
-  for (int round = 0; round < 40; round++) {
-    const bool alpha = round % 4 == 0;
-    const Shape shape{8 << round % 3, 3 + alpha + round % 2, ColourMode::rgb, alpha};
-    Document d = dice.document(shape, dice.pick(1, 30), dice.pick(1, 25));
-    if (d.depth() == 32)
-      fixture::setSample(d, d.width() / 2, 0, 1, round % 2 ? NAN : INFINITY); // counts as 0
+  for (int round = 0; round < 48; round++) {
+    const Document d = dice.picture(round, 30, 25);
     // Halves and the size itself among them.
     const int32_t width = round % 5 ? dice.pick(1, d.width()) : d.width();
     const int32_t height = round % 7 ? dice.pick(1, d.height()) : (d.height() + 1) / 2;
     const Document low = host::reduced(d, width, height);
     ASSERT_EQ(low.channels(), d.channels());
+    const bool alpha = d.hasTransparency();
     ASSERT_EQ(low.hasTransparency(), alpha);
-    for (int32_t y = 0; y < height; y++)
-      for (int32_t x = 0; x < width; x++)
-        for (int32_t c = 0; c < d.channels(); c++) {
-          const double expected = mean(
-              covered(x, d.width(), width, d.width()), covered(y, d.height(), height, d.height()),
-              [&](int32_t sx, int32_t sy) {
-                const double v = sampleAt(d, sx, sy, c);
-                return std::isfinite(v) ? v : 0;
-              },
-              [&](int32_t sx, int32_t sy) { return alpha && c < 3 ? alphaAt(d, sx, sy) : 1; });
-          const double tolerance = d.depth() == 32 ? 1e-6 : alpha ? 0.51 : 0.5000001;
-          ASSERT_NEAR(sampleAt(low, x, y, c), expected, tolerance)
-              << "round " << round << " at " << x << ", " << y << ", " << c;
-        }
+    fixture::forEachSample(low, [&](int x, int y, int c) {
+      const double expected = mean(
+          {d.width(), width, d.width()}, x, {d.height(), height, d.height()}, y,
+          [&](int sx, int sy) { return finite(sampleAt(d, sx, sy, c)); },
+          [&](int sx, int sy) { return alpha && c < d.colourChannels() ? alphaAt(d, sx, sy) : 1; });
+      const double tolerance = d.depth() == 32 ? 1e-6 : alpha ? 0.51 : 0.5000001;
+      EXPECT_NEAR(sampleAt(low, x, y, c), expected, tolerance) << round << ": " << x << ", " << y;
+    });
   }
-  const Document d = fixture::noise(4, 4, 8);
-  for (const auto& [width, height] : {std::pair(5, 1), {1, 5}, {0, 1}, {1, 0}})
-    EXPECT_THROW(host::reduced(d, width, height), std::invalid_argument);
 }
-
-// A surface with a margin around it.
-struct Surface {
-  static constexpr int width = 7, height = 5, stride = width + 4;
-  std::vector<uint32_t> words = std::vector<uint32_t>(stride * (height + 2), 0x11223344);
-  DisplaySurface surface{reinterpret_cast<uint8_t*>(&words[stride + 2]), width, height, stride * 4};
-  uint32_t at(int x, int y) const { return words[size_t((y + 1) * stride + 2 + x)]; }
-};
 
 TEST(Display, DrawsWhatOverlapsAndNothingElse) {
-  std::vector<uint8_t> pixels(4 * 3 * 3);
-  for (size_t i = 0; i < pixels.size(); i++)
-    pixels[i] = uint8_t(i * 7);
-  PSPixelMap map{1, {2, 1, 5, 5}, plugInModeRGBColor, 12, 3, 1, pixels.data()};
-  for (const VRect source : {VRect{2, 1, 5, 5}, VRect{3, 2, 4, 4}, VRect{-9, -9, 99, 99}})
-    for (int row = -6; row <= Surface::height + 1; row++)
-      for (int column = -6; column <= Surface::width + 1; column++) {
-        Surface target;
-        ASSERT_EQ(host::displayPixels(&map, &source, row, column, &target.surface), noErr);
-        for (int y = -1; y <= Surface::height; y++)
-          for (int x = -2; x < Surface::width + 2; x++) {
-            const int my = y - row + source.top, mx = x - column + source.left;
-            const bool drawn = x >= 0 && x < Surface::width && y >= 0 && y < Surface::height &&
-                               my >= std::max(2, source.top) && my < std::min(5, source.bottom) &&
-                               mx >= std::max(1, source.left) && mx < std::min(5, source.right);
-            const size_t i = drawn ? size_t((my - 2) * 12 + (mx - 1) * 3) : 0;
-            const uint32_t expected = 0xff000000u | uint32_t(pixels[i]) << 16 |
-                                      uint32_t(pixels[i + 1]) << 8 | pixels[i + 2];
-            ASSERT_EQ(target.at(x, y), drawn ? expected : 0x11223344u);
-          }
-      }
-}
-
-TEST(Display, KnowsTheShallowModesAndRefusesTheRest) {
-  uint8_t planar[] = {10, 20, 30, 40, 50, 60}; // two pixels, plane by plane
-  uint8_t ink[] = {255, 255, 255, 0, 255, 128, 0, 200};
-  const VRect both{0, 0, 1, 2};
-  for (int mode = -1; mode <= plugInModeGray32 + 1; mode++) {
-    const bool rgb = mode == plugInModeRGBColor, cmyk = mode == plugInModeCMYKColor;
-    const bool grey =
-        mode == plugInModeGrayScale || mode == plugInModeMultichannel || mode == plugInModeDuotone;
-    const PSPixelMap map =
-        cmyk ? PSPixelMap{1, both, mode, 8, 4, 1, ink} : PSPixelMap{1, both, mode, 2, 1, 2, planar};
-    Surface target;
-    EXPECT_EQ(host::displayPixels(&map, &both, 0, 0, &target.surface),
-              rgb || cmyk || grey ? noErr : filterBadParameters);
-    EXPECT_EQ(target.at(1, 0), rgb    ? 0xff14283cu
-                               : cmyk ? 0xffc86400u
-                               : grey ? 0xff141414u
-                                      : 0x11223344u);
-    EXPECT_EQ(target.at(0, 0) == 0xff000000u, cmyk);
+  constexpr int width = 7, height = 5, stride = width + 4; // of a surface with a margin
+  Dice dice{std::mt19937(1)};
+  std::vector<uint8_t> pixels(9 * 9 * 4);
+  std::generate(pixels.begin(), pixels.end(), dice.random);
+  for (int round = 0; round < 5000; round++) {
+    const VRect bounds{dice.pick(-3, 3), dice.pick(-3, 3), dice.pick(4, 6), dice.pick(4, 6)};
+    const VRect source{dice.pick(-5, 5), dice.pick(-5, 5), dice.pick(-5, 9), dice.pick(-5, 9)};
+    const int row = dice.pick(-6, height + 1), column = dice.pick(-6, width + 1);
+    const bool planar = dice.pick(0, 1), rgb = dice.pick(0, 9);
+    const PSPixelMap map{
+        1, bounds, 2 + rgb, planar ? 9 : 36, planar ? 1 : 4, planar ? 81 : 1, pixels.data()};
+    std::vector<uint32_t> words(stride * (height + 2), 0x11223344);
+    DisplaySurface surface{reinterpret_cast<uint8_t*>(&words[stride + 2]), width, height,
+                           stride * 4};
+    ASSERT_EQ(host::displayPixels(&map, &source, row, column, &surface),
+              rgb ? noErr : filterBadParameters);
+    for (int i = 0; i < int(words.size()); i++) {
+      const int x = i % stride - 2, y = i / stride - 1;
+      const int sx = x - column + source.left, sy = y - row + source.top;
+      const auto isIn = [](const VRect& r, int px, int py) {
+        return px >= r.left && px < r.right && py >= r.top && py < r.bottom;
+      };
+      uint32_t expected =
+          rgb && isIn({0, 0, height, width}, x, y) && isIn(bounds, sx, sy) && isIn(source, sx, sy)
+              ? 0xff
+              : 0x11223344;
+      const int at = (sy - bounds.top) * map.rowBytes + (sx - bounds.left) * map.colBytes;
+      for (int plane = 0; expected <= 0xffffff && plane < 3; plane++)
+        expected = expected << 8 | pixels[size_t(at + plane * map.planeBytes)];
+      ASSERT_EQ(words[size_t(i)], expected);
+    }
   }
 }
 

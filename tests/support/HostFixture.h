@@ -1,5 +1,4 @@
-// Plays the host for tests: documents with known patterns, the built module, and sessions whose
-// aborts, progress and trace are watched.
+// Documents with known patterns, and the built module, for tests over the host library.
 //
 // FOG_MODULE_FOLDER names the folder of the built modules (fog_host_test in tests/CMakeLists.txt).
 #pragma once
@@ -7,16 +6,11 @@
 #include <gmock/gmock.h>
 
 #include <algorithm>
-#include <atomic>
 #include <cmath>
 #include <cstring>
 #include <random>
-#include <string>
-#include <utility>
-#include <vector>
 
 #include "host/document/Document.h"
-#include "host/document/PixelRows.h"
 #include "host/module/FilterModule.h"
 #include "host/session/Session.h"
 
@@ -28,7 +22,6 @@ inline double getSample(const void* samples, int32_t depth, size_t i) {
          : depth == 16 ? static_cast<const uint16_t*>(samples)[i]
                        : static_cast<const float*>(samples)[i];
 }
-
 inline void putSample(void* samples, int32_t depth, size_t i, double value) {
   if (depth == 8)
     static_cast<uint8_t*>(samples)[i] = uint8_t(value);
@@ -37,27 +30,30 @@ inline void putSample(void* samples, int32_t depth, size_t i, double value) {
   else
     static_cast<float*>(samples)[i] = float(value);
 }
-
-inline double sampleAt(const host::Document& d, int32_t x, int32_t y, int32_t channel) {
-  return getSample(d.row(y), d.depth(), size_t(x) * size_t(d.channels()) + size_t(channel));
-}
-
-inline void setSample(host::Document& d, int32_t x, int32_t y, int32_t channel, double value) {
-  putSample(d.row(y), d.depth(), size_t(x) * size_t(d.channels()) + size_t(channel), value);
-}
-
 inline double fullScale(const host::Document& d) {
   return d.depth() == 8 ? 255 : d.depth() == 16 ? 32768 : 1;
 }
 
-// Fills every sample from unit(x, y, channel), 0 to 1, scaled and rounded to the depth.
-template <class Unit> void fill(host::Document& d, Unit unit) {
+inline double sampleAt(const host::Document& d, int32_t x, int32_t y, int32_t channel) {
+  return getSample(d.row(y), d.depth(), size_t(x) * size_t(d.channels()) + size_t(channel));
+}
+inline void setSample(host::Document& d, int32_t x, int32_t y, int32_t channel, double value) {
+  putSample(d.row(y), d.depth(), size_t(x) * size_t(d.channels()) + size_t(channel), value);
+}
+
+template <class Visit> void forEachSample(const host::Document& d, Visit visit) {
   for (int32_t y = 0; y < d.height(); y++)
     for (int32_t x = 0; x < d.width(); x++)
-      for (int32_t c = 0; c < d.channels(); c++) {
-        const double v = unit(x, y, c) * fullScale(d);
-        setSample(d, x, y, c, d.depth() == 32 ? v : std::floor(v + 0.5));
-      }
+      for (int32_t c = 0; c < d.channels(); c++)
+        visit(x, y, c);
+}
+
+// Fills every sample from unit(x, y, channel), 0 to 1, scaled and rounded to the depth.
+template <class Unit> void fill(host::Document& d, Unit unit) {
+  forEachSample(d, [&](int32_t x, int32_t y, int32_t c) {
+    const double v = unit(x, y, c) * fullScale(d);
+    setSample(d, x, y, c, d.depth() == 32 ? v : std::floor(v + 0.5));
+  });
 }
 
 // Noise over the whole range: nothing about it repeats, so a pixel out of place is found.
@@ -77,7 +73,7 @@ inline host::Document hazyScene(int32_t width, int32_t height, int32_t depth, do
   host::Document d(width, height, 3, depth);
   fill(d, [&](int32_t x, int32_t y, int32_t c) {
     const int32_t block = (x / 9) * 7 + (y / 7) * 13;
-    const double clear = 0.05 + 0.6 * ((block * (c + 3) * 37 % 101) / 100.0);
+    const double clear = 0.05 + 0.006 * (block * (c + 3) * 37 % 101);
     const double transmission = 0.25 + 0.75 * (y + 0.5) / height;
     return clear * transmission + light * (1 - transmission);
   });
@@ -92,19 +88,15 @@ inline host::Document copyOf(const host::Document& d) {
   return copy;
 }
 
+// Of documents of one shape.
 inline bool sameSamples(const host::Document& a, const host::Document& b) {
-  return a.width() == b.width() && a.height() == b.height() && a.channels() == b.channels() &&
-         a.depth() == b.depth() &&
-         std::memcmp(a.row(0), b.row(0), a.rowBytes() * size_t(a.height())) == 0;
+  return std::memcmp(a.row(0), b.row(0), a.rowBytes() * size_t(a.height())) == 0;
 }
-
-// Largest difference of two documents of one shape, in samples of their depth.
 inline double largestDifference(const host::Document& a, const host::Document& b) {
   double largest = 0;
-  for (int32_t y = 0; y < a.height(); y++)
-    for (int32_t x = 0; x < a.width(); x++)
-      for (int32_t c = 0; c < a.channels(); c++)
-        largest = std::max(largest, std::abs(sampleAt(a, x, y, c) - sampleAt(b, x, y, c)));
+  forEachSample(a, [&](int32_t x, int32_t y, int32_t c) {
+    largest = std::max(largest, std::abs(sampleAt(a, x, y, c) - sampleAt(b, x, y, c)));
+  });
   return largest;
 }
 
@@ -115,52 +107,5 @@ inline const host::Module& builtModule() {
   return module;
 }
 #endif
-
-// What a session's callbacks saw, and when they ask to stop.
-struct Watch {
-  std::atomic<int> abortCalls = 0;
-  int stopAt = 0; // k > 0: the k-th abort call and all later ones say yes
-  std::vector<std::pair<int32_t, int32_t>> progress; // done, total
-
-  host::SessionOptions options(int threads = 1) {
-    host::SessionOptions options;
-    options.threads = threads;
-    options.abort = [this] {
-      const int call = ++abortCalls;
-      return stopAt > 0 && call >= stopAt;
-    };
-    options.progress = [this](int32_t done, int32_t total) { progress.emplace_back(done, total); };
-    return options;
-  }
-};
-
-// Collects a module's trace while it lives.
-class Trace {
-public:
-  explicit Trace(const host::Module& module) : module_(module), file_(std::tmpfile()) {
-    if (file_ && !module_.setTrace(file_))
-      ADD_FAILURE() << "the module has no trace";
-  }
-  ~Trace() {
-    module_.setTrace(nullptr);
-    if (file_)
-      std::fclose(file_);
-  }
-  Trace(const Trace&) = delete;
-
-  std::string text() const {
-    std::string text;
-    std::fflush(file_);
-    std::rewind(file_);
-    char block[4096];
-    while (const size_t n = std::fread(block, 1, sizeof block, file_))
-      text.append(block, n);
-    return text;
-  }
-
-private:
-  const host::Module& module_;
-  std::FILE* file_;
-};
 
 } // namespace fixture
