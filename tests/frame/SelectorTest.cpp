@@ -206,7 +206,7 @@ TEST_F(Filtering, BuffersAreCountedAndGivenBack) {
   CountReleased(INT_MAX);
   EXPECT_EQ(std::pair(gData->memoryInUse, gData->memoryPeak), std::pair(64, 64));
   ReleaseHostBuffer(buffer.id);
-  EXPECT_EQ(in->host.buffers.counts().live + in->host.buffers.counts().refusedUnlocks, 0);
+  EXPECT_EQ(in->host.buffers.counts().live + in->host.buffers.counts().refusedUses, 0);
 }
 
 // What both sides of the interface agree on.

@@ -8,12 +8,8 @@
 
 struct FakeModuleTest : testing::Test {
   FakeModuleTest() {
-    variable<FakeHandler>("fakeHandler") = call;
-    variable<void*>("fakeContext") = this;
-  }
-
-  template <class T> T& variable(const char* name) {
-    return *static_cast<T*>(const_cast<void*>(module.symbol(name)));
+    *static_cast<FakeHandler*>(const_cast<void*>(module.symbol("fakeHandler"))) = call;
+    *static_cast<void**>(const_cast<void*>(module.symbol("fakeContext"))) = this;
   }
 
   static bool call(void* context, int16_t selector, FilterRecord* record, intptr_t* data,
@@ -33,9 +29,7 @@ struct FakeModuleTest : testing::Test {
       if (selector == filterSelectorStart)
         work(r);
     };
-    const host::RunOutcome outcome = host::Session(module, document, options).runFromMenu();
-    serve = nullptr;
-    return outcome;
+    return host::Session(module, document, options).runFromMenu();
   }
 
   host::Module module = host::Module::open(FAKE_FOLDER "/fake-plugin.so");

@@ -1,8 +1,6 @@
 // A filter module that does what a test tells it: it calls the test's own handler.
 #include "tests/host/FakePlugin.h"
 
-#include <cstdio>
-
 namespace {
 struct OwnError {};
 } // namespace
@@ -12,7 +10,6 @@ extern "C" {
 
 FakeHandler fakeHandler = nullptr;
 void* fakeContext = nullptr;
-std::FILE* gLog = nullptr;
 #ifdef FAKE_BROKEN_LIST
 unsigned char PIPL_16000[12] = {2};
 #endif
@@ -20,8 +17,6 @@ unsigned char PIPL_16000[12] = {2};
 void PluginMain_core(int16_t selector, FilterRecord* record, intptr_t* data, int16_t* result,
                      uint8_t* runEnded) {
   *runEnded = selector == filterSelectorFinish;
-  if (gLog)
-    std::fprintf(gLog, "selector %d\n", selector);
   if (fakeHandler(fakeContext, selector, record, data, result))
     throw OwnError();
 }
