@@ -1,6 +1,6 @@
 // Bands of samples to floats and back: ten rows of a 24 MP photograph at each depth.
-#include "bench/KernelBench.h"
 #include "frame/record/Bands.h"
+#include "bench/KernelBench.h"
 
 namespace {
 

@@ -39,18 +39,17 @@ intptr_t BlockStore::tryTake(int64_t size, bool zeroed, bool forPlugIn) {
   return ++last_;
 }
 
-bool BlockStore::release(intptr_t id) {
+void BlockStore::release(intptr_t id) {
   const auto found = blocks_.find(id);
   if (found == blocks_.end()) {
     counts_.refusedReleases++;
-    return false;
+    return;
   }
   if (found->second.forPlugIn) {
     counts_.live--;
     countBytes(-int64_t(found->second.size));
   }
   blocks_.erase(found);
-  return true;
 }
 
 void* BlockStore::lock(intptr_t id) {

@@ -35,7 +35,7 @@ public:
   // without memory. `forPlugIn` false: the host's own block, which neither counts nor keeps to the
   // budget.
   intptr_t take(int64_t size, bool zeroed, bool forPlugIn = true);
-  bool release(intptr_t id);
+  void release(intptr_t id);
 
   void* lock(intptr_t id);  // null: no such block
   bool unlock(intptr_t id); // false: no such block, or not locked
