@@ -136,12 +136,17 @@ TEST_F(DialogLayer, ANumberOutOfRangeBecomesItsBound) {
 
 TEST_F(DialogLayer, ItemsSendTheirControlItsMessage) {
   HideItem(dialog, 1);
+  ShowItem(dialog, 1);
+  DisableItem(dialog, 2);
   EnableItem(dialog, 2);
   EXPECT_TRUE(ToggleCheckBox(dialog, 4));
   EXPECT_EQ(RadioGroupView(dialog, 8, 9).Checked(), -1);
-  const Sent expected[] = {{1, TKM_SHOW, SW_HIDE, 0}, {2, TKM_ENABLE, 1, 0},
-                           {4, BM_GETCHECK, 0, 0},    {4, BM_SETCHECK, 1, 0},
-                           {8, BM_GETCHECK, 0, 0},    {9, BM_GETCHECK, 0, 0}};
+  // clang-format off
+  const Sent expected[] = {
+      {1, TKM_SHOW, SW_HIDE, 0}, {1, TKM_SHOW, SW_SHOW, 0}, {2, TKM_ENABLE, 0, 0},
+      {2, TKM_ENABLE, 1, 0},     {4, BM_GETCHECK, 0, 0},    {4, BM_SETCHECK, 1, 0},
+      {8, BM_GETCHECK, 0, 0},    {9, BM_GETCHECK, 0, 0}};
+  // clang-format on
   EXPECT_THAT(sent, testing::ElementsAreArray(expected));
   ComboBoxView(dialog, 1).Add("combo");
   ListBoxView(dialog, 2).Add("list");
