@@ -139,8 +139,8 @@ void expectDefinition(const Image& source, const Image& result, const Resize& r)
 // nearest edge pixel counts.
 TEST(Resampling, IsTheAreaMeanOrTheBilinearValueAtTheCentre) {
   constexpr int32_t sizes[][4] = {{1, 1, 1, 1},   {7, 5, 3, 2},     {13, 1, 4, 1},
-                                  {1, 17, 1, 5},  {31, 23, 31, 23}, {64, 33, 63, 1},
-                                  {90, 60, 6, 4}, {97, 61, 33, 41}, {1, 1, 5, 3},
+                                  {1, 17, 1, 5},  {31, 23, 31, 23}, {40, 21, 39, 1},
+                                  {60, 40, 4, 3}, {47, 31, 16, 21}, {1, 1, 5, 3},
                                   {5, 7, 13, 3},  {1, 9, 4, 4},     {10, 10, 31, 31}};
   for (const auto& [width, height, toWidth, toHeight] : sizes)
     for (const int32_t mode : {resizeLinear, resizeSuperSampling})
