@@ -52,17 +52,18 @@ TEST_F(Suites, AreAcquiredOnceAndReleasedTogether) {
   for (int id = 0; id < int(HostSuiteId::count); ++id)
     versions += std::to_string(HostSuiteRecord(HostSuiteId(id)).version);
   EXPECT_EQ(versions, "2231112134135113");
-  EXPECT_EQ(GetHostSuite<void>(HostSuiteId::handle), GetHostSuite<void>(HostSuiteId::handle));
+  for (int times = 0; times < 2; ++times)
+    EXPECT_EQ(GetHostSuite<void>(HostSuiteId::descriptorRegistry), &host::descriptorRegistrySuite);
   EXPECT_EQ(in->host.suiteCounts.acquired, 1);
   EXPECT_THROW(GetHostSuite<void>(HostSuiteId::alias), int32_t);
   EXPECT_EQ(HostSuiteRecord(HostSuiteId::alias).lastError, errPlugInHostInsufficient);
   ReleaseHostSuites();
   ReleaseHostSuites();
-  GetHostSuite<void>(HostSuiteId::handle);
+  GetHostSuite<void>(HostSuiteId::descriptorRegistry);
   gBasicSuite = nullptr;
   ReleaseHostSuites(); // forgets without a host to tell
   EXPECT_EQ(in->host.suiteCounts.released, 1);
-  EXPECT_THROW(GetHostSuite<void>(HostSuiteId::handle), int32_t);
+  EXPECT_THROW(GetHostSuite<void>(HostSuiteId::descriptorRegistry), int32_t);
   EXPECT_EQ(errNoBasicSuite, 0x5061726d); // 'Parm'
 }
 
@@ -83,19 +84,27 @@ TEST_F(Suites, TellTheModulesHandleOfAReference) {
 }
 
 TEST_F(Suites, GiveProperties) {
+  static const HandleProcs& procs = *record().handleProcs;
+  static const HandleSuite handles = {procs.newProc,     procs.disposeProc, procs.getSizeProc,
+                                      procs.setSizeProc, procs.lockProc,    procs.unlockProc};
+  static PropertyAnswer answer = {7, nullptr};
+  static const PropertySuite properties = {
+      [](FourCharCode signature, FourCharCode key, int32_t index, PropertyAnswer* given) {
+        *given = answer;
+        const bool has = signature == fourCharCode("8BIM") && key != fourCharCode("titl");
+        return has && index == 2 ? noErr : HostResult(-50);
+      }};
   HostProperty property = intptr_t(5);
-  EXPECT_EQ(GetHostProperty(fourCharCode("titl"), 0, property), -30900); // the host has none
-  EXPECT_EQ(GetHostProperty(fourCharCode("docW"), 0, property), 0);
+  EXPECT_THROW(GetHostProperty(fourCharCode("URL "), 2, property), int32_t); // no suite
+  HostSuiteRecord(HostSuiteId::property).suite = &properties;
+  HostSuiteRecord(HostSuiteId::handle).suite = &handles;
+  EXPECT_EQ(GetHostProperty(fourCharCode("titl"), 2, property), -30900); // the host has none
+  EXPECT_EQ(GetHostProperty(fourCharCode("URL "), 2, property), 0);
   EXPECT_EQ(std::get<intptr_t>(property), 7);
-  static Handle large;
-  static const PropertySuite any = {[](FourCharCode, FourCharCode, int32_t, PropertyAnswer* a) {
-    return a->handle = large, noErr;
-  }};
-  HostSuiteRecord(HostSuiteId::property).suite = &any;
-  EXPECT_EQ(GetHostProperty(fourCharCode("docw"), 0, property), -30900); // not a known key
+  EXPECT_EQ(GetHostProperty(fourCharCode("url "), 2, property), -30900); // not a known key
   for (bool known : {true, false}) {
-    large = known ? record().handleProcs->newProc(3) : reinterpret_cast<Handle>(77);
-    EXPECT_EQ(GetHostProperty(fourCharCode("URL "), 0, property), known ? 0 : memFullErr);
+    answer.handle = known ? procs.newProc(3) : reinterpret_cast<Handle>(77);
+    EXPECT_EQ(GetHostProperty(fourCharCode("URL "), 2, property), known ? 0 : memFullErr);
     EXPECT_EQ(std::get<1>(property), std::vector<std::byte>(3));
     EXPECT_EQ(in->host.handles.counts().live, 0);
   }
