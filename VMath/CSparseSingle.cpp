@@ -6,7 +6,6 @@
 
 #include "primitives/base/Conversions.h"
 #include "primitives/base/HeapBlock.h"
-#include "primitives/sparse/SparseSolver.h"
 
 namespace {
 
@@ -112,6 +111,7 @@ void CSparseSingle::resizeValues(int32_t count) {
 
 void CSparseSingle::compress() {
   resizeRowIndices();
+  rowIndices[0] = 0; // none either when there is no memory for the values
   int32_t count = 0;
   for (int32_t r = 0; r < rows; ++r)
     count += int32_t(rowMaps[r].size());

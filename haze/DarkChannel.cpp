@@ -144,7 +144,6 @@ void estimateDarkChannel(float* light, const SHaze* low, float* dark, int32_t* e
 
   SHaze filtered = *low;
   filtered.data = static_cast<float*>(filteredBuffer.data);
-  setPrimitiveThreads(gThreadCount);
   MinFilterBorderReplicate_32f_C4R(low->data, low->rowBytes, filtered.data, filtered.rowBytes,
                                    {low->width, low->height}, mask, {radius, radius},
                                    static_cast<uint8_t*>(work.data));

@@ -110,14 +110,16 @@ struct Window {
     const float* p[windowPixels];
     for (int i = 0; i < windowPixels; ++i)
       p[i] = pixelAt(image, x + colOffset[i], y + rowOffset[i]);
-    float deviation[windowPixels][3]; // from the mean
+    // From the mean, which stays in double: in a flat area of some thousands the error of a float
+    // mean is as large as the deviations themselves, and the system is not positive definite.
+    float deviation[windowPixels][3];
     for (int c = 0; c < 3; ++c) {
       double sum = 0;
       for (const float* pixel : p)
         sum += pixel[c];
-      const float mean = float(sum / windowPixels);
+      const double mean = sum / windowPixels;
       for (int i = 0; i < windowPixels; ++i)
-        right[i][c] = deviation[i][c] = p[i][c] - mean;
+        deviation[i][c] = float(right[i][c] = p[i][c] - mean);
     }
     if (!multiplyByInverse(deviation))
       orthonormalise();

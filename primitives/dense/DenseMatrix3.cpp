@@ -35,7 +35,7 @@ void rotate(double (&a)[3][3], double* v, int p, int q) {
   }
 }
 
-// No longer seen beside what stands on the diagonal.
+// Too small, beside the diagonal elements of its row and column, to change the eigenvalues.
 bool isNegligible(const double (&a)[3][3], int p, int q) {
   return std::abs(a[p][q]) <= 1e-17 * std::sqrt(std::abs(a[p][p])) * std::sqrt(std::abs(a[q][q]));
 }

@@ -82,7 +82,7 @@ struct ColumnPass {
   void takeRow(int64_t r) {
     const int64_t block = blockOf(r);
     const bool startsTail = !hasPlace(r) && (r == block || hasPlace(r - 1));
-    // Without a place of its own a row may stand over its prefixes: none is read behind its pixel.
+    // A row without a place of its own may overwrite its prefixes: each is read before that.
     float* row = hasPlace(r) ? placeOf(r) : startsTail ? tail : rowPrefix;
     minimumOfRow(rowOf(source, sourceStep, r), across, rowPrefix, rowSuffix, row);
     if (r == block)

@@ -65,7 +65,7 @@ inline void tile(float* c, ptrdiff_t strideC, const float* rows, const float* co
 }
 
 // Rows [begin, end), whole vectors, of a strip of columns. c, rows: row 0 of the strip and of the
-// panel; columns: the panel's rows that stand for the strip's columns.
+// panel; columns: the panel's rows that have the numbers of the strip's columns.
 template <int count, bool solve>
 void strip(float* c, ptrdiff_t strideC, int32_t begin, int32_t end, const float* rows,
            const float* columns, ptrdiff_t stride, int32_t depth, const Triangle* triangle) {

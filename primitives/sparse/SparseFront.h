@@ -1,7 +1,7 @@
 // Dense kernels of one front, in single precision: partial Cholesky factorisation, and the solves.
 //
 // A front of m rows and k pivots is kept as a panel, the factor's columns of the pivots, and an
-// update, what is left of the other rows; lower triangles, column by column. What stands above a
+// update, what is left of the other rows; lower triangles, column by column. What lies above a
 // diagonal is scratch. The arithmetic of an entry depends neither on the team nor on its tile, so
 // any number of threads gives the same bits.
 #pragma once

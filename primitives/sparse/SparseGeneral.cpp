@@ -27,7 +27,8 @@ GeneralFactorOwner factoriseGeneral(const SparseStructure& structure, const floa
                                     bool symmetric) {
   GeneralFactorOwner factor(new GeneralFactor);
   factor->lu.compute(expand(structure, values, symmetric));
-  return factor->lu.info() == Eigen::Success ? std::move(factor) : nullptr;
+  // Every failure leaves a message; info() is not set when the first memory is not there.
+  return factor->lu.lastErrorMessage().empty() ? std::move(factor) : nullptr;
 }
 
 void solve(const GeneralFactor& factor, float* x) {

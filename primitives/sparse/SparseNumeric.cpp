@@ -63,7 +63,7 @@ void addChild(const Job& job, int32_t child, const Front& dense) {
 
 // team: the threads of the caller's team wait for tasks.
 void eliminate(Job& job, int32_t front, bool team) {
-  constexpr double flopOfTeam = 2e6; // less is done before the team has heard of it
+  constexpr double flopOfTeam = 2e6; // for less, waking the team takes longer
   const FrontTree& tree = job.tree;
   const int32_t rows = tree.size(front), pivots = tree.pivots(front);
   const int64_t panelFloats = job.panelStart[front + 1] - job.panelStart[front];
@@ -89,7 +89,7 @@ void eliminateRange(Job& job, int32_t begin, int32_t end, bool team) {
   });
 }
 
-// The front that takes a front's update. Above the roots: a front that is none.
+// The front that takes a front's update; for a root the number behind the last front.
 int32_t above(const FrontTree& tree, int32_t front) {
   return tree.parent[front] < 0 ? tree.fronts : tree.parent[front];
 }

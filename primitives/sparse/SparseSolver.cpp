@@ -121,7 +121,7 @@ float largest(const std::vector<float>& v) {
 
 // Iterative refinement. A step removes all but the part of the error that the step itself is of the
 // solution. So when the square of that part is below the last bit, another step would find nothing.
-// False: the first step is as large as the solution.
+// False: the first step is more than half of the solution.
 template <class BackSolve>
 bool refine(const Solver& solver, const float* values, const float* b, int32_t mostSteps,
             std::vector<float>& x, BackSolve backSolve) {

@@ -24,11 +24,10 @@ constexpr int32_t sparseUnsymmetric = 11;         // mtype: the whole matrix
 //          -1   in 11: mtype is another one, n is negative, ia does not begin with 1, a column lies
 //               outside the matrix or a diagonal entry is missing; an unknown phase
 //          -2   no memory
-//          -4   in 22: a value is not finite, or no pivot is left. In 33: the solution is beyond
-//          the
-//               numbers, or the first refinement step is as large as the solution itself, as it is
-//               when the matrix is singular to single precision. Without refinement, or when the
-//               right-hand side has no part outside the matrix's range, a singular matrix may pass
+//          -4   in 22: a value is not finite, or no pivot is left. In 33: the solution is not
+//               finite, or the first refinement step is more than half of it, as it is when the
+//               matrix is singular to single precision. Without refinement, or when the right-hand
+//               side has no part outside the matrix's range, a singular matrix may pass
 //          -10  phase out of order
 // A right-hand side that is not finite is solved like any other, without refinement.
 // maxfct, mnum, perm, nrhs (1) and msglvl are accepted and have no effect.

@@ -4,6 +4,7 @@
 #include <gmock/gmock.h>
 
 #include <Eigen/Dense>
+#include <optional>
 #include <random>
 
 #include "VMath/VException.h"
@@ -189,13 +190,18 @@ TEST(CSparseSingle, FailuresTellTheirPhase) {
                              R"(File: "VMath\\CSparseSingle" Line: 98)");
   EXPECT_EQ(solved(1e-20f, -1), "PARDISO error during solution: %d "
                                 R"(File: "VMath\\CSparseSingle" Line: 109)");
-  // Arrays that do not belong to the rows: of before, and none.
-  CSparseSingle grown(0, 0), fixed(3, 3);
-  grown.element(0, 0) = fixed.element(0, 0) = 1;
+  // Arrays that do not belong to the rows: of before, none, and none left.
+  CSparseSingle grown(0, 0), fixed(3, 3), starved(0, 0);
+  grown.element(0, 0) = fixed.element(0, 0) = starved.element(0, 0) = 1;
   grown.compress();
   grown.element(1, 1) = 1;
+  starved.compress();
+  starved.element(0, 1) = 1;
+  std::optional<FailingMemory> memory(0);
+  EXPECT_THROW(starved.compress(), std::bad_alloc);
+  memory.reset();
   float b[3] = {}, x[3] = {};
-  for (CSparseSingle* m : {&grown, &fixed})
+  for (CSparseSingle* m : {&grown, &fixed, &starved})
     EXPECT_THROW(m->solve(b, x, false, true), VException);
 }
 
