@@ -21,7 +21,15 @@ bool needs32Bits(const Document& document) {
 }
 
 RunOutcome refused(std::string why) { return {filterBadParameters, false, std::move(why)}; }
-RunOutcome outOfMemory() { return {memFullErr, false, messageFor(memFullErr)}; }
+
+// What the call gives, or that memory ran out in it.
+template <class Call> RunOutcome attempt(Call call) {
+  try {
+    return call();
+  } catch (const std::bad_alloc&) {
+    return {memFullErr, false, messageFor(memFullErr)};
+  }
+}
 
 } // namespace
 
@@ -86,7 +94,7 @@ CallOutcome Session::State::call(int16_t selector, FilterRecord* callRecord) {
   // An exception skips the plug-in's own unlocking.
   if (outcome.threw)
     handles.unlockAll();
-  // Settings that a failing call made were not set to their defaults.
+  // Settings made by a call that failed may not hold the plug-in's defaults.
   if (outcome.result != noErr && !settingsBefore && record.parameters) {
     handles.release(reinterpret_cast<intptr_t>(record.parameters));
     record.parameters = nullptr;
@@ -143,26 +151,22 @@ CallOutcome Session::State::callSelectors(int16_t first) {
 }
 
 RunOutcome Session::State::run(bool fromMenu, const Recording* recording, int16_t playInfo) {
-  try {
-    const std::string reason = refusal();
-    if (!reason.empty())
-      return refused(reason);
-    prepareRecord();
-    const int deniedBefore = buffers.counts().denied;
-    CallOutcome last{memFullErr};
-    if (offerRecording(recording, playInfo))
-      last = callSelectors(fromMenu ? filterSelectorParameters : filterSelectorPrepare);
-    takeRecorded();
-    RunOutcome outcome = outcomeOf(last);
-    outcome.lostSamples = transfer.lostSamples();
-    outcome.unfinished = outcome.ok() && !steps.complete();
-    if (outcome.unfinished)
-      outcome.message =
-          buffers.counts().denied > deniedBefore ? messageFor(memFullErr) : unfinishedMessage;
-    return outcome;
-  } catch (const std::bad_alloc&) {
-    return outOfMemory();
-  }
+  const std::string reason = refusal();
+  if (!reason.empty())
+    return refused(reason);
+  prepareRecord();
+  const int deniedBefore = buffers.counts().denied;
+  CallOutcome last{memFullErr};
+  if (offerRecording(recording, playInfo))
+    last = callSelectors(fromMenu ? filterSelectorParameters : filterSelectorPrepare);
+  takeRecorded();
+  RunOutcome outcome = outcomeOf(last);
+  outcome.lostSamples = transfer.lostSamples();
+  outcome.unfinished = outcome.ok() && !steps.complete();
+  if (outcome.unfinished)
+    outcome.message =
+        buffers.counts().denied > deniedBefore ? messageFor(memFullErr) : unfinishedMessage;
+  return outcome;
 }
 
 Session::Session(const Module& module, Document& document, SessionOptions options)
@@ -170,44 +174,47 @@ Session::Session(const Module& module, Document& document, SessionOptions option
 
 Session::~Session() = default;
 
-RunOutcome Session::runFromMenu() { return state_->run(true, nullptr, plugInDialogDisplay); }
+RunOutcome Session::runFromMenu() {
+  return attempt([&] { return state_->run(true, nullptr, plugInDialogDisplay); });
+}
 
-RunOutcome Session::repeat() { return state_->run(false, nullptr, plugInDialogDontDisplay); }
+RunOutcome Session::repeat() {
+  return attempt([&] { return state_->run(false, nullptr, plugInDialogDontDisplay); });
+}
 
 RunOutcome Session::replay(const Recording& recording, int16_t playInfo) {
   if (!state_->options.scripting)
     return {errPlugInHostInsufficient, false, "without scripting the filter cannot be played"};
-  return state_->run(false, &recording, playInfo);
+  return attempt([&] { return state_->run(false, &recording, playInfo); });
 }
 
 RunOutcome Session::playSilently(const Script& script) {
   RunOutcome outcome;
   if (!parameters(&outcome))
     return outcome;
-  return replay({script}, plugInDialogSilent);
+  return attempt([&] { return replay({script}, plugInDialogSilent); });
 }
 
 RunOutcome Session::about() {
   AboutRecord record{&state_->platformData, state_->options.suites ? basicSuite() : nullptr};
   state_->stopWanted = false;
-  return state_->outcomeOf(
-      state_->call(filterSelectorAbout, reinterpret_cast<FilterRecord*>(&record)));
+  return attempt([&] {
+    return state_->outcomeOf(
+        state_->call(filterSelectorAbout, reinterpret_cast<FilterRecord*>(&record)));
+  });
 }
 
 void* Session::parameters(RunOutcome* outcome) {
   State& state = *state_;
   RunOutcome made;
-  if (!state.record.parameters) {
-    try {
-      made = refused(refusal());
-      if (made.message.empty()) {
-        state.prepareRecord();
-        made = state.outcomeOf(state.call(filterSelectorParameters));
-      }
-    } catch (const std::bad_alloc&) {
-      made = outOfMemory();
-    }
-  }
+  if (!state.record.parameters)
+    made = attempt([&] {
+      const std::string reason = state.refusal();
+      if (!reason.empty())
+        return refused(reason);
+      state.prepareRecord();
+      return state.outcomeOf(state.call(filterSelectorParameters));
+    });
   void* block = state.handles.data(reinterpret_cast<intptr_t>(state.record.parameters));
   if (!block && made.result == noErr)
     made = refused("the filter has no settings");

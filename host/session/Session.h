@@ -79,7 +79,8 @@ public:
   // Why the filter cannot take the document, in words; empty if it can. Every run asks this first.
   std::string refusal() const;
 
-  const std::optional<Recording>& recorded() const; // of the last run that wrote one
+  // What the last run wrote, or nothing; a refused run does not count.
+  const std::optional<Recording>& recorded() const;
 
   // Accounts over the session's life.
   const StoreCounts& buffers() const;
