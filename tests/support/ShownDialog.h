@@ -32,7 +32,7 @@ struct Shown {
   QWindow* window() const { return dialog->windowHandle(); }
 
   void keyEvent(QEvent::Type type, int key, Qt::KeyboardModifiers held = {}) const {
-    const bool types = key < Qt::Key_Escape && !held;
+    const bool types = key < Qt::Key_Escape && !(held & ~Qt::ControlModifier); // as on X11
     qt_handleKeyEvent(window(), type, key, held, types ? QString(QChar(key)).toLower() : "");
   }
   void press(int key, Qt::KeyboardModifiers held = {}) const {

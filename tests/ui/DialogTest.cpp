@@ -216,8 +216,11 @@ TEST_F(Dialog, ANumberTypedJustBeforeOkCounts) {
       d.keys(keys);
       if (button)
         d.click(button);
+      for (int late : {idExport, idCancel}) // behind the end
+        d.click(late);
     }));
     EXPECT_EQ(gParams->foregroundPosition, 0.4f) << keys;
+    EXPECT_TRUE(gParams->outputMap == 0 && gData->proxyBuffer);
   }
 }
 
@@ -229,7 +232,8 @@ TEST_F(Dialog, TypedTextIsFilteredAndParsed) {
   look([](const Open& d) {
     for (const Case& c :
          {Case{"12<Shift+Home>5", "5", 5}, Case{"12<Left>5", "152", 152}, // beyond the range
-          Case{"10A-. 3", "103", 103, 4}, Case{"45<Backspace>", "4", 4},
+          Case{"12<Ctrl+5><Ctrl+Return>", "12", 12}, Case{"10A-. 3", "103", 103, 4},
+          Case{"45<Backspace>", "4", 4},
           Case{"45<Home><Backspace>", "45", 5}, // the box loses nothing, the value does
           Case{"45<Shift+Home><Backspace>", "", 0}, Case{"123<Home><Right><Del>", "13", 13},
           Case{"123<Left><Shift+Home><Del>", "3", 3}, Case{"123<Del>", "123", 123},
@@ -414,6 +418,11 @@ TEST_F(Dialog, AltIsSeenWhateverItsReleaseLooksLike) {
           Case{{shift, meta}, {altUp}}, Case{{alt}, {unknownUp}}, // in another layout
           Case{{alt}, {left}},                                    // which says that Alt is up
           Case{{alt}, {}, [](const Open& d) { d.click(idForegroundPosition); }}, // and so this
+          Case{{alt},
+               {},
+               [](const Open& d) {
+                 d.mouse(QEvent::MouseMove, {9, 9});
+               }},
           Case{{alt},
                {},
                [](const Open& d) { // the release goes to another window

@@ -17,7 +17,7 @@ constexpr HostAlert hostAlerts[] = {
     {{1, 2, 2}, "2.5"}, //
     {{1, 3, 3}, "4.0"},
 };
-// What is no record but a plain pointer, by the host that offers it.
+// Some host services are plain pointers, not records: the host versions that offer them.
 constexpr const char* hostPointerVersions[] = {"3.0", "2.5"};
 
 // True if it is there and can be used; otherwise an alert has been shown. Any may be null.

@@ -38,14 +38,16 @@ protected:
   bool onEvent(QEvent* event) override {
     switch (event->type()) {
     case QEvent::KeyPress:
-      if (!qobject_cast<QPushButton*>(button_) ||
-          VirtualKeyOf(*static_cast<QKeyEvent*>(event)) != VK_RETURN)
+      if (VirtualKeyOf(*static_cast<QKeyEvent*>(event)) != VK_RETURN)
         return false;
-      button_->click();
+      if (qobject_cast<QPushButton*>(button_))
+        button_->click();
+      else
+        owner().pressKey(VK_RETURN); // Qt toggles a check box on some desktops
       return true;
     case QEvent::Shortcut:
-      // Qt's own way clicks a tenth of a second later: by then Alt, which the mnemonic was typed
-      // with, may be up or not, and what it does at its release would come before or after.
+      // Clicks at once. Qt would wait a tenth of a second, in which Alt may be let go: the click
+      // would then come after what the dialog does at the release.
       if (static_cast<QShortcutEvent*>(event)->isAmbiguous())
         return false;
       button_->setFocus(Qt::ShortcutFocusReason);

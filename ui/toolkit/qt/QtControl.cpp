@@ -115,6 +115,7 @@ bool QtControl::sendKeyPress(QKeyEvent& event) {
   sendFor(event, WM_KEYDOWN, key);
   for (char32_t character : CharactersOf(event))
     sendFor(event, WM_CHAR, character);
+  event.accept(); // a widget may leave Ctrl+Enter over, which is no Enter for the dialog
   return true;
 }
 

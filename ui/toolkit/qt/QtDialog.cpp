@@ -7,6 +7,7 @@
 #include <QPainter>
 #include <QPushButton>
 #include <QScreen>
+#include <QWindow>
 
 #include <cstring>
 
@@ -232,6 +233,9 @@ intptr_t QtDialog::behave(uint32_t message, uintptr_t wParam, intptr_t lParam) {
 
 bool QtDialog::eventFilter(QObject* watched, QEvent* event) {
   const QEvent::Type type = event->type();
+  // On a busy machine more input may follow at once behind what ended the dialog: it is too late.
+  if (result_ && event->isInputEvent() && watched == widget_.windowHandle())
+    return true;
   if (isInput(type) && innermostDialog == this)
     dispatchPosted();
   if (watched != &widget_) {
@@ -239,7 +243,7 @@ bool QtDialog::eventFilter(QObject* watched, QEvent* event) {
       return false;
     if (type == QEvent::KeyPress || type == QEvent::KeyRelease)
       return filterApplicationKey(*static_cast<QKeyEvent*>(event));
-    if (type == QEvent::MouseButtonPress || type == QEvent::Wheel)
+    if (type == QEvent::MouseButtonPress || type == QEvent::MouseMove || type == QEvent::Wheel)
       endAltUnlessHeld(static_cast<QInputEvent*>(event)->modifiers());
     return false;
   }

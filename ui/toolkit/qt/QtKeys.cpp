@@ -61,9 +61,11 @@ std::vector<char32_t> CharactersOf(const QKeyEvent& event) {
   default:
     return {};
   }
-  const bool letter = event.key() >= Qt::Key_A && event.key() <= Qt::Key_Z;
-  if (letter && event.modifiers().testFlag(Qt::ControlModifier))
-    return {char32_t(event.key() - Qt::Key_A + 1)};
+  if (event.modifiers().testFlag(Qt::ControlModifier)) {
+    if (event.key() >= Qt::Key_A && event.key() <= Qt::Key_Z)
+      return {char32_t(event.key() - Qt::Key_A + 1)};
+    return {}; // X11 gives some of these the text that they have without Ctrl
+  }
   std::vector<char32_t> characters;
   for (uint unit : event.text().toUcs4())
     characters.push_back(unit);
