@@ -184,9 +184,9 @@ TEST_F(Filtering, KeepsTheRectanglesAndTellsItsSteps) {
   EXPECT_THROW(call(filterSelectorStart), std::bad_alloc);
   const std::string trace = in->stopTrace();
   for (const char* line :
-       {" sizeof(size_t) 8 - sizeof(Data) ", "PluginMain_core :: 1 threads, ",
-        "Rect 'DO FILTER filter rect': [0 7 0 5]\n", "main haze buffer (1048576 pixels)\n",
-        "DoFilter :: Error with advanceState (-77)\n", "0 KBytes (peak: 2 KBytes)\n"})
+       {"PluginMain_core :: 1 threads, ", "Rect 'DO FILTER filter rect': [0 7 0 5]\n",
+        "main haze buffer (1048576 pixels)\n", "DoFilter :: Error with advanceState (-77)\n",
+        "0 KBytes (peak: 2 KBytes)\n"})
     EXPECT_THAT(trace, HasSubstr(line));
   in->host.bigDocumentData.filterRect32 = {0, 0, 0, 0}; // one advance, after no band
   SetInRect(2, 3, 4, 5);
@@ -216,13 +216,11 @@ TEST(Contract, SlidersAndLimits) {
   EXPECT_NEAR(BalanceOfPower(PowerOfPosition(62.5)), 62.5, 1e-4);
   EXPECT_EQ(PositionOfValue(0.35f), 34); // a float a little below
   EXPECT_EQ(PositionOfValue(ValueOfPosition(-70)), -69);
-  EXPECT_EQ(std::tuple(leastPosition, greatestPosition, estimateSoftening),
-            std::tuple(0, 100, 0.7f));
   const std::array<int32_t, 4> sizes[] = {
       {3000, 2000, 387, 258}, {100, 100, 316, 316}, {1, 100000, 1, 100000}, {0, 9, 0, 0}};
   for (const auto& [width, height, lowWidth, lowHeight] : sizes) {
-    EXPECT_EQ(estimateSize(width, height).width, lowWidth);
-    EXPECT_EQ(estimateSize(width, height).height, lowHeight);
+    const EstimateSize size = estimateSize(width, height);
+    EXPECT_EQ(std::pair(size.width, size.height), std::pair(lowWidth, lowHeight));
   }
   EXPECT_TRUE(tooWideForEstimate(21475) && !tooWideForEstimate(21474));
   EXPECT_TRUE(tooHighForEstimate(3, 300001) && !tooHighForEstimate(3, 300000));

@@ -16,27 +16,24 @@ uint32_t slowSample(float f, double scale) {
   return std::min(fits ? uint32_t(int64_t(scaled)) : 0, uint32_t(scale));
 }
 
-// Bytes come back as they are; words in 256 levels of 128.5: 128 is still 0, 1000 comes back as
-// 900.
-template <class Sample> void everySample(double scale) {
+// Bytes have a level each, words one for 128.5 of them: 128 is still 0.
+template <class Sample> void everySample() {
   constexpr size_t values = size_t(1) << 8 * sizeof(Sample);
-  std::vector<Sample> in(values * 3), out(in.size());
+  std::vector<Sample> in(values * 3);
   for (size_t k = 0; k < in.size(); ++k)
     in[k] = Sample(k / 3 + k % 3 * 85);
   std::vector<float> image(values * 4);
   ReadBand(in.data(), 8 * sizeof(Sample), values, image.data());
-  WriteBand(image.data(), 8 * sizeof(Sample), values, out.data());
   for (size_t k = 0; k < in.size(); ++k) {
     const int level = sizeof(Sample) == 1 ? in[k] : in[k] * 10 / 1285;
     ASSERT_EQ(image[k / 3 * 4 + k % 3], float(level / 255.0));
-    ASSERT_EQ(out[k], std::min(std::floor(level / 255.0 * scale + 0.5), scale));
     ASSERT_EQ(image[k / 3 * 4 + 3], 1.0f);
   }
 }
 
-TEST(Transfer, EverySampleThereAndBack) {
-  everySample<uint8_t>(255);
-  everySample<uint16_t>(32768);
+TEST(Transfer, EverySample) {
+  everySample<uint8_t>();
+  everySample<uint16_t>();
   const float in[6] = {-5.0f, 7.5f, INFINITY, 1e-42f, -0.0f, 3e38f};
   float image[8], out[7] = {9, 9, 9, 9, 9, 9, 9};
   ReadBand(in, 32, 2, image); // floats pass unchanged
