@@ -38,13 +38,7 @@ protected:
   bool onEvent(QEvent* event) override {
     switch (event->type()) {
     case QEvent::KeyPress:
-      if (VirtualKeyOf(*static_cast<QKeyEvent*>(event)) != VK_RETURN)
-        return false;
-      if (qobject_cast<QPushButton*>(button_))
-        button_->click();
-      else
-        owner().pressKey(VK_RETURN); // Qt toggles a check box on some desktops
-      return true;
+      return onKey(*static_cast<QKeyEvent*>(event));
     case QEvent::Shortcut:
       // Clicks at once. Qt would wait a tenth of a second, in which Alt may be let go: the click
       // would then come after what the dialog does at the release.
@@ -59,6 +53,16 @@ protected:
   }
 
 private:
+  bool onKey(const QKeyEvent& key) {
+    if (VirtualKeyOf(key) != VK_RETURN)
+      return false;
+    if (!qobject_cast<QPushButton*>(button_))
+      owner().pressKey(VK_RETURN); // Qt toggles a check box on some desktops
+    else if (!key.isAutoRepeat())  // one click for one press
+      button_->click();
+    return true;
+  }
+
   QAbstractButton* button_;
 };
 
@@ -68,7 +72,7 @@ QtControl* MakeButton(ControlOwner& owner, const DialogControl& control) {
   if (control.kind == ControlKind::checkBox)
     return new QtButton(owner, control, new QCheckBox(owner.surface()));
   auto* button = new QPushButton(owner.surface());
-  button->setAutoDefault(false); // Enter is the dialog's to give, see QtDialog::pressKey
+  button->setAutoDefault(false); // QtDialog::pressKey decides which button Enter presses
   button->setDefault(control.kind == ControlKind::defaultPushButton);
   return new QtButton(owner, control, button);
 }

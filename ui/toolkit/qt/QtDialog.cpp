@@ -258,8 +258,8 @@ bool QtDialog::eventFilter(QObject* watched, QEvent* event) {
     return false;
   case QEvent::Close:
     if (result_)
-      return false;  // end() closes the window
-    event->ignore(); // end() hides the window; this would do it a second time
+      return false;  // it has ended already
+    event->ignore(); // end() hides the window; Qt would do it a second time
     guarded([&] { closeFromDesktop(); });
     return true;
   case QEvent::MouseButtonPress:

@@ -73,10 +73,13 @@ protected:
   std::string text() const override { return link_->text().toStdString(); }
   void setText(const std::string& text) override { link_->setText(QString::fromStdString(text)); }
   bool onEvent(QEvent* event) override {
-    if (event->type() != QEvent::KeyPress ||
-        VirtualKeyOf(*static_cast<QKeyEvent*>(event)) != VK_RETURN)
+    if (event->type() != QEvent::KeyPress)
       return false;
-    open(NM_RETURN);
+    const auto& key = *static_cast<QKeyEvent*>(event);
+    if (VirtualKeyOf(key) != VK_RETURN)
+      return false;
+    if (!key.isAutoRepeat()) // one page for one press
+      open(NM_RETURN);
     return true;
   }
 
