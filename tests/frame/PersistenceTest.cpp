@@ -21,15 +21,14 @@ protected:
       *suite = code ? nullptr : first ? static_cast<const void*>(&entries) : &actions;
       return code;
     };
-    // clang-format off
     entries = failing<&DescriptorRegistrySuite::Get, &DescriptorRegistrySuite::Register>(
         host::descriptorRegistrySuite);
     actions = failing<&ActionDescriptorSuite::Make, &ActionDescriptorSuite::GetBoolean,
                       &ActionDescriptorSuite::PutBoolean>(host::actionDescriptorSuite);
-    readProcs = failing<&ReadDescriptorProcs::getBooleanProc,
-                        &ReadDescriptorProcs::closeReadDescriptorProc>(*host::readDescriptorProcs());
+    readProcs =
+        failing<&ReadDescriptorProcs::getBooleanProc,
+                &ReadDescriptorProcs::closeReadDescriptorProc>(*host::readDescriptorProcs());
     writeProcs = *host::writeDescriptorProcs();
-    // clang-format on
     record().sSPBasic = &suites;
     record().descriptorParameters = &script;
     record().advanceState = [] { return HostResult(-77); }; // a run ends there
@@ -82,15 +81,13 @@ TEST_F(Persistence, EachRegistryCallFails) {
 }
 
 TEST_F(Persistence, ScriptReading) {
-  const FourCharCode flag = fourCharCode("oMap"), other = fourCharCode("Amnt");
-  // clang-format off
   // The script, the call that fails (getBoolean, close), the code, the setting. The fourth stops at
   // the other key, and the close gives the code.
-  const std::tuple<host::Script, int, int, int> cases[] = {
-      {flagged(true), 0, 0, 1},  {flagged(false), 0, 0, 0}, {{}, 0, 0, 5},
-      {{{other, true}, {flag, true}}, 0, 0, 5}, {flagged(false), 1, 0, 5},
-      {flagged(false), 2, struck, 0}};
-  // clang-format on
+  const host::Script on = flagged(true), off = flagged(false),
+                     two = {{fourCharCode("Amnt"), true}, {fourCharCode("oMap"), true}};
+  const std::tuple<host::Script, int, int, int> cases[] = {{on, 0, 0, 1},  {off, 0, 0, 0},
+                                                           {{}, 0, 0, 5},  {two, 0, 0, 5},
+                                                           {off, 1, 0, 5}, {off, 2, struck, 0}};
   for (const auto& [content, failing, code, outputMap] : cases) {
     reset();
     offer(content, plugInDialogSilent, plugInDialogOptional);

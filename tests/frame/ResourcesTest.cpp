@@ -3,9 +3,9 @@
 
 #include <QUrl>
 
-#include <array>
 #include <cstdlib>
 #include <fstream>
+#include <sstream>
 #include <string>
 
 #include "frame/contract/Version.h"
@@ -35,28 +35,28 @@ TEST(Resources, AreGolden) {
   EXPECT_STREQ(moduleVersion.comment, "Adobe Photoshop® plug-in cleaning haze from images.");
 }
 
-// Sets LC_ALL, LC_MESSAGES, LANG and LANGUAGE.
-void speak(const std::array<const char*, 4>& values) {
-  const char* const names[] = {"LC_ALL", "LC_MESSAGES", "LANG", "LANGUAGE"};
-  for (size_t i = 0; i < values.size(); ++i)
-    setenv(names[i], values[i], 1);
+// Leaves no other variables of the locale than the given ones.
+void speak(const std::string& assignments) {
+  for (const char* name : {"LC_ALL", "LC_MESSAGES", "LANG", "LANGUAGE"})
+    unsetenv(name);
+  std::istringstream rest(assignments);
+  for (std::string name, value; std::getline(rest >> std::ws, name, '=') && rest >> value;)
+    setenv(name.c_str(), value.c_str(), 1);
 }
 
-// clang-format off
 TEST(Strings, FollowTheLocaleAndThenTheList) {
-  using Locale = std::array<const char*, 4>;
-  for (const Locale& locale : {
-           Locale{"fr_CA.UTF-8", "en_US", "C", ""}, {"", "fr", "de_DE", ""}, {"", "", "fr@euro", ""},
-           {"", "", "fr.UTF-8", "de:fr"}, {"", "", "en_US.UTF-8", "fr"}, {"", "", "de_DE", ":fr"},
-           {"", "", "de_DE", "de_AT:fr_CA:en"}})
-    EXPECT_TRUE((speak(locale), systemLanguageIsFrench())) << locale[0] << locale[2] << locale[3];
-  for (const Locale& locale : {
-           Locale{"de_DE", "fr_FR", "fr_FR", ""}, {"C", "", "fr_FR", "fr"}, {"", "POSIX", "fr_FR", "fr"},
-           {"", "", "", "fr"}, {"", "", "frr_DE.UTF-8", ""}, {"", "", "fr_FR", "en:fr"},
-           {"", "", "fr_FR", "C:fr"}, {"", "", "fr_FR", "POSIX:fr"}, {"", "", "fr_FR", "de:frr"}})
-    EXPECT_FALSE((speak(locale), systemLanguageIsFrench())) << locale[0] << locale[2] << locale[3];
+  for (const char* locale :
+       {"LC_ALL=fr_CA.UTF-8 LC_MESSAGES=en_US LANG=C", "LC_MESSAGES=fr LANG=de_DE", "LANG=fr@euro",
+        "LANG=fr.UTF-8 LANGUAGE=de:fr", "LANG=en_US.UTF-8 LANGUAGE=fr", "LANG=de_DE LANGUAGE=:fr",
+        "LANG=de_DE LANGUAGE=de_AT:fr_CA:en"})
+    EXPECT_TRUE((speak(locale), systemLanguageIsFrench())) << locale;
+  for (const char* locale :
+       {"LC_ALL=de_DE LC_MESSAGES=fr_FR LANG=fr_FR", "LC_ALL=C LANG=fr_FR LANGUAGE=fr",
+        "LC_MESSAGES=POSIX LANG=fr_FR LANGUAGE=fr", "LANGUAGE=fr", "LANG=frr_DE.UTF-8",
+        "LANG=fr_FR LANGUAGE=en:fr", "LANG=fr_FR LANGUAGE=C:fr", "LANG=fr_FR LANGUAGE=POSIX:fr",
+        "LANG=fr_FR LANGUAGE=de:frr"})
+    EXPECT_FALSE((speak(locale), systemLanguageIsFrench())) << locale;
 }
-// clang-format on
 
 // A page is told by what only that page says. The build tree has them as an installation does.
 TEST(Strings, ReadInBothLanguages) {
@@ -75,13 +75,13 @@ TEST(Strings, ReadInBothLanguages) {
       {118, HasSubstr("<h2>Positioning"), HasSubstr("<h2>Positions des plans")}};
   for (const auto& [number, english, french] : rows)
     for (const bool inFrench : {false, true}) {
-      speak({"", "", inFrench ? "fr_FR" : "en_GB", ""});
+      speak(inFrench ? "LANG=fr_FR" : "LANG=en_GB");
       const std::string text = LoadStringResource(number);
       std::ifstream page(QUrl(QString::fromStdString(text)).toLocalFile().toStdString());
       const std::string content(std::istreambuf_iterator<char>(page), {});
       EXPECT_THAT(page ? content : text, inFrench ? french : english);
     }
-  speak({"C", "", "", ""});
+  speak("LC_ALL=C");
 }
 
 } // namespace
