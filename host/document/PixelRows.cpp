@@ -76,6 +76,9 @@ void fetchRun(const Sample* document, const PlaneRange& range, int64_t count, Sa
 
 // What a colour sample becomes. alpha: null if the filter saw the colour itself.
 template <class Sample> Sample stored(Sample old, Sample seen, const Sample* alpha, int64_t& lost) {
+  // `!(a > 0)` catches an alpha that is not a number, too.
+  if (alpha && !(*alpha > Sample(0)))
+    return old;
   if constexpr (std::is_floating_point_v<Sample>) {
     if (!isFinite(seen)) {
       lost++;
@@ -84,8 +87,7 @@ template <class Sample> Sample stored(Sample old, Sample seen, const Sample* alp
   }
   if (!alpha)
     return seen;
-  // `!(a > 0)` catches an alpha that is not a number, too.
-  if (!(*alpha > Sample(0)) || seen == matte(old, *alpha))
+  if (seen == matte(old, *alpha))
     return old;
   const Sample now = unmatte(seen, *alpha);
   if constexpr (std::is_floating_point_v<Sample>)

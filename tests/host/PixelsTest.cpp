@@ -25,6 +25,8 @@ struct Dice {
                                 grey ? ColourMode::grayscale : ColourMode::rgb, alpha, random());
     if (d.depth() == 32 && round % 5 == 0)
       fixture::setSample(d, 0, pick(0, d.height() - 1), pick(0, d.channels() - 1), INFINITY);
+    for (int y = 0; alpha && y < d.height(); y += 2) // nothing shows there
+      fixture::setSample(d, 0, y, d.colourChannels(), 0);
     return d;
   }
 };
