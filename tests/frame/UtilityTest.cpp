@@ -125,7 +125,6 @@ TEST(Identity, IsTheFirstRowThatFitsAndItsGroup) {
   EXPECT_EQ(HostSignature("photoshp"), 0u);
   EXPECT_TRUE(SameHostGroup(fourCharCode("ARTZ"), fourCharCode("ART5")));
   EXPECT_FALSE(SameHostGroup(fourCharCode("ART5"), fourCharCode("ALD5")));
-  EXPECT_FALSE(SameHostGroup(0, 0));
   EXPECT_EQ(PackVersion("7.18.10.400"), 0x072a0190u); // four bits each, and 16
 }
 
