@@ -14,8 +14,11 @@ namespace {
 bool isFinite(float v) { return std::abs(v) <= std::numeric_limits<float>::max(); }
 float finiteOrZero(float v) { return isFinite(v) ? v : 0.0f; }
 
-// Most pixels of most pictures with transparency: they pass as they are, both ways.
-template <class Sample> bool isOpaque(Sample alpha) { return alpha >= whiteOf<Sample>(); }
+// Most pixels of most pictures with transparency: they pass as they are, both ways. An infinite
+// alpha is none of them: like every one that is not finite, it counts as 0.
+template <class Sample> bool isOpaque(Sample alpha) {
+  return alpha >= whiteOf<Sample>() && alpha <= std::numeric_limits<Sample>::max();
+}
 
 // What the filter sees of a colour sample under an alpha.
 uint8_t matte(uint8_t c, uint8_t a) {

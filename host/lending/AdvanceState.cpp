@@ -130,12 +130,12 @@ void Transfer::drop() {
   lostSamples_ = 0;
 }
 
-// Whether the rectangle is whole rows of the document, neither matted nor masked, and all finite.
+// Whether the rectangle is whole rows of colours alone, neither matted nor masked, and all finite.
 bool Transfer::outInPlace(const Delivery& out) {
   const VRect& r = out.rect;
   if (r.left != 0 || r.right != document_.width() || r.top < 0 || r.bottom > document_.height() ||
-      out.low != 0 || out.high != document_.channels() - 1 || document_.hasTransparency() ||
-      !document_.selection().empty() ||
+      out.low != 0 || out.high != document_.channels() - 1 ||
+      document_.channels() != document_.colourChannels() || !document_.selection().empty() ||
       document_.rowBytes() > size_t(std::numeric_limits<int32_t>::max()))
     return false;
   if (!finite_)

@@ -12,12 +12,11 @@ struct FakeModuleTest : testing::Test {
     *static_cast<void**>(const_cast<void*>(module.symbol("fakeContext"))) = this;
   }
 
-  static bool call(void* context, int16_t selector, FilterRecord* record, intptr_t* data,
-                   int16_t* result) {
+  static bool call(void* context, int16_t selector, FilterRecord* record, int16_t* result) {
     auto& test = *static_cast<FakeModuleTest*>(context);
     test.selectors.push_back(selector);
     if (test.serve)
-      test.serve(selector, *record, *data, *result);
+      test.serve(selector, *record, *result);
     for (int done = 0; selector == filterSelectorStart && done < test.steps; done++)
       record->progressProc(done, 3);
     return test.throwOwnType;
@@ -25,7 +24,7 @@ struct FakeModuleTest : testing::Test {
 
   // Runs the lambda in the start selector of a run from the menu.
   host::RunOutcome inside(const std::function<void(FilterRecord&)>& work) {
-    serve = [&](int16_t selector, FilterRecord& r, intptr_t&, int16_t&) {
+    serve = [&](int16_t selector, FilterRecord& r, int16_t&) {
       if (selector == filterSelectorStart)
         work(r);
     };
@@ -34,7 +33,7 @@ struct FakeModuleTest : testing::Test {
 
   host::Module module = host::Module::open(FAKE_FOLDER "/fake-plugin.so");
   std::vector<int> selectors; // in the order of the calls
-  std::function<void(int16_t selector, FilterRecord&, intptr_t& data, int16_t& result)> serve;
+  std::function<void(int16_t selector, FilterRecord&, int16_t& result)> serve;
   int steps = 3; // of three announced ones, reported at the end of the start selector
   bool throwOwnType = false;
   host::Document document = fixture::noise(20, 13, 8);

@@ -14,10 +14,10 @@ void* fakeContext = nullptr;
 unsigned char PIPL_16000[12] = {2};
 #endif
 
-void PluginMain_core(int16_t selector, FilterRecord* record, intptr_t* data, int16_t* result,
+void PluginMain_core(int16_t selector, FilterRecord* record, intptr_t*, int16_t* result,
                      uint8_t* runEnded) {
   *runEnded = selector == filterSelectorFinish;
-  if (fakeHandler(fakeContext, selector, record, data, result))
+  if (fakeHandler(fakeContext, selector, record, result))
     throw OwnError();
 }
 }

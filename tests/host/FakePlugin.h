@@ -4,5 +4,5 @@
 #include "hostapi/FilterRecord.h"
 
 // Serves a selector. True: the entry throws a type that only the module knows.
-using FakeHandler = bool (*)(void* context, int16_t selector, FilterRecord* record, intptr_t* data,
+using FakeHandler = bool (*)(void* context, int16_t selector, FilterRecord* record,
                              int16_t* result);

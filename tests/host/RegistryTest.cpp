@@ -13,7 +13,7 @@ using host::Registry;
 using host::Script;
 using testing::Optional;
 
-constexpr FourCharCode oMap = fourCharCode("oMap"), blanks = fourCharCode("a  b");
+constexpr FourCharCode oMap = fourCharCode("oMap");
 
 TEST(Registry, KeepsPersistentEntriesAcrossProcesses) {
   setenv("XDG_CONFIG_HOME", testing::TempDir().c_str(), 1);
@@ -21,17 +21,16 @@ TEST(Registry, KeepsPersistentEntriesAcrossProcesses) {
   EXPECT_EQ(folder.filename() / file.filename(), "fogdissolver/registry.ini");
   std::filesystem::remove_all(folder);
   const std::string key = "3f1c/8a 52\\=ä";
-  const Script script{{oMap, true}, {blanks, false}, {0x1ff5b3d, true}};
-  Registry mine(file);
+  const Script script{{oMap, true}, {fourCharCode("a  b"), false}, {0x1ff5b3d, true}};
+  Registry mine(file), other(file);
   EXPECT_EQ(mine.get(key), std::nullopt);
-  EXPECT_TRUE(Registry(file).put(key, script, true));
+  EXPECT_TRUE(other.put(key, script, true));
   EXPECT_THAT(mine.get(key), Optional(script));
   EXPECT_EQ(mine.get("another"), std::nullopt);
-  const pid_t child = fork();
-  if (child == 0)
-    _exit(Registry(file).get(key) == script && Registry(file).put(key, {}, true) ? 0 : 1);
-  int status = 0;
-  waitpid(child, &status, 0);
+  if (fork() == 0)
+    _exit(other.get(key) == script && other.put(key, {}, true) ? 0 : 1);
+  int status = -1;
+  wait(&status);
   EXPECT_EQ(status, 0);
   EXPECT_THAT(mine.get(key), Optional(Script{})); // what the other process wrote last
 
@@ -41,7 +40,7 @@ TEST(Registry, KeepsPersistentEntriesAcrossProcesses) {
   EXPECT_EQ(std::filesystem::last_write_time(file), before);
   EXPECT_TRUE(mine.put(key, script, false)); // lives as long as the object, hides the other one
   EXPECT_THAT(mine.get(key), Optional(script));
-  EXPECT_THAT(Registry(file).get(key), Optional(Script{}));
+  EXPECT_THAT(other.get(key), Optional(Script{}));
   EXPECT_TRUE(mine.put(key, {}, true));
   EXPECT_THAT(mine.get(key), Optional(Script{}));
 

