@@ -36,7 +36,7 @@ using testing::EndsWith;
 struct Seen {
   int refreshed = 0, painted = 0; // the preview was invalidated; the procedure was asked to draw
   int notified = 0;               // an edit box told a new value
-  WindowRect refreshedRect;       // the newest
+  QRect refreshedRect;            // the newest
 };
 Seen seen;
 std::vector<std::string> opened; // addresses
@@ -44,8 +44,10 @@ int beeps;
 
 intptr_t spy(Window window, uint32_t message, uintptr_t word, intptr_t value, uintptr_t,
              uintptr_t) {
-  if (message == TKM_INVALIDATE)
-    seen.refreshedRect = *reinterpret_cast<const WindowRect*>(value);
+  if (message == TKM_INVALIDATE) {
+    const auto& r = *reinterpret_cast<const WindowRect*>(value);
+    seen.refreshedRect.setCoords(r.left, r.top, r.right - 1, r.bottom - 1);
+  }
   seen.refreshed += message == TKM_INVALIDATE;
   seen.notified += message == WM_COMMAND && HighWord(word) == EDIT_VALUE_CHANGED;
   seen.painted += message == WM_PAINT;
@@ -224,7 +226,7 @@ TEST_F(Dialog, ANumberTypedJustBeforeOkCounts) {
   }
 }
 
-TEST_F(Dialog, TypedTextIsFilteredAndParsed) {
+TEST_F(Dialog, TypedAndPastedTextIsFilteredAndParsed) {
   struct Case {
     const char *keys, *shown;
     int value, beeps = 0;
@@ -253,41 +255,35 @@ TEST_F(Dialog, TypedTextIsFilteredAndParsed) {
       EXPECT_THAT(d.state(), testing::HasSubstr(" " + std::to_string(std::clamp(c.value, 0, 100)) +
                                                 " 100 62"));
     }
-  });
-}
 
-TEST_F(Dialog, PastedNumbersShowButAreNotTakenOver) {
-  look([](const Open& d) {
+    // Pasted numbers show, but are not taken over.
     const auto shown = [&](const char* keys) {
       d.keys(keys);
       return d.text(idForegroundIntensityEdit);
     };
-    const auto copied = [](const char* text) { QApplication::clipboard()->setText(text); };
+    const auto pasted = [&](const char* text, const char* keys = "<Ctrl+A><Ctrl+V>") {
+      QApplication::clipboard()->setText(text);
+      return shown(keys);
+    };
     d.focus(idForegroundIntensityEdit);
-    std::string before = "34";
-    for (const char* clipboard : {"80", "7abc", "-0.5", "100.9", "word", "100"}) {
-      copied(clipboard);
-      EXPECT_EQ(before = shown("<Ctrl+A><Ctrl+V>"), clipboard);
-    }
-    for (const char* clipboard : {"150", "-1", "101", "nan", "1e9999"}) {
-      copied(clipboard);
-      EXPECT_EQ(shown("<Ctrl+A><Ctrl+V>"), before);
-    }
-    copied("0");
-    EXPECT_EQ(shown("<Left><Right><Ctrl+V>"), "100"); // 1000 is out of range
+    for (const char* text : {"80", "7abc", "-0.5", "100.9", "word", "100"})
+      EXPECT_EQ(pasted(text), text);
+    for (const char* text : {"150", "-1", "101", "nan", "1e9999"})
+      EXPECT_EQ(pasted(text), "100");
+    EXPECT_EQ(pasted("0", "<Left><Right><Ctrl+V>"), "100"); // 1000 is out of range
     EXPECT_EQ(shown("<Ctrl+A><Ctrl+X>"), "");
     EXPECT_EQ(QApplication::clipboard()->text(), "100");
-    copied("61");
-    EXPECT_EQ(shown("<Shift+Ins><Shift+Home><Ctrl+C>"), "61");
+    EXPECT_EQ(pasted("61", "<Shift+Ins><Shift+Home><Ctrl+C>"), "61");
     EXPECT_EQ(QApplication::clipboard()->text(), "61");
-    play(d, {{0, "<Tab>", "0 34 100 62/62/63 50", {1, 1}}});
+    play(d, {{0, "<Tab>", "0 0 100 62 50", {1, 1}}});
     EXPECT_EQ(beeps, 0);
   });
 }
 
-TEST_F(Dialog, ArrowsAndWheelStepTheBoxes) {
+// Of the sliders, up is more; a press counts, and its release, as every second message, does not.
+TEST_F(Dialog, KeysWheelAndMouseStepBoxesAndSliders) {
   look([](const Open& d) {
-    constexpr int box = idBackgroundIntensityEdit;
+    constexpr int box = idBackgroundIntensityEdit, id = idBackgroundIntensity;
     play(d, {{box, "99<Return>", "0 34/34/35 100 99 50", {1, 1}},
              {0, "<Up>", "0 34/34/35 100 100 50", {2, 2}}, // at the step and at the release
              {0, "<Up>", "0 34/34/35 100 100 50", {2, 2}},
@@ -298,13 +294,7 @@ TEST_F(Dialog, ArrowsAndWheelStepTheBoxes) {
       d.wheel(box, turn);
     EXPECT_EQ(Open::changes(), std::pair(6, 6));
     EXPECT_EQ(d.state(), "0 34/34/35 100 2 50");
-  });
-}
 
-// Up is more. A press counts, and its release, as every second message, does not.
-TEST_F(Dialog, KeysAndWheelOfTheSliders) {
-  look([](const Open& d) {
-    constexpr int id = idBackgroundIntensity;
     play(d, {{id, "<End>", "0 34/34/35 100 100 50", {1, 0}},
              {0, "<Down><PgUp>", "0 34/34/35 100 79 50", {2, 0}},
              {0, "<Up><Right><Right><Left>", "0 34/34/35 100 81 50", {4, 0}},
@@ -320,47 +310,25 @@ TEST_F(Dialog, KeysAndWheelOfTheSliders) {
     d.press(Qt::Key_Home); // the toggle is shared
     EXPECT_EQ(d.state(), "0 0 100 19/20/20 0");
     d.release(Qt::Key_Home);
-  });
-}
 
-TEST_F(Dialog, TheMouseOnTheSliders) {
-  look([](const Open& d) {
-    constexpr int id = idForegroundIntensity;
-    play(d, {{id, "<Home>", "0 0 100 62/62/63 50"}});
-    const QRect bar = d.at(id)->rect();
-    for (const char* state : {"0 20 100 62/62/63 50", "0 40 100 62/62/63 50"}) { // each counts
-      d.click(id, {}, {bar.right() - 2, bar.center().y()});
+    const QWidget* const slider = d.at(idForegroundIntensity);
+    const QRect bar = slider->rect();
+    for (const char* state : {"0 20 100 19/20/20 0", "0 40 100 19/20/20 0"}) { // each click counts
+      d.click(idForegroundIntensity, {}, {bar.right() - 2, bar.center().y()});
       EXPECT_EQ(d.state(), state);
     }
     const QPoint thumb(8 + 40 * (bar.width() - 16) / 100, bar.center().y());
-    QPoint from = d.at(id)->mapTo(d.dialog, thumb);
+    QPoint from = slider->mapTo(d.dialog, thumb);
     for (const int steps : {1, 2, 3, 6}) { // so does the end of a drag, whatever came before
       d.mouse(QEvent::MouseButtonPress, from);
       for (int i = 1; i <= steps; ++i)
         d.mouse(QEvent::MouseMove, from - QPoint(12 * i / steps, 0));
       d.mouse(QEvent::MouseButtonRelease, from -= QPoint(12, 0));
-      EXPECT_THAT(d.state(), testing::ContainsRegex("^0 [123]?[0-9] 100 62/62/63 50$"));
+      EXPECT_THAT(d.state(), testing::ContainsRegex("^0 [123]?[0-9] 100 19/20/20 0$"));
     }
-    const QRect frame = d.at(idFrame)->geometry();
-    EXPECT_THAT((std::array{seen.refreshedRect.left, seen.refreshedRect.top,
-                            seen.refreshedRect.right, seen.refreshedRect.bottom}),
-                ElementsAre(frame.x(), frame.y(), frame.right() + 1, frame.bottom() + 1));
+    EXPECT_EQ(seen.refreshedRect, d.at(idFrame)->geometry());
     settle();
     EXPECT_GT(seen.painted, 0);
-  });
-}
-
-// The one that is pushed along writes neither its setting nor the preview until it is touched.
-TEST_F(Dialog, PositionsPushEachOther) {
-  look([](const Open& d) {
-    constexpr int fore = idForegroundPositionEdit, back = idBackgroundPositionEdit;
-    play(d, {{back, "40<Return>", "0 34/34/35 40 62/62/63 50", {1, 1}},
-             {fore, "40<Return>", "40 34/34/35 40 62/62/63 50", {1, 1}}, // as far as it goes
-             {fore, "<Ctrl+A>60<Return>", "60 34/34/35 60/60/40 62/62/63 50", {0, 1}},
-             {back, "25<Return>", "25/25/60 34/34/35 25 62/62/63 50", {0, 1}},
-             {fore, "<Return>", "25 34/34/35 25 62/62/63 50", {1, 1}},
-             {idForegroundPosition, "<End>", "100 34/34/35 100/100/25 62/62/63 50", {0, 0}},
-             {idBackgroundPosition, "<Home>", "0/0/100 34/34/35 0 62/62/63 50", {0, 0}}});
   });
 }
 
@@ -459,10 +427,19 @@ TEST_F(Dialog, AltIsSeenWhateverItsReleaseLooksLike) {
   });
 }
 
-TEST_F(Dialog, ResetGoesBackToTheOpening) {
+// The one that is pushed along writes neither its setting nor the preview until it is touched.
+TEST_F(Dialog, PositionsPushEachOtherAndResetGoesBackToTheOpening) {
   look([](const Open& d) {
-    for (int id : {idForegroundPositionEdit, idForegroundIntensityEdit, idBackgroundPositionEdit,
-                   idBackgroundIntensityEdit, idBalance}) {
+    constexpr int fore = idForegroundPositionEdit, back = idBackgroundPositionEdit;
+    play(d, {{back, "40<Return>", "0 34/34/35 40 62/62/63 50", {1, 1}},
+             {fore, "40<Return>", "40 34/34/35 40 62/62/63 50", {1, 1}}, // as far as it goes
+             {fore, "<Ctrl+A>60<Return>", "60 34/34/35 60/60/40 62/62/63 50", {0, 1}},
+             {back, "25<Return>", "25/25/60 34/34/35 25 62/62/63 50", {0, 1}},
+             {fore, "<Return>", "25 34/34/35 25 62/62/63 50", {1, 1}},
+             {idForegroundPosition, "<End>", "100 34/34/35 100/100/25 62/62/63 50", {0, 0}},
+             {idBackgroundPosition, "<Home>", "0/0/100 34/34/35 0 62/62/63 50", {0, 0}}});
+
+    for (int id : {idForegroundIntensityEdit, idBackgroundIntensityEdit, idBalance}) {
       d.focus(id);
       d.keys(id == idBalance ? "<End>" : "50<Return>");
     }
@@ -481,55 +458,15 @@ TEST_F(Dialog, ResetGoesBackToTheOpening) {
   });
 }
 
-TEST_F(Dialog, HelpAndLinkOpenTheirPages) {
-  for (const bool french : {false, true}) {
-    setenv("LC_ALL", french ? "fr_CA.UTF-8" : "C.UTF-8", 1);
-    opened.clear();
-    look([](const Open& d) {
-      d.click(idHelp);
-      d.click(idHomePage);
-      d.focus(idBalance);
-      d.keys("<Tab>"); // the link's one stop
-      EXPECT_EQ(d.dialog->focusWidget(), d.at(idHomePage));
-      const QImage focused = d.look(idHomePage);
-      const NativeKey repeated = {QEvent::KeyPress, Qt::Key_Return, 0, 0, {}, true};
-      d.keys("<Return>");
-      repeated.send(d); // one page for one press
-      d.keys("<Tab>");
-      EXPECT_EQ(d.dialog->focusWidget(), d.at(idExport));
-      EXPECT_NE(d.look(idHomePage), focused);
-      d.focus(idHelp);
-      d.keys("<Return>");
-      repeated.send(d);
-      SendMessage(d.record, WM_COMMAND, MakeWords(idHelp, 77), 0); // at any code
-    });
-    about([](const Open& d) {
-      EXPECT_EQ(d.dialog->focusWidget(), d.at(idAboutOk));
-      d.keys("<Tab><Return>");
-      d.click(idAboutHomePage);
-      EXPECT_EQ(d.dialog->windowTitle().section(' ', 2), d.text(-1).substr(8).c_str());
-      d.click(idAboutOk);
-    });
-    const auto help = EndsWith(french ? "/fr/help.html" : "fogdissolver/help.html");
-    const auto home = EndsWith(french ? "/fr/index.html" : "fogdissolver/index.html");
-    EXPECT_THAT(opened, ElementsAre(help, home, home, help, help, home, home));
-  }
-}
-
-TEST_F(Dialog, AnErrorFreezesThePreviewAndLeavesTheControls) {
-  EXPECT_TRUE(run([&](const Open& d) {
-    const QImage before = d.look(idFrame);
-    plugIn.result = memFullErr;
-    play(d, {{idForegroundIntensityEdit, "90<Return>", "0 90 100 62/62/63 50", {0, 1}}});
-    EXPECT_EQ(d.look(idFrame), before); // the last picture stays
-    d.click(idOk);
-  }));
-  EXPECT_EQ(plugIn.result, 0);
-}
-
 TEST_F(Dialog, EveryWayOutButOkIsACancel) {
   const std::function<void(const Open&)> ways[] = {
-      [](const Open& d) { d.click(idOk); },
+      [&](const Open& d) { // after an error, which freezes the preview and leaves the controls
+        const QImage before = d.look(idFrame);
+        plugIn.result = memFullErr;
+        play(d, {{idForegroundIntensityEdit, "90<Return>", "0 90 100 62/62/63 50", {0, 1}}});
+        EXPECT_EQ(d.look(idFrame), before); // the last picture stays
+        d.click(idOk);
+      },
       [](const Open& d) { d.click(idCancel); },
       [](const Open& d) { d.keys("<Esc>"); },
       [](const Open& d) { // closed while Cancel reads Reset
@@ -541,6 +478,7 @@ TEST_F(Dialog, EveryWayOutButOkIsACancel) {
   for (const auto& way : ways) {
     const bool ok = &way == ways;
     EXPECT_EQ(run(way), ok);
+    EXPECT_EQ(plugIn.result, 0);
     EXPECT_EQ(gData->proxyBuffer != nullptr, ok); // the filter takes its size from it
     EXPECT_EQ(plugIn.host.buffers.counts().live, ok ? 2 : 0);
     EXPECT_EQ(offscreenContext, nullptr);
@@ -566,9 +504,10 @@ TEST_F(Dialog, ADialogThatCannotBeShownIsNotOk) {
 }
 
 // What a screen reader says of each control in turn; of labels and frames that is what they show.
+// Then the pages that are opened.
 TEST_F(Dialog, SpeaksEnglishAndFrench) {
   struct Case {
-    const char *language, *names, *reset;
+    const char *language, *names, *reset, *help, *home;
   };
   for (const Case& c :
        {Case{"C.UTF-8",
@@ -578,8 +517,8 @@ TEST_F(Dialog, SpeaksEnglishAndFrench) {
              "Correction intensity, Background|Correction intensity, Background|Balance|"
              "Foreground|Correction intensity, Balance|Background|Velso home|Haze mask|"
              "Haze mask, Export|Haze mask, Display|Preview|Help|Cancel|",
-             "Reset"},
-        Case{"fr_FR.UTF-8",
+             "Reset", "fogdissolver/help.html", "fogdissolver/index.html"},
+        Case{"fr_CA.UTF-8",
              "OK|Positions des plans|Premier plan|Positions des plans, Premier plan|"
              "Positions des plans, Premier plan|Arrière plan|Positions des plans, Arrière plan|"
              "Positions des plans, Arrière plan|Intensité de correction|Premier plan|"
@@ -588,8 +527,9 @@ TEST_F(Dialog, SpeaksEnglishAndFrench) {
              "Intensité de correction, Arrière plan|Balance|Premier plan|"
              "Intensité de correction, Balance|Arrière plan|Velso home|Masque de voile blanc|"
              "Masque de voile blanc, Exporter|Masque de voile blanc, Afficher|Aperçu|Aide|Annuler|",
-             "Réinitialiser"}}) {
+             "Réinitialiser", "/fr/help.html", "/fr/index.html"}}) {
     setenv("LC_ALL", c.language, 1);
+    opened.clear();
     look([&](const Open& d) {
       QString names;
       for (QWidget* widget : d.dialog->findChildren<QWidget*>(Qt::FindDirectChildrenOnly)) {
@@ -601,7 +541,33 @@ TEST_F(Dialog, SpeaksEnglishAndFrench) {
       d.press(Qt::Key_Alt);
       EXPECT_EQ(d.text(idCancel), c.reset);
       d.release(Qt::Key_Alt);
+
+      d.click(idHelp);
+      d.click(idHomePage);
+      d.focus(idBalance);
+      d.keys("<Tab>"); // the link's one stop
+      EXPECT_EQ(d.dialog->focusWidget(), d.at(idHomePage));
+      const QImage focused = d.look(idHomePage);
+      const NativeKey repeated = {QEvent::KeyPress, Qt::Key_Return, 0, 0, {}, true};
+      d.keys("<Return>");
+      repeated.send(d); // one page for one press
+      d.keys("<Tab>");
+      EXPECT_EQ(d.dialog->focusWidget(), d.at(idExport));
+      EXPECT_NE(d.look(idHomePage), focused);
+      d.focus(idHelp);
+      d.keys("<Return>");
+      repeated.send(d);
+      SendMessage(d.record, WM_COMMAND, MakeWords(idHelp, 77), 0); // at any code
     });
+    about([](const Open& d) {
+      EXPECT_EQ(d.dialog->focusWidget(), d.at(idAboutOk));
+      d.keys("<Tab><Return>");
+      d.click(idAboutHomePage);
+      EXPECT_EQ(d.dialog->windowTitle().section(' ', 2), d.text(-1).substr(8).c_str());
+      d.click(idAboutOk);
+    });
+    const auto help = EndsWith(c.help), home = EndsWith(c.home);
+    EXPECT_THAT(opened, ElementsAre(help, home, home, help, help, home, home));
   }
 }
 
