@@ -380,23 +380,18 @@ TEST_F(Dialog, AltIsSeenWhateverItsReleaseLooksLike) {
     std::vector<NativeKey> begin, end;
     std::function<void(const Open&)> between = [](const Open&) {};
   };
+  const auto move = [](const Open& d) { d.mouse(QEvent::MouseMove, {9, 9}); };
+  const auto leave = [](const Open& d) {
+    QEvent away(QEvent::WindowDeactivate);
+    QCoreApplication::sendEvent(d.dialog, &away);
+  };
   look([&](const Open& d) {
     for (const Case& c :
          {Case{{alt}, {altUp}}, Case{{alt}, {shift, metaUp}}, // under Shift the key is called Meta
           Case{{shift, meta}, {altUp}}, Case{{alt}, {unknownUp}}, // in another layout
           Case{{alt}, {left}},                                    // which says that Alt is up
           Case{{alt}, {}, [](const Open& d) { d.click(idForegroundPosition); }}, // and so this
-          Case{{alt},
-               {},
-               [](const Open& d) {
-                 d.mouse(QEvent::MouseMove, {9, 9});
-               }},
-          Case{{alt},
-               {},
-               [](const Open& d) { // the release goes to another window
-                 QEvent away(QEvent::WindowDeactivate);
-                 QCoreApplication::sendEvent(d.dialog, &away);
-               }},
+          Case{{alt}, {}, move}, Case{{alt}, {}, leave}, // the release goes to another window
           Case{{alt}, {altUp}, [](const Open& d) {
                  d.keys("<Alt+D>");
                  EXPECT_FALSE(d.ticked(idDisplay)); // at once, no click may follow later
@@ -489,9 +484,8 @@ TEST_F(Dialog, EveryWayOutButOkIsACancel) {
   }
   for (const char* key : {"<Return>", "<Esc>"})
     about([&](const Open& d) { d.keys(key); });
-}
 
-TEST_F(Dialog, ADialogThatCannotBeShownIsNotOk) {
+  // Nor is a dialog that cannot be shown.
   gServices = &noServices;
   plugIn.result = memFullErr;
   EXPECT_FALSE(DoUI());
