@@ -80,7 +80,7 @@ void fetchRun(const Sample* document, const PlaneRange& range, int64_t count, Sa
 // What a colour sample becomes. alpha: null if the filter saw the colour itself.
 template <class Sample> Sample stored(Sample old, Sample seen, const Sample* alpha, int64_t& lost) {
   // `!(a > 0)` catches an alpha that is not a number, too.
-  if (alpha && !(*alpha > Sample(0)))
+  if (alpha && (!(*alpha > Sample(0)) || *alpha > std::numeric_limits<Sample>::max()))
     return old;
   if constexpr (std::is_floating_point_v<Sample>) {
     if (!isFinite(seen)) {
@@ -94,7 +94,7 @@ template <class Sample> Sample stored(Sample old, Sample seen, const Sample* alp
     return old;
   const Sample now = unmatte(seen, *alpha);
   if constexpr (std::is_floating_point_v<Sample>)
-    if (!isFinite(*alpha) || !isFinite(now))
+    if (!isFinite(now))
       return old;
   return now;
 }
