@@ -33,83 +33,93 @@ struct Image {
     for (int64_t k = 0; seed && k < int64_t(w) * h * 4; ++k)
       at(k / 4 % w, k / 4 / w, k % 4) = std::uniform_real_distribution<float>(-0.5f, 2.5f)(random);
   }
-  PrimitiveSize size() const { return {width, height}; }
   PrimitiveRect all() const { return {0, 0, width, height}; }
   float& at(int64_t x, int64_t y, int64_t c) { return samples[y * (step / 4) + x * 4 + c]; }
   float at(int64_t x, int64_t y, int64_t c) const { return samples[y * (step / 4) + x * 4 + c]; }
 };
 
-// A work buffer of the size that was told, at an odd address, with a fence on both sides.
-struct Work {
-  std::vector<uint8_t> bytes;
-  explicit Work(int32_t size) : bytes(size_t(size) + 9, 0xA5) {}
-  uint8_t* data() { return bytes.data() + 1; }
-  ~Work() {
-    EXPECT_EQ(bytes.front(), 0xA5);
-    EXPECT_EQ(std::count(bytes.end() - 8, bytes.end(), 0xA5), 8);
-  }
-};
+constexpr int32_t minimum = 0; // beside the modes of a resampling
 
-// All arguments of a resampling, by default of the whole of one image to the whole of another.
-struct Resize {
-  PrimitiveSize size;
+// The arguments of a resampling, by default of the whole of one image to the whole of another, or
+// of a minimum filter.
+struct Operation {
+  PrimitiveSize size, mask;
+  PrimitivePoint anchor;
   PrimitiveRect from, to;
   int32_t mode, step, toStep;
   double xFactor, yFactor, xShift = 0, yShift = 0;
   const float* source;
   float* destination;
-  uint8_t* work = nullptr;
+  uint8_t spare[1000], *work = spare;
 
-  Resize(const Image& a, Image& b, int32_t m)
-      : size(a.size()), from(a.all()), to(b.all()), mode(m), step(a.step), toStep(b.step),
-        xFactor(double(b.width) / a.width), yFactor(double(b.height) / a.height),
-        source(a.samples.data()), destination(b.samples.data()) {}
+  Operation(const Image& a, Image& b, int32_t mode, PrimitiveSize mask = {}, PrimitivePoint p = {})
+      : size{a.width, a.height}, mask(mask), anchor(p), from(a.all()), to(b.all()), mode(mode),
+        step(a.step), toStep(b.step), xFactor(double(b.width) / a.width),
+        yFactor(double(b.height) / a.height), source(a.samples.data()),
+        destination(b.samples.data()) {}
   int32_t call() const {
+    if (mode == minimum)
+      return MinFilterBorderReplicate_32f_C4R(source, step, destination, toStep, size, mask, anchor,
+                                              work);
     return ippiResizeSqrPixel_32f_C4R(source, size, step, from, destination, toStep, to, xFactor,
                                       yFactor, xShift, yShift, mode, work);
   }
-  int32_t bufferSize(int32_t* bytes) const { return ResizeGetBufSize(from, to, 4, mode, bytes); }
-};
-
-// The same of a minimum filter.
-struct Filter {
-  PrimitiveSize size, mask;
-  PrimitivePoint anchor;
-  int32_t step, toStep;
-  const float* source;
-  float* destination;
-  uint8_t* work = nullptr;
-
-  Filter(const Image& a, Image& b, PrimitiveSize m, PrimitivePoint p)
-      : size(a.size()), mask(m), anchor(p), step(a.step), toStep(b.step), source(a.samples.data()),
-        destination(b.samples.data()) {}
-  int32_t call() const {
-    return MinFilterBorderReplicate_32f_C4R(source, step, destination, toStep, size, mask, anchor,
-                                            work);
-  }
   int32_t bufferSize(int32_t* bytes) const {
-    return MinFilterGetBufferSize(size.width, mask, bytes);
+    return mode == minimum ? MinFilterGetBufferSize(size.width, mask, bytes)
+                           : ResizeGetBufSize(from, to, 4, mode, bytes);
+  }
+
+  // With a work buffer of the size that is told, at an odd address, with a fence on both sides.
+  void run() {
+    int32_t bytes = -1;
+    ASSERT_EQ(bufferSize(&bytes), primitiveOk);
+    std::vector<uint8_t> buffer(size_t(bytes) + 9, 0xA5);
+    work = buffer.data() + 1;
+    ASSERT_EQ(call(), primitiveOk);
+    EXPECT_EQ(buffer.front(), 0xA5);
+    EXPECT_EQ(std::count(buffer.end() - 8, buffer.end(), 0xA5), 8);
+  }
+
+  // Calls with one faulty argument after the other.
+  template <class T = int32_t>
+  void expectRefused(int32_t status, std::initializer_list<std::pair<T*, T>> faults) {
+    for (const auto& [argument, fault] : faults) {
+      const T before = std::exchange(*argument, fault);
+      EXPECT_EQ(call(), status) << fault;
+      *argument = before;
+    }
+  }
+  void expectSharedFaultsRefused() {
+    expectRefused<const float*>(primitiveNullPointer, {{&source, nullptr}});
+    expectRefused<float*>(primitiveNullPointer, {{&destination, nullptr}});
+    expectRefused<uint8_t*>(primitiveNullPointer, {{&work, nullptr}});
+    expectRefused(primitiveBadSize, {{&size.width, 0}, {&size.height, 0}});
+    expectRefused(primitiveBadStep, {{&step, from.width * 16 - 4}, {&step, step + 2}});
+    expectRefused(primitiveBadStep, {{&toStep, to.width * 16 - 4}, {&toStep, toStep + 2}});
+    EXPECT_EQ(bufferSize(nullptr), primitiveNullPointer);
   }
 };
 
-template <class Operation> void run(Operation operation) {
-  int32_t bytes = -1;
-  ASSERT_EQ(operation.bufferSize(&bytes), primitiveOk);
-  Work work(bytes);
-  operation.work = work.data();
-  ASSERT_EQ(operation.call(), primitiveOk);
-}
-
-// Calls with one faulty argument after the other.
-template <class Operation, class Argument, class Fault>
-void expectRefused(Operation& operation, int32_t status, Argument& argument, Fault fault) {
-  const Argument before = std::exchange(argument, fault);
-  EXPECT_EQ(operation.call(), status) << fault;
-  argument = before;
+// Joins, for each destination sample, the source samples that have a share of it. `share` has the
+// axis (0 is x), the source's place on it and the destination's.
+template <class Share, class Join>
+Image plainly(const Image& source, PrimitiveRect from, Image result, PrimitiveRect to, double start,
+              Share share, Join join) {
+  for (int64_t n = 0; n < int64_t(to.width) * to.height * 4; ++n) {
+    const int64_t i = n / 4 % to.width, j = n / 4 / to.width;
+    double value = start;
+    for (int32_t l = 0; l < from.height; ++l)
+      if (const double row = share(1, l, j); row > 0)
+        for (int32_t k = 0; k < from.width; ++k)
+          if (const double both = row * share(0, k, i); both > 0)
+            value = join(value, both, source.at(from.x + k, from.y + l, n % 4));
+    result.at(to.x + i, to.y + j, n % 4) = float(value);
+  }
+  return result;
 }
 
 // Share of a destination pixel that source pixel k of an axis has.
-double weightOf(int32_t k, int32_t i, double factor, double shift, int32_t length, int32_t mode) {
+double weightOf(int64_t k, int64_t i, double factor, double shift, int32_t length, int32_t mode) {
   double begin = std::clamp(i / factor + shift, 0.0, length - 1.0);
   double end = std::clamp((i + 1) / factor + shift, begin, double(length));
   if (mode == resizeSuperSampling && end > begin)
@@ -117,22 +127,6 @@ double weightOf(int32_t k, int32_t i, double factor, double shift, int32_t lengt
   if (mode == resizeLinear)
     begin = std::clamp((i + 0.5) / factor - 0.5 + shift, 0.0, length - 1.0);
   return std::max(0.0, 1.0 - std::abs(begin - k));
-}
-
-void expectDefinition(const Image& source, const Image& result, const Resize& r) {
-  Image expected(result.width, result.height);
-  for (int32_t j = 0; j < r.to.height; ++j)
-    for (int32_t i = 0; i < r.to.width; ++i)
-      for (int c = 0; c < 4; ++c) {
-        double sum = 0;
-        for (int32_t l = 0; l < r.from.height; ++l)
-          for (int32_t k = 0; k < r.from.width; ++k)
-            sum += weightOf(k, i, r.xFactor, r.xShift, r.from.width, r.mode) *
-                   weightOf(l, j, r.yFactor, r.yShift, r.from.height, r.mode) *
-                   source.at(r.from.x + k, r.from.y + l, c);
-        expected.at(r.to.x + i, r.to.y + j, c) = float(sum);
-      }
-  EXPECT_THAT(result.samples, testing::Pointwise(testing::FloatNear(2e-6f), expected.samples));
 }
 
 // Of whole images, and with shifts of rectangles in them, which may lie wholly outside: then the
@@ -145,23 +139,29 @@ TEST(Resampling, IsTheAreaMeanOrTheBilinearValueAtTheCentre) {
   for (const auto& [width, height, toWidth, toHeight] : sizes)
     for (const int32_t mode : {resizeLinear, resizeSuperSampling})
       for (const double shift : {0.0, 0.75, -1.25, 100.0, -1e30}) {
-        const Image source(width, height, 11);
-        Image one(toWidth + 3, toHeight + 5), many = one;
-        Resize r(source, one, mode);
+        const Image source(width, height, 11), blank(toWidth + 3, toHeight + 5);
+        Image one = blank, many = blank;
+        Operation r(source, one, mode);
         if (shift != 0 && std::min(width, height) > 10)
           r.from = {5, 3, width - 6, height - 4};
-        r.to = {2, 4, std::min(toWidth, r.from.width), std::min(toHeight, r.from.height)};
-        if (mode == resizeLinear)
-          r.to = {2, 4, toWidth, toHeight};
+        r.to = {2, 4, toWidth, toHeight};
+        if (mode == resizeSuperSampling)
+          r.to = {2, 4, std::min(toWidth, r.from.width), std::min(toHeight, r.from.height)};
         r.xFactor = double(r.to.width) / r.from.width, r.xShift = shift;
         r.yFactor = double(r.to.height) / r.from.height, r.yShift = -shift / 2;
         setPrimitiveThreads(1);
-        run(r);
-        expectDefinition(source, one, r);
+        r.run();
+        const auto share = [&r](int axis, int64_t k, int64_t i) {
+          return axis ? weightOf(k, i, r.yFactor, r.yShift, r.from.height, r.mode)
+                      : weightOf(k, i, r.xFactor, r.xShift, r.from.width, r.mode);
+        };
+        const auto add = [](double sum, double share, double v) { return sum + share * v; };
+        const Image expected = plainly(source, r.from, blank, r.to, 0, share, add);
+        EXPECT_THAT(one.samples, testing::Pointwise(testing::FloatNear(2e-6f), expected.samples));
         setPrimitiveThreads(3);
         setPrimitiveThreads(0); // ignored
         r.destination = many.samples.data();
-        run(r);
+        r.run();
         EXPECT_EQ(one.samples, many.samples);
       }
 }
@@ -174,7 +174,7 @@ TEST(Resampling, AreasEndWhereTheyShould) {
     Image source(areas * side, 1, 9), result(areas, 1);
     for (int32_t x = 0; x < areas; x += 2)
       source.at(x * side, 0, 1) = source.at(x * side + side - 1, 0, 1) = nan;
-    run(Resize(source, result, resizeSuperSampling));
+    Operation(source, result, resizeSuperSampling).run();
     for (int32_t k = 0; k < 4 * areas; ++k) {
       ASSERT_EQ(std::isnan(result.at(k / 4, 0, k % 4)), k % 8 == 1) << k << " by " << side;
       ASSERT_TRUE(side > 1 || k % 8 == 1 || result.samples[k] == source.samples[k]) << k;
@@ -185,53 +185,26 @@ TEST(Resampling, AreasEndWhereTheyShould) {
 TEST(Resampling, FaultyArgumentsAreRefused) {
   const Image source(8, 6, 2);
   Image result(4, 3);
-  Work work(1000);
-  Resize r(source, result, resizeSuperSampling);
-  r.work = work.data();
-  expectRefused(r, primitiveNullPointer, r.source, nullptr);
-  expectRefused(r, primitiveNullPointer, r.destination, nullptr);
-  expectRefused(r, primitiveNullPointer, r.work, nullptr);
-  const std::tuple<int32_t, int32_t*, int32_t> faults[] = {
-      {primitiveBadSize, &r.size.width, 0},    {primitiveBadSize, &r.size.height, 0},
-      {primitiveBadSize, &r.from.height, 0},   {primitiveBadSize, &r.from.x, -1},
-      {primitiveBadSize, &r.from.x, 1},        {primitiveBadSize, &r.from.y, highest},
-      {primitiveBadSize, &r.to.width, -4},     {primitiveBadSize, &r.to.y, -1},
-      {primitiveBadStep, &r.step, 8 * 16 - 4}, {primitiveBadStep, &r.step, 8 * 16 + 2},
-      {primitiveBadStep, &r.toStep, 60},       {primitiveBadStep, &r.to.x, 1},
-      {primitiveBadMode, &r.mode, 3}};
-  for (const auto& [status, argument, fault] : faults)
-    expectRefused(r, status, *argument, fault);
+  Operation r(source, result, resizeSuperSampling);
+  r.expectSharedFaultsRefused();
+  r.expectRefused(primitiveBadSize, {{&r.from.height, 0}, {&r.from.x, -1}, {&r.from.x, 1}});
+  r.expectRefused(primitiveBadSize, {{&r.from.y, highest}, {&r.to.width, -4}, {&r.to.y, -1}});
+  r.expectRefused(primitiveBadStep, {{&r.to.x, 1}});
+  r.expectRefused(primitiveBadMode, {{&r.mode, 3}});
   for (double* factor : {&r.xFactor, &r.yFactor})
     for (const double fault : {0.0, -0.5, 1.01, HUGE_VAL, double(nan)})
-      expectRefused(r, primitiveBadFactor, *factor, fault);
-  expectRefused(r, primitiveBadFactor, r.xShift, HUGE_VAL);
-  expectRefused(r, primitiveBadFactor, r.yShift, double(nan));
+      r.expectRefused<double>(primitiveBadFactor, {{factor, fault}});
+  r.expectRefused<double>(primitiveBadFactor, {{&r.xShift, HUGE_VAL}, {&r.yShift, nan}});
   EXPECT_THAT(result.samples, testing::Each(untouched));
   EXPECT_EQ(r.call(), primitiveOk);
 
   int32_t bytes = 123;
-  EXPECT_EQ(r.bufferSize(nullptr), primitiveNullPointer);
   EXPECT_EQ(ResizeGetBufSize(r.from, r.to, 3, resizeLinear, &bytes), primitiveBadChannels);
   EXPECT_EQ(ResizeGetBufSize(r.from, r.to, 4, 1, &bytes), primitiveBadMode);
   EXPECT_EQ(ResizeGetBufSize({0, 0, 8, 0}, r.to, 4, 2, &bytes), primitiveBadSize);
   for (const int32_t width : {0, highest})
     EXPECT_EQ(ResizeGetBufSize(r.from, {0, 0, width, 3}, 4, 2, &bytes), primitiveBadSize);
   EXPECT_EQ(bytes, 123);
-}
-
-Image slowMinimum(const Image& source, PrimitiveSize mask, PrimitivePoint anchor) {
-  Image result(source.width, source.height);
-  for (int64_t k = 0; k < int64_t(source.width) * source.height * 4; ++k) {
-    const int64_t c = k % 4, x = k / 4 % source.width, y = k / 4 / source.width;
-    const int64_t left = x - anchor.x, right = std::min<int64_t>(left + mask.width, source.width);
-    const int64_t top = y - anchor.y, end = std::min<int64_t>(top + mask.height, source.height);
-    float least = HUGE_VALF;
-    for (int64_t j = std::max<int64_t>(top, 0); j < end; ++j)
-      for (int64_t i = std::max<int64_t>(left, 0); i < right; ++i)
-        least = std::min(least, source.at(i, j, c));
-    result.at(x, y, c) = least;
-  }
-  return result;
 }
 
 // A window too long for the image on the one axis is not on the other.
@@ -242,10 +215,17 @@ TEST(MinimumFilter, IsTheMinimumOfEveryWindow) {
       for (const int32_t down : sides)
         for (const PrimitivePoint anchor :
              {PrimitivePoint{0, down / 2}, {across / 2, down - 1}, {across - 1, 0}}) {
-          const Image source(width, height, 21);
-          Image result(width, height);
-          run(Filter(source, result, {across, down}, anchor));
-          ASSERT_EQ(result.samples, slowMinimum(source, {across, down}, anchor).samples)
+          const Image source(width, height, 21), blank(width, height);
+          Image result = blank;
+          Operation(source, result, minimum, {across, down}, anchor).run();
+          const auto share = [&](int axis, int64_t k, int64_t i) {
+            const int64_t first = i - (axis ? anchor.y : anchor.x);
+            return k >= first && k < first + (axis ? down : across);
+          };
+          const auto least = [](double low, double, double v) { return std::min(low, v); };
+          const Image expected =
+              plainly(source, source.all(), blank, source.all(), HUGE_VAL, share, least);
+          ASSERT_EQ(result.samples, expected.samples)
               << across << " x " << down << " from " << anchor.x << ' ' << anchor.y;
         }
 }
@@ -253,24 +233,13 @@ TEST(MinimumFilter, IsTheMinimumOfEveryWindow) {
 TEST(MinimumFilter, FaultyArgumentsAreRefused) {
   const Image source(6, 5, 1);
   Image result(6, 5);
-  Work work(1000);
-  Filter f(source, result, {3, 3}, {1, 1});
-  f.work = work.data();
-  expectRefused(f, primitiveNullPointer, f.source, nullptr);
-  expectRefused(f, primitiveNullPointer, f.destination, nullptr);
-  expectRefused(f, primitiveNullPointer, f.work, nullptr);
-  const std::tuple<int32_t, int32_t*, int32_t> faults[] = {
-      {primitiveBadSize, &f.size.width, 0},  {primitiveBadSize, &f.size.height, 0},
-      {primitiveBadSize, &f.mask.width, 0},  {primitiveBadSize, &f.mask.height, 0},
-      {primitiveBadStep, &f.step, 92},       {primitiveBadStep, &f.step, f.step + 1},
-      {primitiveBadStep, &f.toStep, 92},     {primitiveBadStep, &f.toStep, f.step + 2},
-      {primitiveBadAnchor, &f.anchor.x, 3},  {primitiveBadAnchor, &f.anchor.y, 3},
-      {primitiveBadAnchor, &f.anchor.x, -1}, {primitiveBadAnchor, &f.anchor.y, -1}};
-  for (const auto& [status, argument, fault] : faults)
-    expectRefused(f, status, *argument, fault);
+  Operation f(source, result, minimum, {3, 3}, {1, 1});
+  f.expectSharedFaultsRefused();
+  f.expectRefused(primitiveBadSize, {{&f.mask.width, 0}, {&f.mask.height, 0}});
+  f.expectRefused(primitiveBadAnchor, {{&f.anchor.x, 3}, {&f.anchor.x, -1}});
+  f.expectRefused(primitiveBadAnchor, {{&f.anchor.y, 3}, {&f.anchor.y, -1}});
   EXPECT_THAT(result.samples, testing::Each(untouched));
   int32_t bytes = 0;
-  EXPECT_EQ(f.bufferSize(nullptr), primitiveNullPointer);
   for (const auto& [width, mask] : {std::pair{0, 3}, {highest, 3}, {6, 0}}) {
     EXPECT_EQ(MinFilterGetBufferSize(width, {mask, 3}, &bytes), primitiveBadSize);
     EXPECT_EQ(MinFilterGetBufferSize(width, {3, mask}, &bytes), primitiveBadSize);
@@ -282,12 +251,10 @@ TEST(MinimumFilter, FaultyArgumentsAreRefused) {
 TEST(LargeImages, OffsetsBeyond32BitsAreReached) {
   constexpr int32_t width = 2000000, rows = 150, step = width * 16, left = width - 8;
   constexpr size_t bytes = size_t(step) * rows;
-  const auto map = [] {
-    return static_cast<float*>(mmap(nullptr, bytes, PROT_READ | PROT_WRITE,
-                                    MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0));
-  };
+  void* both = mmap(nullptr, 2 * bytes, PROT_READ | PROT_WRITE,
+                    MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
+  float *source = static_cast<float*>(both), *result = source + bytes / 4;
   const auto row = [](float* image, int64_t y) { return image + (y * width + left) * 4; };
-  float *source = map(), *result = map();
   for (int32_t y = 0; y < rows; ++y)
     std::fill_n(row(source, y), 8 * 4, float(y + 1));
   std::vector<uint8_t> work(size_t(width) * 16);
@@ -297,8 +264,7 @@ TEST(LargeImages, OffsetsBeyond32BitsAreReached) {
   MinFilterBorderReplicate_32f_C4R(row(source, 0), step, row(result, 0), step, {8, rows}, {3, 3},
                                    {1, 1}, work.data());
   EXPECT_EQ(*row(result, rows - 1), float(rows - 1));
-  munmap(source, bytes);
-  munmap(result, bytes);
+  munmap(both, 2 * bytes);
 }
 
 // Elements some floats apart; what lies between stays. Every second matrix is a covariance of
@@ -360,17 +326,10 @@ TEST(HeapBlock, IsAlignedForVectorsAndHugePages) {
   EXPECT_THROW(allocateArray<double>(SIZE_MAX / 8 + 2), std::bad_alloc);
 }
 
-TEST(ParallelRegion, EachThreadHasItsShareAndOneExceptionComesOut) {
-  std::vector<int> visits(1000);
+TEST(ParallelRegion, OneExceptionComesOutWhenAllThreadsHaveEnded) {
   std::atomic<int> ended = 0;
-  const auto body = [&](int thread, int team) {
-    const Share share = shareOf(1000, thread, team);
-    std::for_each(&visits[share.begin], visits.data() + share.end, [](int& v) { ++v; });
-    throw ++ended;
-  };
-  EXPECT_THROW(runOnTeam(3, body), int);
+  EXPECT_THROW(runOnTeam(3, [&](int, int) { throw ++ended; }), int);
   EXPECT_EQ(ended, 3);
-  EXPECT_THAT(visits, testing::Each(1));
 }
 
 } // namespace
