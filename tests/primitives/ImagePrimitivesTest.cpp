@@ -182,31 +182,6 @@ TEST(Resampling, AreasEndWhereTheyShould) {
   }
 }
 
-TEST(Resampling, FaultyArgumentsAreRefused) {
-  const Image source(8, 6, 2);
-  Image result(4, 3);
-  Operation r(source, result, resizeSuperSampling);
-  r.expectSharedFaultsRefused();
-  r.expectRefused(primitiveBadSize, {{&r.from.height, 0}, {&r.from.x, -1}, {&r.from.x, 1}});
-  r.expectRefused(primitiveBadSize, {{&r.from.y, highest}, {&r.to.width, -4}, {&r.to.y, -1}});
-  r.expectRefused(primitiveBadStep, {{&r.to.x, 1}});
-  r.expectRefused(primitiveBadMode, {{&r.mode, 3}});
-  for (double* factor : {&r.xFactor, &r.yFactor})
-    for (const double fault : {0.0, -0.5, 1.01, HUGE_VAL, double(nan)})
-      r.expectRefused<double>(primitiveBadFactor, {{factor, fault}});
-  r.expectRefused<double>(primitiveBadFactor, {{&r.xShift, HUGE_VAL}, {&r.yShift, nan}});
-  EXPECT_THAT(result.samples, testing::Each(untouched));
-  EXPECT_EQ(r.call(), primitiveOk);
-
-  int32_t bytes = 123;
-  EXPECT_EQ(ResizeGetBufSize(r.from, r.to, 3, resizeLinear, &bytes), primitiveBadChannels);
-  EXPECT_EQ(ResizeGetBufSize(r.from, r.to, 4, 1, &bytes), primitiveBadMode);
-  EXPECT_EQ(ResizeGetBufSize({0, 0, 8, 0}, r.to, 4, 2, &bytes), primitiveBadSize);
-  for (const int32_t width : {0, highest})
-    EXPECT_EQ(ResizeGetBufSize(r.from, {0, 0, width, 3}, 4, 2, &bytes), primitiveBadSize);
-  EXPECT_EQ(bytes, 123);
-}
-
 // A window too long for the image on the one axis is not on the other.
 TEST(MinimumFilter, IsTheMinimumOfEveryWindow) {
   constexpr int32_t sides[] = {1, 2, 3, 5, 8, 17, highest};
@@ -225,25 +200,42 @@ TEST(MinimumFilter, IsTheMinimumOfEveryWindow) {
           const auto least = [](double low, double, double v) { return std::min(low, v); };
           const Image expected =
               plainly(source, source.all(), blank, source.all(), HUGE_VAL, share, least);
-          ASSERT_EQ(result.samples, expected.samples)
-              << across << " x " << down << " from " << anchor.x << ' ' << anchor.y;
+          ASSERT_EQ(result.samples, expected.samples) << across << " x " << down;
         }
 }
 
-TEST(MinimumFilter, FaultyArgumentsAreRefused) {
-  const Image source(6, 5, 1);
-  Image result(6, 5);
-  Operation f(source, result, minimum, {3, 3}, {1, 1});
+TEST(ImagePrimitives, FaultyArgumentsAreRefused) {
+  const Image source(8, 6, 2);
+  Image result(4, 3), same(8, 6);
+  Operation r(source, result, resizeSuperSampling), f(source, same, minimum, {3, 3}, {1, 1});
+  r.expectSharedFaultsRefused();
   f.expectSharedFaultsRefused();
   f.expectRefused(primitiveBadSize, {{&f.mask.width, 0}, {&f.mask.height, 0}});
   f.expectRefused(primitiveBadAnchor, {{&f.anchor.x, 3}, {&f.anchor.x, -1}});
   f.expectRefused(primitiveBadAnchor, {{&f.anchor.y, 3}, {&f.anchor.y, -1}});
+  EXPECT_THAT(same.samples, testing::Each(untouched));
+  r.expectRefused(primitiveBadSize, {{&r.from.height, 0}, {&r.from.x, -1}, {&r.from.x, 1}});
+  r.expectRefused(primitiveBadSize, {{&r.from.y, highest}, {&r.to.width, -4}, {&r.to.y, -1}});
+  r.expectRefused(primitiveBadStep, {{&r.to.x, 1}});
+  r.expectRefused(primitiveBadMode, {{&r.mode, 3}});
+  for (double* factor : {&r.xFactor, &r.yFactor})
+    for (const double fault : {0.0, -0.5, 1.01, HUGE_VAL, double(nan)})
+      r.expectRefused<double>(primitiveBadFactor, {{factor, fault}});
+  r.expectRefused<double>(primitiveBadFactor, {{&r.xShift, HUGE_VAL}, {&r.yShift, nan}});
   EXPECT_THAT(result.samples, testing::Each(untouched));
-  int32_t bytes = 0;
+  EXPECT_EQ(r.call(), primitiveOk);
+
+  int32_t bytes = 123;
+  EXPECT_EQ(ResizeGetBufSize(r.from, r.to, 3, resizeLinear, &bytes), primitiveBadChannels);
+  EXPECT_EQ(ResizeGetBufSize(r.from, r.to, 4, 1, &bytes), primitiveBadMode);
+  EXPECT_EQ(ResizeGetBufSize({0, 0, 8, 0}, r.to, 4, 2, &bytes), primitiveBadSize);
+  for (const int32_t width : {0, highest})
+    EXPECT_EQ(ResizeGetBufSize(r.from, {0, 0, width, 3}, 4, 2, &bytes), primitiveBadSize);
   for (const auto& [width, mask] : {std::pair{0, 3}, {highest, 3}, {6, 0}}) {
     EXPECT_EQ(MinFilterGetBufferSize(width, {mask, 3}, &bytes), primitiveBadSize);
     EXPECT_EQ(MinFilterGetBufferSize(width, {3, mask}, &bytes), primitiveBadSize);
   }
+  EXPECT_EQ(bytes, 123);
 }
 
 // Rows of 2000000 pixels: the 68th already lies beyond what 32 bits count. Only the pages of the
