@@ -16,8 +16,11 @@ FailingMemory::FailingMemory(int served) { requestsLeft = served; }
 FailingMemory::~FailingMemory() { requestsLeft = -1; }
 bool FailingMemory::hasRefused() const { return requestsLeft < 0; }
 
+void* operator new(size_t size, const std::nothrow_t&) noexcept {
+  return refuse() ? nullptr : std::malloc(std::max(size, size_t(1)));
+}
 void* operator new(size_t size) {
-  void* block = refuse() ? nullptr : std::malloc(std::max(size, size_t(1)));
+  void* block = operator new(size, std::nothrow);
   return block ? block : throw std::bad_alloc();
 }
 void operator delete(void* block) noexcept { std::free(block); }
