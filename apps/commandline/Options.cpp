@@ -42,9 +42,8 @@ void addOutput(CLI::App& app, Options& options) {
                  "without it NAME-clear.EXT beside the input.\n"
                  "The extension chooses the format")
       ->option_text("PATH");
-  app.add_option(
-         "--format", options.format,
-         "format where no name tells it: jpg, png, tif,\nexr, webp, jp2, bmp, ppm, tga, hdr")
+  app.add_option("--format", options.format,
+                 "format where no name decides it:\n" + photo::formatNames())
       ->option_text("EXT");
   app.add_option("--bits", options.bits,
                  "bits a channel: 8, 16 or 32 (the input's, where\nthe format holds them)")
