@@ -3,6 +3,8 @@
 #include "apps/commandline/Options.h"
 
 #include <algorithm>
+#include <iostream>
+#include <stdexcept>
 #include <thread>
 
 #include <CLI/CLI.hpp>
@@ -91,6 +93,13 @@ void addForDevelopers(CLI::App& app, Options& options) {
   app.add_option("--plugin", options.plugin, "folder of the filter's modules")->option_text("DIR");
 }
 
+// Prints the text that was asked for.
+void print(const CLI::App& app, const CLI::Success& text) {
+  app.exit(text);
+  if (!std::cout.flush())
+    throw std::runtime_error("standard output cannot be written");
+}
+
 void showForDevelopers(CLI::App& app) {
   for (const char* name : {"--trace", "--plugin"})
     app.get_option(name)->group("For developers");
@@ -149,10 +158,10 @@ std::optional<Options> readCommandLine(int argc, char** argv) {
     app.parse(argc, argv);
   } catch (const CLI::CallForAllHelp& text) {
     showForDevelopers(app);
-    app.exit(text);
+    print(app, text);
     return std::nullopt;
   } catch (const CLI::Success& text) {
-    app.exit(text);
+    print(app, text);
     return std::nullopt;
   } catch (const CLI::ParseError& error) {
     throw UsageError(error.what());

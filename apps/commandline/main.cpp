@@ -5,7 +5,9 @@
 #include <memory>
 #include <stdexcept>
 
+#include <fcntl.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <QtGlobal>
 
@@ -99,12 +101,23 @@ int run(const Options& options) {
   return status;
 }
 
+// Takes the numbers of standard streams that are closed, or a result would be opened under one of
+// them and messages written into it. Writing to them goes on failing.
+void reserveStandardStreams() {
+  int number = ::open("/dev/null", O_RDONLY);
+  while (number >= 0 && number <= STDERR_FILENO)
+    number = ::open("/dev/null", O_RDONLY);
+  if (number >= 0)
+    ::close(number);
+}
+
 // Qt's own remarks are not for the user of a command line.
 void muteQt(QtMsgType, const QMessageLogContext&, const QString&) {}
 
 } // namespace
 
 int main(int argc, char** argv) {
+  reserveStandardStreams();
   qInstallMessageHandler(muteQt);
   try {
     const auto options = readCommandLine(argc, argv);

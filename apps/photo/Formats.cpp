@@ -8,10 +8,12 @@
 #include <cctype>
 #include <cstring>
 
+#include "apps/photo/Codecs.h"
+
 namespace photo {
 namespace {
 
-constexpr int64_t noLimit = 2000000;   // the filter's own, see Codecs.cpp
+constexpr int64_t noLimit = longestSide;
 constexpr int64_t jpegLimit = 65500;   // of libjpeg
 constexpr int64_t webpLimit = 16383;   // of the file's 14-bit fields
 constexpr int64_t word16Limit = 65535; // files with 16-bit sizes

@@ -2,8 +2,8 @@
 #pragma once
 
 #include <cstdint>
+#include <string>
 #include <string_view>
-#include <vector>
 
 #include "apps/photo/Picture.h"
 
@@ -35,7 +35,7 @@ std::string formatNames(); // usual extensions, for messages and help
 int depthFor(const Format& format, int inputBits);
 int leastDepth(const Format& format);
 
-// Null if the format can hold the picture at these bits, else a sentence that says why not.
+// Empty if the format can hold the picture at these bits, else a sentence that says why not.
 std::string whyNotHeld(const Format& format, const Picture& picture, int bits);
 
 } // namespace photo

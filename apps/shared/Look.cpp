@@ -4,6 +4,7 @@
 
 #include <charconv>
 #include <cmath>
+#include <set>
 #include <sstream>
 
 #include <CLI/CLI.hpp>
@@ -63,6 +64,14 @@ std::string whyNotInRange(const std::string& text) {
   if (CLI::detail::lexical_cast(text, value) && value >= leastPosition && value <= greatestPosition)
     return {};
   return "'" + text + "' is not a number from 0 to 100";
+}
+
+// CLI11 complains of a key on two lines in a row, and skips its second value elsewhere.
+void refuseRepeated(const std::vector<CLI::ConfigItem>& items) {
+  std::set<std::string> seen;
+  for (const CLI::ConfigItem& item : items)
+    if (item.inputs.size() > 1 || !seen.insert(item.fullname()).second)
+      throw UsageError("more than one value for " + item.fullname());
 }
 
 } // namespace
@@ -129,6 +138,9 @@ Look readLook(const std::string& file) {
   try {
     const photo::Bytes bytes = photo::readWhole(file);
     std::istringstream text(std::string(bytes.begin(), bytes.end()));
+    refuseRepeated(reader.get_config_formatter()->from_config(text));
+    text.clear();
+    text.seekg(0);
     reader.parse_from_stream(text);
   } catch (const CLI::ConfigError& error) {
     const std::string text = error.what(); // the last word of which is the key

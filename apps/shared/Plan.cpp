@@ -7,7 +7,6 @@
 #include <filesystem>
 #include <map>
 #include <random>
-#include <set>
 #include <utility>
 
 #include <sys/stat.h>

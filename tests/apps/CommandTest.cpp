@@ -53,6 +53,10 @@ TEST_F(Command, ABatchDoesWhatItCanAndStreamsCarryPictures) {
   EXPECT_THAT(contents("look"), HasSubstr("strength = 70\n"));
   EXPECT_EQ(run("a.jpg -o - --format jpg >/dev/full"), 1);
   EXPECT_THAT(said, StartsWith("fogdissolver: a.jpg: standard output cannot be written: No space"));
+  EXPECT_EQ(run("--help >/dev/full"), 1);
+  EXPECT_EQ(
+      run("- -v -o closed.jpg <a.jpg 2>&-; cmp a-clear.jpg closed.jpg", FOG_PROGRAM " a.jpg;"), 0)
+      << "no message is written into the result";
 }
 
 TEST_F(Command, InterruptsFullDisksAndCrashesLeaveNothing) {

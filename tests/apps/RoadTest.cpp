@@ -346,7 +346,7 @@ TEST_F(Road, ArgumentsComeToResultsOrAreRefusedInWords) {
                 "mkdir in also; ln -s in same; ln -s a.jpg soft.jpg; echo >a.jpg; mkfifo pipe.jpg;"
                 "ln a.jpg hard.jpg; ln -s nowhere dangling.jpg; echo >in/b.PNG;"
                 "printf '\\377\\330\\377 a JPEG' >noname; printf 'colour = 3\n' >unknown;"
-                "printf 'strength = 5\nstrength = 6\n' >twice; printf 'strength = 0,5\n' >comma;"
+                "printf 'mask\nbalance = 5\nmask\n' >twice; printf 'strength = 0,5\n' >comma;"
                 "printf '[look]\nstrength = 5\n' >section"),
             0);
   const Strings before = files();
@@ -367,7 +367,7 @@ TEST_F(Road, ArgumentsComeToResultsOrAreRefusedInWords) {
       {"a.jpg in/b.PNG -o - --format jpg", "takes one photograph"}, {"-", "has no name"},
       {"- -o also", "--format"}, {"- - -o also --format jpg", "once only"},
       {"a.jpg --settings unknown", "unknown: there is no setting colour"},
-      {"a.jpg --settings twice", "twice: --strength"}, {"a.jpg --settings comma", "comma: --strength"},
+      {"a.jpg --settings twice", "for mask"}, {"a.jpg --settings comma", "for strength"},
       {"a.jpg --settings section", "section: there is no setting look"},
       {"a.jpg --settings gone", "gone: No such file"}};
   // clang-format on
