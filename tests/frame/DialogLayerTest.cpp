@@ -1,17 +1,15 @@
-// The rest of the dialog layer: alerts, numeric entry, control wrappers and dialog classes, over
-// windows that keep a text and log what they are sent.
+// The rest of the dialog layer: alerts, numeric entry and control wrappers, over windows that keep a
+// text and log what they are sent.
 #include <cstring>
 #include <map>
 #include <sstream>
 
-#include "frame/text/Strings.h"
 #include "tests/frame/FrameFixture.h"
 #include "ui/toolkit/WindowRecord.h"
 #include "ui/utility/Alerts.h"
 #include "ui/utility/ControlItems.h"
 #include "ui/utility/HostAlerts.h"
 #include "ui/utility/NumericEntry.h"
-#include "ui/utility/PIDialog.h"
 
 namespace {
 
@@ -99,28 +97,6 @@ TEST_F(DialogLayer, CheckBoxesToggle) {
   EXPECT_TRUE(ToggleCheckBox(dialog, 4));
   EXPECT_EQ(RadioGroupView(dialog, 8, 9).Checked(), -1);
   EXPECT_EQ(log, "4(0, 0) 4(1, 0) 8(0, 0) 9(0, 0) ");
-}
-
-// A dialog of the classes through a life's worth of messages.
-TEST_F(DialogLayer, ClassesShowTheirStringAndGo) {
-  static const DialogTemplate about = {};
-  services.dialogBox = [](const DialogTemplate* given, void*, DialogProc proc, intptr_t object) {
-    EXPECT_EQ(given, &about);
-    return proc(dialog, WM_INITDIALOG, 0, object);
-  };
-  RegisterDialog(stringAbout, &about);
-  PIAboutBox box;
-  box.RunModal(&log, nullptr, stringAbout);
-  EXPECT_EQ(std::tuple(box.resourceId, box.pluginRef, texts[3]),
-            std::tuple(stringAbout, static_cast<void*>(&log), LoadStringResource(stringAbout)));
-  log.clear();
-  const uintptr_t edited = MakeWords(1, EN_CHANGE);
-  const std::pair<uint32_t, uintptr_t> messages[] = {
-      {WM_COMMAND, edited}, {WM_COMMAND, 2},     {WM_COMMAND, 1}, {WM_CHAR, 'x'}, {WM_CHAR, 27},
-      {WM_CHAR, 13},        {WM_LBUTTONDOWN, 0}, {WM_DESTROY, 0}, {WM_CHAR, 13}};
-  for (const auto& [message, word] : messages)
-    log += std::to_string(GenericProc(dialog, message, word, 0));
-  EXPECT_EQ(log, "10(0, 2) 10(0, 1) 100(0, 0) 00(0, 0) 00(0, 0) 000(13, 0) 0");
 }
 
 } // namespace

@@ -9,7 +9,6 @@
 #include <QScreen>
 #include <QWheelEvent>
 
-#include <span>
 #include <thread>
 
 #include "frame/contract/Sliders.h"
@@ -668,18 +667,6 @@ TEST_F(Dialog, DialogsAreCentredOnOwnerAndScreen) {
     DestroyWindow(dialog);
     DestroyWindow(owner);
   }
-}
-
-// Any change of the layout is meant: the sums of all places, and of the pictures' numbers.
-TEST(DialogTables, PlacesAddUp) {
-  std::array<int, 5> sums = {};
-  for (const DialogTemplate* table : {&FOGDISSOLVER_DIALOG, &FOGDISSOLVER_ABOUT_DIALOG})
-    for (const DialogControl& row : std::span(table->controls, size_t(table->controlCount)))
-      for (const DialogPlace& place : {row.place, row.frenchPlace}) {
-        const int numbers[] = {place.x, place.y, place.width, place.height, row.picture};
-        std::transform(sums.begin(), sums.end(), numbers, sums.begin(), std::plus());
-      }
-  EXPECT_THAT(sums, ElementsAre(15770, 3936, 3081, 880, 836));
 }
 
 // A dialog of one box and two buttons, for what the toolkit promises beyond the plug-in's own.
