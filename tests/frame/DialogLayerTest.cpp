@@ -1,5 +1,5 @@
-// The rest of the dialog layer: alerts, numeric entry and control wrappers, over windows that keep a
-// text and log what they are sent.
+// The rest of the dialog layer: alerts, numeric entry and control wrappers, over windows that keep
+// a text and log what they are sent.
 #include <cstring>
 #include <map>
 #include <sstream>
