@@ -121,9 +121,9 @@ void run(host::Session& session, const std::function<host::RunOutcome()>& play,
   const Parameters& used = report.used;
   const bool light =
       document.depth() == 32 ? anyLight<float>(document) : anyLight<uint8_t>(document);
-  const bool emptyMask =
-      used.outputMap && used.foregroundIntensity == 0 && used.backgroundIntensity == 0;
-  if (!light && !emptyMask)
+  // A mask is nowhere darker than the foreground's intensity, so only one from 0 on may be black.
+  const bool mayBeBlack = used.outputMap && used.foregroundIntensity < 1.0f / 255;
+  if (!light && !mayBeBlack)
     refuse(noLight);
 }
 

@@ -10,7 +10,7 @@ std::string reasonOf(const std::exception& error) {
   if (dynamic_cast<const std::bad_alloc*>(&error))
     return "not enough memory";
   if (has("failed to map segment")) // the loader's words
-    return "not enough memory to load the filter";
+    return "not enough memory to load a part of the program";
   // The solver names its phase only. Its matrix is sound whatever the picture.
   if (has("PARDISO"))
     return "not enough memory, most likely: the filter could not solve for the haze";

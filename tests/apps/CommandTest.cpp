@@ -42,6 +42,7 @@ TEST_F(Command, ABatchDoesWhatItCanAndStreamsCarryPictures) {
   EXPECT_EQ(run("-n a.jpg gone.jpg -o new/ --save-settings s"), 1);
   EXPECT_EQ(said, "fogdissolver: a.jpg: would be written to new/a-clear.jpg\n"
                   "fogdissolver: gone.jpg: No such file or directory\n");
+  EXPECT_EQ(run("--strength 9 --save-settings s && rm s"), 0);
   EXPECT_EQ(run("a.jpg --save-settings t"), 2);
   EXPECT_EQ(said, "fogdissolver: --save-settings: t exists already; --force replaces it\n");
   EXPECT_EQ(files().size(), 8u);

@@ -302,7 +302,9 @@ TEST_F(Road, WhatTheFilterCannotDoIsRefused) {
     fixture::fill(night, [b = below](int, int y, int c) { return c == 2 || y < 15 ? 0 : b; });
     EXPECT_THAT(([&, l = look] { corrected(night, l); }), refused("no haze light found"));
   }
-  corrected(scene, {.foreground = 0, .background = 0, .mask = true}); // may be black
+  host::Document grey(40, 30, 3, 8); // no part of it is far, and its mask may be black
+  fixture::fill(grey, [](int, int, int) { return 0.5; });
+  corrected(grey, {.foreground = 0, .background = 80, .mask = true});
   const host::Document wide(21475, 1, 3, 8), high(1, 100001, 3, 8);
   EXPECT_THAT([&] { corrected(wide, {}); }, refused("wider than 21474 pixels"));
   EXPECT_THAT([&] { corrected(high, {}); }, refused("too high for its width"));

@@ -1,5 +1,5 @@
-// The rest of the dialog layer: alerts, numeric entry and control wrappers, over windows that keep
-// a text and log what they are sent.
+// The rest of the dialog layer: alerts and numeric entry, over windows that keep a text and log
+// what they are sent.
 #include <cstring>
 #include <map>
 #include <sstream>
@@ -7,7 +7,6 @@
 #include "tests/frame/FrameFixture.h"
 #include "ui/toolkit/WindowRecord.h"
 #include "ui/utility/Alerts.h"
-#include "ui/utility/ControlItems.h"
 #include "ui/utility/HostAlerts.h"
 #include "ui/utility/NumericEntry.h"
 
@@ -91,12 +90,6 @@ TEST_F(DialogLayer, ANumberOutOfRangeBecomesItsBound) {
   EXPECT_EQ(log, "beep. ? An integer is required between 0 and 100. 1(0, -1) 1(0, 0) "
                  "beep. 2(0, -1) 2(0, 0) beep. ? A decimal number is required between 0.14 and "
                  "7.39. 3(0, -1) 3(0, 0) beep. 3(0, -1) 3(0, 0) ");
-}
-
-TEST_F(DialogLayer, CheckBoxesToggle) {
-  EXPECT_TRUE(ToggleCheckBox(dialog, 4));
-  EXPECT_EQ(RadioGroupView(dialog, 8, 9).Checked(), -1);
-  EXPECT_EQ(log, "4(0, 0) 4(1, 0) 8(0, 0) 9(0, 0) ");
 }
 
 } // namespace

@@ -37,6 +37,7 @@ TEST_F(Driver, EveryStepIsReported) {
     restartWithProxy();
     FloatImage image = scene(width, 30);
     ASSERT_EQ(run(image), 0) << width;
+    EXPECT_GT(gData->light[1], 0.3f); // reduced, enlarged, or one side of each
     ASSERT_EQ(progress.size(), size_t(gProgressTotal));
     EXPECT_TRUE(stepProgress() && stepProgress() && stepProgress());
     ASSERT_EQ(progress.size(), size_t(gProgressTotal) + 1); // one of the three
