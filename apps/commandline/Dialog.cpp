@@ -1,31 +1,25 @@
 #include "apps/commandline/Dialog.h"
 
-#include <cstdlib>
+#include <utility>
 
 #include <QApplication>
-
-#include "apps/commandline/Terminal.h"
 
 namespace commandline {
 namespace {
 
-const std::string* photograph;
-int status;
+std::function<void(const std::string&)> endProcess;
 
 // Qt ends the process by an abort where it finds no display. Its other remarks are not for the user
 // of a command line.
 void onMessage(QtMsgType type, const QMessageLogContext&, const QString&) {
-  if (type != QtFatalMsg)
-    return;
-  say(*photograph, "--dialog and --about need a display, and none can be opened");
-  std::_Exit(status);
+  if (type == QtFatalMsg)
+    endProcess("--dialog and --about need a display, and none can be opened");
 }
 
 } // namespace
 
-void startWindows(const std::string& about, int statusWithoutDisplay) {
-  photograph = &about;
-  status = statusWithoutDisplay;
+void startWindows(std::function<void(const std::string&)> end) {
+  endProcess = std::move(end);
   qInstallMessageHandler(onMessage);
   static int argc = 1;
   static char name[] = "fogdissolver";

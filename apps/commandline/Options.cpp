@@ -3,6 +3,7 @@
 #include "apps/commandline/Options.h"
 
 #include <algorithm>
+#include <filesystem>
 #include <iostream>
 #include <stdexcept>
 #include <thread>
@@ -12,6 +13,8 @@
 #include "apps/photo/Formats.h"
 #include "apps/shared/Errors.h"
 #include "frame/contract/Version.h"
+
+namespace fs = std::filesystem;
 
 namespace commandline {
 namespace {
@@ -93,6 +96,13 @@ void addForDevelopers(CLI::App& app, Options& options) {
   app.add_option("--plugin", options.plugin, "folder of the filter's modules")->option_text("DIR");
 }
 
+// An unset variable of a shell leaves an empty one.
+void refuseEmpty(const CLI::App& app) {
+  for (const CLI::Option* option : app.get_options())
+    if (option->count() > 0 && !option->get_positional() && option->results().front().empty())
+      throw UsageError("--" + option->get_lnames().front() + ": an empty name");
+}
+
 // Prints the text that was asked for.
 void print(const CLI::App& app, const CLI::Success& text) {
   app.exit(text);
@@ -103,13 +113,6 @@ void print(const CLI::App& app, const CLI::Success& text) {
 void showForDevelopers(CLI::App& app) {
   for (const char* name : {"--trace", "--plugin"})
     app.get_option(name)->group("For developers");
-}
-
-// A trace is begun anew with each run, which must not cost anybody a photograph.
-void refuseTraceIntoInput(const Options& options) {
-  for (const std::string& input : options.inputs)
-    if (const auto file = shared::identity(options.trace); file && file == shared::identity(input))
-      throw UsageError("--trace: " + options.trace + " is an input");
 }
 
 void check(const Options& options) {
@@ -124,7 +127,6 @@ void check(const Options& options) {
   // The dialog starts from its own standards each time, and holds what it is set to.
   if (options.dialog && !isEmpty(options.look))
     throw UsageError("--dialog: the look is set in the dialog, not by options or a file");
-  refuseTraceIntoInput(options);
 }
 
 // Fills threads and jobs that were not given: many photographs mean many jobs of few threads, one
@@ -139,7 +141,36 @@ void shareCores(Options& options) {
     options.threads = std::max(1, cores / options.jobs);
 }
 
+// A file beside the results: it must be none of them, no input, and not there before.
+void checkBeside(const char* option, const std::string& file, const std::vector<shared::Job>& jobs,
+                 bool force) {
+  auto refuse = [&](const std::string& why) {
+    throw UsageError(std::string(option) + ": " + file + " " + why);
+  };
+  for (const shared::Job& job : jobs) {
+    if (shared::isSameFile(file, job.input))
+      refuse("is an input");
+    if (shared::isSameFile(file, job.output))
+      refuse("is an output");
+  }
+  if (const std::string reason = shared::whyNotWritten(file, force); !reason.empty())
+    refuse(reason);
+}
+
 } // namespace
+
+std::vector<shared::Job> planOf(const Options& options) {
+  std::vector<shared::Job> jobs = planJobs(options);
+  const std::string &trace = options.trace, &settings = options.saveSettings;
+  std::error_code ignored;
+  if (!trace.empty() && (!fs::exists(trace, ignored) || fs::is_regular_file(trace, ignored)))
+    checkBeside("--trace", trace, jobs, options.force); // a pipe or a terminal may be one
+  if (!settings.empty())
+    checkBeside("--save-settings", settings, jobs, options.force);
+  if (!settings.empty() && !trace.empty() && shared::isSameFile(settings, trace))
+    throw UsageError("--save-settings: " + settings + " is the trace");
+  return jobs;
+}
 
 std::optional<Options> readCommandLine(int argc, char** argv) {
   Options options;
@@ -166,6 +197,7 @@ std::optional<Options> readCommandLine(int argc, char** argv) {
   } catch (const CLI::ParseError& error) {
     throw UsageError(error.what());
   }
+  refuseEmpty(app);
   if (!settings.empty())
     options.look = merged(options.look, shared::readLook(settings));
   check(options);

@@ -3,6 +3,7 @@
 
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "apps/shared/Plan.h"
 
@@ -21,5 +22,9 @@ struct Options : shared::Request {
 // there is nothing to do but the text that was asked for (help, version), which is printed. Throws
 // UsageError.
 std::optional<Options> readCommandLine(int argc, char** argv);
+
+// The plan of what is asked for. Throws UsageError, also for a trace or a settings file that would
+// cost a photograph or another file.
+std::vector<shared::Job> planOf(const Options& options);
 
 } // namespace commandline

@@ -57,6 +57,10 @@ void say(const std::string& about, const std::string& what) {
   put((barInUse ? clearLine : "") + line);
 }
 
+std::string named(const std::string& photograph) {
+  return photograph.empty() ? "\"\"" : photograph;
+}
+
 bool barIsPossible() {
   const char* terminal = std::getenv("TERM");
   return ::isatty(STDERR_FILENO) && terminal && std::strcmp(terminal, "dumb") != 0;

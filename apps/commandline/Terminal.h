@@ -10,6 +10,9 @@ namespace commandline {
 // is left out.
 void say(const std::string& about, const std::string& what);
 
+// A photograph's name in a line, where an empty one would not be seen.
+std::string named(const std::string& photograph);
+
 // The bar is drawn only on a terminal that can move its cursor.
 bool barIsPossible();
 void setBarInUse(bool inUse); // lines then clear the bar's line first

@@ -1,6 +1,8 @@
 // fogdissolver: haze out of photographs, from the command line.
 
+#include <csignal>
 #include <cstdio>
+#include <cstdlib>
 #include <filesystem>
 #include <memory>
 #include <stdexcept>
@@ -58,28 +60,18 @@ int dryRun(const std::vector<Job>& jobs) {
     struct stat found;
     const bool missing = job.input != "-" && ::stat(job.input.c_str(), &found) != 0;
     const std::string refusal = missing ? "No such file or directory" : job.refusal;
-    say(job.input, refusal.empty() ? "would be written to " + job.output : refusal);
+    say(named(job.input), refusal.empty() ? "would be written to " + job.output : refusal);
     status |= !refusal.empty();
   }
   return status;
 }
 
-void saveSettings(const Options& options) {
-  struct stat found;
-  if (options.saveSettings.empty())
-    return;
-  if (!options.force && ::lstat(options.saveSettings.c_str(), &found) == 0)
-    throw UsageError("--save-settings: " + options.saveSettings +
-                     " exists already; --force replaces it");
-  if (!options.dialog && !options.dryRun)
-    shared::saveLook(options.saveSettings, options.look, options.force);
-}
-
 int run(const Options& options) {
-  const std::vector<Job> jobs = planJobs(options);
-  saveSettings(options);
+  const std::vector<Job> jobs = planOf(options);
   if (options.dryRun)
     return dryRun(jobs);
+  if (!options.saveSettings.empty() && !options.dialog)
+    shared::saveLook(options.saveSettings, options.look, options.force);
   if (jobs.empty() && !options.about)
     return 0;
   const fs::path folder = pluginFolder(options);
@@ -92,7 +84,10 @@ int run(const Options& options) {
   }
   int status = 0;
   if (options.about) {
-    startWindows("", exitFailed);
+    startWindows([](const std::string& reason) {
+      say("", reason);
+      std::_Exit(exitFailed);
+    });
     shared::showAbout(module);
   } else {
     status = runJobs(jobs, options, module);
@@ -119,6 +114,7 @@ void muteQt(QtMsgType, const QMessageLogContext&, const QString&) {}
 int main(int argc, char** argv) {
   reserveStandardStreams();
   qInstallMessageHandler(muteQt);
+  std::signal(SIGXFSZ, SIG_IGN); // a write beyond the limit then fails, with a reason
   try {
     const auto options = readCommandLine(argc, argv);
     return options ? run(*options) : exitDone;

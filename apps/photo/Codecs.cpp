@@ -50,14 +50,16 @@ const Codec& codecOf(const Format* format) {
 void setFormatsFolder(const std::filesystem::path& folder) { formatsFolder = folder; }
 
 host::Document makeDocument(int64_t width, int64_t height, int channels, int bits, int minimumBits,
-                            bool alpha) {
+                            bool alpha, const Watch& watch) {
   if (std::max(width, height) > longestSide)
     throw std::runtime_error("larger than " + std::to_string(longestSide) + " pixels a side");
   if (width * height > mostPixels)
     throw std::runtime_error("too large: the filter takes at most " + std::to_string(mostPixels) +
                              " pixels");
-  return host::Document(int32_t(width), int32_t(height), channels,
-                        std::max(bits, minimumBits) == 8 ? 8 : 32, host::ColourMode::rgb, alpha);
+  const int depth = std::max(bits, minimumBits) == 8 ? 8 : 32;
+  watch.claimed({width, height, channels, depth});
+  return host::Document(int32_t(width), int32_t(height), channels, depth, host::ColourMode::rgb,
+                        alpha);
 }
 
 Picture readPicture(const Source& source, int minimumBits, int threads, const Watch& watch) {

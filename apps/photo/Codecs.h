@@ -14,10 +14,11 @@ namespace photo {
 constexpr char notRgb[] = "not an RGB picture, and the filter works on RGB images";
 constexpr int32_t longestSide = 2000000; // pixels; an editor's documents have no longer ones
 
-// Document for a picture whose file has these bits, or `minimumBits` if that is more. Throws
-// std::runtime_error for a picture beyond what the filter takes; std::bad_alloc.
+// Document for a picture whose file has these bits, or `minimumBits` if that is more; the watch
+// hears of it first. Throws std::runtime_error for a picture beyond what the filter takes;
+// std::bad_alloc.
 host::Document makeDocument(int64_t width, int64_t height, int channels, int bits, int minimumBits,
-                            bool alpha);
+                            bool alpha, const Watch& watch);
 
 // Folder of the module with the image library; set once, before the first picture.
 void setFormatsFolder(const std::filesystem::path& folder);

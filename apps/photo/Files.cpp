@@ -7,6 +7,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
+#include <random>
 #include <stdexcept>
 #include <system_error>
 
@@ -37,22 +38,19 @@ struct Descriptor {
   Descriptor& operator=(const Descriptor&) = delete;
 };
 
-// Removes the file at the end unless `served` is set.
+// Removes the file of that name at the end.
 struct Remover {
   const std::string& name;
-  bool served = false;
-  ~Remover() {
-    if (!served)
-      ::unlink(name.c_str());
-  }
+  ~Remover() { ::unlink(name.c_str()); }
 };
 
 void writeAll(int descriptor, const std::string& name, const Bytes& bytes) {
   for (size_t done = 0; done < bytes.size();) {
+    errno = EIO; // of a call that writes nothing and gives no reason
     const ssize_t n = ::write(descriptor, bytes.data() + done, bytes.size() - done);
     if (n < 0 && errno == EINTR)
       continue;
-    if (n < 0)
+    if (n <= 0)
       failWithErrno(name + " cannot be written");
     done += size_t(n);
   }
@@ -75,6 +73,69 @@ int renameToFree(const char* from, const char* to) {
   return ::rename(from, to); // neither is to be had: a short moment is left to others
 }
 
+[[noreturn]] void failToWrite(const Place& place) {
+  if (errno == EEXIST)
+    throw std::runtime_error("the output " + place.path + " exists already; --force replaces it");
+  failWithErrno(place.path + " cannot be written");
+}
+
+void writeAndFlush(int descriptor, const Place& place, const Bytes& bytes) {
+  writeAll(descriptor, place.path, bytes);
+  if (::fsync(descriptor) != 0)
+    failToWrite(place);
+}
+
+std::string folderOf(const std::string& path) {
+  const std::filesystem::path folder = std::filesystem::path(path).parent_path();
+  return folder.empty() ? "." : folder.string();
+}
+
+// False where the file system, or the way to its names, does not serve; nothing is left then.
+bool writeUnnamed(const Place& place, const Bytes& bytes) {
+  const Descriptor file(::open(folderOf(place.path).c_str(), O_TMPFILE | O_WRONLY | O_CLOEXEC,
+                               mode_t(place.permissions)));
+  if (file.number < 0)
+    return false;
+  writeAndFlush(file.number, place, bytes);
+  const std::string unnamed = "/proc/self/fd/" + std::to_string(file.number);
+  auto name = [&unnamed](const std::string& path) {
+    return ::linkat(AT_FDCWD, unnamed.c_str(), AT_FDCWD, path.c_str(), AT_SYMLINK_FOLLOW) == 0;
+  };
+  if (name(place.path))
+    return true;
+  if (errno != EEXIST)
+    return false;
+  if (!place.replace)
+    failToWrite(place);
+  // No call replaces a name by a file without one.
+  if (!name(place.temporary))
+    failToWrite(place);
+  const Remover remover{place.temporary}; // of what the renaming leaves
+  if (::rename(place.temporary.c_str(), place.path.c_str()) != 0)
+    failToWrite(place);
+  return true;
+}
+
+void writeNamed(const Place& place, const Bytes& bytes) {
+  const Descriptor file(::open(place.temporary.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC,
+                               mode_t(place.permissions)));
+  if (file.number < 0)
+    failWithErrno(place.path + " cannot be written");
+  const Remover remover{place.temporary}; // of what the renaming leaves
+  writeAndFlush(file.number, place, bytes);
+  if (place.replace ? ::rename(place.temporary.c_str(), place.path.c_str()) != 0
+                    : renameToFree(place.temporary.c_str(), place.path.c_str()) != 0)
+    failToWrite(place);
+}
+
+// The name is on the disk then as well. A folder that cannot be opened or flushed at all is left
+// to the file system.
+void flushFolder(const std::string& path) {
+  const Descriptor folder(::open(folderOf(path).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  if (folder.number >= 0 && ::fsync(folder.number) != 0 && errno != EINVAL && errno != ENOTSUP)
+    failWithErrno(path + " is written, but may not have reached the disk");
+}
+
 } // namespace
 
 Bytes readWhole(const std::string& path) {
@@ -83,7 +144,7 @@ Bytes readWhole(const std::string& path) {
   if (file.number < 0 || ::fstat(file.number, &status) != 0)
     failWithErrno("");
   if (S_ISDIR(status.st_mode))
-    throw std::runtime_error("a folder, not a photograph");
+    throw std::runtime_error("a folder, not a file");
   // One more than the file has, so that its end is seen without a further round.
   Bytes bytes(S_ISREG(status.st_mode) ? size_t(status.st_size) + 1 : pipeStep);
   size_t size = 0;
@@ -131,22 +192,25 @@ const std::string& TemporaryFile::create(std::string_view extension) {
   return name_;
 }
 
-void writeSafely(const std::string& path, const std::string& temporary, const Bytes& bytes,
-                 bool replace) {
-  const Descriptor file(::open(temporary.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666));
-  if (file.number < 0)
-    failWithErrno(path + " cannot be written");
-  Remover remover{temporary};
-  writeAll(file.number, path, bytes);
-  if (::fsync(file.number) != 0)
-    failWithErrno(path + " cannot be written");
-  if (replace ? ::rename(temporary.c_str(), path.c_str()) != 0
-              : renameToFree(temporary.c_str(), path.c_str()) != 0) {
-    if (errno == EEXIST)
-      throw std::runtime_error("the output " + path + " exists already; --force replaces it");
-    failWithErrno(path + " cannot be written");
-  }
-  remover.served = true;
+std::string temporaryNameFor(const std::string& path) {
+  std::random_device random;
+  char name[64];
+  std::snprintf(name, sizeof name, ".fogdissolver-%08x%08x.part", random(), random());
+  return (std::filesystem::path(path).parent_path() / name).string();
+}
+
+unsigned permissionsLike(const std::string& path) {
+  constexpr unsigned ownersOwn = 0600, shared = 0066;
+  struct stat status;
+  const bool found = path == "-" ? ::fstat(STDIN_FILENO, &status) == 0 && S_ISREG(status.st_mode)
+                                 : ::stat(path.c_str(), &status) == 0;
+  return ownersOwn | (found ? status.st_mode & shared : shared);
+}
+
+void writeSafely(const Place& place, const Bytes& bytes) {
+  if (!writeUnnamed(place, bytes))
+    writeNamed(place, bytes);
+  flushFolder(place.path);
 }
 
 void writeOver(const std::string& path, const Bytes& bytes) {

@@ -29,11 +29,25 @@ private:
   std::string name_;
 };
 
-// Writes the bytes to `temporary`, which must not exist and lies in the folder of `path`, flushes
-// them to the disk and renames the file to `path`. Without `replace` an existing file is left alone
-// and is an error. On any failure the temporary file is gone. Throws std::runtime_error.
-void writeSafely(const std::string& path, const std::string& temporary, const Bytes& bytes,
-                 bool replace);
+// A result's place.
+struct Place {
+  std::string path;
+  std::string temporary;       // name in the same folder, for as long as the file needs one
+  bool replace = false;        // else an existing file is left alone, and is an error
+  unsigned permissions = 0666; // within what the process lets new files have
+};
+
+// A name in the folder of `path` that no other program and no other run chooses.
+std::string temporaryNameFor(const std::string& path);
+
+// Permissions for what is made of the file: its owner's own, and what the file gives to others.
+unsigned permissionsLike(const std::string& path);
+
+// Writes the bytes into a file without a name, where the file system has such, flushes it to the
+// disk, gives it its name and flushes the folder. A process that dies on the way leaves nothing
+// but, for the moment of a replacement or on other file systems, the temporary name. On any failure
+// there is no temporary file. Throws std::runtime_error.
+void writeSafely(const Place& place, const Bytes& bytes);
 
 // Writes the bytes into an existing file. Throws std::runtime_error.
 void writeOver(const std::string& path, const Bytes& bytes);

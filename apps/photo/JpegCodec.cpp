@@ -139,7 +139,8 @@ Picture readJpeg(const Source& source, int minimumBits, int, const Watch& watch)
   Decoder decoder;
   jpeg_decompress_struct& codec = decoder.codec;
   readHeader(decoder, source);
-  Picture picture{makeDocument(codec.image_width, codec.image_height, 3, 8, minimumBits, false)};
+  Picture picture{
+      makeDocument(codec.image_width, codec.image_height, 3, 8, minimumBits, false, watch)};
   picture.blocks.icc = profileOf(decoder);
   picture.resolution = resolutionOf(codec);
   guarded(decoder.errors, [&] {

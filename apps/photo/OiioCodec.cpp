@@ -175,7 +175,7 @@ Picture read(const Source& source, int minimumBits, int threads, const Watch& wa
                 (isFormat(reader, "tiff") && !spec.get_int_attribute("oiio:UnassociatedAlpha")));
   // Divided by a small alpha, the few levels of whole numbers would stay few.
   Picture picture{makeDocument(spec.width, spec.height, spec.nchannels, fileBits,
-                               premultiplied ? 32 : minimumBits, alpha)};
+                               premultiplied ? 32 : minimumBits, alpha, watch)};
   picture.fileBits = fileBits;
   picture.half = spec.format == TypeDesc::HALF;
   picture.premultiplied = premultiplied;

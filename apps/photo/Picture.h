@@ -57,11 +57,19 @@ struct Encoding {
   int threads = 1;
 };
 
+// What a picture will be, known from the head of its file.
+struct Claim {
+  int64_t width, height;
+  int channels, depth; // of the document
+};
+
 // How a long piece of work is watched. `progress` gets the share that is done, 0 to 1; both may be
 // called often. Whoever sees `stopped` give true throws Stopped.
 struct Watch {
   std::function<void(double)> progress = [](double) {};
   std::function<bool()> stopped = [] { return false; };
+  // Hears of a picture before memory is taken for it; throws where that is not to be had.
+  std::function<void(const Claim&)> claimed = [](const Claim&) {};
 };
 
 struct Stopped {};

@@ -79,8 +79,8 @@ Picture readWebp(const Source& source, int minimumBits, int threads, const Watch
   if (config.input.has_animation)
     throw std::runtime_error("an animation, not a photograph");
   const bool alpha = config.input.has_alpha;
-  Picture picture{
-      makeDocument(config.input.width, config.input.height, alpha ? 4 : 3, 8, minimumBits, alpha)};
+  Picture picture{makeDocument(config.input.width, config.input.height, alpha ? 4 : 3, 8,
+                               minimumBits, alpha, watch)};
   host::Document& document = picture.document;
   Pixels pixels(document);
   config.options.use_threads = threads > 1;

@@ -4,6 +4,7 @@
 
 #include <chrono>
 #include <cstdio>
+#include <filesystem>
 #include <stdexcept>
 
 #include "apps/photo/Codecs.h"
@@ -12,6 +13,8 @@
 #include "apps/photo/Orientation.h"
 #include "apps/photo/Samples.h"
 #include "frame/contract/Version.h"
+
+namespace fs = std::filesystem;
 
 namespace shared {
 namespace {
@@ -23,7 +26,7 @@ constexpr double readEnds = 0.1, writeBegins = 0.85;
 
 photo::Watch between(const photo::Watch& watch, double from, double to) {
   return {[&watch, from, to](double share) { watch.progress(from + (to - from) * share); },
-          watch.stopped};
+          watch.stopped, watch.claimed};
 }
 
 // A sentence with numbers in it, as printf writes them.
@@ -84,10 +87,15 @@ photo::Bytes encode(Loaded& loaded, const photo::Encoding& encoding, const photo
 }
 
 void store(const Job& job, const Request& request, const photo::Bytes& bytes) {
-  if (job.output == "-")
+  if (job.output == "-") {
     photo::writeToOutput(bytes);
-  else
-    photo::writeSafely(job.output, job.temporary, bytes, request.force);
+    return;
+  }
+  std::error_code error;
+  if (!job.folder.empty() && (fs::create_directories(job.folder, error), error))
+    throw std::runtime_error("the folder " + job.folder + " cannot be made: " + error.message());
+  photo::writeSafely({job.output, job.temporary, request.force, photo::permissionsLike(job.input)},
+                     bytes);
 }
 
 void tellCorrection(const CorrectionReport& report, const Listener& listener) {

@@ -6,6 +6,7 @@
 #include <cmath>
 #include <set>
 #include <sstream>
+#include <string_view>
 
 #include <CLI/CLI.hpp>
 
@@ -66,12 +67,25 @@ std::string whyNotInRange(const std::string& text) {
   return "'" + text + "' is not a number from 0 to 100";
 }
 
-// CLI11 complains of a key on two lines in a row, and skips its second value elsewhere.
-void refuseRepeated(const std::vector<CLI::ConfigItem>& items) {
+// CLI11 takes some lines silently: a repeated key's second value, the names that it gives to the
+// begin and the end of a section.
+void checkItems(CLI::App& reader, const std::vector<CLI::ConfigItem>& items) {
   std::set<std::string> seen;
-  for (const CLI::ConfigItem& item : items)
-    if (item.inputs.size() > 1 || !seen.insert(item.fullname()).second)
-      throw UsageError("more than one value for " + item.fullname());
+  for (const CLI::ConfigItem& item : items) {
+    if (!item.parents.empty())
+      throw UsageError("there are no sections, such as [" + item.parents.front() + "]");
+    if (!reader.get_option_no_throw("--" + item.name))
+      throw UsageError("there is no setting " + item.name);
+    if (item.inputs.size() > 1 || !seen.insert(item.name).second)
+      throw UsageError("more than one value for " + item.name);
+  }
+}
+
+std::string textOf(const std::string& file) {
+  constexpr std::string_view byteOrderMark = "\xef\xbb\xbf"; // as some editors write
+  const photo::Bytes bytes = photo::readWhole(file);
+  std::string text(bytes.begin(), bytes.end());
+  return text.starts_with(byteOrderMark) ? text.substr(byteOrderMark.size()) : text;
 }
 
 } // namespace
@@ -136,15 +150,11 @@ Look readLook(const std::string& file) {
   reader.allow_config_extras(CLI::config_extras_mode::error);
   addLook(reader, look);
   try {
-    const photo::Bytes bytes = photo::readWhole(file);
-    std::istringstream text(std::string(bytes.begin(), bytes.end()));
-    refuseRepeated(reader.get_config_formatter()->from_config(text));
+    std::istringstream text(textOf(file));
+    checkItems(reader, reader.get_config_formatter()->from_config(text));
     text.clear();
     text.seekg(0);
     reader.parse_from_stream(text);
-  } catch (const CLI::ConfigError& error) {
-    const std::string text = error.what(); // the last word of which is the key
-    throw UsageError(file + ": there is no setting " + text.substr(text.rfind(' ') + 1));
   } catch (const std::exception& error) {
     throw UsageError(file + ": " + error.what());
   }
@@ -158,7 +168,8 @@ void saveLook(const std::string& file, const Look& look, bool replace) {
       text += std::string(parameter.name) + " = " + numberText(*value) + "\n";
   text += std::string(maskName) + " = " + (look.mask.value_or(false) ? "true" : "false") + "\n";
   try {
-    photo::writeSafely(file, file + ".part", photo::Bytes(text.begin(), text.end()), replace);
+    photo::writeSafely({file, photo::temporaryNameFor(file), replace},
+                       photo::Bytes(text.begin(), text.end()));
   } catch (const std::exception& error) {
     throw UsageError(std::string("--save-settings: ") + error.what());
   }

@@ -4,9 +4,11 @@
 #include "apps/shared/Plan.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <filesystem>
 #include <map>
-#include <random>
+#include <string_view>
+#include <system_error>
 #include <utility>
 
 #include <sys/stat.h>
@@ -21,16 +23,22 @@ namespace shared {
 namespace {
 
 constexpr char standardStream[] = "-";
-constexpr char nameMark[] = "{name}", extensionMark[] = "{ext}";
+constexpr std::string_view nameMark = "{name}", extensionMark = "{ext}";
 constexpr size_t signatureSize = 16; // bytes; enough to recognise a format
-
-bool isPattern(const std::string& output) {
-  return output.find('{') != std::string::npos || output.find('}') != std::string::npos;
-}
 
 bool isFolder(const std::string& output) {
   std::error_code ignored;
   return output.ends_with('/') || fs::is_directory(output, ignored);
+}
+
+// Braces in the names of folders are no marks of their own.
+bool isPattern(const std::string& output) {
+  auto has = [](const std::string& text, std::string_view part) {
+    return text.find(part) != std::string::npos;
+  };
+  const std::string file = fs::path(output).filename().string();
+  return !isFolder(output) &&
+         (has(output, nameMark) || has(output, extensionMark) || has(file, "{") || has(file, "}"));
 }
 
 std::string withoutDot(const fs::path& path) {
@@ -38,15 +46,22 @@ std::string withoutDot(const fs::path& path) {
   return extension.empty() ? extension : extension.substr(1);
 }
 
-std::string replaced(std::string text, const std::string& mark, const std::string& by) {
-  for (size_t at = 0; (at = text.find(mark, at)) != std::string::npos; at += by.size())
-    text.replace(at, mark.size(), by);
+// The pattern with its marks replaced, but not what stands for them.
+std::string expanded(const std::string& pattern, const std::string& name,
+                     const std::string& extension) {
+  std::string text;
+  for (size_t at = 0; at < pattern.size();) {
+    const bool isName = pattern.compare(at, nameMark.size(), nameMark) == 0;
+    const bool isExtension = pattern.compare(at, extensionMark.size(), extensionMark) == 0;
+    text += isName ? name : isExtension ? extension : pattern.substr(at, 1);
+    at += isName ? nameMark.size() : isExtension ? extensionMark.size() : 1;
+  }
   return text;
 }
 
 void checkPattern(const std::string& output) {
-  const std::string rest = replaced(replaced(output, nameMark, ""), extensionMark, "");
-  if (isPattern(rest))
+  if (fs::path(expanded(output, "", "")).filename().string().find_first_of("{}") !=
+      std::string::npos)
     throw UsageError("--output: only {name} and {ext} may stand in braces");
 }
 
@@ -93,12 +108,10 @@ std::string outputFor(const Request& request, const std::string& input) {
   if (!output.empty() && !pattern && !isFolder(output))
     return output;
   const std::string name = input == standardStream ? "stdin" : fs::path(input).stem().string();
-  if (pattern) {
-    const std::string named = replaced(output, nameMark, name);
-    return named.find(extensionMark) == std::string::npos
-               ? named
-               : replaced(named, extensionMark, extensionFor(request, input));
-  }
+  if (pattern)
+    return expanded(output, name,
+                    output.find(extensionMark) == std::string::npos ? ""
+                                                                    : extensionFor(request, input));
   const fs::path folder = output.empty() ? fs::path(input).parent_path() : fs::path(output);
   return (folder / (name + "-clear." + extensionFor(request, input))).string();
 }
@@ -117,6 +130,12 @@ void settleFormat(const Request& request, Job& job) {
     throw UsageError("--format: " + request.format + " contradicts the output " + job.output);
 }
 
+// Where a name leads, whether it is there or not.
+fs::path placeOf(const fs::path& file) {
+  std::error_code ignored;
+  return fs::weakly_canonical(fs::absolute(file).parent_path(), ignored) / file.filename();
+}
+
 void refuseCollisions(const std::vector<Job>& jobs) {
   std::map<std::pair<dev_t, ino_t>, std::string> inputs;
   for (const Job& job : jobs)
@@ -128,46 +147,36 @@ void refuseCollisions(const std::vector<Job>& jobs) {
       continue;
     if (const auto file = identity(job.output); file && inputs.contains(*file))
       throw UsageError(job.input + ": the output " + job.output + " is an input");
-    std::error_code ignored;
-    const fs::path output = job.output;
-    const fs::path place =
-        fs::weakly_canonical(fs::absolute(output).parent_path(), ignored) / output.filename();
-    const auto [other, isNew] = outputs.emplace(place, job.input);
+    const auto [other, isNew] = outputs.emplace(placeOf(job.output), job.input);
     if (!isNew)
       throw UsageError(job.input + ": has the same output as " + other->second + ": " + job.output);
   }
 }
 
 void refuseExisting(const Request& request, Job& job) {
-  struct stat status;
-  if (job.output == standardStream || !job.refusal.empty() ||
-      ::lstat(job.output.c_str(), &status) != 0)
+  if (job.output == standardStream || !job.refusal.empty())
     return;
-  const bool regular = S_ISREG(status.st_mode) || S_ISLNK(status.st_mode);
-  if (S_ISDIR(status.st_mode))
-    job.refusal = "the output " + job.output + " is a folder";
-  else if (!regular)
-    job.refusal = "the output " + job.output + " is not an ordinary file";
-  else if (!request.force)
-    job.refusal = "the output " + job.output + " exists already; --force replaces it";
+  if (const std::string reason = whyNotWritten(job.output, request.force); !reason.empty())
+    job.refusal = "the output " + job.output + " " + reason;
 }
 
-void makeFolder(const Request& request, std::vector<Job>& jobs) {
+// A folder is made with the first result in it. Whether it can be is seen before the work.
+void settleFolder(const Request& request, std::vector<Job>& jobs) {
   std::error_code error;
-  if (request.dryRun || isPattern(request.output) || !request.output.ends_with('/'))
+  if (!request.output.ends_with('/') || fs::is_directory(request.output, error))
     return;
-  fs::create_directories(request.output, error);
-  if (error)
-    for (Job& job : jobs)
-      job.refusal = "the folder " + request.output + " cannot be made: " + error.message();
-}
-
-// A name that no other program and no other run has chosen.
-std::string temporaryName(const std::string& output, size_t index) {
-  static const unsigned run = std::random_device()();
-  char name[64];
-  std::snprintf(name, sizeof name, ".fogdissolver-%08x-%zu.part", run, index);
-  return (fs::path(output).parent_path() / name).string();
+  fs::path above = fs::absolute(request.output).lexically_normal().parent_path();
+  while (above != above.root_path() && !fs::exists(above, error))
+    above = above.parent_path();
+  const int code = !fs::is_directory(above, error)             ? ENOTDIR
+                   : ::access(above.c_str(), W_OK | X_OK) != 0 ? errno
+                                                               : 0;
+  for (Job& job : jobs) {
+    job.folder = request.output;
+    if (code)
+      job.refusal = "the folder " + request.output +
+                    " cannot be made: " + std::generic_category().message(code);
+  }
 }
 
 } // namespace
@@ -179,12 +188,12 @@ std::vector<Job> planJobs(const Request& request) {
     Job job;
     job.input = input;
     job.output = outputFor(request, input);
-    job.temporary = temporaryName(job.output, jobs.size());
+    job.temporary = photo::temporaryNameFor(job.output);
     settleFormat(request, job);
     jobs.push_back(job);
   }
   refuseCollisions(jobs);
-  makeFolder(request, jobs);
+  settleFolder(request, jobs);
   for (Job& job : jobs)
     refuseExisting(request, job);
   return jobs;
@@ -195,6 +204,27 @@ std::optional<std::pair<dev_t, ino_t>> identity(const std::string& path) {
   if (path == standardStream || ::stat(path.c_str(), &status) != 0)
     return std::nullopt;
   return std::pair(status.st_dev, status.st_ino);
+}
+
+bool isSameFile(const std::string& a, const std::string& b) {
+  const auto file = identity(a);
+  return file ? file == identity(b) : placeOf(a) == placeOf(b);
+}
+
+std::string whyNotWritten(const std::string& path, bool replace) {
+  struct stat status;
+  if (::lstat(path.c_str(), &status) != 0)
+    return {};
+  const std::string folder = placeOf(path).parent_path().string();
+  const bool link = S_ISLNK(status.st_mode);
+  if (S_ISDIR(status.st_mode))
+    return "is a folder";
+  if (link ? ::stat(path.c_str(), &status) == 0 && !S_ISREG(status.st_mode)
+           : !S_ISREG(status.st_mode))
+    return "is not an ordinary file"; // nor leads to one
+  if (folder == "/dev" || folder.starts_with("/proc/"))
+    return "belongs to the system"; // as /dev/stdout does, which may lead to an ordinary file
+  return replace ? "" : "exists already; --force replaces it";
 }
 
 } // namespace shared

@@ -23,7 +23,7 @@ struct Request {
   int quality = 95; // 1 to 100
   int threads = 1;  // for one photograph
   bool force = false;
-  bool dryRun = false; // makes no folder
+  bool dryRun = false;
 };
 
 // One photograph.
@@ -32,13 +32,20 @@ struct Job {
   std::string temporary;       // name in the output's folder while it is written
   const photo::Format* format; // of the output; null: it could not be settled, see refusal
   std::string refusal;         // why this one is not done; empty otherwise
+  std::string folder;          // to be made for the output; "": none
 };
 
 // Throws UsageError for an output that is an input, for two photographs with one output, and for
-// outputs that make no sense. Makes the output folder when it ends in '/' and the run is not dry.
+// outputs that make no sense. Touches nothing.
 std::vector<Job> planJobs(const Request& request);
 
 // Identity of an existing file, through links; nothing if there is none.
 std::optional<std::pair<dev_t, ino_t>> identity(const std::string& path);
+
+// Whether two names lead to one file, be it there or not.
+bool isSameFile(const std::string& a, const std::string& b);
+
+// What of an existing file forbids to write a new one of its name ("exists already ..."); else "".
+std::string whyNotWritten(const std::string& path, bool replace);
 
 } // namespace shared

@@ -249,7 +249,7 @@ TEST_F(Road, WhatCannotBeDoneIsToldInWords) {
       {"side.ppm", "b.png", "larger than 2000000 pixels a side"},
       {"huge.ppm", "b.png", "the filter takes at most 268435455 pixels"},
       {"grey.png", "b.png", "works on RGB images"}, {"cmyk.tif", "b.png", "works on RGB images"},
-      {"gone.jpg", "b.png", "No such file"}, {".", "b.png", "a folder, not a photograph"},
+      {"gone.jpg", "b.png", "No such file"}, {".", "b.png", "a folder, not a file"},
       {"a.png", "b.jpg", "JPEG cannot hold transparency"}, {"a.png", "b.gif", "'gif' is no format"},
       {"a.png", "none/b.png", "cannot be written: No such"}};
   // clang-format on
@@ -327,6 +327,7 @@ std::optional<commandline::Options> optionsOf(const std::string& arguments) {
 
 TEST_F(Road, AFileKeepsTheLookAndOptionsGoBeforeIt) {
   saveLook("look", Look{.foreground = 12.5, .balance = 61}, false);
+  write("look", "\xef\xbb\xbf" + contents("look"));
   saveLook("copy", optionsOf("a.jpg --settings look")->look, false);
   EXPECT_THAT(contents("copy"), HasSubstr("\nbalance = 61\nmask = false\n"));
   EXPECT_THROW(saveLook("copy", Look{}, false), shared::UsageError) << "it exists";
@@ -344,13 +345,14 @@ TEST_F(Road, AFileKeepsTheLookAndOptionsGoBeforeIt) {
 }
 
 TEST_F(Road, ArgumentsComeToResultsOrAreRefusedInWords) {
-  ASSERT_EQ(std::system(
-                "mkdir in also; ln -s in same; ln -s a.jpg soft.jpg; echo >a.jpg; mkfifo pipe.jpg;"
-                "ln a.jpg hard.jpg; ln -s nowhere dangling.jpg; echo >in/b.PNG;"
-                "printf '\\377\\330\\377 a JPEG' >noname; printf 'colour = 3\n' >unknown;"
-                "printf 'mask\nbalance = 5\nmask\n' >twice; printf 'strength = 0,5\n' >comma;"
-                "printf '[look]\nstrength = 5\n' >section"),
-            0);
+  ASSERT_EQ(
+      std::system(
+          "mkdir in also; ln -s in same; ln -s a.jpg soft.jpg; echo >a.jpg; mkfifo pipe.jpg;"
+          "ln a.jpg hard.jpg; ln -s nowhere dangling.jpg; echo >in/b.PNG;"
+          "printf '\\377\\330\\377 a JPEG' >noname; printf 'colour = 3\n' >unknown;"
+          "printf 'mask\nbalance = 5\nmask\n' >twice; printf 'strength = 0,5\n' >comma;"
+          "printf '[look]\nstrength = 5\n' >section; printf '++ = 3\n' >plus; mkdir 'br{a}ce'"),
+      0);
   const Strings before = files();
   // clang-format off
   const char* cases[][2] = {
@@ -370,11 +372,17 @@ TEST_F(Road, ArgumentsComeToResultsOrAreRefusedInWords) {
       {"- -o also", "--format"}, {"- - -o also --format jpg", "once only"},
       {"a.jpg --settings unknown", "unknown: there is no setting colour"},
       {"a.jpg --settings twice", "for mask"}, {"a.jpg --settings comma", "for strength"},
-      {"a.jpg --settings section", "section: there is no setting look"},
+      {"a.jpg --settings section", "section: there are no sections, such as [look]"},
+      {"a.jpg --settings plus", "plus: there is no setting ++"},
+      {"a.jpg --settings in", "in: a folder, not a file"}, {"a.jpg -f --save-settings hard.jpg",
+       "is an input"}, {"a.jpg --trace plus", "plus exists already"},
+      {"a.jpg -o x.jpg --save-settings in/../x.jpg", "is an output"},
+      {"a.jpg -f --save-settings pipe.jpg", "not an ordinary"},
+      {"a.jpg --trace t --save-settings t", "t is the trace"}, {"a.jpg --trace= -n", "required"},
       {"a.jpg --settings gone", "gone: No such file"}};
   // clang-format on
   for (const auto& [arguments, says] : cases)
-    EXPECT_THAT([&] { shared::planJobs(*optionsOf(arguments)); },
+    EXPECT_THAT([&] { planOf(*optionsOf(arguments)); },
                 ThrowsMessage<shared::UsageError>(HasSubstr(says)))
         << arguments;
   EXPECT_EQ(files(), before);
@@ -384,7 +392,9 @@ TEST_F(Road, ArgumentsComeToResultsOrAreRefusedInWords) {
       {"x/shot.nef", "x/shot-clear.tif", ""}, {"noname", "noname-clear.jpg", ""},
       {"x/b.PNG -o in", "in/b-clear.PNG", ""}, {"- -o in --format tif", "in/stdin-clear.tif", ""},
       {"x/b.PNG --format jpg -o new/deep/", "new/deep/b-clear.jpg", ""},
-      {"b.PNG -o {name}_{name}.{ext}", "b_b.PNG", ""},
+      {"b.PNG -o {name}_{name}.{ext}", "b_b.PNG", ""}, {"a{ext}.jpg -o {name}.{ext}", "a{ext}.jpg", ""},
+      {"b.PNG -o br{a}ce", "br{a}ce/b-clear.PNG", ""}, {"b.PNG -o {x}/", "{x}/b-clear.PNG", ""},
+      {"b.PNG -o br{a}ce/{name}.jpg", "br{a}ce/b.jpg", ""},
       {"a.jpg -o in/b.PNG", "in/b.PNG", "exists already"},
       {"a.jpg -f -o in/b.PNG", "in/b.PNG", ""},
       {"a.jpg -o dangling.jpg", "dangling.jpg", "exists already"},

@@ -1,0 +1,291 @@
+// Children report through a socket that keeps messages apart: a byte that tells the kind, and what
+// belongs to it. A message tells the end as well, so that a library that ends the process, even
+// with status 0, is seen. The parent removes what a child left that died.
+
+#include "apps/shared/Pool.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <optional>
+#include <string_view>
+
+#include <fcntl.h>
+#include <poll.h>
+#include <sys/prctl.h>
+#include <sys/socket.h>
+#include <sys/uio.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include "apps/shared/Errors.h"
+
+namespace shared {
+namespace {
+
+constexpr char progressKind = 'p', noteKind = 'n', detailKind = 'd';
+constexpr char endKinds[] = "DFCS"; // of End, in its order
+constexpr size_t longestText = 4096;
+constexpr float reportStep = 0.005f; // share of a photograph between two reports
+constexpr int exitStopped = 130, exitFailed = 131;
+
+void send(int socket, char kind, const void* data, size_t size, int flags = 0) {
+  iovec parts[] = {{&kind, 1}, {const_cast<void*>(data), std::min(size, longestText)}};
+  msghdr message{};
+  message.msg_iov = parts;
+  message.msg_iovlen = 2;
+  while (::sendmsg(socket, &message, flags | MSG_NOSIGNAL) < 0 && errno == EINTR) {
+  }
+}
+
+void send(int socket, char kind, std::string_view text) {
+  send(socket, kind, text.data(), text.size());
+}
+
+// ---- In the child
+
+// Of the one photograph that this process works on.
+volatile sig_atomic_t stopRequested = 0;
+bool endsAtOnce;
+pid_t parentId;
+const char* temporaryName;
+
+// The parent's death is told by a signal as well. Nobody is left then who would tidy up.
+void onStop(int) {
+  const bool orphaned = ::getppid() != parentId;
+  if (orphaned)
+    ::unlink(temporaryName);
+  if (orphaned || endsAtOnce)
+    ::_exit(exitStopped);
+  stopRequested = 1;
+}
+
+void handle(int signal, void (*handler)(int)) {
+  struct sigaction action {};
+  action.sa_handler = handler;
+  ::sigemptyset(&action.sa_mask);
+  ::sigaction(signal, &action, nullptr);
+}
+
+void setUpSignals(const Job& job, const PoolOptions& options, pid_t parent) {
+  parentId = parent;
+  endsAtOnce = options.endsAtOnce;
+  temporaryName = job.output == "-" ? "" : job.temporary.c_str();
+  handle(SIGTERM, onStop);
+  for (int signal : {SIGINT, SIGHUP}) {
+    struct sigaction found {};
+    if (::sigaction(signal, nullptr, &found) != 0 || found.sa_handler != SIG_IGN)
+      handle(signal, onStop); // what is ignored, as under nohup, stays so
+  }
+  handle(SIGCHLD, SIG_DFL);
+  for (int signal : {SIGPIPE, SIGXFSZ})
+    handle(signal, SIG_IGN); // a write then fails, with a reason
+  sigset_t none;
+  ::sigemptyset(&none);
+  ::sigprocmask(SIG_SETMASK, &none, nullptr);
+  ::prctl(PR_SET_PDEATHSIG, SIGTERM);
+  if (::getppid() != parent)
+    ::_exit(exitStopped);
+}
+
+void muteLibraries() {
+  const int nowhere = ::open("/dev/null", O_WRONLY | O_CLOEXEC);
+  if (nowhere >= 0)
+    ::dup2(nowhere, STDERR_FILENO);
+}
+
+void attempt(const Work& work, const Job& job, const Reporter& reporter) {
+  photo::Watch watch;
+  watch.stopped = [] { return stopRequested != 0; };
+  watch.progress = [&reporter, last = -1.0f](double share) mutable {
+    if (float(share) < last + reportStep)
+      return;
+    last = float(share);
+    reporter.progress(share);
+  };
+  try {
+    work(job, reporter, watch);
+    reporter.end(End::done, "");
+  } catch (const photo::Stopped&) {
+    reporter.end(End::stopped, "stopped");
+  } catch (const Cancelled&) {
+    reporter.end(End::cancelled, "cancelled");
+  } catch (const std::exception& error) {
+    reporter.end(End::failed, reasonOf(error));
+  }
+}
+
+// ---- In the parent
+
+std::string crash(int status) {
+  if (!WIFSIGNALED(status))
+    return "a library ended the work without giving a reason";
+  if (WTERMSIG(status) == SIGKILL)
+    return "killed; the system may have run out of memory";
+  return std::string("the filter crashed: ") + ::strsignal(WTERMSIG(status));
+}
+
+} // namespace
+
+Listener Reporter::listener() const {
+  return {[this](const std::string& text) { send(socket_, noteKind, text); },
+          [this](const std::string& text) { send(socket_, detailKind, text); }};
+}
+
+void Reporter::progress(double share) const {
+  const float value = float(share);
+  send(socket_, progressKind, &value, sizeof value, MSG_DONTWAIT);
+}
+
+void Reporter::fail(const std::string& reason) const {
+  end(End::failed, reason);
+  std::_Exit(0);
+}
+
+void Reporter::end(End how, std::string_view reason) const noexcept {
+  send(socket_, endKinds[size_t(how)], reason);
+}
+
+struct Pool::Child {
+  pid_t pid;
+  int socket; // -1 once the child has closed its end
+  size_t index;
+  std::optional<End> end = {}; // as it told
+  std::string reason = {};
+};
+
+Pool::Pool(const std::vector<Job>& jobs, Work work, PoolListener& listener, PoolOptions options)
+    : jobs_(jobs), work_(std::move(work)), listener_(listener), options_(options) {}
+
+Pool::~Pool() {
+  for (const Child& child : children_) {
+    ::kill(child.pid, SIGKILL);
+    ::waitpid(child.pid, nullptr, 0);
+    ::close(child.socket);
+    if (!child.end)
+      ::unlink(jobs_[child.index].temporary.c_str());
+  }
+}
+
+bool Pool::isDone() const { return children_.empty() && (next_ == jobs_.size() || stops_ > 0); }
+
+void Pool::turn(int milliseconds, const sigset_t* blocked) {
+  startJobs();
+  if (children_.empty())
+    return;
+  wait(milliseconds, blocked);
+  for (Child& child : children_)
+    hear(child);
+  reap();
+}
+
+void Pool::stop() {
+  ++stops_;
+  for (const Child& child : children_)
+    ::kill(child.pid, stops_ == 1 ? SIGTERM : SIGKILL);
+}
+
+void Pool::startJobs() {
+  while (next_ < jobs_.size() && stops_ == 0 && int(children_.size()) < options_.jobs) {
+    const size_t index = next_++;
+    if (jobs_[index].refusal.empty())
+      start(index);
+    else
+      listener_.ended(index, End::failed, jobs_[index].refusal);
+  }
+}
+
+void Pool::start(size_t index) {
+  int ends[2] = {-1, -1};
+  const pid_t parent = ::getpid();
+  std::fflush(nullptr);
+  const pid_t pid =
+      ::socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0, ends) == 0 ? ::fork() : -1;
+  if (pid == 0) {
+    setUpSignals(jobs_[index], options_, parent);
+    ::close(ends[0]);
+    for (const Child& sibling : children_)
+      ::close(sibling.socket);
+    if (!options_.librariesTalk)
+      muteLibraries();
+    attempt(work_, jobs_[index], Reporter(ends[1]));
+    std::exit(0);
+  }
+  const int code = errno;
+  ::close(ends[1]);
+  if (pid > 0) {
+    children_.push_back({pid, ends[0], index});
+    listener_.started(index);
+    return;
+  }
+  ::close(ends[0]);
+  listener_.ended(index, End::failed, std::string("no process for it: ") + std::strerror(code));
+}
+
+void Pool::wait(int milliseconds, const sigset_t* blocked) {
+  std::vector<pollfd> sockets;
+  for (const Child& child : children_)
+    sockets.push_back({child.socket, POLLIN, 0});
+  const timespec most{milliseconds / 1000, milliseconds % 1000 * 1000000L};
+  ::ppoll(sockets.data(), sockets.size(), &most, blocked);
+}
+
+void Pool::hear(Child& child) {
+  char message[1 + longestText];
+  ssize_t size;
+  while ((size = ::recv(child.socket, message, sizeof message, MSG_DONTWAIT)) > 0) {
+    const std::string text(message + 1, size_t(size) - 1);
+    float share;
+    if (message[0] == noteKind) {
+      listener_.note(child.index, text);
+    } else if (message[0] == detailKind) {
+      listener_.detail(child.index, text);
+    } else if (message[0] == progressKind) {
+      std::memcpy(&share, message + 1, sizeof share);
+      listener_.progress(child.index, double(share));
+    } else {
+      child.end = End(std::strchr(endKinds, message[0]) - endKinds);
+      child.reason = text;
+    }
+  }
+  if (size < 0 || child.socket < 0)
+    return;
+  ::close(child.socket);
+  child.socket = -1;
+}
+
+void Pool::reap() {
+  for (auto child = children_.begin(); child != children_.end();) {
+    int status = 0;
+    // One that has closed its socket is about to end.
+    const pid_t ended = ::waitpid(child->pid, &status, child->socket < 0 ? 0 : WNOHANG);
+    if (ended != child->pid) {
+      ++child;
+      continue;
+    }
+    hear(*child);
+    tellEnd(*child, status);
+    if (child->socket >= 0)
+      ::close(child->socket);
+    child = children_.erase(child);
+  }
+}
+
+void Pool::tellEnd(const Child& child, int status) {
+  const bool told = child.end && WIFEXITED(status) && WEXITSTATUS(status) == 0;
+  if (told) {
+    listener_.ended(child.index, *child.end, child.reason);
+    return;
+  }
+  const Job& job = jobs_[child.index];
+  if (job.output != "-")
+    ::unlink(job.temporary.c_str());
+  if (stops_ > 0)
+    listener_.ended(child.index, End::stopped, "stopped");
+  else
+    listener_.ended(child.index, End::failed, crash(status));
+}
+
+} // namespace shared
