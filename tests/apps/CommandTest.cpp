@@ -46,6 +46,7 @@ TEST_F(Command, ABatchDoesWhatItCanAndStreamsCarryPictures) {
   EXPECT_EQ(files().size(), 8u);
   write("secret.jpg", contents("b.jpg"));
   fs::permissions("secret.jpg", fs::perms(0600));
+  EXPECT_EQ(run("b.jpg -o ''"), 2);
   EXPECT_EQ(run("secret.jpg '' -q -o out/"), 1);
   EXPECT_EQ(fs::status("out/secret-clear.jpg").permissions(), fs::perms(0600));
   EXPECT_THAT(said, StartsWith("fogdissolver: \"\": No such file"));
