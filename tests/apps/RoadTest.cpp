@@ -378,7 +378,7 @@ TEST_F(Road, ArgumentsComeToResultsOrAreRefusedInWords) {
        "is an input"}, {"a.jpg --trace plus", "plus exists already"},
       {"a.jpg -o x.jpg --save-settings in/../x.jpg", "is an output"},
       {"a.jpg -f --save-settings pipe.jpg", "not an ordinary"},
-      {"a.jpg --trace t --save-settings t", "t is the trace"}, {"a.jpg -f --save-settings /dev/stdout", "system"},
+      {"a.jpg --trace t --save-settings t", "t is the trace"}, {"a.jpg -f --save-settings /proc/self/status", "system"},
       {"a.jpg --settings gone", "gone: No such file"}};
   // clang-format on
   for (const auto& [arguments, says] : cases)
