@@ -8,6 +8,7 @@
 #include <cmath>
 #include <new>
 #include <stdexcept>
+#include <utility>
 
 #include "apps/shared/Errors.h"
 #include "frame/contract/Limits.h"
@@ -127,45 +128,64 @@ void run(host::Session& session, const std::function<host::RunOutcome()>& play,
     refuse(noLight);
 }
 
+// The share of the estimates that the look uses.
+void soften(Parameters& settings, const Estimate& found, double strength) {
+  const auto share = [strength](float value) {
+    return std::clamp(float(value * strength), 0.0f, 1.0f);
+  };
+  settings.foregroundIntensity = share(found.foreground);
+  settings.backgroundIntensity = share(found.background);
+}
+
+Estimate estimatesIn(const Parameters& settings) {
+  return {settings.foregroundIntensity, settings.backgroundIntensity};
+}
+
+// A run of its own, over a reduced copy.
 Estimate estimate(const host::Module& module, const host::Document& document, int threads,
                   const photo::Watch& watch) {
   host::Document low = reducedForEstimate(document);
   host::Session session(module, low, sessionOptions(threads, watch, 0, estimateShare));
   settingsOf(session);
   throwUnlessDone(session.playSilently({}), watch);
-  const Parameters& found = settingsOf(session);
-  return {found.foregroundIntensity, found.backgroundIntensity};
-}
-
-// The share of an estimate that the look uses.
-float softened(float value, double strength) {
-  return std::clamp(float(value * strength), 0.0f, 1.0f);
+  return estimatesIn(settingsOf(session));
 }
 
 } // namespace
 
+// The filter takes its own estimates only where both intensities are unset: the session then lets
+// them be softened within the one run. Beside an intensity that is given they take a run before.
 CorrectionReport correct(const host::Module& module, host::Document& document, const Look& look,
                          int threads, const photo::Watch& watch) {
   refuseWithoutEstimate(document);
   CorrectionReport report;
   const double strength = strengthOf(look);
-  const bool bothGiven = look.foreground && look.background;
-  const bool ownEstimate = strength == 1 && !look.foreground && !look.background;
+  const bool noneGiven = !look.foreground && !look.background;
+  const bool oneGiven = !noneGiven && !(look.foreground && look.background);
   auto start = Clock::now();
-  if (!bothGiven && !ownEstimate)
-    report.estimate = strength > 0 ? estimate(module, document, threads, watch) : Estimate{0, 0};
-  if (report.estimate)
+  const auto takeEstimate = [&](const Estimate& found) {
+    report.estimate = found;
+    report.estimateSeconds = secondsSince(std::exchange(start, Clock::now()));
+  };
+  if (oneGiven) {
+    takeEstimate(strength > 0 ? estimate(module, document, threads, watch) : Estimate{0, 0});
     refuseWithoutLight(*report.estimate);
-  report.estimateSeconds = secondsSince(start);
-
-  start = Clock::now();
-  host::Session session(module, document,
-                        sessionOptions(threads, watch, report.estimate ? estimateShare : 0.0, 1.0));
-  Parameters& settings = settingsOf(session);
-  if (report.estimate) {
-    settings.foregroundIntensity = softened(report.estimate->foreground, strength);
-    settings.backgroundIntensity = softened(report.estimate->background, strength);
   }
+
+  host::SessionOptions options = sessionOptions(threads, watch, oneGiven ? estimateShare : 0, 1);
+  if (noneGiven)
+    options.adjustSettings = [&](void* block) {
+      Parameters& settings = *static_cast<Parameters*>(block);
+      if (settings.foregroundIntensity == intensityUnset)
+        return false;
+      takeEstimate(estimatesIn(settings));
+      soften(settings, *report.estimate, strength);
+      return true;
+    };
+  host::Session session(module, document, options);
+  Parameters& settings = settingsOf(session);
+  if (report.estimate)
+    soften(settings, *report.estimate, strength);
   apply(look, settings);
   run(
       session,
@@ -173,8 +193,8 @@ CorrectionReport correct(const host::Module& module, host::Document& document, c
         return session.playSilently({{keyOutputMap, look.mask.value_or(false)}});
       },
       document, watch, report);
-  if (ownEstimate)
-    refuseWithoutLight({report.used.foregroundIntensity, report.used.backgroundIntensity});
+  if (noneGiven)
+    refuseWithoutLight(report.estimate.value());
   report.filterSeconds = secondsSince(start);
   return report;
 }

@@ -1,4 +1,4 @@
-// The filter's runs over a document: the estimate where one is wanted, then the correction.
+// The filter's runs over a document: one that estimates and corrects, or both apart.
 #pragma once
 
 #include <functional>
@@ -16,8 +16,9 @@ struct Estimate {
 };
 
 struct CorrectionReport {
-  std::optional<Estimate> estimate;              // of the reduced copy; none if it was not needed
-  double estimateSeconds = 0, filterSeconds = 0; // without the time that a dialog is open
+  std::optional<Estimate> estimate; // none if it was not needed
+  // Until the estimate was known, and from then on; without the time that a dialog is open.
+  double estimateSeconds = 0, filterSeconds = 0;
   Parameters used{};
   int64_t lostSamples = 0; // that the filter made no finite number of; they are 0
 };

@@ -36,12 +36,23 @@ HostResult setHandleSize(Host& host, Handle handle, int32_t size) {
 void* lockHandle(Host& host, Handle handle, Boolean) { return host.handles.lock(identity(handle)); }
 void unlockHandle(Host& host, Handle handle) { host.handles.unlock(identity(handle)); }
 
+// The filter writes its settings while no thread of its team runs, so that between questions of
+// the team they change under the lock only.
+void letSettingsBeAdjusted(Host& host) {
+  if (host.settingsAdjusted || !host.runSettings)
+    return;
+  const std::lock_guard guard(host.settingsLock);
+  if (!host.settingsAdjusted)
+    host.settingsAdjusted = host.options.adjustSettings(host.runSettings);
+}
+
 // A callback of the program that throws counts as a wish to stop.
 Boolean abortProc() {
   Host* host = currentHost();
   if (!host)
     return false;
   try {
+    letSettingsBeAdjusted(*host);
     if (host->options.abort && host->options.abort())
       host->stopWanted = true;
   } catch (...) {
@@ -183,6 +194,7 @@ void Host::prepareRecord() {
 
   transfer.drop();
   stopWanted = false;
+  settingsAdjusted = !options.adjustSettings;
   steps = {};
 }
 

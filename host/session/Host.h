@@ -54,7 +54,11 @@ struct Host {
   } suiteCounts;
 
   std::atomic<bool> stopWanted = false; // the user has asked to stop during this run
-  std::mutex progressLock;              // guards steps and the program's progress callback
+  void* runSettings = nullptr;          // block of parameters during the start selector, else null
+  std::mutex settingsLock; // guards what lies behind it against other threads' questions
+  std::atomic<bool> settingsAdjusted =
+      true;                // this run's settings stand, or no program changes them
+  std::mutex progressLock; // guards steps and the program's progress callback
   Steps steps;
 
   // Fills the record anew for a run.

@@ -20,6 +20,8 @@ bool needs32Bits(const Document& document) {
   return document.width() > mostOf16Bits || document.height() > mostOf16Bits;
 }
 
+intptr_t identity(Handle handle) { return reinterpret_cast<intptr_t>(handle); }
+
 RunOutcome refused(std::string why) { return {filterBadParameters, false, std::move(why)}; }
 
 // What the call gives, or that memory ran out in it.
@@ -88,6 +90,7 @@ CallOutcome Session::State::call(int16_t selector, FilterRecord* callRecord) {
   if (!guard.acquired())
     return {filterBadParameters, true, "another run of the filter has not ended yet"};
   const Handle settingsBefore = record.parameters;
+  runSettings = selector == filterSelectorStart ? handles.data(identity(settingsBefore)) : nullptr;
   CallOutcome outcome;
   callInTeam(options.threads,
              [&] { outcome = PluginMain(module.entry(), selector, callRecord, &data); });
@@ -96,7 +99,7 @@ CallOutcome Session::State::call(int16_t selector, FilterRecord* callRecord) {
     handles.unlockAll();
   // Settings made by a call that failed may not hold the plug-in's defaults.
   if (outcome.result != noErr && !settingsBefore && record.parameters) {
-    handles.release(reinterpret_cast<intptr_t>(record.parameters));
+    handles.release(identity(record.parameters));
     record.parameters = nullptr;
   }
   return outcome;
@@ -215,7 +218,7 @@ void* Session::parameters(RunOutcome* outcome) {
       state.prepareRecord();
       return state.outcomeOf(state.call(filterSelectorParameters));
     });
-  void* block = state.handles.data(reinterpret_cast<intptr_t>(state.record.parameters));
+  void* block = state.handles.data(identity(state.record.parameters));
   if (!block && made.result == noErr)
     made = refused("the filter has no settings");
   if (outcome)

@@ -31,9 +31,17 @@ struct SessionOptions {
   bool suites = true;            // false: no SPBasicSuite
   bool scripting = true;         // false: no scripting descriptors
 
-  // Called from any thread of the plug-in; abort must be safe there, progress is serialised.
+  // Called from any thread of the plug-in; abort must be safe there, the others are serialised. One
+  // that throws counts as a wish to stop.
   std::function<bool()> abort;
   std::function<void(int32_t done, int32_t total)> progress;
+
+  // For settings that the filter itself estimates from the image, and uses only later: the program
+  // may change them in between, as a dialog would, without a run of its own for the estimates.
+  // While the start selector runs, each question for an abort first passes the block of
+  // parameters() to this, until it says that the settings stand as they are to be. What it finds
+  // unset it leaves.
+  std::function<bool(void* settings)> adjustSettings;
 };
 
 struct RunOutcome {

@@ -5,6 +5,7 @@
 #include <stdexcept>
 #include <thread>
 
+#include "frame/contract/Parameters.h"
 #include "tests/host/FakeFixture.h"
 #include "tests/support/FailingMemory.h"
 
@@ -271,6 +272,27 @@ TEST_F(SessionTest, RefusesBeforeAnySelector) {
     EXPECT_EQ(outcome.message, "nothing is selected");
   }
   EXPECT_TRUE(selectors.empty());
+}
+
+// The filter asks for an abort after it has set its estimates and before it reads them: adjusted
+// then, they make what they make when they are given.
+TEST(BuiltModule, ReadsItsEstimatesOnceTheyAreAdjusted) {
+  host::Document adjusted = fixture::hazyScene(60, 41, 8), given = fixture::copyOf(adjusted);
+  std::vector<Parameters> seen;
+  const auto halve = [&](void* block) {
+    auto& settings = *static_cast<Parameters*>(block);
+    const bool isSet = settings.foregroundIntensity != intensityUnset;
+    if (isSet)
+      settings.backgroundIntensity *= 0.5f, seen.push_back(settings);
+    return isSet;
+  };
+  const host::SessionOptions options{.threads = 2, .adjustSettings = halve};
+  EXPECT_TRUE(Session(fixture::builtModule(), adjusted, options).playSilently({}).ok());
+  Session plain(fixture::builtModule(), given, {});
+  *static_cast<Parameters*>(plain.parameters()) = seen.at(0);
+  EXPECT_TRUE(plain.playSilently({}).ok() && seen.size() == 1);
+  EXPECT_TRUE(fixture::sameSamples(adjusted, given));
+  EXPECT_GT(fixture::largestDifference(given, fixture::hazyScene(60, 41, 8)), 9);
 }
 
 // Over the real filter, whose k-th request of the heap fails: the first ones, and some later ones.
