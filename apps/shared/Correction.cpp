@@ -200,11 +200,12 @@ CorrectionReport correct(const host::Module& module, host::Document& document, c
 }
 
 CorrectionReport correctInDialog(const host::Module& module, host::Document& document, int threads,
-                                 const photo::Watch& watch) {
+                                 const photo::Watch& watch, void* window) {
   refuseWithoutPreview(document);
   host::Registry registry(host::Registry::defaultFile());
   host::SessionOptions options = sessionOptions(threads, watch, 0, 1);
   options.registry = &registry;
+  options.window = window;
   // The dialog neither reports progress nor asks for an abort: the first of either comes from the
   // run that follows it.
   std::atomic<bool> begun = false;
@@ -222,9 +223,11 @@ CorrectionReport correctInDialog(const host::Module& module, host::Document& doc
   return report;
 }
 
-void showAbout(const host::Module& module) {
+void showAbout(const host::Module& module, void* window) {
   host::Document nothing(1, 1, 3, 8);
-  host::Session session(module, nothing, host::SessionOptions{});
+  host::SessionOptions options;
+  options.window = window;
+  host::Session session(module, nothing, options);
   throwUnlessDone(session.about(), photo::Watch{});
 }
 

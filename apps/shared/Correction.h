@@ -30,11 +30,12 @@ CorrectionReport correct(const host::Module& module, host::Document& document, c
                          int threads, const photo::Watch& watch);
 
 // Opens the filter's dialog on the document; the caller has made a QApplication. `used` holds what
-// was set. Throws Cancelled when the person leaves by Cancel.
+// was set. `window`, a QWidget or null, owns the dialog. Throws Cancelled when the person leaves by
+// Cancel.
 CorrectionReport correctInDialog(const host::Module& module, host::Document& document, int threads,
-                                 const photo::Watch& watch);
+                                 const photo::Watch& watch, void* window = nullptr);
 
 // Shows the filter's about box; the caller has made a QApplication.
-void showAbout(const host::Module& module);
+void showAbout(const host::Module& module, void* window = nullptr);
 
 } // namespace shared

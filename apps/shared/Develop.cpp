@@ -36,68 +36,6 @@ template <class... Values> std::string sentence(const char* format, Values... va
   return text;
 }
 
-struct Loaded {
-  photo::Picture picture;
-  photo::Metadata metadata;
-};
-
-Loaded load(const Job& job, const Request& request, const photo::Watch& watch) {
-  const photo::Source source{job.input, photo::readWhole(job.input)};
-  const int minimumBits = request.bits ? request.bits : photo::leastDepth(*job.format);
-  photo::Picture picture = photo::readPicture(source, minimumBits, request.threads, watch);
-  photo::Metadata metadata = photo::readMetadata(source.bytes, picture);
-  return {std::move(picture), std::move(metadata)};
-}
-
-photo::Encoding encodingFor(const Job& job, const Request& request, const photo::Picture& picture) {
-  photo::Encoding encoding;
-  encoding.format = job.format;
-  encoding.bits = request.bits ? request.bits : photo::depthFor(*job.format, picture.fileBits);
-  encoding.half = picture.half && request.bits == 0 && encoding.bits == 32;
-  encoding.quality = request.quality;
-  encoding.threads = request.threads;
-  const std::string reason = photo::whyNotHeld(*job.format, picture, encoding.bits);
-  if (!reason.empty())
-    throw std::runtime_error(reason);
-  return encoding;
-}
-
-// The filter knows no multiplied alpha. Whoever sees the document sees it upright; the file keeps
-// its orientation, and its pixels their places.
-CorrectionReport run(const Corrector& corrector, const Loaded& loaded, host::Document& document,
-                     bool multiplied, const photo::Watch& watch) {
-  if (loaded.picture.premultiplied)
-    photo::divideByAlpha(document);
-  const int orientation = corrector.isSeen ? photo::orientationOf(loaded.metadata) : 1;
-  if (orientation != 1)
-    document = photo::turned(document, orientation);
-  const CorrectionReport report = corrector.run(document, watch);
-  if (orientation != 1)
-    document = photo::turned(document, photo::turnedBack(orientation));
-  if (multiplied)
-    photo::multiplyByAlpha(document);
-  return report;
-}
-
-photo::Bytes encode(Loaded& loaded, const photo::Encoding& encoding, const photo::Watch& watch) {
-  photo::adaptToResult(loaded.metadata, loaded.picture, "Fogdissolver " FOG_VERSION);
-  const photo::MetadataBlocks blocks = photo::blocksOf(loaded.metadata);
-  photo::Bytes bytes = photo::encodePicture(loaded.picture, encoding, blocks, watch);
-  return photo::withMetadata(std::move(bytes), loaded.metadata, *encoding.format);
-}
-
-void store(const Job& job, const Request& request, const photo::Bytes& bytes) {
-  if (job.output == "-") {
-    photo::writeToOutput(bytes);
-    return;
-  }
-  std::error_code error;
-  if (!job.folder.empty() && (fs::create_directories(job.folder, error), error))
-    throw std::runtime_error("the folder " + job.folder + " cannot be made: " + error.message());
-  photo::writeSafely({job.output, job.temporary, request.force, photo::permissionsLike(job.input)},
-                     bytes);
-}
-
 void tellCorrection(const CorrectionReport& report, const Listener& listener) {
   if (report.estimate)
     listener.detail(sentence("estimate: foreground %.1f, background %.1f",
@@ -110,38 +48,97 @@ void tellCorrection(const CorrectionReport& report, const Listener& listener) {
 
 } // namespace
 
+Loaded load(const std::string& path, int minimumBits, int threads, const photo::Watch& watch) {
+  const photo::Source source{path, photo::readWhole(path)};
+  photo::Picture picture = photo::readPicture(source, minimumBits, threads, watch);
+  photo::Metadata metadata = photo::readMetadata(source.bytes, picture);
+  if (picture.premultiplied)
+    photo::divideByAlpha(picture.document);
+  return {std::move(picture), std::move(metadata)};
+}
+
+CorrectionReport correctWith(const Corrector& corrector, host::Document& document, int orientation,
+                             const photo::Watch& watch) {
+  const bool turn = corrector.isSeen && orientation != 1;
+  if (turn)
+    document = photo::turned(document, orientation);
+  const CorrectionReport report = corrector.run(document, watch);
+  if (turn)
+    document = photo::turned(document, photo::turnedBack(orientation));
+  return report;
+}
+
+photo::Encoding encodingFor(const photo::Format& format, const Request& request,
+                            const photo::Picture& picture) {
+  photo::Encoding encoding;
+  encoding.format = &format;
+  encoding.bits = request.bits ? request.bits : photo::depthFor(format, picture.fileBits);
+  encoding.half = picture.half && request.bits == 0 && encoding.bits == 32;
+  encoding.quality = request.quality;
+  encoding.threads = request.threads;
+  const std::string reason = photo::whyNotHeld(format, picture, encoding.bits);
+  if (!reason.empty())
+    throw std::runtime_error(reason);
+  return encoding;
+}
+
+photo::Bytes encode(photo::Picture& picture, photo::Metadata& metadata,
+                    const photo::Encoding& encoding, const photo::Watch& watch) {
+  if (encoding.format->premultiplied)
+    photo::multiplyByAlpha(picture.document);
+  photo::adaptToResult(metadata, picture, "Fogdissolver " FOG_VERSION);
+  const photo::MetadataBlocks blocks = photo::blocksOf(metadata);
+  photo::Bytes bytes = photo::encodePicture(picture, encoding, blocks, watch);
+  return photo::withMetadata(std::move(bytes), metadata, *encoding.format);
+}
+
+void store(const Job& job, bool replace, const photo::Bytes& bytes) {
+  if (job.output == "-") {
+    photo::writeToOutput(bytes);
+    return;
+  }
+  std::error_code error;
+  if (!job.folder.empty() && (fs::create_directories(job.folder, error), error))
+    throw std::runtime_error("the folder " + job.folder + " cannot be made: " + error.message());
+  photo::writeSafely({job.output, job.temporary, replace, photo::permissionsLike(job.input)},
+                     bytes);
+}
+
 CorrectionReport develop(const Job& job, const Request& request, const Corrector& corrector,
                          const Listener& listener, const photo::Watch& watch) {
   auto seconds = [start = Clock::now()]() mutable {
     const auto last = std::exchange(start, Clock::now());
     return std::chrono::duration<double>(start - last).count();
   };
-  Loaded loaded = load(job, request, between(watch, 0, readEnds));
+  const int minimumBits = request.bits ? request.bits : photo::leastDepth(*job.format);
+  Loaded loaded = load(job.input, minimumBits, request.threads, between(watch, 0, readEnds));
   host::Document& document = loaded.picture.document;
   const double readSeconds = seconds();
   for (const std::string& text : loaded.picture.notes)
     listener.note(text);
-  const photo::Encoding encoding = encodingFor(job, request, loaded.picture);
+  const photo::Encoding encoding = encodingFor(*job.format, request, loaded.picture);
   listener.detail(sentence("%d x %d, %d channels, %d bits in, %d bits out", document.width(),
                            document.height(), document.channels(), loaded.picture.fileBits,
                            encoding.bits));
   if (const int64_t count = document.nonFiniteSamples())
     listener.note(std::to_string(count) + " samples are not finite; they are left as they are");
 
-  const CorrectionReport report = run(corrector, loaded, document, job.format->premultiplied,
-                                      between(watch, readEnds, writeBegins));
+  const CorrectionReport report =
+      correctWith(corrector, document, photo::orientationOf(loaded.metadata),
+                  between(watch, readEnds, writeBegins));
   if (report.lostSamples)
     listener.note(std::to_string(report.lostSamples) +
                   " samples came out as no number; they are 0");
   tellCorrection(report, listener);
 
   seconds();
-  const photo::Bytes bytes = encode(loaded, encoding, between(watch, writeBegins, 1));
+  const photo::Bytes bytes =
+      encode(loaded.picture, loaded.metadata, encoding, between(watch, writeBegins, 1));
   if (const std::string lost = photo::leftBehind(loaded.metadata, *job.format); !lost.empty())
     listener.note(lost);
   if (watch.stopped())
     throw photo::Stopped();
-  store(job, request, bytes);
+  store(job, request.force, bytes);
   listener.detail(sentence("seconds: read %.3f, estimate %.3f, filter %.3f, write %.3f",
                            readSeconds, report.estimateSeconds, report.filterSeconds, seconds()));
   return report;

@@ -4,6 +4,8 @@
 #include <functional>
 #include <string>
 
+#include "apps/photo/Formats.h"
+#include "apps/photo/Metadata.h"
 #include "apps/photo/Picture.h"
 #include "apps/shared/Correction.h"
 #include "apps/shared/Plan.h"
@@ -25,5 +27,31 @@ struct Listener {
 // Throws std::exception with the reason, photo::Stopped, Cancelled; no file is left behind then.
 CorrectionReport develop(const Job& job, const Request& request, const Corrector& corrector,
                          const Listener& listener, const photo::Watch& watch);
+
+// ---- Its steps, for who keeps a photograph between them. Each throws as develop does.
+
+struct Loaded {
+  photo::Picture picture; // the document's colours are not multiplied with alpha
+  photo::Metadata metadata;
+};
+
+// At least so many bits a channel.
+Loaded load(const std::string& path, int minimumBits, int threads, const photo::Watch& watch);
+
+// Corrects a document, upright in between if it is seen and has that orientation.
+CorrectionReport correctWith(const Corrector& corrector, host::Document& document, int orientation,
+                             const photo::Watch& watch);
+
+// How to write the picture in the format. The request's bits, quality and threads count.
+photo::Encoding encodingFor(const photo::Format& format, const Request& request,
+                            const photo::Picture& picture);
+
+// The result's file. Adapts the picture and the metadata to it; where the format stores colours
+// multiplied with alpha, the picture's are then.
+photo::Bytes encode(photo::Picture& picture, photo::Metadata& metadata,
+                    const photo::Encoding& encoding, const photo::Watch& watch);
+
+// To the job's output, whole or not at all.
+void store(const Job& job, bool replace, const photo::Bytes& bytes);
 
 } // namespace shared

@@ -32,6 +32,12 @@ public:
     return result;
   }
 
+  // Text behind a byte with its length.
+  std::string countedText() {
+    const auto letters = take(byte());
+    return {reinterpret_cast<const char*>(letters.data()), letters.size()};
+  }
+
   std::span<const std::byte> take(size_t count) {
     if (count > bytes_.size())
       throw std::runtime_error(std::string(what_) + " ends too early");
@@ -70,6 +76,8 @@ const struct {
   void (*read)(RecordReader& data, PropertyList& list);
 } properties[] = {
     {fourCharCode("kind"), [](RecordReader& d, PropertyList& l) { l.kind = d.code(); }},
+    {fourCharCode("name"), [](RecordReader& d, PropertyList& l) { l.name = d.countedText(); }},
+    {fourCharCode("catg"), [](RecordReader& d, PropertyList& l) { l.category = d.countedText(); }},
     {fourCharCode("mode"),
      [](RecordReader& d, PropertyList& l) {
        for (uint8_t& flags : l.modeFlags)

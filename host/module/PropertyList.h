@@ -38,6 +38,7 @@ enum FilterCaseIndex {
 
 struct PropertyList {
   FourCharCode kind = 0;               // '8BFM' for a filter
+  std::string name, category;          // of the menu item and of its submenu
   std::array<uint8_t, 4> modeFlags{};  // ImageMode m: byte m / 8, bit 0x80 >> m % 8
   std::string enableExpression;        // empty: the mode flags decide alone
   int32_t maxRows = 0, maxColumns = 0; // 0: no limit
