@@ -1,0 +1,80 @@
+#include "apps/desktop/Tiles.h"
+
+#include <algorithm>
+#include <cmath>
+
+namespace desktop {
+namespace {
+
+constexpr double sharpFrom = 2; // scale from which samples are shown as squares
+constexpr int checker = 8;      // device pixels
+
+// The area on a level with so many pixels for a device pixel, and a pixel more on each side.
+QRect around(const QRectF& area, const QSize& level) {
+  return area.toAlignedRect().adjusted(-2, -2, 2, 2).intersected(QRect(QPoint(0, 0), level));
+}
+
+} // namespace
+
+void paintCheckers(QPainter& painter, const QRect& area) {
+  painter.fillRect(area, QColor(204, 204, 204));
+  for (int y = area.top() / checker; y * checker <= area.bottom(); ++y)
+    for (int x = area.left() / checker; x * checker <= area.right(); ++x)
+      if ((x + y) % 2)
+        painter.fillRect(QRect(x * checker, y * checker, checker, checker).intersected(area),
+                         QColor(153, 153, 153));
+}
+
+void Tiles::setScale(double scale) {
+  if (scale == scale_)
+    return;
+  scale_ = scale;
+  cache_.clear();
+}
+
+QSize Tiles::scaledSize() const {
+  const QSize size = raster_->size();
+  return {int(std::ceil(size.width() * scale_)), int(std::ceil(size.height() * scale_))};
+}
+
+QImage Tiles::make(const QPoint& place) {
+  const QRect area =
+      QRect(place * side, QSize(side, side)).intersected(QRect(QPoint(0, 0), scaledSize()));
+  auto* tile = new QImage(rendered(area));
+  const QImage copy = *tile; // shares the pixels
+  cache_.insert(key(place), tile, qsizetype(tile->sizeInBytes()));
+  return copy;
+}
+
+// From the level that has at least as many pixels as the window, and less than twice as many.
+QImage Tiles::rendered(const QRect& area) const {
+  int level = scale_ < 1 ? int(std::floor(std::log2(1 / scale_) + 1e-9)) : 0;
+  level = std::clamp(level, 0, raster_->levels() - 1);
+  const double scale = scale_ * (1 << level);
+  const QRectF wanted(area.x() / scale, area.y() / scale, area.width() / scale,
+                      area.height() / scale);
+  const QRect source = around(wanted, raster_->levelSize(level));
+  if (scale == 1 && !raster_->hasAlpha())
+    return raster_->part(level, area);
+  QImage tile(area.size(), QImage::Format_RGB32);
+  tile.fill(Qt::black);
+  QPainter painter(&tile);
+  if (raster_->hasAlpha())
+    paintCheckers(painter, tile.rect());
+  painter.setRenderHint(QPainter::SmoothPixmapTransform, scale < sharpFrom && scale != 1);
+  painter.drawImage(QRectF((source.x() - wanted.x()) * scale, (source.y() - wanted.y()) * scale,
+                           source.width() * scale, source.height() * scale),
+                    raster_->part(level, source));
+  return tile;
+}
+
+void Tiles::paintCoarsely(QPainter& painter, const QRect& area) const {
+  constexpr int enough = 1024; // pixels a side
+  const int level = raster_->coarseLevel(enough);
+  const double scale = scale_ * (1 << level);
+  painter.drawImage(
+      QRectF(area), *raster_->heldLevel(level),
+      QRectF(area.x() / scale, area.y() / scale, area.width() / scale, area.height() / scale));
+}
+
+} // namespace desktop

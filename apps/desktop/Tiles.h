@@ -1,0 +1,45 @@
+// Squares of a picture at one scale, ready to be copied to the window, and the newest of them kept.
+#pragma once
+
+#include <memory>
+
+#include <QCache>
+#include <QImage>
+#include <QPainter>
+
+#include "apps/desktop/Raster.h"
+
+namespace desktop {
+
+class Tiles {
+public:
+  static constexpr int side = 256; // device pixels
+
+  explicit Tiles(std::shared_ptr<const Raster> raster) : raster_(std::move(raster)) {}
+  const Raster& raster() const { return *raster_; }
+
+  // Tiles of other scales are dropped.
+  void setScale(double scale);
+  void setBudget(int bytes) { cache_.setMaxCost(bytes); }
+
+  const QImage* kept(const QPoint& place) const { return cache_.object(key(place)); }
+  QImage make(const QPoint& place); // and keeps it
+
+  // The area of the picture's device pixels, quickly and coarsely.
+  void paintCoarsely(QPainter& painter, const QRect& area) const;
+
+  QSize scaledSize() const; // device pixels of the whole picture
+
+private:
+  static quint64 key(const QPoint& place) { return quint64(place.x()) << 32 | quint32(place.y()); }
+  QImage rendered(const QRect& area) const;
+
+  std::shared_ptr<const Raster> raster_;
+  double scale_ = 0;
+  QCache<quint64, QImage> cache_{64 << 20}; // bytes
+};
+
+// Squares under what is transparent.
+void paintCheckers(QPainter& painter, const QRect& area);
+
+} // namespace desktop
