@@ -24,7 +24,7 @@ void computeMatting(float* dark, const SHaze* low, float* fmin, float* bmax, int
 
 // Brings the refined map to full size by repeated doubling, guided by the image.
 //   dark  width * height floats of `low`; map  out: width * height floats of `full`
-// Error: hazeOutOfMemory, hazeCancelled; the map is then as it was.
+// Error: hazeOutOfMemory, hazeCancelled; the map then holds nothing.
 void upsampleSolutionBySteps(const float* dark, const SHaze* low, const SHaze* full, float* map,
                              int32_t* error);
 

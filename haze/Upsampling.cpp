@@ -54,15 +54,19 @@ public:
   GuidePyramid& operator=(const GuidePyramid&) = delete;
 
   ~GuidePyramid() {
-    for (int32_t k = steps_ - 1; k >= 1; --k) {
-      const SHaze* level = levels_[k].first;
-      if (!level)
-        continue;
-      traceDelete(__LINE__, level->data);
-      freeHeap(level->data);
-      traceDelete(__LINE__, level);
-      delete level;
-    }
+    for (int32_t k = steps_ - 1; k >= 1; --k)
+      release(k);
+  }
+
+  // Frees a level that is needed no more, unless it is the caller's.
+  void release(int32_t k) {
+    if (k == 0 || k == steps_ || !levels_[k].first)
+      return;
+    const SHaze* level = std::exchange(levels_[k].first, nullptr);
+    traceDelete(__LINE__, level->data);
+    freeHeap(level->data);
+    traceDelete(__LINE__, level);
+    delete level;
   }
 
   const SHaze* level(int32_t k) const { return levels_[k].first; }
@@ -114,38 +118,40 @@ private:
   int32_t steps_;
 };
 
-// The rounds, from the reduced solution to the full map. At most two solutions exist at once; the
-// last one made is returned, or null without memory for it.
-HeapArray<float> runRounds(const float* dark, const GuidePyramid& guides, int32_t steps, float* map,
-                           int32_t* error) {
+// The rounds, from the reduced solution to the full map, which the last one writes. A guide and a
+// solution go when the round above them is done.
+void runRounds(const float* dark, GuidePyramid& guides, int32_t steps, float* map, int32_t* error) {
   HeapArray<float> solution; // of the round before; null in round 0, whose solution is the caller's
-  const float* current = dark;
   for (int32_t round = 0; round < steps; ++round) {
     const SHaze* low = guides.level(round);
     const SHaze* high = guides.level(round + 1);
-    HeapArray<float> next = tryAllocateArray<float>(pixelsOf(*high));
-    TRACE("%s (%d) - [ALLOC] pSol.first %p\n", name, __LINE__, static_cast<void*>(next.get()));
-    if (!next) {
-      *error = hazeOutOfMemory;
-      return nullptr;
+    const bool isLast = round == steps - 1;
+    HeapArray<float> next;
+    if (!isLast) {
+      next = tryAllocateArray<float>(pixelsOf(*high));
+      TRACE("%s (%d) - [ALLOC] pSol.first %p\n", name, __LINE__, static_cast<void*>(next.get()));
+      if (!next) {
+        *error = hazeOutOfMemory;
+        return;
+      }
+      traceOutOfHost(__LINE__, pixelsOf(*high) * sizeof(float), next.get());
     }
-    traceOutOfHost(__LINE__, pixelsOf(*high) * sizeof(float), next.get());
+    const float* current = round == 0 ? dark : solution.get();
+    float* result = isLast ? map : next.get();
     TRACE("%s (%d) - call upsampleSolution (round %d) (%p, %p, %p, %p)\n", name, __LINE__, round,
           static_cast<const void*>(current), static_cast<const void*>(low),
-          static_cast<const void*>(high), static_cast<void*>(next.get()));
-    upsampleSolution(current, low, high, next.get());
+          static_cast<const void*>(high), static_cast<void*>(result));
+    upsampleSolution(current, low, high, result);
     if (*gResult == userCanceledErr) {
       *error = hazeCancelled;
-      return next;
+      return;
     }
     if (solution)
       TRACE("%s (%d) - delete garbage ptr: %p\n", name, __LINE__,
             static_cast<void*>(solution.get()));
     solution = std::move(next);
-    current = solution.get();
+    guides.release(round);
   }
-  std::copy_n(current, pixelsOf(*guides.level(steps)), map);
-  return solution;
 }
 
 } // namespace
@@ -155,16 +161,12 @@ void upsampleSolutionBySteps(const float* dark, const SHaze* low, const SHaze* f
   *error = hazeNoError;
   const int32_t steps = stepsFor(*low, *full);
   TRACE("%s (%d) - %d steps\n", name, __LINE__, steps);
-  HeapArray<float> solution;
   {
     GuidePyramid guides(*low, *full, steps);
     if (guides.build())
-      solution = runRounds(dark, guides, steps, map, error);
+      runRounds(dark, guides, steps, map, error);
     else
       *error = hazeOutOfMemory;
   }
-  if (solution)
-    traceDelete(__LINE__, solution.get());
-  solution.reset();
   TraceMemory(name, __LINE__);
 }

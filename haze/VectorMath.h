@@ -8,32 +8,25 @@
 #include <cstdint>
 #include <limits>
 
-#include "primitives/base/Vector.h"
-
-inline int32_t wholePart(float v) { return int32_t(v); }
-inline float floatOfBits(int32_t bits) { return std::bit_cast<float>(bits); }
-template <class V> auto wholePart(V v) { return __builtin_convertvector(v, IntV); }
-template <class V> auto floatOfBits(V bits) { return FloatV(bits); }
-
-// factor * 2^y for y up to 127, of a float or of each lane of a FloatV; relative error below 2e-7,
-// exactly the factor at 0. The power of two is applied as two factors, so that a result below
-// float's normal range is rounded once. Far below the smallest float y stops counting.
-template <class F> F timesExp2(F factor, F y) {
+// 2^y for y up to 127; relative error below 2e-7, exactly 1 at 0. The power of two is applied as
+// two factors, so that a result below float's normal range is rounded once. Far below the smallest
+// float y stops counting.
+inline float exp2Fast(float y) {
   constexpr float lowestExponent = -252.0f;
   constexpr float roundingShift = 12582912.0f; // 1.5 * 2^23: adding it rounds to a whole number
   constexpr int32_t exponentBias = 127, mantissaBits = 23;
-  y = y > lowestExponent ? y : splat<F>(lowestExponent);
-  const F whole = (y + roundingShift) - roundingShift;
-  const F f = y - whole; // -0.5 to 0.5
-  F p = f * 1.3400432e-3f + 9.6760371e-3f;
+  y = y > lowestExponent ? y : lowestExponent;
+  const float whole = (y + roundingShift) - roundingShift;
+  const float f = y - whole; // -0.5 to 0.5
+  float p = f * 1.3400432e-3f + 9.6760371e-3f;
   p = p * f + 5.5503272e-2f;
   p = p * f + 2.4022107e-1f;
   p = p * f + 6.9314721e-1f;
   p = p * f + 1.0f;
-  const auto exponent = wholePart(whole);
-  const auto half = exponent >> 1;
-  return p * factor * floatOfBits((half + exponentBias) << mantissaBits) *
-         floatOfBits((exponent - half + exponentBias) << mantissaBits);
+  const auto exponent = int32_t(whole);
+  const int32_t half = exponent >> 1;
+  return p * std::bit_cast<float>((half + exponentBias) << mantissaBits) *
+         std::bit_cast<float>((exponent - half + exponentBias) << mantissaBits);
 }
 
 // log2 of a positive normal number, exactly 0 at 1: 2 atanh(s) / ln 2 with s = (m - 1) / (m + 1)
@@ -52,6 +45,6 @@ inline float log2Positive(float v) {
 // 1e-6 (1e-5 for d below float's normal range); NaN stays NaN.
 inline float unitPower(float d, float power) {
   constexpr float smallest = std::numeric_limits<float>::min();
-  const float e = timesExp2(1.0f, power * log2Positive(d > smallest ? d : smallest));
+  const float e = exp2Fast(power * log2Positive(d > smallest ? d : smallest));
   return d > 0.0f ? e : d;
 }

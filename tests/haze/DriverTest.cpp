@@ -113,7 +113,7 @@ TEST_F(Driver, AbortAtEachStep) {
   host->startTrace();
   run(corrected);
   const std::string trace = host->stopTrace();
-  EXPECT_EQ(std::count(trace.begin(), trace.end(), '\n'), 38) << trace;
+  EXPECT_EQ(std::count(trace.begin(), trace.end(), '\n'), 35) << trace;
   ASSERT_EQ(abortCalls, questions);
   for (bool stays : {true, false})
     for (int k = 1; k <= questions; ++k) {
