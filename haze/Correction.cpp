@@ -7,6 +7,7 @@
 #include <omp.h>
 
 #include <cmath>
+#include <cstring>
 
 #include "frame/record/Globals.h"
 #include "haze/Progress.h"
@@ -54,47 +55,83 @@ void hazeAmounts(const Ramp& ramp, const float* map, int32_t pixels, float* haze
     fillHaze(ramp, map, pixels, haze, [power](float d) { return std::pow(d, power); });
 }
 
+constexpr int32_t pixelsTogether = widestLanes / 4;
+
+// What stands in the lanes of whole pixels.
+struct PixelLanes {
+  IntV pixel, alpha, isColour; // number of the pixel; lane of its alpha; -1 for a colour
+  PixelLanes() {
+    for (int32_t i = 0; i < widestLanes; ++i) {
+      pixel[i] = i / 4;
+      alpha[i] = i | 3;
+      isColour[i] = i % 4 == 3 ? 0 : -1;
+    }
+  }
+};
+
 // Below 0 becomes 0, above 1 becomes 1; NaN stays.
-Float4 clampToUnit(Float4 v) {
-  const Float4 zero = {}, one = splat<Float4>(1.0f);
+FloatV clampToUnit(FloatV v) {
+  const FloatV zero = {}, one = splat<FloatV>(1.0f);
   v = v < zero ? zero : v;
   return v > one ? one : v;
 }
 
-// Stores the three colours; a pixel whose alpha is exactly 0 stays as it is, and so does every
-// alpha.
-inline void storeColours(float* pixel, Float4 before, Float4 value) {
-  const Int4 colours = {-1, -1, -1, 0};
-  const Int4 opaque = splat<Float4>(before[3]) != 0.0f;
-  const Float4 after = (colours & opaque) ? clampToUnit(value) : before;
-  storeVector(pixel, after);
+// New colours for one vector of pixels: colour(before, haze), which has the pixel's haze in each of
+// its lanes. A pixel whose alpha is exactly 0 stays as it is, and so does every alpha.
+template <class Colour>
+inline void eachLane(const PixelLanes& lanes, const float* haze, float* image, Colour colour) {
+  const auto before = loadVector<FloatV>(image);
+  const auto amount = __builtin_shuffle(loadVector<FloatV>(haze), lanes.pixel);
+  const IntV isOpaque = __builtin_shuffle(before, lanes.alpha) != 0.0f;
+  const FloatV after = clampToUnit(colour(before, amount));
+  storeVector(image, (lanes.isColour & isOpaque) ? after : before);
 }
 
-void showHaze(const float* haze, int32_t pixels, float* image) {
-  for (int32_t i = 0; i < pixels; ++i, image += 4)
-    storeColours(image, loadVector<Float4>(image), splat<Float4>(haze[i]));
+// Memory is asked for this far ahead: the processor's own guesses end with each page, and do not
+// know that what they fetch will be written. Void where it lies beyond the image.
+inline void askAhead(const float* image) {
+  constexpr uintptr_t bytesAhead = 64 * 4 * sizeof(float);
+  __builtin_prefetch(reinterpret_cast<void*>(reinterpret_cast<uintptr_t>(image) + bytesAhead), 1);
+}
+
+// haze: as many as pixels, and a vector's lanes more.
+template <class Colour>
+void eachPixel(const float* haze, int32_t pixels, float* image, Colour colour) {
+  const PixelLanes lanes;
+  int32_t x = 0;
+  for (; x + pixelsTogether <= pixels; x += pixelsTogether, image += widestLanes) {
+    askAhead(image);
+    eachLane(lanes, haze + x, image, colour);
+  }
+  float rest[widestLanes] = {};
+  const size_t restBytes = size_t(pixels - x) * 4 * sizeof(float);
+  std::memcpy(rest, image, restBytes);
+  eachLane(lanes, haze + x, rest, colour);
+  std::memcpy(image, rest, restBytes);
 }
 
 void removeHaze(const float* haze, const float* light, int32_t pixels, float* image) {
-  const Float4 lightColour = {light[0], light[1], light[2], 0.0f};
-  for (int32_t i = 0; i < pixels; ++i, image += 4) {
-    const Float4 before = loadVector<Float4>(image);
-    float t = 1.0f - haze[i];
-    t = t < lowestTransmission ? lowestTransmission : t;
-    storeColours(image, before, (before - lightColour) / t + lightColour);
-  }
+  FloatV lightColour;
+  for (int32_t i = 0; i < widestLanes; ++i)
+    lightColour[i] = i % 4 == 3 ? 0.0f : light[i % 4];
+  eachPixel(haze, pixels, image, [lightColour](FloatV before, FloatV amount) {
+    FloatV t = 1.0f - amount;
+    t = t < lowestTransmission ? splat<FloatV>(lowestTransmission) : t;
+    return (before - lightColour) / t + lightColour;
+  });
 }
 
 void correctRow(const Ramp& ramp, const float* map, const float* light, bool showMap, int32_t width,
                 float* image) {
-  float haze[chunk];
+  float haze[chunk + widestLanes] = {}; // whole vectors are read
   for (int32_t x = 0; x < width; x += chunk) {
     const int32_t pixels = width - x < chunk ? width - x : chunk;
+    float* first = image + size_t(x) * 4;
     hazeAmounts(ramp, map + x, pixels, haze);
     if (showMap)
-      showHaze(haze, pixels, image + size_t(x) * 4);
+      eachPixel(haze, pixels, first, [](FloatV, FloatV amount) { return amount; });
     else
-      removeHaze(haze, light, pixels, image + size_t(x) * 4);
+      removeHaze(haze, light, pixels, first);
   }
 }
 
