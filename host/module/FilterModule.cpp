@@ -68,7 +68,6 @@ Module Module::open(const std::filesystem::path& file) {
 }
 
 Module Module::openBest(const std::filesystem::path& folder) {
-  __builtin_cpu_init();
   std::string reasons;
   for (const auto& level : levels) {
     std::error_code ignored;

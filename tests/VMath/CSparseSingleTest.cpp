@@ -51,7 +51,8 @@ TEST(CSparseSingle, FixedModeReservesTheDenseBound) {
   CSparseSingle m(4, 5);
   EXPECT_EQ(m.nonZeros, 20);
   EXPECT_EQ(m.rowIndexCount, 5);
-  m.element(3, 99) = 1; // cols is not asked
+  EXPECT_EQ(m.rowIndices[0], 0); // nothing to solve yet
+  m.element(3, 99) = 1;          // cols is not asked
   m.element(3, 2) = 2;
   m.element(0, 1) = 3;
   m.compress();
@@ -181,6 +182,7 @@ TEST(CSparseSingle, FailuresTellTheirPhase) {
   std::optional<FailingMemory> memory(0);
   EXPECT_THROW(starved.compress(), std::bad_alloc);
   memory.reset();
+  EXPECT_EQ(starved.nonZeros, 0);
   float b[3] = {}, x[3] = {};
   for (CSparseSingle* m : {&grown, &fixed, &starved})
     EXPECT_THROW(m->solve(b, x, false, true), VException);

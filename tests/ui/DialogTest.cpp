@@ -9,6 +9,8 @@
 #include <QScreen>
 #include <QWheelEvent>
 
+#include <array>
+#include <set>
 #include <thread>
 
 #include "frame/contract/Sliders.h"
@@ -604,6 +606,25 @@ TEST_F(Dialog, NothingIsClipped) {
       run(check);
       about(check);
     }
+}
+
+// One size and one left edge for all controls of a kind (a box is as high as its rows), and one gap
+// between the boxes.
+TEST(DialogTable, ControlsLineUp) {
+  std::map<std::pair<ControlKind, bool>, std::set<std::array<int, 3>>> columns;
+  std::set<int> gaps;
+  for (int i = 0, below = 31; i < FOGDISSOLVER_DIALOG.controlCount; ++i) {
+    const DialogControl& control = FOGDISSOLVER_DIALOG.controls[i];
+    const auto& [x, y, width, height] = control.place;
+    const bool box = control.kind == ControlKind::groupBox;
+    columns[{control.kind, control.id == idBalance}].insert({x, width, box ? 0 : height});
+    if (box)
+      gaps.insert(y - std::exchange(below, y + height + 5));
+  }
+  for (const auto kind : {ControlKind::digitEdit, ControlKind::groupBox, ControlKind::pushButton,
+                          ControlKind::trackBar})
+    EXPECT_EQ((columns[{kind, false}].size()), 1u);
+  EXPECT_EQ(gaps, std::set{0});
 }
 
 // What the user saw is what the file gets, for an image that the frame shows
