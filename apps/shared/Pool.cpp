@@ -230,6 +230,11 @@ void Pool::wait(int milliseconds, const sigset_t* blocked) {
     sockets.push_back({child.socket, POLLIN, 0});
   const timespec most{milliseconds / 1000, milliseconds % 1000 * 1000000L};
   ::ppoll(sockets.data(), sockets.size(), &most, blocked);
+  // A terminal interrupts parent and children together: a child's end may wake the parent while its
+  // own signal is still held back.
+  sigset_t held;
+  if (blocked && ::sigprocmask(SIG_SETMASK, blocked, &held) == 0)
+    ::sigprocmask(SIG_SETMASK, &held, nullptr);
 }
 
 void Pool::hear(Child& child) {

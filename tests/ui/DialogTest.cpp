@@ -3,6 +3,7 @@
 #include <QAccessible>
 #include <QClipboard>
 #include <QContextMenuEvent>
+#include <QGroupBox>
 #include <QLineEdit>
 #include <QMenu>
 #include <QPushButton>
@@ -601,6 +602,11 @@ TEST_F(Dialog, NothingIsClipped) {
           solid.push_back(ink);
         }
         EXPECT_GE(solid.size(), 3);
+        for (auto* box : d.dialog->findChildren<QGroupBox*>()) { // the title is drawn
+          const QImage title = box->grab({8, 0, 30, box->fontMetrics().height()}).toImage();
+          const auto smooth = Qt::SmoothTransformation;
+          EXPECT_NE(title.scaled(1, 1, {}, smooth).pixel(0, 0), title.pixel(0, 0));
+        }
         d.dialog->close();
       };
       run(check);

@@ -12,7 +12,7 @@
 
 namespace {
 
-constexpr char32_t ctrlC = 3, ctrlV = 22, ctrlX = 24, backspace = 8, firstPrintable = 32;
+constexpr char32_t ctrlV = 22, backspace = 8, firstPrintable = 32;
 
 struct MenuRow {
   const char* english;
@@ -114,10 +114,6 @@ void QtEdit::keyDown(uintptr_t key) {
 void QtEdit::character(char32_t c) {
   if (c == ctrlV) {
     SendMessage(window(), WM_PASTE, 0, 0);
-  } else if (c == ctrlC) {
-    SendMessage(window(), WM_COPY, 0, 0);
-  } else if (c == ctrlX) {
-    SendMessage(window(), WM_CUT, 0, 0);
   } else if (c >= firstPrintable) {
     if (kind() == ControlKind::digitEdit && (c < U'0' || c > U'9'))
       return MessageBeep(MB_OK);
