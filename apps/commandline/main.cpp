@@ -19,24 +19,13 @@
 #include "apps/photo/Codecs.h"
 #include "apps/shared/Correction.h"
 #include "apps/shared/Errors.h"
+#include "apps/shared/Installation.h"
 
 namespace fs = std::filesystem;
 using namespace commandline;
 using shared::Job, shared::UsageError;
 
 namespace {
-
-// The modules' folder: the one asked for, or beside the program, where the build or the
-// installation puts it.
-fs::path pluginFolder(const Options& options) {
-  if (!options.plugin.empty())
-    return options.plugin;
-  const fs::path program = fs::read_symlink("/proc/self/exe").parent_path();
-  for (const char* place : {"plugin", "../plugin", "../lib/fogdissolver"})
-    if (fs::is_directory(program / place))
-      return (program / place).lexically_normal();
-  throw std::runtime_error("the filter's modules are not installed beside the program");
-}
 
 struct Closer {
   void operator()(std::FILE* file) const { std::fclose(file); }
@@ -74,7 +63,8 @@ int run(const Options& options) {
     shared::saveLook(options.saveSettings, options.look, options.force);
   if (jobs.empty() && !options.about)
     return 0;
-  const fs::path folder = pluginFolder(options);
+  const fs::path folder =
+      options.plugin.empty() ? shared::pluginFolder() : fs::path(options.plugin);
   photo::setFormatsFolder(folder);
   const host::Module module = host::Module::openBest(folder);
   File trace;

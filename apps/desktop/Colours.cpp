@@ -4,8 +4,7 @@
 #include "apps/desktop/Colours.h"
 
 #include <algorithm>
-#include <stdexcept>
-#include <vector>
+#include <memory>
 
 #include <lcms2.h>
 

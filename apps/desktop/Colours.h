@@ -6,7 +6,7 @@
 #pragma once
 
 #include <cstdint>
-#include <memory>
+#include <vector>
 
 #include "apps/photo/Picture.h"
 
@@ -27,6 +27,8 @@ public:
   Colours(const ColourSource& source, const photo::Bytes& screen, double exposure);
   ~Colours();
   Colours(const Colours&) = delete;
+
+  double exposure() const { return exposure_; }
 
   // `count` pixels into 0xAARRGGBB.
   void convert(const void* samples, int count, uint32_t* out) const;

@@ -15,6 +15,8 @@
 
 namespace desktop {
 
+class Raster;
+
 using Picture = std::shared_ptr<photo::Picture>;
 
 // Who brought a photograph to a state.
@@ -25,6 +27,7 @@ struct State {
   shared::Look look; // that makes it from the photograph
   std::optional<shared::CorrectionReport> report; // none: no run of the filter
   Maker maker = Maker::nobody;
+  std::shared_ptr<const Raster> raster; // of the picture; null until it is to be shown
 };
 
 size_t bytesOf(const photo::Picture& picture);
@@ -35,6 +38,7 @@ public:
   History(State original, size_t budget); // bytes
 
   const State& current() const { return states_[at_]; }
+  State& current() { return states_[at_]; }
   bool isOriginal() const { return current().picture == original_; }
   bool canUndo() const { return at_ > 0; }
   bool canRedo() const { return at_ + 1 < states_.size(); }

@@ -25,6 +25,7 @@ public:
   QSize size() const { return levelSize(0); } // upright
   QSize levelSize(int level) const;
   int levels() const { return firstHeld + int(held_.size()); }
+  const Colours& colours() const { return *colours_; }
   bool hasAlpha() const { return picture_->document.hasTransparency(); }
 
   // A part of a level, which must lie within it.

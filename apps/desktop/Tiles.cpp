@@ -14,6 +14,12 @@ QRect around(const QRectF& area, const QSize& level) {
   return area.toAlignedRect().adjusted(-2, -2, 2, 2).intersected(QRect(QPoint(0, 0), level));
 }
 
+// The area in pixels of a level, of which each has so many device pixels.
+QRectF onLevel(const QRect& area, const QSizeF& scale) {
+  return {area.x() / scale.width(), area.y() / scale.height(), area.width() / scale.width(),
+          area.height() / scale.height()};
+}
+
 } // namespace
 
 void paintCheckers(QPainter& painter, const QRect& area) {
@@ -32,14 +38,17 @@ void Tiles::setScale(double scale) {
   cache_.clear();
 }
 
-QSize Tiles::scaledSize() const {
-  const QSize size = raster_->size();
-  return {int(std::ceil(size.width() * scale_)), int(std::ceil(size.height() * scale_))};
+// Both sides end on a device pixel, so that the scale along each differs by a trace.
+QSizeF Tiles::levelScale(int level) const {
+  const QSize all = size(), picture = raster_->size();
+  const int side = 1 << level;
+  return {double(all.width()) * side / picture.width(),
+          double(all.height()) * side / picture.height()};
 }
 
 QImage Tiles::make(const QPoint& place) {
   const QRect area =
-      QRect(place * side, QSize(side, side)).intersected(QRect(QPoint(0, 0), scaledSize()));
+      QRect(place * side, QSize(side, side)).intersected(QRect(QPoint(0, 0), size()));
   auto* tile = new QImage(rendered(area));
   const QImage copy = *tile; // shares the pixels
   cache_.insert(key(place), tile, qsizetype(tile->sizeInBytes()));
@@ -51,10 +60,9 @@ QImage Tiles::rendered(const QRect& area) const {
   int level = scale_ < 1 ? int(std::floor(std::log2(1 / scale_) + 1e-9)) : 0;
   level = std::clamp(level, 0, raster_->levels() - 1);
   const double scale = scale_ * (1 << level);
-  const QRectF wanted(area.x() / scale, area.y() / scale, area.width() / scale,
-                      area.height() / scale);
+  const QRectF wanted = onLevel(area, levelScale(level));
   const QRect source = around(wanted, raster_->levelSize(level));
-  if (scale == 1 && !raster_->hasAlpha())
+  if (scale_ == 1 && !raster_->hasAlpha())
     return raster_->part(level, area);
   QImage tile(area.size(), QImage::Format_RGB32);
   tile.fill(Qt::black);
@@ -62,8 +70,10 @@ QImage Tiles::rendered(const QRect& area) const {
   if (raster_->hasAlpha())
     paintCheckers(painter, tile.rect());
   painter.setRenderHint(QPainter::SmoothPixmapTransform, scale < sharpFrom && scale != 1);
-  painter.drawImage(QRectF((source.x() - wanted.x()) * scale, (source.y() - wanted.y()) * scale,
-                           source.width() * scale, source.height() * scale),
+  const QSizeF unit = levelScale(level);
+  painter.drawImage(QRectF((source.x() - wanted.x()) * unit.width(),
+                           (source.y() - wanted.y()) * unit.height(), source.width() * unit.width(),
+                           source.height() * unit.height()),
                     raster_->part(level, source));
   return tile;
 }

@@ -8,6 +8,7 @@
 #include <QPainter>
 
 #include "apps/desktop/Raster.h"
+#include "apps/desktop/Viewport.h"
 
 namespace desktop {
 
@@ -28,11 +29,12 @@ public:
   // The area of the picture's device pixels, quickly and coarsely.
   void paintCoarsely(QPainter& painter, const QRect& area) const;
 
-  QSize scaledSize() const; // device pixels of the whole picture
+  QSize size() const { return scaledSize(raster_->size(), scale_); } // device pixels, of all
 
 private:
   static quint64 key(const QPoint& place) { return quint64(place.x()) << 32 | quint32(place.y()); }
   QImage rendered(const QRect& area) const;
+  QSizeF levelScale(int level) const; // device pixels for a pixel of the level
 
   std::shared_ptr<const Raster> raster_;
   double scale_ = 0;

@@ -160,7 +160,7 @@ void View::paintPane(QPainter& painter, const Pane& pane, const QElapsedTimer& c
       } else {
         complete_ = false;
         tiles.paintCoarsely(painter, QRect(place * Tiles::side, QSize(Tiles::side, Tiles::side))
-                                         .intersected(QRect(QPoint(0, 0), tiles.scaledSize())));
+                                         .intersected(QRect(QPoint(0, 0), tiles.size())));
       }
     }
   painter.restore();

@@ -13,6 +13,12 @@ double constrained(double origin, double length, double window) {
 
 } // namespace
 
+QSize scaledSize(const QSize& picture, double scale) {
+  return QSize(int(std::lround(picture.width() * scale)),
+               int(std::lround(picture.height() * scale)))
+      .expandedTo({1, 1});
+}
+
 void Viewport::setPicture(const QSize& size) {
   if (size == picture_)
     return;
@@ -65,9 +71,7 @@ QPoint Viewport::origin() const {
 }
 
 QRect Viewport::shown() const {
-  const QSize size(int(std::ceil(picture_.width() * scale_)),
-                   int(std::ceil(picture_.height() * scale_)));
-  return QRect(origin(), size).intersected(QRect(QPoint(0, 0), window_));
+  return QRect(origin(), scaledSize(picture_, scale_)).intersected(QRect(QPoint(0, 0), window_));
 }
 
 QPointF Viewport::sampleAt(const QPointF& windowPoint) const {

@@ -10,6 +10,9 @@
 
 namespace desktop {
 
+// The picture's size on the screen, in whole device pixels.
+QSize scaledSize(const QSize& picture, double scale);
+
 class Viewport {
 public:
   void setPicture(const QSize& size);

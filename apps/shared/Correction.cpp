@@ -223,6 +223,20 @@ CorrectionReport correctInDialog(const host::Module& module, host::Document& doc
   return report;
 }
 
+CorrectionReport runAnyFilter(const host::Module& module, host::Document& document, int threads,
+                              const photo::Watch& watch, void* window) {
+  host::Registry registry(host::Registry::defaultFile());
+  host::SessionOptions options = sessionOptions(threads, watch, 0, 1);
+  options.registry = &registry;
+  options.window = window;
+  host::Session session(module, document, options);
+  const host::RunOutcome outcome = session.runFromMenu();
+  throwUnlessDone(outcome, watch);
+  CorrectionReport report;
+  report.lostSamples = outcome.lostSamples;
+  return report;
+}
+
 void showAbout(const host::Module& module, void* window) {
   host::Document nothing(1, 1, 3, 8);
   host::SessionOptions options;

@@ -35,6 +35,10 @@ CorrectionReport correct(const host::Module& module, host::Document& document, c
 CorrectionReport correctInDialog(const host::Module& module, host::Document& document, int threads,
                                  const photo::Watch& watch, void* window = nullptr);
 
+// Runs any filter from its menu, dialog and all; nothing is known of its settings. Else as above.
+CorrectionReport runAnyFilter(const host::Module& module, host::Document& document, int threads,
+                              const photo::Watch& watch, void* window = nullptr);
+
 // Shows the filter's about box; the caller has made a QApplication.
 void showAbout(const host::Module& module, void* window = nullptr);
 

@@ -1,0 +1,73 @@
+// Many photographs with one look: what becomes of each, and the process that does it. No widgets.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include <QObject>
+#include <QProcess>
+#include <QStringList>
+
+#include "apps/desktop/BatchProcess.h"
+
+namespace desktop {
+
+enum class Existing { skip, replace, number };
+
+struct BatchSettings {
+  shared::Look look;
+  std::string folder; // of the results; "": beside each photograph
+  std::string format; // extension; "": the photograph's
+  int bits = 0, quality = 95;
+  int jobs = 1;
+  Existing existing = Existing::skip;
+};
+
+struct PlannedPhotograph {
+  std::string input, output;
+  std::string refusal; // why nothing is done; empty otherwise
+};
+
+// The names of the results. Two photographs never get one name, and no result the name of a
+// photograph of the batch.
+std::vector<PlannedPhotograph> planBatch(const std::vector<std::string>& inputs,
+                                         const BatchSettings& settings);
+
+// The photographs among the files and in the folders, folders in depth, sorted, each once. In a
+// folder only files whose names have the extension of a picture count.
+QStringList photographsIn(const QStringList& filesAndFolders);
+
+// One batch at a time.
+class Batch : public QObject {
+  Q_OBJECT
+
+public:
+  enum class Phase { idle, running, paused };
+
+  // program: fogdissolver-desktop itself.
+  explicit Batch(const QString& program, QObject* parent = nullptr);
+  ~Batch() override; // ends the process
+
+  void start(const BatchOrder& order);
+  void pause(); // holds all processes where they are
+  void resume();
+  void cancel();
+  Phase phase() const { return phase_; }
+
+signals:
+  void phaseChanged();
+  void happened(const BatchEvent& event);
+
+private:
+  void read();
+  void ended();
+  void signalAll(int signal);
+  void setPhase(Phase phase);
+
+  const QString program_;
+  QProcess process_;
+  Phase phase_ = Phase::idle;
+  std::vector<bool> open_; // by photograph: it has not ended
+};
+
+} // namespace desktop

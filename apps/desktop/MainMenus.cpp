@@ -1,0 +1,229 @@
+// The menus and the tool bar of the main window.
+
+#include "apps/desktop/MainWindow.h"
+
+#include <QActionGroup>
+#include <QApplication>
+#include <QDesktopServices>
+#include <QDialog>
+#include <QDialogButtonBox>
+#include <QHeaderView>
+#include <QMenu>
+#include <QMenuBar>
+#include <QMessageBox>
+#include <QSettings>
+#include <QTableWidget>
+#include <QToolBar>
+#include <QUrl>
+#include <QVBoxLayout>
+
+#include "apps/desktop/BatchWindow.h"
+#include "apps/shared/Installation.h"
+#include "frame/contract/Version.h"
+
+namespace desktop {
+namespace {
+
+constexpr double zoomStep = 1.25;
+constexpr double exposureStep = 0.5; // stops
+
+// The page of the documentation in the person's language, where it is installed.
+QUrl helpPage() {
+  const bool french = QLocale().language() == QLocale::French;
+  const auto file = shared::sharedFile(french ? "doc/fogdissolver/fr/desktop.html"
+                                              : "doc/fogdissolver/desktop.html");
+  return file.empty() ? QUrl() : QUrl::fromLocalFile(QString::fromStdString(file.string()));
+}
+
+} // namespace
+
+QAction* MainWindow::add(QWidget* menu, const QString& text, const QKeySequence& keys, Slot slot) {
+  auto* action = new QAction(text, this);
+  if (!keys.isEmpty()) {
+    action->setShortcut(keys);
+    namedActions_.push_back(action);
+  }
+  connect(action, &QAction::triggered, this, [slot = std::move(slot)] { slot(); });
+  menu->addAction(action);
+  return action;
+}
+
+void MainWindow::buildMenus() {
+  buildFileMenu();
+  buildEditMenu();
+  buildFilterMenu();
+  buildViewMenu();
+  buildHelpMenu();
+}
+
+void MainWindow::buildFileMenu() {
+  QMenu* menu = menuBar()->addMenu(tr("&File"));
+  add(menu, tr("&Open…"), QKeySequence::Open, [this] { openByDialog(); });
+  recentMenu_ = menu->addMenu(tr("Open &Recent"));
+  recentMenu_->setToolTipsVisible(true);
+  add(menu, tr("&Batch…"), QKeySequence("Ctrl+B"), [this] {
+    batch().show();
+    batch().raise();
+    batch().activateWindow();
+  });
+  menu->addSeparator();
+  save_ = add(menu, tr("&Save"), QKeySequence::Save, [this] { save(); });
+  saveAs_ = add(menu, tr("Save &As…"), QKeySequence("Ctrl+Shift+S"), [this] { saveAs(); });
+  exportMask_ = add(menu, tr("&Export Mask…"), QKeySequence("Ctrl+E"), [this] { exportMask(); });
+  revert_ = add(menu, tr("Re&vert"), QKeySequence("Ctrl+Shift+R"), [this] { workbench_.revert(); });
+  menu->addSeparator();
+  close_ = add(menu, tr("&Close"), QKeySequence::Close,
+               [this] { whenKept([this] { workbench_.close(); }); });
+  add(menu, tr("&Quit"), QKeySequence("Ctrl+Q"), [this] { close(); });
+}
+
+void MainWindow::buildEditMenu() {
+  QMenu* menu = menuBar()->addMenu(tr("&Edit"));
+  undo_ = add(menu, tr("&Undo"), QKeySequence::Undo, [this] { workbench_.undo(); });
+  redo_ = add(menu, tr("&Redo"), QKeySequence::Redo, [this] { workbench_.redo(); });
+  menu->addSeparator();
+  copy_ = add(menu, tr("&Copy Picture"), QKeySequence::Copy, [this] { copyPicture(); });
+  copyCommand_ =
+      add(menu, tr("Copy as Co&mmand"), QKeySequence("Ctrl+Shift+C"), [this] { copyCommand(); });
+  add(menu, tr("&Paste a File"), QKeySequence::Paste, [this] { pasteFile(); });
+  menu->addSeparator();
+  cancel_ =
+      add(menu, tr("C&ancel What Runs"), QKeySequence("Esc"), [this] { workbench_.cancel(); });
+  menu->addSeparator();
+  clearsOnOpening_ = add(menu, tr("Clear on &Opening"), {}, [this] {
+    workbench_.setClearsOnOpening(clearsOnOpening_->isChecked());
+    settings_->setValue("clearsOnOpening", clearsOnOpening_->isChecked());
+  });
+  clearsOnOpening_->setCheckable(true);
+  add(menu, tr("Memory for Un&do…"), {}, [this] { askForUndoMemory(); });
+}
+
+// An item for each module, in a submenu for its category.
+void MainWindow::buildFilterMenu() {
+  QMenu* menu = menuBar()->addMenu(tr("Fi&lter"));
+  lastFilter_ =
+      add(menu, tr("&Last Filter"), QKeySequence("Ctrl+F"), [this] { repeatLast(false); });
+  lastAsMask_ = add(menu, tr("Last Filter as &Mask"), QKeySequence("Ctrl+Shift+F"),
+                    [this] { repeatLast(true); });
+  adjust_ =
+      add(menu, tr("&Adjust…"), QKeySequence("Ctrl+J"), [this] { adjust(filters_.all().front()); });
+  menu->addSeparator();
+  std::map<std::string, QMenu*> categories;
+  for (const Filter& filter : filters_.all()) {
+    QMenu*& category = categories[filter.list.category];
+    if (!category)
+      category = filter.list.category.empty()
+                     ? menu
+                     : menu->addMenu(QString::fromStdString(filter.list.category));
+    QAction* action = add(category, QString::fromStdString(filter.list.name), {},
+                          [this, &filter] { adjust(filter); });
+    filterActions_.emplace_back(action, &filter);
+  }
+  menu->addSeparator();
+  QMenu* about = menu->addMenu(tr("A&bout Filter"));
+  for (const Filter& filter : filters_.all())
+    add(about, QString::fromStdString(filter.list.name), {},
+        [this, &filter] { showAboutFilter(filter); });
+}
+
+void MainWindow::buildViewMenu() {
+  QMenu* menu = menuBar()->addMenu(tr("&View"));
+  modes_ = new QActionGroup(this);
+  const struct {
+    QString text;
+    int key;
+  } modes[] = {{tr("&Split"), Qt::Key_F5},
+               {tr("Side &by Side"), Qt::Key_F6},
+               {tr("&Result"), Qt::Key_F7},
+               {tr("&Haze Mask"), Qt::Key_F8}};
+  for (int i = 0; i < int(std::size(modes)); ++i) {
+    QAction* action =
+        add(menu, modes[i].text, QKeySequence(modes[i].key), [this, i] { setMode(ViewMode(i)); });
+    action->setCheckable(true);
+    modes_->addAction(action);
+  }
+  menu->addSeparator();
+  const auto zoom = [this, menu](const QString& text, const QKeySequence& keys, Slot slot) {
+    viewActions_.push_back(add(menu, text, keys, std::move(slot)));
+  };
+  zoom(tr("Zoom &In"), QKeySequence::ZoomIn, [this] { view_->zoomBy(zoomStep); });
+  zoom(tr("Zoom &Out"), QKeySequence::ZoomOut, [this] { view_->zoomBy(1 / zoomStep); });
+  zoom(tr("&Fit"), QKeySequence("Ctrl+0"), [this] { view_->fit(); });
+  zoom(tr("&50 %"), QKeySequence("Ctrl+5"), [this] { view_->setScale(0.5); });
+  zoom(tr("&100 %"), QKeySequence("Ctrl+1"), [this] { view_->setScale(1); });
+  zoom(tr("&200 %"), QKeySequence("Ctrl+2"), [this] { view_->setScale(2); });
+  menu->addSeparator();
+  brighter_ = add(menu, tr("Bri&ghter"), QKeySequence("Ctrl+Shift+Up"),
+                  [this] { changeExposure(workbench_.exposure() + exposureStep); });
+  darker_ = add(menu, tr("&Darker"), QKeySequence("Ctrl+Shift+Down"),
+                [this] { changeExposure(workbench_.exposure() - exposureStep); });
+  normal_ =
+      add(menu, tr("&No Exposure"), QKeySequence("Ctrl+Shift+0"), [this] { changeExposure(0); });
+}
+
+void MainWindow::buildHelpMenu() {
+  QMenu* menu = menuBar()->addMenu(tr("&Help"));
+  QAction* help = add(menu, tr("&Help"), QKeySequence::HelpContents,
+                      [] { QDesktopServices::openUrl(helpPage()); });
+  help->setEnabled(!helpPage().isEmpty());
+  add(menu, tr("&Keyboard…"), QKeySequence("Ctrl+K"), [this] { showShortcuts(); });
+  add(menu, tr("&About Fogdissolver"), {}, [this] { showAbout(); });
+}
+
+void MainWindow::buildToolBar() {
+  QToolBar* bar = addToolBar(tr("Tools"));
+  bar->setObjectName("tools");
+  bar->setMovable(false);
+  bar->setContextMenuPolicy(Qt::PreventContextMenu);
+  bar->addActions({menuBar()->actions()[0]->menu()->actions()[0], saveAs_});
+  bar->addSeparator();
+  bar->addActions({undo_, redo_});
+  bar->addSeparator();
+  bar->addActions(modes_->actions());
+  bar->addSeparator();
+  bar->addActions({viewActions_[2], viewActions_[4]});
+}
+
+// What the menus' actions are called by, and what has no menu item.
+void MainWindow::showShortcuts() {
+  std::vector<std::pair<QString, QString>> rows = {
+      {tr("Show the photograph as it was"), tr("B, held")},
+      {tr("Move the photograph"), tr("Arrow keys, or drag")},
+      {tr("Move the line between before and after"), tr("Shift+Left, Shift+Right, or drag")},
+      {tr("Zoom around the pointer"), tr("Wheel")},
+      {tr("Between the whole photograph and 100 %"), tr("Double click")}};
+  for (const QAction* action : namedActions_)
+    rows.emplace_back(QString(action->text()).remove('&'),
+                      action->shortcut().toString(QKeySequence::NativeText));
+  QDialog dialog(this);
+  dialog.setWindowTitle(tr("Keyboard and Mouse"));
+  auto* table = new QTableWidget(int(rows.size()), 2, &dialog);
+  table->setHorizontalHeaderLabels({tr("What"), tr("How")});
+  table->verticalHeader()->hide();
+  table->setEditTriggers(QAbstractItemView::NoEditTriggers);
+  table->setSelectionBehavior(QAbstractItemView::SelectRows);
+  table->setShowGrid(false);
+  for (int row = 0; row < table->rowCount(); ++row) {
+    table->setItem(row, 0, new QTableWidgetItem(rows[size_t(row)].first));
+    table->setItem(row, 1, new QTableWidgetItem(rows[size_t(row)].second));
+  }
+  table->resizeColumnsToContents();
+  table->horizontalHeader()->setStretchLastSection(true);
+  auto* buttons = new QDialogButtonBox(QDialogButtonBox::Close, &dialog);
+  connect(buttons, &QDialogButtonBox::rejected, &dialog, &QDialog::reject);
+  auto* layout = new QVBoxLayout(&dialog);
+  layout->addWidget(table);
+  layout->addWidget(buttons);
+  const int width = table->horizontalHeader()->length() + 4 * table->frameWidth() + 60;
+  dialog.resize(std::max(width, 460), 560);
+  dialog.exec();
+}
+
+void MainWindow::showAbout() {
+  QMessageBox::about(this, tr("About Fogdissolver"),
+                     tr("<h3>Fogdissolver %1</h3><p>Takes white haze out of photographs.</p>"
+                        "<p>The code is under the MIT licence.</p>")
+                         .arg(FOG_VERSION));
+}
+
+} // namespace desktop

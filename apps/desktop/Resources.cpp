@@ -1,0 +1,22 @@
+#include "apps/desktop/Resources.h"
+
+#include <QCoreApplication>
+#include <QLibraryInfo>
+#include <QLocale>
+#include <QTranslator>
+
+// A library's resources are told of outside all namespaces.
+static void initResources() { Q_INIT_RESOURCE(desktop); }
+
+namespace desktop {
+
+void loadResources() {
+  initResources();
+  static QTranslator own, qt; // as long as the application
+  if (own.load(QLocale(), "fogdissolver-desktop", "_", ":/desktop"))
+    QCoreApplication::installTranslator(&own);
+  if (qt.load(QLocale(), "qtbase", "_", QLibraryInfo::path(QLibraryInfo::TranslationsPath)))
+    QCoreApplication::installTranslator(&qt);
+}
+
+} // namespace desktop

@@ -1,0 +1,39 @@
+// The bar under the photograph: how strongly its haze is taken away, and what that came to.
+#pragma once
+
+#include <QTimer>
+#include <QWidget>
+
+#include "apps/desktop/History.h"
+
+class QLabel;
+class QSlider;
+class QSpinBox;
+class QPushButton;
+
+namespace desktop {
+
+class ResultBar : public QWidget {
+  Q_OBJECT
+
+public:
+  explicit ResultBar(QWidget* parent = nullptr);
+  void showState(const State* state); // null: there is none
+  void setRunnable(bool runnable);    // whether the filter can be run now
+  int strength() const;
+
+signals:
+  void strengthChosen(double percent); // a moment after the last move
+  void adjustWanted();
+
+private:
+  void moved(int value);
+
+  QSlider* slider_;
+  QSpinBox* number_;
+  QPushButton* adjust_;
+  QLabel* values_[5];
+  QTimer rest_;
+};
+
+} // namespace desktop

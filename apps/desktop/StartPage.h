@@ -1,0 +1,19 @@
+// What the window shows before there is a photograph.
+#pragma once
+
+#include <QWidget>
+
+namespace desktop {
+
+class StartPage : public QWidget {
+  Q_OBJECT
+
+public:
+  explicit StartPage(bool offersSample, QWidget* parent = nullptr);
+
+signals:
+  void openWanted();
+  void sampleWanted();
+};
+
+} // namespace desktop

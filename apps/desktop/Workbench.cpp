@@ -1,0 +1,423 @@
+#include "apps/desktop/Workbench.h"
+
+#include <cmath>
+#include <thread>
+#include <utility>
+
+#include <malloc.h>
+
+#include <QCoreApplication>
+#include <QElapsedTimer>
+#include <QFileInfo>
+#include <QThread>
+
+#include "apps/desktop/Reasons.h"
+
+namespace desktop {
+namespace {
+
+constexpr size_t standardUndoBudget = size_t(512) << 20; // bytes
+constexpr int pumpMilliseconds = 15;                     // between two looks at the events
+
+int cores() { return std::max(1, int(std::thread::hardware_concurrency())); }
+
+std::shared_ptr<const Raster> makeRaster(const Original& original, const Picture& picture,
+                                         const photo::Bytes& screen, double stops) {
+  const host::Document& document = picture->document;
+  const ColourSource source{original.profile, original.isLinear, document.channels(),
+                            document.depth(), document.hasTransparency()};
+  // Whole numbers have their white where the screen has it.
+  const double factor = picture->fileBits == 32 ? std::exp2(stops) : 1;
+  return std::make_shared<Raster>(picture, std::make_unique<Colours>(source, screen, factor),
+                                  original.orientation);
+}
+
+} // namespace
+
+Workbench::Workbench(const Filters& filters, photo::Bytes screen, QObject* parent)
+    : QObject(parent), filters_(filters), threads_(cores()), screen_(std::move(screen)),
+      undoBudget_(standardUndoBudget) {
+  connect(&runner_, &Runner::busyChanged, this, &Workbench::changed);
+}
+
+Workbench::~Workbench() { runner_.disconnect(this); }
+
+// ---- Runs beside
+
+void Workbench::start(const QString& doing, std::function<void(const photo::Watch&)> work,
+                      Ended done, Ended notDone) {
+  const auto end = [this, notDone] {
+    if (notDone)
+      notDone();
+    emit changed();
+  };
+  Task task;
+  task.work = std::move(work);
+  task.done = [this, done = std::move(done)] {
+    done();
+    emit changed();
+  };
+  task.failed = [this, end](const std::exception_ptr& failure) {
+    end();
+    fail(failure);
+  };
+  task.cancelled = end;
+  if (!doing.isEmpty())
+    doing_ = doing;
+  runner_.start(std::move(task));
+}
+
+void Workbench::fail(const std::exception_ptr& failure) {
+  if (const QString reason = reasonOf(failure); !reason.isEmpty())
+    emit failed(reason);
+}
+
+void Workbench::cancel() {
+  stopsDialog_ = true;
+  runner_.cancel();
+}
+
+// A save is waited for.
+void Workbench::cancelRuns() {
+  if (!isSaving())
+    runner_.cancel();
+}
+
+// ---- One photograph after the other
+
+void Workbench::open(const QString& file) {
+  cancelRuns();
+  struct Read {
+    OriginalPtr original;
+    RasterPtr raster;
+  };
+  const auto read = std::make_shared<Read>();
+  const QFileInfo info(file);
+  const std::string path = info.absoluteFilePath().toStdString();
+  start(
+      tr("Opening %1").arg(info.fileName()),
+      [this, read, path, stops = exposure_](const photo::Watch& watch) {
+        read->original = readOriginal(path, threads_, watch);
+        read->raster = makeRaster(*read->original, read->original->picture, screen_, stops);
+      },
+      [this, read] {
+        take(std::exchange(read->original, nullptr), std::exchange(read->raster, nullptr));
+        if (clearsOnOpening_)
+          run({}, Maker::opening);
+      });
+}
+
+void Workbench::close() {
+  cancelRuns();
+  take(nullptr, nullptr);
+}
+
+void Workbench::take(const OriginalPtr& original, const RasterPtr& raster) {
+  history_.reset();
+  mask_.reset();
+  maskOf_ = maskTriedFor_ = -1;
+  original_ = original;
+  before_ = raster;
+  savedFile_.clear();
+  if (original) {
+    State state = originalState(*original);
+    state.raster = raster;
+    history_.emplace(std::move(state), undoBudget_);
+    savedId_ = history_->id();
+  }
+  emit opened();
+  emit changed();
+  ::malloc_trim(0); // what the last one held in small blocks
+  if (!original)
+    return;
+  for (const std::string& note : original->picture->notes)
+    emit told(inWords(note));
+  if (const int64_t count = original->picture->document.nonFiniteSamples())
+    emit told(tr("%n sample(s) are not finite; they are left as they are.", "", int(count)));
+}
+
+// ---- The filter
+
+void Workbench::run(const shared::Look& look, Maker maker) {
+  if (!original_ || inDialog_)
+    return;
+  cancelRuns();
+  const auto made = std::make_shared<State>();
+  start(
+      look.mask.value_or(false) ? tr("Making the haze mask") : tr("Clearing the haze"),
+      [this, made, look, original = original_, stops = exposure_](const photo::Watch& watch) {
+        *made = corrected(*original, filters_.own(), look, threads_, watch);
+        made->raster = makeRaster(*original, made->picture, screen_, stops);
+      },
+      [this, made, maker] {
+        made->maker = maker;
+        lastLook_ = made->look;
+        push(std::move(*made));
+      });
+}
+
+void Workbench::setStrength(double percent) {
+  if (!history_)
+    return;
+  shared::Look look = history_->current().look;
+  look.foreground.reset();
+  look.background.reset();
+  look.mask.reset();
+  look.strength = percent;
+  run(look, Maker::strength);
+}
+
+void Workbench::makeMask() {
+  if (!original_ || inDialog_ || mask())
+    return;
+  maskTriedFor_ = history_->id();
+  shared::Look look = history_->current().look;
+  look.mask = true;
+  const auto made = std::make_shared<State>();
+  start(
+      tr("Making the haze mask"),
+      [this, made, look, original = original_, stops = exposure_](const photo::Watch& watch) {
+        *made = corrected(*original, filters_.own(), look, threads_, watch);
+        made->raster = makeRaster(*original, made->picture, screen_, stops);
+      },
+      [this, made, original = original_, of = history_->id()] {
+        if (original != original_)
+          return;
+        mask_ = std::move(*made);
+        maskOf_ = of;
+      });
+}
+
+// Behind what the thread does still: a cancelled run may be on its way out of the module.
+void Workbench::runInDialog(const Filter& filter, void* window) {
+  if (!original_ || inDialog_)
+    return;
+  cancelRuns();
+  start(
+      tr("Opening the dialog"), [](const photo::Watch&) {},
+      [this, &filter, window] { showDialog(filter, window); });
+}
+
+// The filter's dialog and the run behind it are on this thread. Of the run, the host's question
+// whether to stop comes every few milliseconds: that is when the window lives on.
+void Workbench::showDialog(const Filter& filter, void* window) {
+  if (!original_ || inDialog_)
+    return;
+  inDialog_ = true;
+  stopsDialog_ = false;
+  dialogShare_ = 0;
+  doing_ = tr("Clearing the haze");
+  QElapsedTimer sinceLook;
+  const photo::Watch watch{[this](double share) { dialogShare_ = share; },
+                           [this, &sinceLook] {
+                             if (QThread::currentThread() != thread())
+                               return stopsDialog_.load();
+                             if (!sinceLook.isValid() || sinceLook.elapsed() > pumpMilliseconds) {
+                               if (!sinceLook.isValid())
+                                 emit changed(); // the dialog is gone, the run begins
+                               QCoreApplication::processEvents();
+                               sinceLook.start();
+                             }
+                             return stopsDialog_.load();
+                           }};
+  const shared::Corrector corrector{
+      [&](host::Document& document, const photo::Watch& inner) {
+        return filter.isOwn
+                   ? shared::correctInDialog(filter.module, document, threads_, inner, window)
+                   : shared::runAnyFilter(filter.module, document, threads_, inner, window);
+      },
+      true};
+  const OriginalPtr original = original_;
+  const auto made = std::make_shared<State>();
+  std::exception_ptr failure;
+  try {
+    *made =
+        correctedBy(*original, corrector, filter.isOwn ? Maker::dialog : Maker::otherFilter, watch);
+  } catch (...) {
+    failure = std::current_exception();
+  }
+  inDialog_ = false;
+  emit changed();
+  if (failure)
+    return fail(failure);
+  if (filter.isOwn)
+    lastLook_ = made->look;
+  start(
+      {},
+      [this, made, original, stops = exposure_](const photo::Watch&) {
+        made->raster = makeRaster(*original, made->picture, screen_, stops);
+      },
+      [this, made] { push(std::move(*made)); });
+}
+
+// ---- States
+
+void Workbench::push(State state) {
+  const int before = history_->dropped();
+  if (state.report && state.report->lostSamples)
+    emit told(
+        tr("%n sample(s) came out as no number; they are 0.", "", int(state.report->lostSamples)));
+  history_->push(std::move(state));
+  if (history_->dropped() > before)
+    emit told(
+        tr("The oldest steps can no longer be undone: they were beyond the memory for undo."));
+}
+
+void Workbench::revert() {
+  if (!history_ || history_->isOriginal() || inDialog_)
+    return;
+  cancelRuns();
+  State state = originalState(*original_);
+  state.raster = before_;
+  push(std::move(state));
+  emit changed();
+}
+
+void Workbench::undo() {
+  if (!history_ || inDialog_)
+    return;
+  cancelRuns();
+  history_->undo();
+  updateRasters();
+  emit changed();
+}
+
+void Workbench::redo() {
+  if (!history_ || inDialog_)
+    return;
+  cancelRuns();
+  history_->redo();
+  updateRasters();
+  emit changed();
+}
+
+bool Workbench::isModified() const {
+  if (!history_ || history_->id() == savedId_)
+    return false;
+  const Maker maker = history_->current().maker;
+  return maker != Maker::nobody && maker != Maker::opening;
+}
+
+std::shared_ptr<const Raster> Workbench::after() const {
+  return history_ && !history_->isOriginal() ? history_->current().raster : nullptr;
+}
+
+std::shared_ptr<const Raster> Workbench::mask() const {
+  if (!history_)
+    return nullptr;
+  if (history_->current().look.mask.value_or(false))
+    return history_->current().raster;
+  return mask_ && maskOf_ == history_->id() ? mask_->raster : nullptr;
+}
+
+void Workbench::setUndoBudget(size_t bytes) {
+  undoBudget_ = bytes;
+  if (history_)
+    history_->setBudget(bytes);
+  emit changed();
+}
+
+void Workbench::setExposure(double stops) {
+  exposure_ = stops;
+  updateRasters();
+}
+
+// Makes those on show anew that were made for another exposure.
+void Workbench::updateRasters() {
+  if (!history_ || original_->picture->fileBits != 32)
+    return;
+  const double factor = std::exp2(exposure_);
+  const State& current = history_->current();
+  if (before_->colours().exposure() == factor && current.raster->colours().exposure() == factor)
+    return;
+  const auto made = std::make_shared<std::pair<RasterPtr, RasterPtr>>();
+  start(
+      tr("Changing the exposure"),
+      [this, made, original = original_, picture = current.picture,
+       stops = exposure_](const photo::Watch&) {
+        made->first = makeRaster(*original, original->picture, screen_, stops);
+        made->second = picture == original->picture
+                           ? made->first
+                           : makeRaster(*original, picture, screen_, stops);
+      },
+      [this, made, original = original_, of = history_->id()] {
+        if (original != original_)
+          return;
+        before_ = made->first;
+        if (history_->id() == of)
+          history_->current().raster = made->second;
+      });
+}
+
+// ---- Results
+
+void Workbench::save(const SaveOrder& order, std::function<void()> then) {
+  const OriginalPtr original = original_;
+  saveLater(
+      order, [this] { return history_->current(); },
+      [this, original, then = std::move(then), file = QString::fromStdString(order.file)] {
+        if (original == original_) {
+          savedFile_ = file;
+          savedId_ = history_->id();
+        }
+        emit saved(file);
+        if (then)
+          then();
+      });
+}
+
+void Workbench::saveMask(const SaveOrder& order) {
+  makeMask();
+  saveLater(
+      order,
+      [this] {
+        if (history_->current().look.mask.value_or(false) || !mask_)
+          return history_->current();
+        return *mask_;
+      },
+      [this, file = QString::fromStdString(order.file)] { emit saved(file); });
+}
+
+// What runs is waited for, so that what is saved is what it makes.
+void Workbench::saveLater(const SaveOrder& given, std::function<State()> state,
+                          std::function<void()> then) {
+  if (!original_ || inDialog_)
+    return;
+  SaveOrder order = given;
+  order.threads = threads_;
+  ++saves_;
+  const auto ended = [this] { --saves_; };
+  start(
+      {}, [](const photo::Watch&) {},
+      [=, this, original = original_, then = std::move(then)] {
+        if (original != original_)
+          return ended();
+        start(
+            tr("Saving %1").arg(QFileInfo(QString::fromStdString(order.file)).fileName()),
+            [this, original, order, what = state()](const photo::Watch& watch) {
+              desktop::save(*original, what, filters_.own(), order, watch);
+            },
+            [ended, then] {
+              ended();
+              then();
+            },
+            ended);
+      },
+      ended);
+}
+
+void Workbench::render(std::function<void(const QImage&)> then) {
+  if (!history_ || inDialog_)
+    return;
+  const auto image = std::make_shared<QImage>();
+  start(
+      tr("Copying the picture"),
+      [image, original = original_, picture = history_->current().picture,
+       stops = exposure_](const photo::Watch&) {
+        const auto raster = makeRaster(*original, picture, {}, stops);
+        *image = raster->part(0, QRect(QPoint(0, 0), raster->size()));
+      },
+      [image, then = std::move(then)] { then(*image); });
+}
+
+} // namespace desktop

@@ -1,0 +1,109 @@
+// One photograph at a time and all that is done with it, without a window: what is open, its
+// states, the runs beside, what is saved.
+//
+// Runs that nobody waits for any more are cancelled: a new strength, an undo or another photograph
+// ends what runs.
+#pragma once
+
+#include <atomic>
+#include <functional>
+#include <memory>
+#include <optional>
+
+#include <QObject>
+#include <QString>
+
+#include "apps/desktop/Filters.h"
+#include "apps/desktop/Raster.h"
+#include "apps/desktop/Runner.h"
+#include "apps/desktop/Work.h"
+
+namespace desktop {
+
+class Workbench : public QObject {
+  Q_OBJECT
+
+public:
+  // The filters must outlive the workbench. screen: the ICC profile of the screen, or empty.
+  Workbench(const Filters& filters, photo::Bytes screen, QObject* parent = nullptr);
+  ~Workbench() override;
+
+  // ---- Settings
+  void setClearsOnOpening(bool clears) { clearsOnOpening_ = clears; }
+  void setUndoBudget(size_t bytes);
+  void setExposure(double stops); // for floats on the screen
+  double exposure() const { return exposure_; }
+
+  // ---- What is there
+  const Original* original() const { return original_.get(); }
+  const History* history() const { return history_ ? &*history_ : nullptr; }
+  std::shared_ptr<const Raster> before() const { return before_; }
+  std::shared_ptr<const Raster> after() const; // null: what is on show is the photograph itself
+  std::shared_ptr<const Raster> mask() const;  // of the present result; null: not made
+  bool wasMaskTried() const { return !history_ || maskTriedFor_ == history_->id(); }
+  bool isModified() const; // by the person, and not saved
+  QString savedFile() const { return savedFile_; }
+  std::optional<shared::Look> lastLook() const { return lastLook_; }
+
+  // ---- What is done. Each tells its end by a signal.
+  void open(const QString& file);
+  void close();
+  void setStrength(double percent);
+  void run(const shared::Look& look, Maker maker);
+  void runInDialog(const Filter& filter, void* window); // on this thread, which shows dialogs
+  void makeMask();
+  void revert();
+  void undo();
+  void redo();
+  void save(const SaveOrder& order, std::function<void()> then = {});
+  void saveMask(const SaveOrder& order);
+  void render(std::function<void(const QImage&)> then); // the present result, as sRGB
+
+  void cancel();
+  bool isBusy() const { return runner_.isBusy() || inDialog_; }
+  bool isInDialog() const { return inDialog_; }
+  bool isSaving() const { return saves_ > 0; }
+  double share() const { return inDialog_ ? dialogShare_.load() : runner_.share(); }
+  const QString& doing() const { return doing_; } // a few words for a person, while it is busy
+
+signals:
+  void opened();                  // another photograph is there, or none
+  void changed();                 // what is on show, or whether something runs
+  void told(const QString& note); // to be known
+  void failed(const QString& reason);
+  void saved(const QString& file);
+
+private:
+  using RasterPtr = std::shared_ptr<const Raster>;
+  using Ended = std::function<void()>;
+
+  void start(const QString& doing, std::function<void(const photo::Watch&)> work, Ended done,
+             Ended notDone = {});
+  void fail(const std::exception_ptr& failure);
+  void cancelRuns();
+  void take(const OriginalPtr& original, const RasterPtr& raster);
+  void push(State state);
+  void showDialog(const Filter& filter, void* window);
+  void saveLater(const SaveOrder& order, std::function<State()> state, std::function<void()> then);
+  void updateRasters();
+
+  const Filters& filters_;
+  const int threads_;
+  const photo::Bytes screen_;
+  bool clearsOnOpening_ = true, inDialog_ = false;
+  std::atomic<bool> stopsDialog_ = false;
+  std::atomic<double> dialogShare_ = 0;
+  size_t undoBudget_;
+  double exposure_ = 0;
+  OriginalPtr original_;
+  std::optional<History> history_;
+  std::shared_ptr<const Raster> before_;
+  std::optional<State> mask_;
+  int maskOf_ = -1, maskTriedFor_ = -1, savedId_ = -1; // states
+  int saves_ = 0;                                      // that are not done
+  QString savedFile_, doing_;
+  std::optional<shared::Look> lastLook_;
+  Runner runner_; // last: its thread ends before what it works with goes
+};
+
+} // namespace desktop
