@@ -16,6 +16,7 @@
 #include "apps/commandline/Terminal.h"
 #include "apps/shared/Develop.h"
 #include "apps/shared/Pool.h"
+#include "apps/shared/Threads.h"
 
 namespace commandline {
 namespace {
@@ -73,26 +74,31 @@ void takeSignals() {
 
 // ---- In the child
 
-shared::Corrector correctorFor(const Options& options, const host::Module& module,
+shared::Corrector correctorFor(const Options& options, int threads, const host::Module& module,
                                const shared::Reporter& reporter) {
   if (!options.dialog)
-    return {[&](host::Document& document, const photo::Watch& watch) {
-      return shared::correct(module, document, options.look, options.threads, watch);
+    return {[&, threads](host::Document& document, const photo::Watch& watch) {
+      return shared::correct(module, document, options.look, threads, watch);
     }};
-  return {[&](host::Document& document, const photo::Watch& watch) {
+  return {[&, threads](host::Document& document, const photo::Watch& watch) {
             startWindows([&reporter](const std::string& reason) { reporter.fail(reason); });
-            return shared::correctInDialog(module, document, options.threads, watch);
+            return shared::correctInDialog(module, document, threads, watch);
           },
           true};
 }
 
 shared::Work workOf(const Options& options, const host::Module& module) {
   return [&](const Job& job, const shared::Reporter& reporter, const photo::Watch& watch) {
-    omp_set_num_threads(options.threads);
     const shared::Listener listener = reporter.listener();
+    shared::Request request = options;
+    request.threads = shared::threadsToBeHad(options.threads);
+    if (request.threads < options.threads)
+      listener.note("the system gives it " + std::to_string(request.threads) + " of " +
+                    std::to_string(options.threads) + " threads");
+    omp_set_num_threads(request.threads);
     listener.detail("module " + module.file().filename().string());
-    const shared::CorrectionReport report =
-        develop(job, options, correctorFor(options, module, reporter), listener, watch);
+    const shared::CorrectionReport report = develop(
+        job, request, correctorFor(options, request.threads, module, reporter), listener, watch);
     if (options.dialog && !options.saveSettings.empty())
       saveLook(options.saveSettings, shared::lookOf(report.used), options.force);
   };
@@ -162,7 +168,8 @@ int runJobs(const std::vector<Job>& jobs, const Options& options, const host::Mo
   takeSignals();
   Teller teller(jobs, options, bar);
   shared::Pool pool(jobs, workOf(options, module), teller,
-                    {options.jobs, /*endsAtOnce=*/options.dialog, options.verbose});
+                    {options.jobs, int64_t(options.memory * double(shared::megabyte)),
+                     /*endsAtOnce=*/options.dialog, options.verbose});
   const sigset_t blocked = none();
   for (int forwarded = 0; !pool.isDone();) {
     pool.turn(turnMilliseconds, &blocked);

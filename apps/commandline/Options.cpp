@@ -23,6 +23,7 @@ using shared::UsageError;
 
 constexpr int mostThreads = 256; // far beyond what the method gains from
 constexpr int mostJobs = 1024;
+constexpr double mostMegabytes = 1e9;
 constexpr size_t helpColumn = 28; // where descriptions begin; their lines keep to 80 columns
 
 constexpr char examples[] =
@@ -80,6 +81,11 @@ void addRun(CLI::App& app, Options& options) {
   app.add_option("-j,--jobs", options.jobs,
                  "photographs at a time; both share the cores if\nnot given")
       ->check(CLI::Range(1, mostJobs))
+      ->option_text("N");
+  app.add_option(
+         "--memory", options.memory,
+         "megabytes for all photographs at a time; what\nwould take more waits or is refused")
+      ->check(CLI::Range(1.0, mostMegabytes))
       ->option_text("N");
   app.add_flag("-q,--quiet", options.quiet, "say nothing but errors");
   app.add_flag("-v,--verbose", options.verbose, "tell sizes, estimates and times");

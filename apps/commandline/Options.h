@@ -12,6 +12,7 @@ namespace commandline {
 struct Options : shared::Request {
   std::string saveSettings; // file; "": none
   int jobs = 0;             // photographs at a time
+  double memory = 0;        // megabytes for all of them; 0: what the machine has
   bool quiet = false, verbose = false;
   bool dialog = false, about = false;
   std::string trace;  // file; "": none

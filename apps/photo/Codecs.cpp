@@ -62,6 +62,11 @@ host::Document makeDocument(int64_t width, int64_t height, int channels, int bit
                         alpha);
 }
 
+bool isBuiltIn(const Format& format) {
+  return std::any_of(std::begin(builtIn), std::end(builtIn),
+                     [&](const BuiltIn& own) { return own.name == format.codec; });
+}
+
 Picture readPicture(const Source& source, int minimumBits, int threads, const Watch& watch) {
   if (source.bytes.empty())
     throw std::runtime_error("the file is empty");

@@ -23,6 +23,9 @@ host::Document makeDocument(int64_t width, int64_t height, int channels, int bit
 // Folder of the module with the image library; set once, before the first picture.
 void setFormatsFolder(const std::filesystem::path& folder);
 
+// Whether the codec of the format is in the program, and the image library is not needed for it.
+bool isBuiltIn(const Format& format);
+
 // Decodes to a document for the file's bits, or for `minimumBits` if that is more. Throws
 // std::runtime_error with the reason, std::bad_alloc, Stopped.
 Picture readPicture(const Source& source, int minimumBits, int threads, const Watch& watch);

@@ -5,6 +5,7 @@
 #include <chrono>
 #include <cstdio>
 #include <filesystem>
+#include <new>
 #include <stdexcept>
 
 #include "apps/photo/Codecs.h"
@@ -45,6 +46,29 @@ void tellCorrection(const CorrectionReport& report, const Listener& listener) {
                            report.used.foregroundIntensity * 100.0,
                            report.used.backgroundIntensity * 100.0));
 }
+
+// The memory that a photograph takes, asked for when its size is known.
+class MemoryAsked {
+public:
+  photo::Watch asking(const Job& job, const Listener& listener, const photo::Watch& watch) {
+    photo::Watch asks = watch;
+    asks.claimed = [this, &job, &listener](const photo::Claim& claim) {
+      std::error_code ignored;
+      const auto size = job.input == "-" ? 0 : fs::file_size(job.input, ignored);
+      claim_ = claim;
+      bytes_ = memoryFor(claim, *job.format, ignored ? 0 : int64_t(size));
+      if (bytes_ > memoryOfProcess() || !listener.grant(bytes_))
+        refuse();
+    };
+    return asks;
+  }
+  bool isKnown() const { return bytes_ > 0; }
+  [[noreturn]] void refuse() const { throw NotEnoughMemory(bytes_, claim_); }
+
+private:
+  photo::Claim claim_{};
+  int64_t bytes_ = 0;
+};
 
 } // namespace
 
@@ -104,8 +128,10 @@ void store(const Job& job, bool replace, const photo::Bytes& bytes) {
                      bytes);
 }
 
-CorrectionReport develop(const Job& job, const Request& request, const Corrector& corrector,
-                         const Listener& listener, const photo::Watch& watch) {
+namespace {
+
+CorrectionReport developWithin(const Job& job, const Request& request, const Corrector& corrector,
+                               const Listener& listener, const photo::Watch& watch) {
   auto seconds = [start = Clock::now()]() mutable {
     const auto last = std::exchange(start, Clock::now());
     return std::chrono::duration<double>(start - last).count();
@@ -142,6 +168,22 @@ CorrectionReport develop(const Job& job, const Request& request, const Corrector
   listener.detail(sentence("seconds: read %.3f, estimate %.3f, filter %.3f, write %.3f",
                            readSeconds, report.estimateSeconds, report.filterSeconds, seconds()));
   return report;
+}
+
+} // namespace
+
+CorrectionReport develop(const Job& job, const Request& request, const Corrector& corrector,
+                         const Listener& listener, const photo::Watch& watch) {
+  MemoryAsked memory;
+  try {
+    return developWithin(job, request, corrector, listener, memory.asking(job, listener, watch));
+  } catch (const std::exception& error) {
+    // Whatever ran out of it, in its own words: the person hears of the photograph.
+    if (!memory.isKnown() ||
+        (!dynamic_cast<const std::bad_alloc*>(&error) && !tellsOfMemory(error.what())))
+      throw;
+  }
+  memory.refuse();
 }
 
 } // namespace shared

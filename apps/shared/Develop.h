@@ -8,6 +8,7 @@
 #include "apps/photo/Metadata.h"
 #include "apps/photo/Picture.h"
 #include "apps/shared/Correction.h"
+#include "apps/shared/Memory.h"
 #include "apps/shared/Plan.h"
 
 namespace shared {
@@ -22,6 +23,8 @@ struct Corrector {
 struct Listener {
   std::function<void(const std::string&)> note = [](const std::string&) {};   // to be known
   std::function<void(const std::string&)> detail = [](const std::string&) {}; // for the curious
+  // Whether the photograph may take so many bytes of memory; may wait until it may.
+  std::function<bool(int64_t)> grant = [](int64_t bytes) { return bytes <= memoryOfMachine(); };
 };
 
 // Throws std::exception with the reason, photo::Stopped, Cancelled; no file is left behind then.

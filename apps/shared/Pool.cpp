@@ -25,8 +25,9 @@
 namespace shared {
 namespace {
 
-constexpr char progressKind = 'p', noteKind = 'n', detailKind = 'd';
-constexpr char endKinds[] = "DFCS"; // of End, in its order
+constexpr char progressKind = 'p', noteKind = 'n', detailKind = 'd', memoryKind = 'm';
+constexpr char granted = 'y', refused = 'n'; // answers to the last
+constexpr char endKinds[] = "DFCS";          // of End, in its order
 constexpr size_t longestText = 4096;
 constexpr float reportStep = 0.005f; // share of a photograph between two reports
 constexpr int exitStopped = 130, exitFailed = 131;
@@ -131,7 +132,17 @@ std::string crash(int status) {
 
 Listener Reporter::listener() const {
   return {[this](const std::string& text) { send(socket_, noteKind, text); },
-          [this](const std::string& text) { send(socket_, detailKind, text); }};
+          [this](const std::string& text) { send(socket_, detailKind, text); },
+          [this](int64_t bytes) { return grant(bytes); }};
+}
+
+bool Reporter::grant(int64_t bytes) const {
+  send(socket_, memoryKind, &bytes, sizeof bytes);
+  char answer = 0;
+  while (::recv(socket_, &answer, 1, 0) < 0 && errno == EINTR)
+    if (stopRequested)
+      throw photo::Stopped();
+  return answer == granted;
 }
 
 void Reporter::progress(double share) const {
@@ -152,6 +163,7 @@ struct Pool::Child {
   pid_t pid;
   int socket; // -1 once the child has closed its end
   size_t index;
+  int64_t asked = 0, got = 0;  // bytes of memory
   std::optional<End> end = {}; // as it told
   std::string reason = {};
 };
@@ -179,6 +191,7 @@ void Pool::turn(int milliseconds, const sigset_t* blocked) {
   for (Child& child : children_)
     hear(child);
   reap();
+  grantMemory();
 }
 
 void Pool::stop() {
@@ -190,14 +203,17 @@ void Pool::stop() {
 void Pool::startJobs() {
   while (next_ < jobs_.size() && stops_ == 0 && int(children_.size()) < options_.jobs) {
     const size_t index = next_++;
-    if (jobs_[index].refusal.empty())
-      start(index);
-    else
+    if (!jobs_[index].refusal.empty()) {
       listener_.ended(index, End::failed, jobs_[index].refusal);
+    } else if (!start(index)) {
+      --next_; // once another has ended
+      return;
+    }
   }
 }
 
-void Pool::start(size_t index) {
+// False where the system has no process for it yet.
+bool Pool::start(size_t index) {
   int ends[2] = {-1, -1};
   const pid_t parent = ::getpid();
   std::fflush(nullptr);
@@ -214,14 +230,18 @@ void Pool::start(size_t index) {
     std::exit(0);
   }
   const int code = errno;
-  ::close(ends[1]);
+  for (const int end : {ends[1], pid > 0 ? -1 : ends[0]})
+    if (end >= 0)
+      ::close(end);
   if (pid > 0) {
     children_.push_back({pid, ends[0], index});
     listener_.started(index);
-    return;
+    return true;
   }
-  ::close(ends[0]);
+  if (!children_.empty())
+    return false;
   listener_.ended(index, End::failed, std::string("no process for it: ") + std::strerror(code));
+  return true;
 }
 
 void Pool::wait(int milliseconds, const sigset_t* blocked) {
@@ -250,6 +270,8 @@ void Pool::hear(Child& child) {
     } else if (message[0] == progressKind) {
       std::memcpy(&share, message + 1, sizeof share);
       listener_.progress(child.index, double(share));
+    } else if (message[0] == memoryKind) {
+      std::memcpy(&child.asked, message + 1, sizeof child.asked);
     } else {
       child.end = End(std::strchr(endKinds, message[0]) - endKinds);
       child.reason = text;
@@ -259,6 +281,27 @@ void Pool::hear(Child& child) {
     return;
   ::close(child.socket);
   child.socket = -1;
+}
+
+// In the order in which they were started, so that a large photograph waits no longer than for
+// those before it.
+void Pool::grantMemory() {
+  int64_t taken = 0;
+  for (const Child& child : children_)
+    taken += child.got;
+  if (taken == 0)
+    memory_ = options_.memory ? options_.memory : memoryOfMachine();
+  for (Child& child : children_) {
+    if (child.asked == 0)
+      continue;
+    if (child.asked <= memory_ && taken + child.asked > memory_)
+      return;
+    const bool fits = child.asked <= memory_;
+    child.got = fits ? child.asked : 0;
+    taken += child.got;
+    child.asked = 0;
+    ::send(child.socket, fits ? &granted : &refused, 1, MSG_NOSIGNAL);
+  }
 }
 
 void Pool::reap() {

@@ -39,6 +39,7 @@ public:
   explicit Reporter(int socket) : socket_(socket) {}
   Listener listener() const; // for develop; the reporter must outlive it
   void progress(double share) const;
+  bool grant(int64_t bytes) const; // waits until other children have given theirs back
   // Ends the process with the reason, from where no exception can pass.
   [[noreturn]] void fail(const std::string& reason) const;
   void end(End how, std::string_view reason) const noexcept;
@@ -52,6 +53,7 @@ using Work = std::function<void(const Job&, const Reporter&, const photo::Watch&
 
 struct PoolOptions {
   int jobs = 1;               // children at a time
+  int64_t memory = 0;         // bytes for all of them together; 0: what the machine has
   bool endsAtOnce = false;    // children that are asked to stop look at no watch: they just end
   bool librariesTalk = false; // what libraries write to standard error is not dropped
 };
@@ -74,9 +76,10 @@ public:
 private:
   struct Child;
   void startJobs();
-  void start(size_t index);
+  bool start(size_t index);
   void wait(int milliseconds, const sigset_t* blocked);
   void hear(Child& child);
+  void grantMemory();
   void reap();
   void tellEnd(const Child& child, int status);
 
@@ -85,8 +88,9 @@ private:
   PoolListener& listener_;
   PoolOptions options_;
   std::list<Child> children_;
-  size_t next_ = 0; // job to start
-  int stops_ = 0;   // that were asked for
+  size_t next_ = 0;    // job to start
+  int stops_ = 0;      // that were asked for
+  int64_t memory_ = 0; // bytes for all children
 };
 
 } // namespace shared

@@ -1,0 +1,114 @@
+// Figures of the kernel's, which stand as "Name:   number kB" or as bare numbers in its files.
+
+#include "apps/shared/Memory.h"
+
+#include <algorithm>
+#include <filesystem>
+#include <fstream>
+#include <limits>
+#include <string>
+
+#include <sys/resource.h>
+
+#include "apps/photo/Codecs.h"
+
+namespace fs = std::filesystem;
+
+namespace shared {
+namespace {
+
+constexpr int64_t unlimited = std::numeric_limits<int64_t>::max();
+constexpr int64_t kilobyte = 1024; // of the kernel's tables
+
+// As measured on 0.1 to 24 million pixels, and rounded up.
+constexpr int64_t fixedBytes = 215 * megabyte; // the module, its solver, the libraries
+constexpr int64_t bytesAPixel = 25;            // the float image, and its smaller copies
+constexpr int64_t libraryFixedBytes = 60 * megabyte, libraryBytesAPixel = 3; // of the image library
+
+// The number behind the name in the file; `missing` without one.
+int64_t numberIn(const fs::path& file, const std::string& name, int64_t missing) {
+  std::ifstream stream(file);
+  std::string word;
+  int64_t number;
+  if (name.empty())
+    return stream >> number ? number : missing;
+  while (stream >> word)
+    if (word == name && stream >> number)
+      return number;
+  return missing;
+}
+
+// The folder of the control group that this process is in, in the unified hierarchy.
+fs::path controlGroup() {
+  std::ifstream stream("/proc/self/cgroup");
+  for (std::string line; std::getline(stream, line);)
+    if (line.starts_with("0::/") && line.size() > 4)
+      return "/sys/fs/cgroup" + line.substr(3);
+  return {};
+}
+
+// What is left in the tightest of the group and those around it. What is only cached is free.
+int64_t leftInGroups() {
+  int64_t left = unlimited;
+  const fs::path root = "/sys/fs/cgroup";
+  for (fs::path group = controlGroup(); !group.empty() && group != root;
+       group = group.parent_path()) {
+    const int64_t most = numberIn(group / "memory.max", "", unlimited);
+    if (most != unlimited)
+      left = std::min(left, most - numberIn(group / "memory.current", "", 0) +
+                                numberIn(group / "memory.stat", "inactive_file", 0));
+  }
+  return left;
+}
+
+int64_t leftOf(int resource, const char* used) {
+  rlimit limit;
+  if (::getrlimit(resource, &limit) != 0 || limit.rlim_cur == RLIM_INFINITY)
+    return unlimited;
+  return int64_t(limit.rlim_cur) - numberIn("/proc/self/status", used, 0) * kilobyte;
+}
+
+std::string sentence(int64_t bytes, const photo::Claim& claim) {
+  return "not enough memory (" + std::to_string((bytes + megabyte - 1) / megabyte) +
+         " MB were needed at " + std::to_string(claim.width) + " x " +
+         std::to_string(claim.height) + " pixels)";
+}
+
+} // namespace
+
+NotEnoughMemory::NotEnoughMemory(int64_t bytes, const photo::Claim& claim)
+    : std::runtime_error(sentence(bytes, claim)) {}
+
+bool tellsOfMemory(const std::string& text) {
+  constexpr const char* words[] = {"failed to map segment", // of the loader
+                                   "annot allocate memory", // of the kernel, and of the loader
+                                   "nsufficient memory",    // of libjpeg
+                                   "ut of memory",
+                                   "ot enough memory",
+                                   "PARDISO"}; // the solver names its phase only; its matrix is
+                                               // sound whatever the picture
+
+  return std::any_of(std::begin(words), std::end(words),
+                     [&](const char* part) { return text.find(part) != std::string::npos; });
+}
+
+int64_t memoryFor(const photo::Claim& claim, const photo::Format& result, int64_t fileSize) {
+  const int64_t pixels = claim.width * claim.height;
+  const int64_t document = pixels * claim.channels * claim.depth / 8;
+  const bool byLibrary = !photo::isBuiltIn(result);
+  return fixedBytes + byLibrary * libraryFixedBytes + fileSize + document +
+         pixels * (bytesAPixel + byLibrary * libraryBytesAPixel);
+}
+
+int64_t memoryOfMachine() {
+  const fs::path table = "/proc/meminfo";
+  const int64_t available = numberIn(table, "MemAvailable:", 0);
+  const int64_t machine = (available + numberIn(table, "SwapFree:", 0)) * kilobyte;
+  return std::min(available ? machine : unlimited, leftInGroups());
+}
+
+int64_t memoryOfProcess() {
+  return std::min(leftOf(RLIMIT_AS, "VmSize:"), leftOf(RLIMIT_DATA, "VmData:"));
+}
+
+} // namespace shared
