@@ -93,6 +93,10 @@ TEST_F(Command, WithoutMemoryThereIsNoResult) {
     failed += status;
   }
   EXPECT_GE(failed, 2);
+  EXPECT_EQ(run("a.jpg big.jpg -q -f -o {name}-x.png --memory 290"), 1) << "one of them fits";
+  EXPECT_THAT(said, StartsWith("fogdissolver: big.jpg: not enough memory (3"));
+  EXPECT_THAT(said, HasSubstr(" MB were needed at 1500 x 1000 pixels)\n"));
+  EXPECT_TRUE(fs::exists("a-x.png"));
 }
 
 TEST_F(Command, HelpManualAndReadmeNameTheSameOptions) {
