@@ -109,22 +109,21 @@ void CSparseSingle::resizeValues(int32_t count) {
   nonZeros = count;
 }
 
-void CSparseSingle::compress() {
+void CSparseSingle::compress(int threads) {
   resizeRowIndices();
   rowIndices[0] = 0; // none either when there is no memory for the values
-  int32_t count = 0;
+  int32_t next = 1;
   for (int32_t r = 0; r < rows; ++r)
-    count += int32_t(rowMaps[r].size());
-  resizeValues(count);
-
-  int32_t k = 0;
+    rowIndices[r + 1] = next += int32_t(rowMaps[r].size());
+  resizeValues(next - 1);
+  rowIndices[0] = 1;
+#pragma omp parallel for num_threads(threads) schedule(static)
   for (int32_t r = 0; r < rows; ++r) {
-    rowIndices[r] = k + 1;
+    int32_t k = rowIndices[r] - 1;
     const QMap<int, float>& map = rowMaps[r];
     for (auto entry = map.cbegin(); entry != map.cend(); ++entry, ++k) {
       values[k] = entry.value();
       columnIndices[k] = entry.key() + 1;
     }
   }
-  rowIndices[rows] = k + 1;
 }

@@ -3,7 +3,8 @@
 //
 // Indices are 0-based in the maps and 1-based in the compressed arrays. Every entry that was
 // touched stays stored, even at 0.0: the structure is what was accessed. No lock of its own:
-// elements may be reached from several threads only under the caller's lock.
+// several threads may reach elements under the caller's lock, or without one as long as none adds a
+// row and no row is touched by two.
 #pragma once
 
 #include <QMap>
@@ -24,8 +25,8 @@ public:
   // sizes. Growable mode throws std::bad_alloc from row 2^30 on.
   float& element(int row, int col) { return (this->*access)(row, col); }
 
-  // Fills rowIndices, columnIndices and values from the maps.
-  void compress();
+  // Fills rowIndices, columnIndices and values from the maps, on so many threads.
+  void compress(int threads = 1);
 
   // Factorises and solves. b and x: `rows` floats. With solutionOnB the solution comes back in b,
   // and x is the solver's work vector. `symmetric`: the compressed arrays hold the upper triangle.

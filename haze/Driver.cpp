@@ -166,6 +166,7 @@ Outcome computeMap(const SHaze& image, bool isFilter, ReducedBuffers& buffers, i
     return Outcome::failed;
   float fmin = gParams->foregroundIntensity, bmax = gParams->backgroundIntensity;
   computeMatting(dark, &low, &fmin, &bmax, error);
+  trimHeap(); // the matrix of small blocks was the peak so far, and the map at full size comes next
   if (*error)
     return Outcome::failed;
   takeEstimates(fmin, bmax);

@@ -71,7 +71,7 @@ void solveAndNormalise(float* dark, const SHaze& image, CSparseSingle& matrix, f
                        float* fmin, float* bmax) {
   if (!stepProgress())
     return;
-  matrix.compress();
+  matrix.compress(gThreadCount);
   if (!stepProgress())
     return;
   mkl_set_num_threads(gThreadCount);

@@ -4,10 +4,9 @@
 // Each thread owns a block of image rows, and it alone sums and stores their entries. A row of
 // windows covers three image rows, so a thread also computes the two window rows before its block,
 // which the thread before it computes too. Every entry is thus summed in one order, whatever the
-// team, and the matrix has the same bits for every team.
+// team, and the matrix has the same bits for every team. All rows exist before: no two threads
+// touch the same one, and none needs a lock.
 #include "haze/MattingMatrix.h"
-
-#include <omp.h>
 
 #include <algorithm>
 #include <atomic>
@@ -31,31 +30,6 @@ constexpr int windowSide = 3;
 constexpr int windowPixels = 9;
 constexpr int32_t rowOffset[windowPixels] = {0, 0, 0, 1, 1, 1, 2, 2, 2};
 constexpr int32_t colOffset[windowPixels] = {0, 1, 2, 0, 1, 2, 0, 1, 2};
-
-// Lock over the matrix. No two threads touch the same row, but the sparse matrix promises nothing
-// to two threads at once, so each image row is stored under the lock. The sums themselves are made
-// outside it.
-class MatrixLock {
-public:
-  MatrixLock() { omp_init_lock(&lock_); }
-  MatrixLock(const MatrixLock&) = delete;
-  MatrixLock& operator=(const MatrixLock&) = delete;
-  ~MatrixLock() { omp_destroy_lock(&lock_); }
-
-  class Guard {
-  public:
-    explicit Guard(MatrixLock& lock) : lock_(lock.lock_) { omp_set_lock(&lock_); }
-    Guard(const Guard&) = delete;
-    Guard& operator=(const Guard&) = delete;
-    ~Guard() { omp_unset_lock(&lock_); }
-
-  private:
-    omp_lock_t& lock_;
-  };
-
-private:
-  omp_lock_t lock_;
-};
 
 // Upper-triangle neighbours of a pixel, as offsets to the pixel that comes later in raster order:
 // its own row, and two columns to either side in each of the next two rows.
@@ -194,7 +168,7 @@ void addWindow(const SHaze& image, int32_t x, int32_t y, RowAccumulator& sums) {
 
 // Stores the entries of the image rows of `own`, and counts their rows of windows as progress.
 // False: the user wants to stop; the rows are complete all the same.
-bool assembleRows(const SHaze& image, Share own, CSparseSingle& matrix, MatrixLock& lock) {
+bool assembleRows(const SHaze& image, Share own, CSparseSingle& matrix) {
   const int32_t first = int32_t(own.begin), last = int32_t(own.end);
   const int32_t windowRows = image.height - windowSide + 1;
   const bool hasWindows = windowRows > 0 && image.width >= windowSide;
@@ -208,10 +182,8 @@ bool assembleRows(const SHaze& image, Share own, CSparseSingle& matrix, MatrixLo
     if (y < windowRows)
       for (int32_t x = 0; x <= image.width - windowSide; ++x)
         addWindow(image, x, y, sums);
-    if (y >= first) {
-      MatrixLock::Guard guard(lock);
+    if (y >= first)
       sums.store(y, image.height, matrix);
-    }
     sums.clear(y);
   }
   return goesOn;
@@ -220,10 +192,9 @@ bool assembleRows(const SHaze& image, Share own, CSparseSingle& matrix, MatrixLo
 } // namespace
 
 bool addMattingWindows(const SHaze& image, CSparseSingle& matrix) {
-  MatrixLock lock;
   std::atomic<bool> goesOn = true;
   runOnTeam(gThreadCount, [&](int thread, int team) {
-    if (!assembleRows(image, shareOf(image.height, thread, team), matrix, lock))
+    if (!assembleRows(image, shareOf(image.height, thread, team), matrix))
       goesOn = false;
   });
   return goesOn;

@@ -9,6 +9,7 @@
 #include "frame/selectors/Selectors.h"
 #include "haze/Haze.h"
 #include "primitives/base/HeapBlock.h"
+#include "primitives/base/ParallelRegion.h"
 
 namespace {
 
@@ -39,6 +40,7 @@ HeapArray<float> allocateFloatImage(const Extent& size) {
         long(floats >> 10));
   HeapArray<float> image =
       allocateArray<float>(pixels <= mostPixels ? floats : std::numeric_limits<size_t>::max());
+  touchPages(image.get(), floats * sizeof(float), gThreadCount);
   TRACE("%s (%d) - allocation out of PS: %ld KBytes\n", "DoFilter", __LINE__,
         long(floats * sizeof(float) >> 10));
   return image;
@@ -57,9 +59,11 @@ bool moveImage(const VRect& filter, float* image, SetRect setRect, Transfer tran
   return moved;
 }
 
-bool readImage(const VRect& filter, float* image) {
-  return moveImage(filter, image, SetInRect, [](float* band, size_t pixels) {
-    ReadBand(gFilterRecord->inData, gFilterRecord->depth, pixels, band);
+bool readImage(const VRect& filter, float* image, const Extent& size) {
+  constexpr int64_t cachedPixels = int64_t(2) << 20; // 32 MB of floats, what large caches hold
+  const auto read = int64_t(size.width) * size.height > cachedPixels ? ReadBandPastCache : ReadBand;
+  return moveImage(filter, image, SetInRect, [read](float* band, size_t pixels) {
+    read(gFilterRecord->inData, gFilterRecord->depth, pixels, band);
   });
 }
 
@@ -97,7 +101,7 @@ void DoFilter() {
   askForColourPlanes(kept, filter, planes);
 
   HeapArray<float> image = allocateFloatImage(size);
-  if (!readImage(filter, image.get()))
+  if (!readImage(filter, image.get(), size))
     return;
   TRACE("%s (%d) - float buffer ready\n", "DoFilter", __LINE__);
   correct(image.get(), filter);

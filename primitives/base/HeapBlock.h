@@ -5,6 +5,7 @@
 // image of 24 megapixels in pages of 4 KB costs more time than correcting its pixels.
 #pragma once
 
+#include <malloc.h>
 #include <sys/mman.h>
 
 #include <algorithm>
@@ -33,6 +34,9 @@ inline void* allocateHeap(size_t bytes, size_t alignment = vectorAlignment) {
 }
 
 inline void freeHeap(void* block) { std::free(block); }
+
+// Gives what many small blocks have left behind back to the system.
+inline void trimHeap() { malloc_trim(0); }
 
 struct HeapDeleter {
   void operator()(void* block) const noexcept { freeHeap(block); }

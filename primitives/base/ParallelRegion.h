@@ -5,6 +5,7 @@
 #include <omp.h>
 
 #include <atomic>
+#include <cstddef>
 #include <cstdint>
 #include <exception>
 
@@ -49,4 +50,17 @@ struct Share {
 };
 inline Share shareOf(int64_t count, int thread, int team) {
   return {count * thread / team, count * (thread + 1) / team};
+}
+
+// Touches each page of a fresh block on a team, each thread its share: the system zeroes a page
+// when it is touched first, on the thread that does it.
+inline void touchPages(void* block, size_t bytes, int threads) {
+  constexpr size_t pageBytes = 4096;
+  if (threads == 1)
+    return; // whoever writes the block touches it as fast
+  runOnTeam(threads, [&](int thread, int team) {
+    const Share pages = shareOf(int64_t(bytes / pageBytes), thread, team);
+    for (size_t page = size_t(pages.begin); page < size_t(pages.end); ++page)
+      static_cast<volatile char*>(block)[page * pageBytes] = 0;
+  });
 }

@@ -152,18 +152,51 @@ void subtract(const Front& front, int32_t begin, int32_t end, int32_t first, int
   }
 }
 
-// Scalar product of a column with w, a lane each for the sums that stand a vector apart.
-float product(const float* column, const float* w, int32_t count) {
-  FloatV sums = {};
-  int32_t i = 0;
-  for (; i + widestLanes <= count; i += widestLanes)
-    sums += load(column + i) * load(w + i);
-  float sum = 0;
-  for (int32_t lane = 0; lane < widestLanes; ++lane)
-    sum += sums[lane];
-  for (; i < count; ++i)
-    sum += column[i] * w[i];
-  return sum;
+// Columns that a substitution takes at a time, so that w is read once for all of them.
+constexpr int solveColumns = 4;
+
+// The solution at the pivots j to j + count - 1, and what they take from the rows below.
+template <int count>
+void forward(const float* panel, ptrdiff_t stride, int32_t rows, int32_t j, float* w) {
+  const float* column[count];
+  float solved[count];
+  for (int q = 0; q < count; ++q) {
+    column[q] = panel + (j + q) * stride;
+    float value = w[j + q];
+    for (int p = 0; p < q; ++p)
+      value -= column[p][j + q] * solved[p];
+    solved[q] = w[j + q] = value / column[q][j + q];
+  }
+  for (int32_t i = j + count; i < rows; ++i) {
+    float value = w[i];
+    for (int q = 0; q < count; ++q)
+      value -= column[q][i] * solved[q];
+    w[i] = value;
+  }
+}
+
+// The solution at the pivots j to j + count - 1 from that of the rows below. A column's scalar
+// product with them has a sum in each lane.
+template <int count>
+void backward(const float* panel, ptrdiff_t stride, int32_t rows, int32_t j, float* w) {
+  const float* column[count];
+  FloatV sums[count] = {};
+  for (int q = 0; q < count; ++q)
+    column[q] = panel + (j + q) * stride;
+  int32_t i = j + count;
+  for (; i + widestLanes <= rows; i += widestLanes)
+    for (int q = 0; q < count; ++q)
+      sums[q] += load(column[q] + i) * load(w + i);
+  for (int q = count; q-- > 0;) {
+    float value = w[j + q];
+    for (int32_t lane = 0; lane < widestLanes; ++lane)
+      value -= sums[q][lane];
+    for (int32_t k = i; k < rows; ++k)
+      value -= column[q][k] * w[k];
+    for (int p = q + 1; p < count; ++p)
+      value -= column[q][j + p] * w[j + p];
+    w[j + q] = value / column[q][j + q];
+  }
 }
 
 } // namespace
@@ -186,18 +219,18 @@ Pivoting factorise(const Front& front) {
 
 void solveForward(const float* panel, int32_t rows, int32_t pivots, float* w) {
   const int32_t stride = frontStride(rows);
-  for (int32_t j = 0; j < pivots; ++j) {
-    const float* column = panel + ptrdiff_t(j) * stride;
-    const float solved = w[j] /= column[j];
-    for (int32_t i = j + 1; i < rows; ++i)
-      w[i] -= column[i] * solved;
-  }
+  int32_t j = 0;
+  for (; j + solveColumns <= pivots; j += solveColumns)
+    forward<solveColumns>(panel, stride, rows, j, w);
+  for (; j < pivots; ++j)
+    forward<1>(panel, stride, rows, j, w);
 }
 
 void solveBackward(const float* panel, int32_t rows, int32_t pivots, float* w) {
   const int32_t stride = frontStride(rows);
-  for (int32_t j = pivots; j-- > 0;) {
-    const float* column = panel + ptrdiff_t(j) * stride;
-    w[j] = (w[j] - product(column + j + 1, w + j + 1, rows - j - 1)) / column[j];
-  }
+  int32_t j = pivots;
+  for (; j % solveColumns != 0; --j)
+    backward<1>(panel, stride, rows, j - 1, w);
+  for (; j > 0; j -= solveColumns)
+    backward<solveColumns>(panel, stride, rows, j - solveColumns, w);
 }

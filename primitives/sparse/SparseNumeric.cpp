@@ -104,28 +104,76 @@ std::vector<double> subtreeFlop(const FrontTree& tree) {
   return flop;
 }
 
-// A front waits for the tasks of its children: they read the address that it writes.
-void eliminateOnTeam(Job& job, int threads) {
-  // No subtree of one task is more than this part of a thread's even share of the work, so that the
-  // threads end together.
-  constexpr double largestTask = 0.25;
-  const FrontTree& tree = job.tree;
+// A range of fronts that one thread works on: a small subtree, or one of the fronts above them, in
+// whose work the team may share.
+struct Piece {
+  int32_t begin, end; // end outside; its last front is the highest
+  int32_t parent;     // of that one; the number behind the last front for a root
+  bool isShared;
+};
+
+// In ascending order.
+std::vector<Piece> piecesFor(const FrontTree& tree, int threads) {
+  // No subtree of one piece is more than this part of a thread's even share of the work, so that
+  // the threads end together.
+  constexpr double largestPiece = 0.25;
   const std::vector<double> flop = subtreeFlop(tree);
-  const double limit = largestTask * flop[tree.fronts] / threads;
-#pragma omp parallel num_threads(threads)
-#pragma omp single
+  const double limit =
+      threads == 1 ? flop[tree.fronts] : largestPiece * flop[tree.fronts] / threads;
+  std::vector<Piece> pieces;
   for (int32_t f = 0, begin = 0; f < tree.fronts; ++f) {
     const int32_t parent = above(tree, f);
     const bool isShared = flop[f] > limit;
-    if (!isShared && flop[parent] <= limit)
-      continue; // part of its parent's task
-      // clang-format off
-#pragma omp task default(shared) firstprivate(f, begin, isShared) \
-    depend(out : job.updates[f]) depend(in : job.updates[parent])
-    // clang-format on
-    eliminateRange(job, begin, f + 1, isShared);
+    if (!isShared && parent < tree.fronts && flop[parent] <= limit)
+      continue; // part of its parent's piece
+    pieces.push_back({begin, f + 1, parent, isShared});
     begin = f + 1;
   }
+  return pieces;
+}
+
+// Runs body(piece) on a team for each of the pieces [first, last), which are in ascending order,
+// children before their parents, or in descending order, parents first. Their fronts' places in
+// `first` of the tree stand for them where one waits for another. The body must not throw.
+template <class Iterator, class Body>
+void runPieces(const FrontTree& tree, Iterator first, Iterator last, int threads, Body body) {
+  [[maybe_unused]] const int32_t* front = tree.first.data();
+#pragma omp parallel num_threads(threads)
+#pragma omp single
+  for (; first != last; ++first) {
+    const Piece piece = *first;
+    // clang-format off
+#pragma omp task default(shared) firstprivate(piece) \
+    depend(out : front[piece.end - 1]) depend(in : front[piece.parent])
+    // clang-format on
+    body(piece);
+  }
+}
+
+// The forward substitution of one front. What it takes from the rows below its pivots waits in
+// `given` for the parent, who adds it up child by child: in one order, whatever the team.
+void forwardFront(const FrontTree& tree, const CholeskyFactor& factor, int32_t f, float* y,
+                  float* given, float* w) {
+  const int32_t pivots = tree.pivots(f), rows = tree.size(f);
+  std::copy_n(y + tree.first[f], pivots, w);
+  std::fill(w + pivots, w + rows, 0.0f);
+  for (int32_t child = tree.child[f]; child >= 0; child = tree.sibling[child])
+    for (int64_t p = tree.rowStart[child]; p < tree.rowStart[child + 1]; ++p)
+      w[tree.place[p]] += given[p];
+  solveForward(factor.panels.get() + factor.panelStart[f], rows, pivots, w);
+  std::copy_n(w, pivots, y + tree.first[f]);
+  std::copy(w + pivots, w + rows, given + tree.rowStart[f]);
+}
+
+void backwardFront(const FrontTree& tree, const CholeskyFactor& factor, int32_t f, float* y,
+                   float* w) {
+  const int32_t pivots = tree.pivots(f), rows = tree.size(f);
+  const int32_t* row = tree.row.data() + tree.rowStart[f];
+  std::copy_n(y + tree.first[f], pivots, w);
+  for (int32_t i = pivots; i < rows; ++i)
+    w[i] = y[row[i - pivots]];
+  solveBackward(factor.panels.get() + factor.panelStart[f], rows, pivots, w);
+  std::copy_n(w, pivots, y + tree.first[f]);
 }
 
 } // namespace
@@ -141,39 +189,42 @@ Pivoting factorise(const FrontTree& tree, const float* values, int threads,
   HeapArray<float> panels = allocateArray<float>(factor.panelStart[tree.fronts]);
   Job job{tree, values, factor.panelStart, panels.get(), {}, {}, {}};
   job.updates.resize(size_t(tree.fronts) + 1);
-  if (threads == 1)
-    eliminateRange(job, 0, tree.fronts, false);
-  else
-    eliminateOnTeam(job, threads);
+  const std::vector<Piece> pieces = piecesFor(tree, threads);
+  runPieces(tree, pieces.begin(), pieces.end(), threads, [&job](const Piece& piece) {
+    eliminateRange(job, piece.begin, piece.end, piece.isShared);
+  });
   job.exception.rethrow();
   if (job.state == Pivoting::positive)
     factor.panels = std::move(panels);
   return job.state;
 }
 
-void solve(const FrontTree& tree, const CholeskyFactor& factor, float* x, float* work) {
-  float *y = work, *w = work + tree.unknowns; // by pivots; the rows of a front
+SubstitutionRoom roomFor(const FrontTree& tree, int threads) {
+  int32_t largest = 0;
+  for (int32_t f = 0; f < tree.fronts; ++f)
+    largest = std::max(largest, tree.size(f));
+  SubstitutionRoom room;
+  room.y.resize(size_t(tree.unknowns));
+  room.given.resize(tree.row.size());
+  room.rows.assign(size_t(threads), std::vector<float>(size_t(largest)));
+  return room;
+}
+
+void solve(const FrontTree& tree, const CholeskyFactor& factor, float* x, SubstitutionRoom& room) {
+  const int threads = int(room.rows.size());
+  const std::vector<Piece> pieces = piecesFor(tree, threads);
+  float *y = room.y.data(), *given = room.given.data();
+  const auto rows = [&room] { return room.rows[size_t(omp_get_thread_num())].data(); };
   for (int32_t k = 0; k < tree.unknowns; ++k)
     y[k] = x[tree.order[k]];
-  for (int32_t f = 0; f < tree.fronts; ++f) {
-    const int32_t pivots = tree.pivots(f), rows = tree.size(f);
-    const int32_t* row = tree.row.data() + tree.rowStart[f];
-    std::copy_n(y + tree.first[f], pivots, w);
-    std::fill(w + pivots, w + rows, 0.0f);
-    solveForward(factor.panels.get() + factor.panelStart[f], rows, pivots, w);
-    std::copy_n(w, pivots, y + tree.first[f]);
-    for (int32_t i = pivots; i < rows; ++i)
-      y[row[i - pivots]] += w[i];
-  }
-  for (int32_t f = tree.fronts; f-- > 0;) {
-    const int32_t pivots = tree.pivots(f), rows = tree.size(f);
-    const int32_t* row = tree.row.data() + tree.rowStart[f];
-    std::copy_n(y + tree.first[f], pivots, w);
-    for (int32_t i = pivots; i < rows; ++i)
-      w[i] = y[row[i - pivots]];
-    solveBackward(factor.panels.get() + factor.panelStart[f], rows, pivots, w);
-    std::copy_n(w, pivots, y + tree.first[f]);
-  }
+  runPieces(tree, pieces.begin(), pieces.end(), threads, [&](const Piece& piece) {
+    for (int32_t f = piece.begin; f < piece.end; ++f)
+      forwardFront(tree, factor, f, y, given, rows());
+  });
+  runPieces(tree, pieces.rbegin(), pieces.rend(), threads, [&](const Piece& piece) {
+    for (int32_t f = piece.end; f-- > piece.begin;)
+      backwardFront(tree, factor, f, y, rows());
+  });
   for (int32_t k = 0; k < tree.unknowns; ++k)
     x[tree.order[k]] = y[k];
 }

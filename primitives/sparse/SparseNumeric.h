@@ -18,5 +18,14 @@ struct CholeskyFactor {
 // values: as the structure's ja. Throws std::bad_alloc.
 Pivoting factorise(const FrontTree& tree, const float* values, int threads, CholeskyFactor& factor);
 
-// x: right-hand side on entry, solution on return, by unknowns. work: 2 * unknowns floats.
-void solve(const FrontTree& tree, const CholeskyFactor& factor, float* x, float* work);
+// What a substitution works in.
+struct SubstitutionRoom {
+  std::vector<float> y;                 // [unknowns] the solution by pivots
+  std::vector<float> given;             // as the tree's rows: what each front leaves to its parent
+  std::vector<std::vector<float>> rows; // of one front, for each thread
+};
+SubstitutionRoom roomFor(const FrontTree& tree, int threads); // throws std::bad_alloc
+
+// x: right-hand side on entry, solution on return, by unknowns. On as many threads as the room has
+// rows for; the same bits for any number.
+void solve(const FrontTree& tree, const CholeskyFactor& factor, float* x, SubstitutionRoom& room);

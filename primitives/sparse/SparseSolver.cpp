@@ -148,12 +148,15 @@ bool refine(const Solver& solver, const float* values, const float* b, int32_t m
 int32_t solvePhase(const Solver& solver, const float* values, const int32_t* iparm, float* b,
                    float* solution) {
   const int32_t n = solver.structure.n;
-  std::vector<float> x(b, b + n), work(2 * size_t(n));
+  std::vector<float> x(b, b + n);
+  SubstitutionRoom room;
+  if (!solver.general)
+    room = roomFor(solver.tree, threadCount);
   auto backSolve = [&](std::vector<float>& v) {
     if (solver.general)
       solve(*solver.general, v.data());
     else
-      solve(solver.tree, solver.cholesky, v.data(), work.data());
+      solve(solver.tree, solver.cholesky, v.data(), room);
   };
   backSolve(x);
   // A right-hand side without numbers has a solution without: no fault of the matrix.
