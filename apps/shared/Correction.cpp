@@ -13,6 +13,7 @@
 #include "apps/shared/Errors.h"
 #include "frame/contract/Limits.h"
 #include "frame/contract/ScriptKeys.h"
+#include "frame/contract/Sliders.h"
 #include "host/scripting/Registry.h"
 #include "host/session/Session.h"
 
@@ -151,6 +152,26 @@ Estimate estimate(const host::Module& module, const host::Document& document, in
   return estimatesIn(settingsOf(session));
 }
 
+// Settings with which the dialog opens at the look. The dialog shortens a value to the position of
+// its slider, and 0.35, which is held a little below itself, would show as 34: what is given opens
+// a millionth higher. The dialog softens the intensities that it finds, as it does its own
+// estimate.
+void openAt(const Look& look, const Estimate& found, Parameters& settings) {
+  constexpr float lift = 1e-6f;
+  apply(look, settings);
+  if (look.foregroundPosition)
+    settings.foregroundPosition += lift;
+  if (look.backgroundPosition)
+    settings.backgroundPosition += lift;
+  if (look.balance)
+    settings.power *= 1 + lift;
+  const auto before = [](const std::optional<double>& given, float estimated) {
+    return given ? (ValueOfPosition(*given) + lift) / estimateSoftening : estimated;
+  };
+  settings.foregroundIntensity = before(look.foreground, found.foreground);
+  settings.backgroundIntensity = before(look.background, found.background);
+}
+
 } // namespace
 
 // The filter takes its own estimates only where both intensities are unset: the session then lets
@@ -200,8 +221,15 @@ CorrectionReport correct(const host::Module& module, host::Document& document, c
 }
 
 CorrectionReport correctInDialog(const host::Module& module, host::Document& document, int threads,
-                                 const photo::Watch& watch, void* window) {
+                                 const photo::Watch& watch, void* window, const Look& start) {
   refuseWithoutPreview(document);
+  Estimate found{intensityUnset, intensityUnset}; // the dialog estimates both or none
+  if (!start.foreground != !start.background) {
+    refuseWithoutEstimate(document);
+    photo::Watch quiet; // a moment, and the progress is the run's
+    quiet.stopped = watch.stopped;
+    found = estimate(module, document, threads, quiet);
+  }
   host::Registry registry(host::Registry::defaultFile());
   host::SessionOptions options = sessionOptions(threads, watch, 0, 1);
   options.registry = &registry;
@@ -209,17 +237,18 @@ CorrectionReport correctInDialog(const host::Module& module, host::Document& doc
   // The dialog neither reports progress nor asks for an abort: the first of either comes from the
   // run that follows it.
   std::atomic<bool> begun = false;
-  auto start = Clock::now();
+  auto runBegan = Clock::now();
   options.abort = [&] {
     if (!begun.exchange(true))
-      start = Clock::now();
+      runBegan = Clock::now();
     return watch.stopped();
   };
   host::Session session(module, document, options);
+  openAt(start, found, settingsOf(session));
   CorrectionReport report;
   run(
-      session, [&session] { return session.runFromMenu(); }, document, watch, report);
-  report.filterSeconds = secondsSince(start);
+      session, [&session] { return session.repeat(); }, document, watch, report);
+  report.filterSeconds = secondsSince(runBegan);
   return report;
 }
 
@@ -235,6 +264,19 @@ CorrectionReport runAnyFilter(const host::Module& module, host::Document& docume
   CorrectionReport report;
   report.lostSamples = outcome.lostSamples;
   return report;
+}
+
+Look lookSetInDialog(const Parameters& used, const Look& start) {
+  Look look = lookOf(used);
+  // A slider stands at whole hundredths, where an estimate hardly ever lies.
+  const auto unmoved = [](float value) {
+    return value != ValueOfPosition(std::round(value * double(greatestPosition)));
+  };
+  if (!start.foreground && unmoved(used.foregroundIntensity))
+    look.foreground.reset();
+  if (!start.background && unmoved(used.backgroundIntensity))
+    look.background.reset();
+  return look;
 }
 
 void showAbout(const host::Module& module, void* window) {

@@ -30,10 +30,15 @@ CorrectionReport correct(const host::Module& module, host::Document& document, c
                          int threads, const photo::Watch& watch);
 
 // Opens the filter's dialog on the document; the caller has made a QApplication. `used` holds what
-// was set. `window`, a QWidget or null, owns the dialog. Throws Cancelled when the person leaves by
-// Cancel.
+// was set. `window`, a QWidget or null, owns the dialog, which shows `start`, but for the mask: the
+// filter remembers that by itself. Throws Cancelled when the person leaves by Cancel.
 CorrectionReport correctInDialog(const host::Module& module, host::Document& document, int threads,
-                                 const photo::Watch& watch, void* window = nullptr);
+                                 const photo::Watch& watch, void* window = nullptr,
+                                 const Look& start = {});
+
+// What a person has set in a dialog that showed `start`: intensities that start leaves to the
+// photograph's estimate and that nobody has moved stay with it.
+Look lookSetInDialog(const Parameters& used, const Look& start);
 
 // Runs any filter from its menu, dialog and all; nothing is known of its settings. Else as above.
 CorrectionReport runAnyFilter(const host::Module& module, host::Document& document, int threads,

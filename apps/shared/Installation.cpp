@@ -9,10 +9,18 @@ namespace {
 
 fs::path programFolder() { return fs::read_symlink("/proc/self/exe").parent_path(); }
 
+// From the program's folder. The last is for a program that was moved out of the package alone.
+constexpr const char* pluginFolders[] = {"plugin",
+                                         "../plugin",
+                                         "../lib/fogdissolver", // of bin/
+                                         "../../plugin",
+                                         "../../../../fogdissolver", // of GIMP's plug-in
+                                         FOG_INSTALLED_MODULES};
+
 } // namespace
 
 fs::path pluginFolder() {
-  for (const char* place : {"plugin", "../plugin", "../lib/fogdissolver"})
+  for (const char* place : pluginFolders)
     if (fs::is_directory(programFolder() / place))
       return (programFolder() / place).lexically_normal();
   throw std::runtime_error("the filter's modules are not installed beside the program");

@@ -1,0 +1,18 @@
+// A call of a procedure, from its arguments to its end.
+#pragma once
+
+#include <span>
+#include <string>
+
+#include <libgimp/gimp.h>
+
+namespace gimp {
+
+struct End {
+  GimpPDBStatusType status = GIMP_PDB_SUCCESS;
+  std::string sentence; // why not, for a person; GIMP shows it
+};
+
+End run(const std::string& procedure, std::span<const GimpParam> arguments);
+
+} // namespace gimp
