@@ -7,6 +7,7 @@
 #include <csetjmp>
 #include <cstdio>
 #include <cstdlib>
+#include <future>
 #include <stdexcept>
 
 #include <jpeglib.h>
@@ -179,21 +180,46 @@ Picture readJpeg(const Source& source, int minimumBits, int, const Watch& watch)
   return picture;
 }
 
-Bytes writeJpeg(const Picture& picture, const Encoding& encoding, const MetadataBlocks& blocks,
-                const Watch& watch) {
-  const Bytes& icc = blocks.icc;
+namespace {
+
+constexpr int blockSide = 8;                  // pixels
+constexpr int64_t leastOfHalves = 12'000'000; // pixels; below, a second thread gains little
+constexpr int32_t mostBlocks = 65535; // between two restart markers, which a file says in 16 bits
+constexpr int32_t restartMarkers = 8; // of different numbers; they follow each other in a circle
+
+// How a picture is encoded: in one piece, or in halves that two threads make.
+struct Halves {
+  int32_t upperRows; // of pixels
+  unsigned interval; // blocks from one restart marker to the next; 0: one piece
+};
+
+// The upper half ends where all numbers of restart markers have been used, so that the lower half,
+// encoded as a picture of its own, begins with the right one.
+Halves halvesOf(const host::Document& document, int threads) {
+  const int32_t width = document.width(), height = document.height();
+  const int32_t across = (width + blockSide - 1) / blockSide, down = height / blockSide;
+  if (threads > 1 && int64_t(width) * height >= leastOfHalves)
+    for (int32_t intervals = restartMarkers; intervals <= down / 2; intervals += restartMarkers)
+      if (const int32_t rows = down / 2 / intervals; int64_t(rows) * across <= mostBlocks)
+        return {intervals * rows * blockSide, unsigned(rows * across)};
+  return {height, 0};
+}
+
+// Encodes the rows from `begin` up to `end` as a picture of their own.
+void encodeRows(Encoder& encoder, const Picture& picture, int quality, const Bytes& icc,
+                int32_t begin, int32_t end, unsigned interval, const Watch& watch) {
   const host::Document& document = picture.document;
-  Encoder encoder;
   jpeg_compress_struct& codec = encoder.codec;
   guarded(encoder.errors, [&] {
     jpeg_create_compress(&codec);
     jpeg_mem_dest(&codec, &encoder.bytes, &encoder.size);
     codec.image_width = JDIMENSION(document.width());
-    codec.image_height = JDIMENSION(document.height());
+    codec.image_height = JDIMENSION(end - begin);
     codec.input_components = 3;
     codec.in_color_space = JCS_RGB;
     jpeg_set_defaults(&codec);
-    jpeg_set_quality(&codec, encoding.quality, TRUE);
+    jpeg_set_quality(&codec, quality, TRUE);
+    codec.restart_interval = interval;
     codec.comp_info[0].h_samp_factor = codec.comp_info[0].v_samp_factor = 1;
     if (picture.resolution.x > 0) {
       codec.density_unit = picture.resolution.perCentimetre ? 2 : 1;
@@ -209,8 +235,8 @@ Bytes writeJpeg(const Picture& picture, const Encoding& encoding, const Metadata
   while (codec.next_scanline < codec.image_height) {
     if (watch.stopped())
       throw Stopped();
-    const int32_t y = int32_t(codec.next_scanline);
-    const int count = std::min<int>(stripe, document.height() - y);
+    const int32_t y = begin + int32_t(codec.next_scanline);
+    const int count = std::min<int>(stripe, end - y);
     JSAMPROW rows[stripe];
     for (int i = 0; i < count; ++i) {
       if (document.depth() == 8) {
@@ -224,7 +250,53 @@ Bytes writeJpeg(const Picture& picture, const Encoding& encoding, const Metadata
     watch.progress(double(codec.next_scanline) / codec.image_height);
   }
   guarded(encoder.errors, [&] { jpeg_finish_compress(&codec); });
-  return Bytes(encoder.bytes, encoder.bytes + encoder.size);
+}
+
+// The segment with this marker, in a file that an encoder has just made: it has one.
+unsigned char* segment(const Encoder& encoder, unsigned char marker) {
+  unsigned char* at = encoder.bytes + 2; // behind the marker that starts the file
+  while (at[1] != marker)
+    at += 2 + (at[2] << 8) + at[3];
+  return at;
+}
+
+// One file of two halves: the upper one with the height of the whole, a restart marker, and what
+// the lower one has behind its headers.
+Bytes joined(const Encoder& upper, const Encoder& lower, int32_t height) {
+  constexpr unsigned char frame = 0xc0, scan = 0xda, lastRestart = 0xd7;
+  constexpr int heightPlace = 5;
+  constexpr size_t endMarker = 2; // bytes
+  unsigned char* place = segment(upper, frame) + heightPlace;
+  place[0] = uint8_t(height >> 8);
+  place[1] = uint8_t(height & 0xff);
+  const unsigned char* header = segment(lower, scan);
+  const unsigned char* data = header + 2 + (header[2] << 8) + header[3];
+  const unsigned char* end = lower.bytes + lower.size;
+  Bytes all(upper.bytes, upper.bytes + upper.size - endMarker);
+  all.insert(all.end(), {0xff, lastRestart});
+  all.insert(all.end(), data, end);
+  return all;
+}
+
+} // namespace
+
+Bytes writeJpeg(const Picture& picture, const Encoding& encoding, const MetadataBlocks& blocks,
+                const Watch& watch) {
+  const int32_t height = picture.document.height();
+  const Halves halves = halvesOf(picture.document, encoding.threads);
+  Encoder upper, lower;
+  std::future<void> other;
+  if (halves.interval)
+    other = std::async(std::launch::async | std::launch::deferred, [&] {
+      encodeRows(lower, picture, encoding.quality, {}, halves.upperRows, height, halves.interval,
+                 {[](double) {}, watch.stopped});
+    });
+  encodeRows(upper, picture, encoding.quality, blocks.icc, 0, halves.upperRows, halves.interval,
+             watch);
+  if (!halves.interval)
+    return Bytes(upper.bytes, upper.bytes + upper.size);
+  other.get();
+  return joined(upper, lower, height);
 }
 
 } // namespace photo

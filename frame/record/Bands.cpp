@@ -6,15 +6,12 @@
 // so becomes its top.
 #include "frame/record/Bands.h"
 
-#include <emmintrin.h>
-
 #include <algorithm>
 #include <array>
 #include <cmath>
 #include <cstring>
 
 #include "primitives/base/Conversions.h"
-#include "primitives/base/HeapBlock.h"
 #include "primitives/base/Vector.h"
 
 namespace {
@@ -54,22 +51,23 @@ static_assert([] {
   return true;
 }());
 
-// Four pixels of 8 bits at a time, read with the four bytes behind them.
+// Four pixels of 8 bits at a time, read with the four bytes behind them: each pixel's bytes become
+// the low ones of four numbers, the fourth of which is 255. The places of the first pixel are those
+// of the others, too, counted from three further on.
 void readLevels(const uint8_t* in, size_t pixels, float* out) {
-  using Bytes = uint8_t __attribute__((vector_size(widestLanes)));
-  constexpr size_t together = 4, readBytes = sizeof(Byte16);
-  constexpr Byte16 full = {255}; // whose first byte stands for alpha
-  constexpr Byte16 order = {0, 1, 2, 16, 3, 4, 5, 16, 6, 7, 8, 16, 9, 10, 11, 16};
-  for (; pixels * rgbPlanes >= readBytes; pixels -= together) {
-    uint8_t samples[readBytes];
-    storeVector(samples, __builtin_shuffle(loadVector<Byte16>(in), full, order));
-    for (size_t i = 0; i < readBytes; i += widestLanes) {
-      const IntV level = __builtin_convertvector(loadVector<Bytes>(samples + i), IntV);
-      const FloatV v = __builtin_convertvector(level, FloatV);
-      storeVector(out + i, v * mostOfLevel + v * restOfLevel);
+  constexpr size_t together = 4;
+  constexpr Byte16 beside = {255, 0, 0, 255, 0, 0, 255, 0, 0, 255}; // places from 16 on
+  constexpr Byte16 places = {0, 17, 17, 17, 1, 17, 17, 17, 2, 17, 17, 17, 16, 17, 17, 17};
+  for (; pixels * rgbPlanes >= sizeof(Byte16); pixels -= together) {
+    const auto samples = loadVector<Byte16>(in);
+#pragma GCC unroll 4
+    for (uint8_t first = 0; first < together * rgbPlanes; first += rgbPlanes) {
+      const Int4 level = Int4(__builtin_shuffle(samples, beside, places + first));
+      const Float4 v = __builtin_convertvector(level, Float4);
+      storeVector(out, v * mostOfLevel + v * restOfLevel);
+      out += floatsPerPixel;
     }
     in += together * rgbPlanes;
-    out += together * floatsPerPixel;
   }
   readEach(in, pixels, out);
 }
@@ -164,20 +162,6 @@ void ReadBand(const void* samples, int32_t depth, size_t pixels, float* image) {
     readFloats(static_cast<const float*>(samples), pixels, image);
   else
     std::fill_n(image, pixels * floatsPerPixel, 0.0f);
-}
-
-void ReadBandPastCache(const void* samples, int32_t depth, size_t pixels, float* image) {
-  const auto* bytes = static_cast<const uint8_t*>(samples);
-  for (size_t count; pixels > 0; pixels -= count) {
-    alignas(vectorAlignment) float floats[piece * floatsPerPixel];
-    count = std::min(pixels, piece);
-    ReadBand(bytes, depth, count, floats);
-    for (size_t i = 0; i < count * floatsPerPixel; i += 4)
-      _mm_stream_ps(image + i, _mm_load_ps(floats + i));
-    bytes += count * rgbPlanes * size_t(depth / 8);
-    image += count * floatsPerPixel;
-  }
-  _mm_sfence(); // before other threads are told of it
 }
 
 void WriteBand(const float* image, int32_t depth, size_t pixels, void* samples) {

@@ -38,9 +38,6 @@ bool forEachBand(const VRect& rect, SetRect setRect, Transfer transfer) {
 
 // At any other depth the float image becomes zero, and no sample is written.
 void ReadBand(const void* samples, int32_t depth, size_t pixels, float* image);
-// As ReadBand, for an image that is larger than the caches, at a multiple of 16 bytes: what is
-// written goes past them to the memory, which then need not be read first.
-void ReadBandPastCache(const void* samples, int32_t depth, size_t pixels, float* image);
 void WriteBand(const float* image, int32_t depth, size_t pixels, void* samples);
 
 // Level of a 16-bit sample, 0 to 255 for 0 to 32768. What lies between two levels is lost on

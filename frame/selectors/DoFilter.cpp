@@ -59,11 +59,9 @@ bool moveImage(const VRect& filter, float* image, SetRect setRect, Transfer tran
   return moved;
 }
 
-bool readImage(const VRect& filter, float* image, const Extent& size) {
-  constexpr int64_t cachedPixels = int64_t(2) << 20; // 32 MB of floats, what large caches hold
-  const auto read = int64_t(size.width) * size.height > cachedPixels ? ReadBandPastCache : ReadBand;
-  return moveImage(filter, image, SetInRect, [read](float* band, size_t pixels) {
-    read(gFilterRecord->inData, gFilterRecord->depth, pixels, band);
+bool readImage(const VRect& filter, float* image) {
+  return moveImage(filter, image, SetInRect, [](float* band, size_t pixels) {
+    ReadBand(gFilterRecord->inData, gFilterRecord->depth, pixels, band);
   });
 }
 
@@ -101,7 +99,7 @@ void DoFilter() {
   askForColourPlanes(kept, filter, planes);
 
   HeapArray<float> image = allocateFloatImage(size);
-  if (!readImage(filter, image.get(), size))
+  if (!readImage(filter, image.get()))
     return;
   TRACE("%s (%d) - float buffer ready\n", "DoFilter", __LINE__);
   correct(image.get(), filter);

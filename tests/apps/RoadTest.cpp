@@ -10,6 +10,7 @@
 
 #include "apps/commandline/Options.h"
 #include "apps/photo/Codecs.h"
+#include "apps/photo/JpegCodec.h"
 #include "apps/shared/Develop.h"
 #include "apps/shared/Errors.h"
 #include "frame/contract/Version.h"
@@ -201,6 +202,24 @@ std::set<std::string> entries(const std::string& file) {
   add(image->xmpData());
   add(image->iptcData());
   return found;
+}
+
+// Above 12 megapixels two threads make a half each, joined at a restart marker.
+TEST_F(Road, AJpegOfTwoHalvesHasTheSamePixels) {
+  for (const auto& [width, height] : {std::pair(4001, 3005), {12000, 1030}}) {
+    photo::Picture picture{host::Document(width, height, 3, 8)};
+    std::byte* samples = picture.document.row(0);
+    for (uint32_t i = 0, v = 1; i < uint32_t(width * height * 3); v = v * 1664525 + 1013904223)
+      samples[i++] = std::byte(v >> 26); // dark noise
+    std::vector<photo::Bytes> files;
+    std::vector<host::Document> pixels;
+    for (const int threads : {1, 2}) {
+      files.push_back(photo::writeJpeg(picture, {.quality = 50, .threads = threads}, {}, watch));
+      pixels.push_back(photo::readJpeg({"", files.back()}, 8, 1, watch).document);
+    }
+    EXPECT_NE(files[0], files[1]);
+    EXPECT_TRUE(fixture::sameSamples(pixels[0], pixels[1])) << width;
+  }
 }
 
 TEST_F(Road, MetadataPassesBetweenFormats) {

@@ -18,18 +18,16 @@ uint32_t slowSample(float f, double scale) {
 
 // Bytes have a level each, words one for 128.5 of them: 128 is still 0.
 template <class Sample> void everySample() {
-  constexpr size_t values = (size_t(1) << 8 * sizeof(Sample)) + 45; // the last in a short piece
+  constexpr size_t values = (size_t(1) << 8 * sizeof(Sample)) + 45; // not a whole number of vectors
   std::vector<Sample> in(values * 3);
   for (size_t k = 0; k < in.size(); ++k)
     in[k] = Sample(k / 3 + k % 3 * 85);
-  for (const auto read : {ReadBand, ReadBandPastCache}) {
-    std::vector<float> image(values * 4);
-    read(in.data(), 8 * sizeof(Sample), values, image.data());
-    for (size_t k = 0; k < in.size(); ++k) {
-      const int level = sizeof(Sample) == 1 ? in[k] : in[k] * 10 / 1285;
-      ASSERT_EQ(image[k / 3 * 4 + k % 3], float(level / 255.0));
-      ASSERT_EQ(image[k / 3 * 4 + 3], 1.0f);
-    }
+  std::vector<float> image(values * 4);
+  ReadBand(in.data(), 8 * sizeof(Sample), values, image.data());
+  for (size_t k = 0; k < in.size(); ++k) {
+    const int level = sizeof(Sample) == 1 ? in[k] : in[k] * 10 / 1285;
+    ASSERT_EQ(image[k / 3 * 4 + k % 3], float(level / 255.0));
+    ASSERT_EQ(image[k / 3 * 4 + 3], 1.0f);
   }
 }
 
