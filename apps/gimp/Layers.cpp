@@ -1,6 +1,8 @@
 #include "apps/gimp/Layers.h"
 
 #include <algorithm>
+#include <cstring>
+#include <iterator>
 #include <memory>
 #include <stdexcept>
 
@@ -54,6 +56,22 @@ void put(const host::Document& document, const GeglRectangle& area, GeglBuffer* 
   const size_t pixel = size_t(document.channels()) * document.sampleBytes();
   gegl_buffer_set(buffer, &area, 0, formatOf(document),
                   document.row(area.y) + size_t(area.x) * pixel, gint(document.rowBytes()));
+}
+
+// Gives the result the layer's own samples in the channels that are not to be changed.
+void keepInactive(const Layer& layer, host::Document& result) {
+  constexpr GimpChannelType colours[] = {GIMP_CHANNEL_RED, GIMP_CHANNEL_GREEN, GIMP_CHANNEL_BLUE};
+  std::vector<size_t> kept; // numbers of the channels
+  for (size_t c = 0; c < std::size(colours); ++c)
+    if (!gimp_image_get_component_active(layer.image, colours[c]))
+      kept.push_back(c);
+  if (kept.empty())
+    return;
+  const host::Document before = documentOf(layer);
+  const size_t sample = result.sampleBytes(), pixel = size_t(result.channels()) * sample;
+  for (size_t at = 0; at < result.rowBytes() * size_t(result.height()); at += pixel)
+    for (const size_t c : kept)
+      std::memcpy(result.row(0) + at + c * sample, before.row(0) + at + c * sample, sample);
 }
 
 // Pixels that the selection does not take at all are left clear.
@@ -116,7 +134,8 @@ bool isHard(const host::Document& document) {
 
 // GIMP merges a shadow through the selection once more, where the host has blended already. So the
 // merging makes the step of undo, and the result is then written over what was merged.
-void replacePixels(const Layer& layer, const host::Document& result) {
+void replacePixels(const Layer& layer, host::Document& result) {
+  keepInactive(layer, result);
   GeglRectangle area{};
   if (!gimp_drawable_mask_intersect(layer.id, &area.x, &area.y, &area.width, &area.height))
     throw std::runtime_error("nothing is selected");

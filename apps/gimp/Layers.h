@@ -29,9 +29,9 @@ host::Document documentOf(const Layer& layer);
 void harden(host::Document& document);
 bool isHard(const host::Document& document);
 
-// Puts the result in place of the layer's pixels, as one step of undo. Both throw
-// std::runtime_error with GIMP's reason.
-void replacePixels(const Layer& layer, const host::Document& result);
+// Puts the result in place of the layer's pixels, as one step of undo, but for the channels that
+// are switched off in GIMP. Both throw std::runtime_error with GIMP's reason.
+void replacePixels(const Layer& layer, host::Document& result);
 
 // Adds the mask as a layer above, as one step of undo. It is seen where the image's selection is.
 void addMaskLayer(const Layer& layer, const host::Document& mask);

@@ -7,6 +7,7 @@
 #include <chrono>
 #include <cstdlib>
 #include <thread>
+#include <utility>
 
 #include <gegl.h>
 #include <omp.h>
@@ -17,6 +18,7 @@
 #include "apps/shared/Correction.h"
 #include "apps/shared/Errors.h"
 #include "apps/shared/Installation.h"
+#include "apps/shared/Threads.h"
 
 namespace gimp {
 namespace {
@@ -63,30 +65,38 @@ Call readCall(const std::string& procedure, std::span<const GimpParam> arguments
 }
 
 // GIMP's own setting, or the machine's cores.
-int threads() {
+int threadsOfGimp() {
   gchar* text = gimp_gimprc_query("num-processors");
   const int set = text ? std::atoi(text) : 0;
   g_free(text);
-  return set > 0 ? set : std::max(1, int(std::thread::hardware_concurrency()));
+  return shared::threadsToBeHad(set > 0 ? set : int(std::thread::hardware_concurrency()));
 }
 
-// Fills GIMP's bar, which appears with the first report, behind the dialog. GIMP's library serves
-// one thread; the filter's others report as well.
-photo::Watch bar() {
+// Fills GIMP's bar, which appears at once or, behind a dialog, with the first report. GIMP's
+// library serves one thread; the filter's others report as well.
+photo::Watch bar(bool atOnce) {
   using Clock = std::chrono::steady_clock;
   static constexpr std::chrono::milliseconds between(50); // each report waits for GIMP's answer
+  static constexpr char text[] = "Removing haze";
+  if (atOnce)
+    gimp_progress_init(text);
   photo::Watch watch;
-  watch.progress = [main = std::this_thread::get_id(),
+  watch.progress = [main = std::this_thread::get_id(), begun = atOnce,
                     last = Clock::time_point()](double share) mutable {
     const auto now = Clock::now();
     if (std::this_thread::get_id() != main || now - last < between)
       return;
-    if (last == Clock::time_point())
-      gimp_progress_init("Removing haze");
+    if (!std::exchange(begun, true))
+      gimp_progress_init(text);
     last = now;
     gimp_progress_update(share);
   };
   return watch;
+}
+
+void tellLost(const shared::CorrectionReport& report) {
+  if (report.lostSamples)
+    g_message("%lld samples came out as no number; they are 0.", (long long)report.lostSamples);
 }
 
 // What the filter made, and whether it is the mask.
@@ -95,27 +105,29 @@ struct Result {
   bool isMask;
 };
 
-Result silently(const host::Module& module, const Layer& layer, const Look& look,
+Result silently(const host::Module& module, const Layer& layer, const Look& look, int threads,
                 const photo::Watch& watch) {
   Result result{documentOf(layer), look.mask.value_or(false)};
   if (result.isMask) // its layer's transparency has the soft edges
     harden(result.document);
-  shared::correct(module, result.document, look, threads(), watch);
+  tellLost(shared::correct(module, result.document, look, threads, watch));
   return result;
 }
 
-Result inDialog(const host::Module& module, const Call& call, const photo::Watch& watch) {
+Result inDialog(const host::Module& module, const Call& call, int threads,
+                const photo::Watch& watch) {
   Result result{documentOf(call.layer), false};
   Last set;
   withWindows([&] {
     const auto report =
-        shared::correctInDialog(module, result.document, threads(), watch, nullptr, call.look);
+        shared::correctInDialog(module, result.document, threads, watch, nullptr, call.look);
+    tellLost(report);
     result.isMask = report.used.outputMap != 0;
     const Look used = shared::lookOf(report.used);
     set = {shared::lookSetInDialog(report.used, call.look), call.layer.id, *used.foreground,
            *used.background};
     if (result.isMask && !isHard(result.document)) // only now it is known to be one
-      result = silently(module, call.layer, used, watch);
+      result = silently(module, call.layer, used, threads, watch);
   });
   keep(set);
   return result;
@@ -124,10 +136,11 @@ Result inDialog(const host::Module& module, const Call& call, const photo::Watch
 void work(const Call& call) {
   gegl_init(nullptr, nullptr); // takes a moment, which what is refused need not wait for
   const host::Module module = host::Module::openBest(shared::pluginFolder());
-  omp_set_num_threads(threads());
-  const photo::Watch watch = bar();
-  const Result result =
-      call.dialog ? inDialog(module, call, watch) : silently(module, call.layer, call.look, watch);
+  const int threads = threadsOfGimp();
+  omp_set_num_threads(threads);
+  const photo::Watch watch = bar(!call.dialog);
+  Result result = call.dialog ? inDialog(module, call, threads, watch)
+                              : silently(module, call.layer, call.look, threads, watch);
   gimp_progress_end();
   if (const std::string reason = refusal(call.layer); !reason.empty())
     throw std::runtime_error(reason); // the image was closed or changed meanwhile

@@ -29,7 +29,7 @@ protected:
   // Runs a script of this folder in GIMP with the plug-ins linked and no other.
   void script(const std::string& name, const std::string& environment = "") {
     write("profile/gimprc", "(plug-in-path \"" + (folder / "plug-ins").string() + "\")\n");
-    run("--version", "timeout 280 env GIMP2_DIRECTORY=$PWD/profile " + environment +
+    run("--version", "timeout 500 env GIMP2_DIRECTORY=$PWD/profile " + environment +
                          " gimp -i -d -f -b '(load \"" FOG_GIMP_SCRIPTS "/" + name +
                          "\")' -b '(gimp-quit 1)';");
   }
@@ -58,9 +58,9 @@ TEST_F(Gimp, LayersBecomeWhatTheCommandLineMakesOfThem) {
   script("cases.scm");
   ASSERT_TRUE(fs::exists("report")) << said;
   const std::string report = contents("report"), given = " --foreground 20 --background 80 ";
-  // Half floats have 11 bits, and GIMP converts linear values to five digits.
+  // GIMP converts linear values to five digits.
   const std::pair<const char*, double> precisions[] = {
-      {"u8", 0}, {"u16", 0.01}, {"half-linear", 0.13}, {"float-linear", 0.13}, {"alpha", 0}};
+      {"u8", 0}, {"u16", 0.01}, {"float-linear", 0.13}, {"alpha", 0}};
   for (const auto& [name, tolerance] : precisions) {
     const std::string before = std::string(name) + "-before.png";
     EXPECT_LE(levels(std::string(name) + "-after.png", before, given), tolerance) << name;
@@ -70,18 +70,21 @@ TEST_F(Gimp, LayersBecomeWhatTheCommandLineMakesOfThem) {
   EXPECT_LE(levels("estimated.png", "scene.png",
                    "--strength 90 --foreground-position 10 --background-position 95 --balance 40"),
             0.01);
-  EXPECT_EQ(levels("group-mask.png", "alpha.png", "--mask" + given), 0);
-  EXPECT_EQ(levels("standard-mask.png", "alpha.png", "--mask"), 0);
+  EXPECT_EQ(levels("group-mask.png", "alpha.png", "--mask"), 0);
   EXPECT_EQ(difference("group-layer.png", "alpha.png"), 0);
 
-  // The host's own blending at the selection's edge, once and not twice.
+  // The host's own blending at the selection's edge, once and not twice; green is switched off.
   shared::Look look{20, 80};
   host::Document selected = bytesOf("selected-before.png");
   const std::vector<uint8_t> weights = weightsOf("selected-weights");
   ASSERT_GT(std::count_if(weights.begin(), weights.end(), [](int w) { return w % 255; }), 500);
   selected.setSelection(weights);
   shared::correct(fixture::builtModule(), selected, look, 2, {});
-  EXPECT_TRUE(fixture::sameSamples(selected, bytesOf("selected-after.png")));
+  const host::Document before = bytesOf("selected-before.png"),
+                       after = bytesOf("selected-after.png");
+  fixture::forEachSample(after, [&](int32_t x, int32_t y, int32_t c) {
+    ASSERT_EQ(sampleAt(after, x, y, c), sampleAt(c == 1 ? before : selected, x, y, c));
+  });
 
   // The mask's layer carries the edge as its transparency.
   host::Document mask = bytesOf("masked-before.png");
