@@ -12,6 +12,7 @@
 
 #include <array>
 #include <set>
+#include <span>
 #include <thread>
 
 #include "frame/contract/Sliders.h"
@@ -614,23 +615,28 @@ TEST_F(Dialog, NothingIsClipped) {
     }
 }
 
-// One size and one left edge for all controls of a kind (a box is as high as its rows), and one gap
-// between the boxes.
+// One size and one left edge for all controls of a kind (a box is as high as its rows), one gap
+// between the boxes, and places that nobody moves unawares.
 TEST(DialogTable, ControlsLineUp) {
   std::map<std::pair<ControlKind, bool>, std::set<std::array<int, 3>>> columns;
   std::set<int> gaps;
-  for (int i = 0, below = 31; i < FOGDISSOLVER_DIALOG.controlCount; ++i) {
-    const DialogControl& control = FOGDISSOLVER_DIALOG.controls[i];
-    const auto& [x, y, width, height] = control.place;
-    const bool box = control.kind == ControlKind::groupBox;
-    columns[{control.kind, control.id == idBalance}].insert({x, width, box ? 0 : height});
-    if (box)
-      gaps.insert(y - std::exchange(below, y + height + 5));
-  }
+  uint32_t places = 0;
+  int below = 31;
+  for (const DialogTemplate* dialog : {&FOGDISSOLVER_DIALOG, &FOGDISSOLVER_ABOUT_DIALOG})
+    for (const DialogControl& control : std::span(dialog->controls, dialog->controlCount)) {
+      const auto& [x, y, width, height] = control.place;
+      for (const int value : {x, y, width, height, control.frenchPlace.x, control.frenchPlace.y})
+        places = places * 31 + uint32_t(value);
+      const bool box = control.kind == ControlKind::groupBox;
+      columns[{control.kind, control.id == idBalance}].insert({x, width, box ? 0 : height});
+      if (box)
+        gaps.insert(y - std::exchange(below, y + height + 5));
+    }
   for (const auto kind : {ControlKind::digitEdit, ControlKind::groupBox, ControlKind::pushButton,
                           ControlKind::trackBar})
     EXPECT_EQ((columns[{kind, false}].size()), 1u);
   EXPECT_EQ(gaps, std::set{0});
+  EXPECT_EQ(places, 2739430259u);
 }
 
 // What the user saw is what the file gets, for an image that the frame shows
