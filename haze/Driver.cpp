@@ -23,6 +23,10 @@ constexpr int32_t mapPixelBytes = sizeof(float);
 // Steps of the dark channel stage, which a run on a kept map skips.
 constexpr int32_t skippedSteps = 4;
 
+// For more pixels than these the map and the guides take more memory than the matting did. What its
+// many small blocks leave in the heap then goes back to the system first.
+constexpr size_t pixelsToTrimFor = size_t(10) << 20;
+
 // Host memory of one call; an id and a size of 0 for what was not taken.
 struct ReducedBuffers {
   HostBuffer image; // the reduced image, unless that is the proxy itself
@@ -166,12 +170,13 @@ Outcome computeMap(const SHaze& image, bool isFilter, ReducedBuffers& buffers, i
     return Outcome::failed;
   float fmin = gParams->foregroundIntensity, bmax = gParams->backgroundIntensity;
   computeMatting(dark, &low, &fmin, &bmax, error);
-  trimHeap(); // the matrix of small blocks was the peak so far, and the map at full size comes next
   if (*error)
     return Outcome::failed;
   takeEstimates(fmin, bmax);
 
   const size_t pixels = size_t(image.width) * size_t(image.height);
+  if (pixels > pixelsToTrimFor)
+    trimHeap();
   HeapArray<float> map = tryAllocateArray<float>(pixels);
   if (!map) {
     *error = hazeOutOfMemory;

@@ -17,9 +17,10 @@ constexpr float lambdaDiagonal = 0.001f; // and on the matrix diagonal
 constexpr float minimumStart = 100000.0f;
 constexpr float maximumStart = 0.0f; // so that the highest value is never below 0
 
-// Weights the right-hand side and sets the diagonal, which also makes all rows.
+// Weights the right-hand side and sets the diagonal, which also makes all rows: from the last one
+// on, so that room for them is made once.
 void seedSystem(float* dark, int32_t unknowns, CSparseSingle& matrix) {
-  for (int32_t k = 0; k < unknowns; ++k) {
+  for (int32_t k = unknowns; k-- > 0;) {
     dark[k] = float(dark[k] * lambda);
     matrix.element(k, k) = lambdaDiagonal;
   }

@@ -4,6 +4,7 @@
 
 #include <omp.h>
 
+#include <algorithm>
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
@@ -50,6 +51,16 @@ struct Share {
 };
 inline Share shareOf(int64_t count, int thread, int team) {
   return {count * thread / team, count * (thread + 1) / team};
+}
+
+// Runs the two at once where there are two threads.
+template <class First, class Second> void runBoth(int threads, First&& first, Second&& second) {
+  runOnTeam(std::min(threads, 2), [&](int thread, int team) {
+    if (thread == 0)
+      first();
+    if (thread == team - 1)
+      second();
+  });
 }
 
 // Touches each page of a fresh block on a team, each thread its share: the system zeroes a page

@@ -69,7 +69,7 @@ int32_t analysePhase(int32_t* pt, const SparseStructure& structure, bool symmetr
     return errorMemory;
   auto solver = std::make_unique<Solver>(Solver{symmetric, structure, {}, {}, {}});
   if (symmetric && structure.n > 0)
-    solver->tree = analyse(structure);
+    solver->tree = analyse(structure, threadCount);
   setSolver(pt, solver.release());
   return 0;
 }

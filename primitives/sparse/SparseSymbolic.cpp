@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "primitives/base/ParallelRegion.h"
 #include "primitives/sparse/SparseOrdering.h"
 
 namespace {
@@ -327,10 +328,11 @@ double frontFlop(double m, double k) {
   return k * m * m - m * k * (k - 1) + (k - 1) * k * (2 * k - 1) / 6;
 }
 
-FrontTree analyse(const SparseStructure& structure) {
+FrontTree analyse(const SparseStructure& structure, int threads) {
   Elimination e;
-  e.order = orderUnknowns(structure);
-  e.graph = bothTriangles(structure);
+  runBoth(
+      threads, [&] { e.order = orderUnknowns(structure); },
+      [&] { e.graph = bothTriangles(structure); });
   e.index();
   Ints parent = eliminationTree(e);
   e.renumber(postorder(parent));
@@ -342,8 +344,8 @@ FrontTree analyse(const SparseStructure& structure) {
   e.renumber(layOutFronts(list, tree));
   for (int32_t f = 0; f < tree.fronts; ++f)
     std::fill(frontOf.begin() + tree.first[f], frontOf.begin() + tree.first[f + 1], f);
-  fillRows(e, frontOf, tree);
-  fillEntries(structure, e, tree);
+  runBoth(
+      threads, [&] { fillRows(e, frontOf, tree); }, [&] { fillEntries(structure, e, tree); });
   fillPlaces(tree);
   tree.order = std::move(e.order);
   return tree;

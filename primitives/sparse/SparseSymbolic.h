@@ -33,4 +33,4 @@ struct FrontTree {
 double frontFlop(double m, double k);
 
 // Throws std::bad_alloc.
-FrontTree analyse(const SparseStructure& structure);
+FrontTree analyse(const SparseStructure& structure, int threads = 1);
