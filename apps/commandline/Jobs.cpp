@@ -14,9 +14,9 @@
 
 #include "apps/commandline/Dialog.h"
 #include "apps/commandline/Terminal.h"
+#include "apps/photo/Room.h"
 #include "apps/shared/Develop.h"
 #include "apps/shared/Pool.h"
-#include "apps/shared/Threads.h"
 
 namespace commandline {
 namespace {
@@ -91,7 +91,7 @@ shared::Work workOf(const Options& options, const host::Module& module) {
   return [&](const Job& job, const shared::Reporter& reporter, const photo::Watch& watch) {
     const shared::Listener listener = reporter.listener();
     shared::Request request = options;
-    request.threads = shared::threadsToBeHad(options.threads);
+    request.threads = photo::threadsForFilter(options.threads);
     if (request.threads < options.threads)
       listener.note("the system gives it " + std::to_string(request.threads) + " of " +
                     std::to_string(options.threads) + " threads");

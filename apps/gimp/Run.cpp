@@ -15,10 +15,10 @@
 #include "apps/gimp/Arguments.h"
 #include "apps/gimp/Layers.h"
 #include "apps/gimp/Windows.h"
+#include "apps/photo/Room.h"
 #include "apps/shared/Correction.h"
 #include "apps/shared/Errors.h"
 #include "apps/shared/Installation.h"
-#include "apps/shared/Threads.h"
 
 namespace gimp {
 namespace {
@@ -69,7 +69,7 @@ int threadsOfGimp() {
   gchar* text = gimp_gimprc_query("num-processors");
   const int set = text ? std::atoi(text) : 0;
   g_free(text);
-  return shared::threadsToBeHad(set > 0 ? set : int(std::thread::hardware_concurrency()));
+  return photo::threadsForFilter(set > 0 ? set : int(std::thread::hardware_concurrency()));
 }
 
 // Fills GIMP's bar, which appears at once or, behind a dialog, with the first report. GIMP's

@@ -8,6 +8,7 @@
 
 #include "apps/photo/Formats.h"
 #include "apps/photo/JpegCodec.h"
+#include "apps/photo/Room.h"
 #include "apps/photo/WebpCodec.h"
 #include "frame/contract/Limits.h"
 
@@ -28,6 +29,7 @@ constexpr BuiltIn builtIn[] = {
 const Codec& libraryCodec() {
   static const Codec* codec = [] {
     const std::string file = (formatsFolder / "fogdissolver-formats.so").string();
+    checkRoomForLibrary();
     void* module = dlopen(file.c_str(), RTLD_NOW | RTLD_LOCAL);
     void* found = module ? dlsym(module, libraryCodecSymbol) : nullptr;
     if (!found)
