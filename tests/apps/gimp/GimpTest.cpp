@@ -1,6 +1,7 @@
 // The plug-in in the real GIMP, without a screen, against the command line on the same pictures.
 
 #include "apps/shared/Correction.h"
+#include "frame/contract/Sliders.h"
 #include "tests/apps/Folder.h"
 
 namespace {
@@ -121,6 +122,16 @@ TEST_F(Gimp, LayersBecomeWhatTheCommandLineMakesOfThem) {
     const std::string line = report.substr(report.find("\n" + std::string(name) + ": ") + 1);
     EXPECT_THAT(line.substr(0, line.find('\n')), AllOf(HasSubstr(says), HasSubstr(".) dirty 0")));
   }
+}
+
+TEST(LookSetInDialog, EstimatesThatNobodyMovedStayThePictures) {
+  Parameters used = defaultParameters;
+  used.foregroundIntensity = 0.1234567f; // no slider's
+  used.backgroundIntensity = ValueOfPosition(35);
+  const shared::Look moved = shared::lookSetInDialog(used, {});
+  EXPECT_FALSE(moved.foreground);
+  EXPECT_EQ(moved.background, 35);
+  EXPECT_EQ(shared::lookSetInDialog(used, {.foreground = 12}).foreground, 12.346);
 }
 
 TEST_F(Gimp, ACrashAndACancelLeaveTheImageAsItWas) {

@@ -5,9 +5,11 @@ window.py PROGRAM PLUGIN GIMP_PLUGINS PHOTO: the command line program, the folde
 that of GIMP's own, and a photograph. Leaves with 77 where GIMP or the screen's tools are missing.
 """
 
+import ctypes
 import os
 import pathlib
 import shutil
+import signal
 import socket
 import struct
 import subprocess
@@ -24,13 +26,20 @@ CONTROLS = {"foreground": (662, 102), "background": (662, 119), "export": (643, 
 WIDTH, HEIGHT = 640, 424  # of the picture; a width of fours has no padding in its file
 
 
+def die_with_parent():
+    """Nobody is left behind, even when the test itself is killed."""
+    death_signal = 1  # of prctl
+    ctypes.CDLL(None).prctl(death_signal, signal.SIGKILL)
+
+
 class Screen:
     """A display, GIMP in it with the photograph as image 1, reduced, and its console."""
 
     def __init__(self):
         reading, writing = os.pipe()
         self.server = subprocess.Popen(["Xvfb", "-displayfd", str(writing), "-screen", "0", "1280x900x24"],
-                                       pass_fds=[writing], stderr=subprocess.DEVNULL)
+                                       pass_fds=[writing], stderr=subprocess.DEVNULL,
+                                       preexec_fn=die_with_parent)
         os.close(writing)
         with os.fdopen(reading) as numbers:
             os.environ["DISPLAY"] = ":" + numbers.readline().strip()
@@ -40,7 +49,8 @@ class Screen:
         console = f'(plug-in-script-fu-server RUN-NONINTERACTIVE "127.0.0.1" {self.port} "console.log")'
         self.gimp = subprocess.Popen(["gimp", "--new-instance", "--no-splash", "-b", console,
                                       PHOTO],
-                                     stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+                                     stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL,
+                                     preexec_fn=die_with_parent)
         until(lambda: self.ask("(car (gimp-image-list))") == "1")
         self.ask(f"(gimp-image-scale 1 {WIDTH} {HEIGHT})")
 
@@ -81,7 +91,8 @@ class Screen:
 
 
 def xdotool(*words):
-    return subprocess.run(["xdotool", *words], capture_output=True, text=True).stdout
+    return subprocess.run(["xdotool", *words], capture_output=True, text=True,
+                          timeout=PATIENCE).stdout
 
 
 def dialog():
@@ -93,7 +104,7 @@ def until(condition):
     end = time.monotonic() + PATIENCE
     while not condition():
         if time.monotonic() > end:
-            subprocess.run(["sh", "-c", "command -v import && import -window root failed.png"])
+            subprocess.run(["sh", "-c", "command -v import && import -window root failed.png"], timeout=PATIENCE)
             raise TimeoutError
         time.sleep(0.1)
 
