@@ -93,11 +93,11 @@ QImage thumbnailOf(const QString& file, const QSize& size, const photo::Watch& w
 
 } // namespace
 
-BatchWindow::BatchWindow(std::function<shared::Look()> present)
+BatchWindow::BatchWindow(std::function<shared::Look()> present, const QString& program)
     : present_(std::move(present)),
       store_(std::make_unique<QSettings>(QSettings::IniFormat, QSettings::UserScope, "fogdissolver",
                                          "desktop")),
-      batch_(QCoreApplication::applicationDirPath() + "/fogdissolver-desktop") {
+      batch_(program) {
   setWindowTitle(tr("Batch – Fogdissolver"));
   setWindowIcon(QIcon(":/desktop/logo.png"));
   setAcceptDrops(true);

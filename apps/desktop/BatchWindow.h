@@ -25,8 +25,8 @@ class BatchWindow : public QWidget {
   Q_OBJECT
 
 public:
-  // present: the look of the photograph in the main window.
-  explicit BatchWindow(std::function<shared::Look()> present);
+  // present: the look of the photograph in the main window. program: fogdissolver-desktop.
+  BatchWindow(std::function<shared::Look()> present, const QString& program);
   ~BatchWindow() override;
 
   void addFiles(const QStringList& filesAndFolders);

@@ -84,10 +84,12 @@ MainWindow::~MainWindow() { workbench_.disconnect(this); }
 
 BatchWindow& MainWindow::batch() {
   if (!batch_)
-    batch_ = std::make_unique<BatchWindow>([this] {
-      const History* history = workbench_.history();
-      return history ? history->current().look : shared::Look();
-    });
+    batch_ = std::make_unique<BatchWindow>(
+        [this] {
+          const History* history = workbench_.history();
+          return history ? history->current().look : shared::Look();
+        },
+        QCoreApplication::applicationFilePath());
   return *batch_;
 }
 

@@ -206,15 +206,16 @@ void Workbench::showDialog(const Filter& filter, void* window) {
   inDialog_ = true;
   stopsDialog_ = false;
   dialogShare_ = 0;
-  doing_ = tr("Clearing the haze");
+  doing_ = tr("The filter's dialog is open");
+  emit changed();
   QElapsedTimer sinceLook;
   const photo::Watch watch{[this](double share) { dialogShare_ = share; },
                            [this, &sinceLook] {
                              if (QThread::currentThread() != thread())
                                return stopsDialog_.load();
                              if (!sinceLook.isValid() || sinceLook.elapsed() > pumpMilliseconds) {
-                               if (!sinceLook.isValid())
-                                 emit changed(); // the dialog is gone, the run begins
+                               if (!sinceLook.isValid()) // the run begins
+                                 doing_ = tr("Clearing the haze");
                                QCoreApplication::processEvents();
                                sinceLook.start();
                              }

@@ -52,7 +52,7 @@ int main(int argc, char** argv) {
   QApplication::setApplicationName("fogdissolver-desktop");
   QApplication::setApplicationDisplayName("Fogdissolver");
   QApplication::setApplicationVersion(FOG_VERSION);
-  QApplication::setDesktopFileName("io.github.fogdissolver.Fogdissolver");
+  QApplication::setDesktopFileName("org.fogdissolver.Fogdissolver");
   QApplication application(argc, argv);
   desktop::loadResources();
   try {

@@ -782,6 +782,10 @@
         <source>Copying the picture</source>
         <translation>Copie de l’image</translation>
     </message>
+    <message>
+        <source>The filter&apos;s dialog is open</source>
+        <translation>La fenêtre du filtre est ouverte</translation>
+    </message>
 </context>
 <context>
     <name>main</name>

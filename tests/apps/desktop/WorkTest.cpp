@@ -1,38 +1,22 @@
 // The document and the runner: results against the command line program's, states within their
 // budget, tasks that fail, wait and are cancelled.
 
-#include <QCoreApplication>
-#include <QElapsedTimer>
 #include <QThread>
 
 #include "apps/desktop/Runner.h"
-#include "apps/desktop/Work.h"
-#include "apps/photo/Codecs.h"
 #include "apps/shared/Errors.h"
-#include "tests/apps/Folder.h"
+#include "tests/apps/desktop/DeskTest.h"
 
 namespace {
 
 using namespace desktop;
 using testing::HasSubstr;
 
-const host::Module& module() {
-  static const auto opened = [] {
-    photo::setFormatsFolder(FOG_MODULE_FOLDER);
-    return host::Module::openBest(FOG_MODULE_FOLDER);
-  }();
-  return opened;
+std::string samplesOf(const std::string& file) { // as bytes, for what must be equal
+  const host::Document picture = readPicture(file);
+  return {reinterpret_cast<const char*>(picture.row(0)),
+          picture.rowBytes() * size_t(picture.height())};
 }
-
-class Desk : public FolderTest {
-protected:
-  Desk() { module(); }
-  static std::string samplesOf(const std::string& file) { // as bytes, for what must be equal
-    const host::Document picture = readPicture(file);
-    return {reinterpret_cast<const char*>(picture.row(0)),
-            picture.rowBytes() * size_t(picture.height())};
-  }
-};
 
 TEST_F(Desk, SavesThePixelsThatTheCommandLineWrites) {
   const host::Document scene = fixture::hazyScene(90, 60, 32);
@@ -112,8 +96,7 @@ TEST(History, KeepsWithinItsBudgetFromTheNewestBack) {
 }
 
 TEST(Runner, RunsInOrderTellsFailuresAndLeavesCancelledTasksBehind) {
-  int argc = 0;
-  const QCoreApplication application(argc, nullptr);
+  fixture::needApplication();
   std::string told;
   std::atomic<bool> stopped = false;
   auto task = [&](std::string name, std::function<void(const photo::Watch&)> work) {
@@ -134,11 +117,7 @@ TEST(Runner, RunsInOrderTellsFailuresAndLeavesCancelledTasksBehind) {
     QThread::msleep(100); // sees the wish late
     stopped = true;
   };
-  auto settle = [](const Runner& runner) {
-    for (QElapsedTimer t;
-         runner.isBusy() && (t.isValid() || (t.start(), true)) && t.elapsed() < 5000;)
-      QCoreApplication::processEvents(QEventLoop::AllEvents, 20);
-  };
+  auto settle = [](const Runner& runner) { EXPECT_TRUE(until([&] { return !runner.isBusy(); })); };
   {
     Runner runner;
     runner.start(task("a", [](const photo::Watch&) {}));

@@ -71,7 +71,7 @@ QtDialog::QtDialog(const DialogTemplate& dialogTemplate, QWidget* owner, DialogP
       window_(NewWindow(owner_, 0, dialogTemplate.style, behaviour, this)),
       widget_(owner, windowFlags(dialogTemplate.style)), outer_(innermostDialog) {
   innermostDialog = this;
-  widget_.setWindowModality(Qt::ApplicationModal);
+  widget_.setWindowModality(owner ? Qt::WindowModal : Qt::ApplicationModal);
   widget_.setAttribute(Qt::WA_QuitOnClose, false); // the program goes on without it
   buildControls(dialogTemplate);
   window_->dialogProc = proc;

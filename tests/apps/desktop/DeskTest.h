@@ -1,0 +1,30 @@
+// A folder of pictures, the built modules and an application without a screen.
+#pragma once
+
+#include <QElapsedTimer>
+
+#include "apps/desktop/Work.h"
+#include "apps/photo/Codecs.h"
+#include "tests/apps/Folder.h"
+#include "tests/support/ShownDialog.h"
+
+class Desk : public FolderTest {
+protected:
+  Desk() {
+    fixture::needApplication();
+    photo::setFormatsFolder(FOG_MODULE_FOLDER);
+  }
+  static const host::Module& module() {
+    static const auto opened = host::Module::openBest(FOG_MODULE_FOLDER);
+    return opened;
+  }
+};
+
+// Lets the application work until it is so; false when it is not within half a minute.
+template <class Condition> bool until(Condition isSo) {
+  QElapsedTimer timer;
+  timer.start();
+  while (!isSo() && timer.elapsed() < 30000)
+    QCoreApplication::processEvents(QEventLoop::AllEvents, 20);
+  return isSo();
+}

@@ -1,0 +1,315 @@
+// The window by real events: open, compare, change, undo, save, cancel, what is broken, the batch.
+
+#include <csignal>
+
+#include <sys/resource.h>
+
+#include <QAbstractSpinBox>
+#include <QAccessible>
+#include <QAction>
+#include <QClipboard>
+#include <QComboBox>
+#include <QLineEdit>
+#include <QMessageBox>
+#include <QMimeData>
+#include <QPushButton>
+#include <QSettings>
+#include <QSlider>
+#include <QTreeWidget>
+
+#include "apps/desktop/BatchWindow.h"
+#include "apps/desktop/MainWindow.h"
+#include "apps/desktop/Notice.h"
+#include "tests/apps/desktop/DeskTest.h"
+
+namespace {
+
+using namespace desktop;
+using testing::HasSubstr;
+
+class Window : public Desk {
+protected:
+  Window() : window(filters(), {}, "") {
+    window.show();
+    writePicture("a.jpg", fixture::hazyScene(120, 80, 32));
+    write("broken.jpg", contents("a.jpg").substr(0, 700));
+  }
+  static const Filters& filters() {
+    static const Filters opened{FOG_MODULE_FOLDER};
+    return opened;
+  }
+
+  Workbench& bench() { return window.workbench(); }
+  bool idle() {
+    return until([&] { return !bench().isBusy(); });
+  }
+  bool open(const QString& file) {
+    window.openFiles({file});
+    return idle() && bench().original();
+  }
+  QAction* action(const QString& text) {
+    for (QAction* action : window.findChildren<QAction*>())
+      if (QString(action->text()).remove('&').startsWith(text))
+        return action;
+    ADD_FAILURE() << "no action " << text.toStdString();
+    return nullptr;
+  }
+  void trigger(const QString& text) {
+    ASSERT_TRUE(action(text)->isEnabled()) << text.toStdString();
+    action(text)->trigger();
+  }
+  std::string notice() { return window.findChild<Notice*>()->text().toStdString(); }
+  double strength() { return shared::strengthOf(bench().history()->current().look); }
+  void setStrength(int percent) {
+    window.findChild<QSlider*>()->setValue(percent);
+    ASSERT_TRUE(until([&] { return !bench().isBusy() && strength() * 100 == percent; }));
+  }
+  // Answers the next dialog; the window's events go on behind it.
+  static void answering(const std::function<void(const fixture::Shown&)>& script,
+                        const std::function<void()>& run) {
+    bool ran = false;
+    QTimer timer;
+    timer.callOnTimeout([&] {
+      auto* dialog = qobject_cast<QDialog*>(QApplication::activeModalWidget());
+      if (!dialog || !dialog->isActiveWindow())
+        return;
+      ASSERT_FALSE(std::exchange(ran, true)) << (dialog->reject(), "the dialog is still open");
+      script(fixture::Shown{dialog});
+    });
+    timer.start(20);
+    run();
+    EXPECT_TRUE(ran);
+  }
+
+  MainWindow window;
+};
+
+TEST_F(Window, ClearsOnOpeningFollowsTheSliderUndoesAndSaves) {
+  ASSERT_TRUE(open("a.jpg"));
+  EXPECT_TRUE(bench().after());
+  EXPECT_EQ(strength(), 0.7);
+  EXPECT_FALSE(window.isWindowModified()); // it can be had again by opening
+  const Picture first = bench().history()->current().picture;
+  setStrength(30);
+  EXPECT_TRUE(window.isWindowModified());
+  trigger("Undo");
+  EXPECT_EQ(bench().history()->current().picture, first);
+  EXPECT_EQ(window.findChild<QSlider*>()->value(), 70);
+  trigger("Redo");
+  EXPECT_EQ(strength(), 0.3);
+
+  answering(
+      [&](const fixture::Shown& shown) {
+        auto* name = shown.dialog->findChild<QLineEdit*>();
+        EXPECT_TRUE(name->text().endsWith("/a-clear.jpg"));
+        name->setText("a.jpg"); // refused: the photograph itself
+        shown.press(Qt::Key_Return);
+        EXPECT_TRUE(shown.dialog->isVisible());
+        shown.dialog->findChild<QComboBox*>()->setFocus();
+        name->setText("saved.tif");
+        emit name->textEdited("saved.tif");
+        shown.press(Qt::Key_Return);
+      },
+      [&] { trigger("Save As"); });
+  ASSERT_TRUE(idle());
+  EXPECT_FALSE(window.isWindowModified());
+  EXPECT_EQ(readPicture("saved.tif").width(), 120);
+  trigger("Copy as Command");
+  EXPECT_EQ(QGuiApplication::clipboard()->text().toStdString(),
+            "fogdissolver --strength 30 " + (folder / "a.jpg").string());
+  trigger("Copy Picture");
+  ASSERT_TRUE(idle());
+  EXPECT_EQ(QGuiApplication::clipboard()->image().size(), QSize(120, 80));
+
+  setStrength(90);
+  rlimit whole{}, small{};
+  ::getrlimit(RLIMIT_FSIZE, &whole);
+  small = {300, whole.rlim_max}; // a disk that is full soon
+  std::signal(SIGXFSZ, SIG_IGN);
+  ::setrlimit(RLIMIT_FSIZE, &small);
+  trigger("Save");
+  EXPECT_TRUE(idle());
+  ::setrlimit(RLIMIT_FSIZE, &whole);
+  EXPECT_THAT(notice(), HasSubstr("File too large"));
+  EXPECT_TRUE(window.isWindowModified());
+  EXPECT_EQ(files(), (Strings{"a.jpg", "broken.jpg", "saved.tif"}));
+
+  trigger("Revert");
+  EXPECT_FALSE(bench().after());
+  answering(
+      [](const fixture::Shown& shown) { // unsaved: stay
+        qobject_cast<QMessageBox*>(shown.dialog)->button(QMessageBox::Cancel)->click();
+      },
+      [&] { trigger("Undo"), trigger("Close"); });
+  EXPECT_TRUE(bench().original());
+  answering(
+      [](const fixture::Shown& shown) {
+        qobject_cast<QMessageBox*>(shown.dialog)->button(QMessageBox::Discard)->click();
+      },
+      [&] { trigger("Close"); });
+  EXPECT_FALSE(bench().original());
+}
+
+TEST_F(Window, WhatTheDialogShowsOkMakesAndCancelLeaves) {
+  ASSERT_TRUE(open("a.jpg"));
+  const int before = bench().history()->id();
+  const auto adjust = [&] {
+    trigger("Adjust");
+    ASSERT_TRUE(until([&] { return !bench().isInDialog() && !bench().isBusy(); }));
+  };
+  answering([](const fixture::Shown& shown) { shown.press(Qt::Key_Escape); }, adjust);
+  EXPECT_EQ(bench().history()->id(), before);
+  EXPECT_EQ(notice(), "");
+  answering(
+      [&](const fixture::Shown& shown) {
+        EXPECT_EQ(shown.dialog->windowModality(), Qt::WindowModal);
+        EXPECT_FALSE(action("Save As")->isEnabled());
+        shown.keys("<Tab>9<Enter>"); // the foreground's intensity
+        shown.press(Qt::Key_Return);
+      },
+      adjust);
+  EXPECT_NE(bench().history()->id(), before);
+  EXPECT_EQ(bench().history()->current().maker, Maker::dialog);
+  EXPECT_TRUE(window.isWindowModified());
+  const shared::Look look = bench().history()->current().look;
+  trigger("Undo");
+  trigger("Last Filter");
+  ASSERT_TRUE(idle());
+  EXPECT_EQ(bench().history()->current().look.foreground, look.foreground);
+  trigger("Last Filter as Mask");
+  ASSERT_TRUE(idle());
+  EXPECT_TRUE(*bench().history()->current().look.mask);
+  bench().close();
+}
+
+TEST_F(Window, BrokenFilesCancelsAndClosingInTheMiddleAreSafe) {
+  window.openFiles({"broken.jpg"});
+  ASSERT_TRUE(idle());
+  EXPECT_THAT(notice(), HasSubstr("truncated"));
+  ASSERT_TRUE(open("a.jpg"));
+  EXPECT_EQ(notice(), "");
+  window.openFiles({"broken.jpg"});
+  ASSERT_TRUE(idle());
+  EXPECT_TRUE(bench().original()); // the photograph stays when another cannot be opened
+
+  const int id = bench().history()->id();
+  bench().setStrength(10);
+  bench().setStrength(20); // the first of two runs is not waited for
+  ASSERT_TRUE(idle());
+  EXPECT_EQ(bench().history()->id(), id + 1);
+  EXPECT_EQ(strength(), 0.2);
+  bench().setStrength(50);
+  until([&] { return bench().share() > 0; });
+  QElapsedTimer timer;
+  timer.start();
+  trigger("Cancel What Runs");
+  EXPECT_FALSE(bench().isBusy());
+  EXPECT_LT(timer.elapsed(), 200);
+  EXPECT_EQ(strength(), 0.2);
+  bench().setStrength(60);
+  bench().close(); // in the middle of a run
+  ASSERT_TRUE(open("a.jpg"));
+  EXPECT_EQ(strength(), 0.7);
+
+  QTest::keyPress(&window.view(), Qt::Key_Right, Qt::ShiftModifier);
+  EXPECT_GT(window.view().split(), 0.5);
+  trigger("Haze Mask");
+  ASSERT_TRUE(idle());
+  EXPECT_TRUE(bench().mask());
+  EXPECT_EQ(strength(), 0.7);
+  trigger("Side by Side");
+  bench().setStrength(40);
+  window.close();
+  EXPECT_FALSE(window.isVisible());
+  MainWindow next(filters(), {}, ""); // remembers
+  EXPECT_EQ(next.view().mode(), ViewMode::sideBySide);
+  EXPECT_GT(next.view().split(), 0.5);
+  auto* data = new QMimeData;
+  data->setUrls({QUrl::fromLocalFile(QString::fromStdString(folder / "a.jpg"))});
+  QGuiApplication::clipboard()->setMimeData(data);
+  for (QAction* paste : next.findChildren<QAction*>())
+    if (paste->shortcut() == QKeySequence(QKeySequence::Paste))
+      paste->trigger();
+  EXPECT_TRUE(until([&] { return !next.workbench().isBusy() && next.workbench().after(); }));
+}
+
+TEST_F(Window, EveryControlHasANameAndAShortcutStandsOnce) {
+  ASSERT_TRUE(open("a.jpg"));
+  for (const QWidget* widget : window.findChildren<QWidget*>()) {
+    const bool isInside = qobject_cast<QAbstractSpinBox*>(widget->parent());
+    if (isInside || widget->focusPolicy() == Qt::NoFocus || !widget->isVisibleTo(&window))
+      continue;
+    QAccessibleInterface* access =
+        QAccessible::queryAccessibleInterface(const_cast<QWidget*>(widget));
+    EXPECT_FALSE(access->text(QAccessible::Name).isEmpty()) << widget->metaObject()->className();
+  }
+  std::set<QKeySequence> seen;
+  for (const QAction* action : window.findChildren<QAction*>()) {
+    const bool isFree = action->shortcut().isEmpty() || seen.insert(action->shortcut()).second;
+    EXPECT_TRUE(isFree) << action->text().toStdString();
+  }
+  bench().close();
+}
+
+TEST_F(Window, ABatchTellsOfEachPhotographAndTriesAgain) {
+  fs::create_directory("shots");
+  fs::copy_file("a.jpg", "shots/b.jpg");
+  fs::copy_file("broken.jpg", "shots/c.jpg");
+  write("shots/notes.txt", "no picture");
+  BatchWindow batch([] { return shared::Look(); }, FOG_DESKTOP);
+  batch.addFiles({"shots", "a.jpg"});
+  auto* list = batch.findChild<QTreeWidget*>();
+  ASSERT_EQ(list->topLevelItemCount(), 3);
+  const auto button = [&](const QString& text) {
+    for (QPushButton* b : batch.findChildren<QPushButton*>())
+      if (QString(b->text()).remove('&') == text)
+        return b;
+    throw std::runtime_error(text.toStdString());
+  };
+  const auto run = [&](const QString& text) {
+    button(text)->click();
+    ASSERT_TRUE(until([&] { return batch.batch().phase() == Batch::Phase::idle; }));
+  };
+  const auto state = [&](int row) { return list->topLevelItem(row)->text(3).toStdString(); };
+  for (QLineEdit* folder : batch.findChildren<QLineEdit*>())
+    if (folder->accessibleName() == "Folder of the results")
+      folder->setText("out");
+  run("Start");
+  EXPECT_THAT(state(0), HasSubstr("out/b-clear.jpg"));
+  EXPECT_THAT(state(1), HasSubstr("Failed: truncated"));
+  EXPECT_THAT(state(2), HasSubstr("out/a-clear.jpg"));
+  fs::copy_file("a.jpg", "shots/c.jpg", fs::copy_options::overwrite_existing);
+  run("Try Again");
+  EXPECT_THAT(state(1), HasSubstr("out/c-clear.jpg"));
+  ASSERT_EQ(FolderTest::run("a.jpg -o theirs.jpg"), 0);
+  EXPECT_EQ(difference("out/a-clear.jpg", "theirs.jpg"), 0);
+
+  const auto planned = [&](Existing existing) {
+    BatchSettings settings;
+    settings.folder = folder / "out";
+    settings.existing = existing;
+    return planBatch({(folder / "a.jpg").string(), (folder / "shots/a.jpg").string()}, settings);
+  };
+  EXPECT_THAT(planned(Existing::skip)[0].refusal, HasSubstr("exists already"));
+  EXPECT_TRUE(planned(Existing::replace)[0].output.ends_with("out/a-clear.jpg"));
+  EXPECT_TRUE(planned(Existing::replace)[1].output.ends_with("out/a-clear-2.jpg"));
+  EXPECT_TRUE(planned(Existing::number)[1].output.ends_with("out/a-clear-3.jpg"));
+
+  Batch held(FOG_DESKTOP);
+  std::map<QString, int> told;
+  QObject::connect(&held, &Batch::happened, [&](const BatchEvent& event) { ++told[event.kind]; });
+  BatchOrder order;
+  for (const char* name : {"1.jpg", "2.jpg"})
+    order.photographs.push_back({folder / "a.jpg", folder / name});
+  held.start(order);
+  ASSERT_TRUE(until([&] { return told["started"] == 1; }));
+  held.pause();
+  EXPECT_FALSE(QTest::qWaitFor([&] { return held.phase() == Batch::Phase::idle; }, 1500));
+  EXPECT_EQ(told["done"], 0);
+  held.cancel();
+  ASSERT_TRUE(until([&] { return held.phase() == Batch::Phase::idle; }));
+  EXPECT_EQ(told["stopped"] + told["done"], 2);
+  EXPECT_FALSE(fs::exists("2.jpg"));
+}
+
+} // namespace
