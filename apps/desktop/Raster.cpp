@@ -26,41 +26,88 @@ QImage makeImage(const QSize& size, bool alpha) {
 }
 
 // What a sample counts: a float that is not finite nothing, like in the filter.
-float valueOf(uint8_t sample) { return sample; }
+uint8_t valueOf(uint8_t sample) { return sample; }
 float valueOf(float sample) { return std::isfinite(sample) ? sample : 0.0f; }
 uint8_t sampleOf(float value, uint8_t) { return uint8_t(value + 0.5f); }
 float sampleOf(float value, float) { return value; }
 
-// Means of side by side samples: `count` pixels from the block column `left` on, of the block row
-// `top`. Blocks at the right and lower edge are cut.
+// Which blocks of side by side samples: `count` from the block column `left` on, in the block row
+// `top`. Those at the right and lower edge of the picture are cut.
+struct Blocks {
+  int side, left, top, count;
+  int firstRow() const { return top * side; }
+  int endRow(const host::Document& d) const { return std::min(firstRow() + side, d.height()); }
+  int firstColumn(int i) const { return (left + i) * side; }
+  int endColumn(int i, const host::Document& d) const {
+    return std::min(firstColumn(i) + side, d.width());
+  }
+};
+
+// What of a sample counts in a sum that holds those of the largest block.
+template <class Sample> struct SumOf;
+template <> struct SumOf<uint8_t> { using Type = uint32_t; };
+template <> struct SumOf<float> { using Type = float; };
+
+// Rows are added up first, which is one pass over side by side numbers.
 template <class Sample>
-void meanRow(const host::Document& document, int side, int left, int top, int count, Sample* out) {
-  const int channels = document.channels();
-  const int alpha = document.hasTransparency() ? 3 : -1;
-  const int bottom = std::min((top + 1) * side, document.height());
-  std::vector<float> sums(size_t(count) * size_t(channels), 0.0f);
-  for (int y = top * side; y < bottom; ++y) {
-    const auto* row = reinterpret_cast<const Sample*>(document.row(y));
-    for (int i = 0; i < count; ++i) {
-      float* sum = sums.data() + size_t(i) * size_t(channels);
-      const int end = std::min((left + i + 1) * side, document.width());
-      for (int x = (left + i) * side; x < end; ++x) {
-        const Sample* pixel = row + size_t(x) * size_t(channels);
-        const float weight = alpha < 0 ? 1.0f : valueOf(pixel[alpha]);
-        for (int c = 0; c < channels; ++c)
+void meanOpaque(const host::Document& document, const Blocks& blocks, Sample* out) {
+  using Sum = typename SumOf<Sample>::Type;
+  const auto channels = size_t(document.channels());
+  const int from = blocks.firstColumn(0), end = blocks.endColumn(blocks.count - 1, document);
+  const size_t samples = size_t(end - from) * channels;
+  thread_local std::vector<Sum> sums;
+  sums.assign(samples, Sum(0));
+  const int rows = blocks.endRow(document) - blocks.firstRow();
+  for (int y = blocks.firstRow(); y < blocks.endRow(document); ++y) {
+    const auto* row = reinterpret_cast<const Sample*>(document.row(y)) + size_t(from) * channels;
+    for (size_t i = 0; i < samples; ++i)
+      sums[i] += Sum(valueOf(row[i]));
+  }
+  const Sum* sum = sums.data();
+  for (int i = 0; i < blocks.count; ++i) {
+    const int columns = blocks.endColumn(i, document) - blocks.firstColumn(i);
+    const float share = 1.0f / float(columns * rows);
+    for (size_t c = 0; c < channels; ++c) {
+      Sum total = 0;
+      for (int x = 0; x < columns; ++x)
+        total += sum[size_t(x) * channels + c];
+      *out++ = sampleOf(float(total) * share, Sample());
+    }
+    sum += size_t(columns) * channels;
+  }
+}
+
+// Colours weigh as much as their alpha.
+template <class Sample>
+void meanWithAlpha(const host::Document& document, const Blocks& blocks, Sample* out) {
+  const auto channels = size_t(document.channels());
+  constexpr size_t alpha = 3;
+  std::vector<float> sum(channels);
+  for (int i = 0; i < blocks.count; ++i) {
+    std::fill(sum.begin(), sum.end(), 0.0f);
+    int area = 0;
+    for (int y = blocks.firstRow(); y < blocks.endRow(document); ++y)
+      for (int x = blocks.firstColumn(i); x < blocks.endColumn(i, document); ++x, ++area) {
+        const Sample* pixel =
+            reinterpret_cast<const Sample*>(document.row(y)) + size_t(x) * channels;
+        const float weight = valueOf(pixel[alpha]);
+        for (size_t c = 0; c < channels; ++c)
           sum[c] += valueOf(pixel[c]) * (c == alpha ? 1.0f : weight);
       }
-    }
-  }
-  for (int i = 0; i < count; ++i) {
-    float* sum = sums.data() + size_t(i) * size_t(channels);
-    const int columns = std::min((left + i + 1) * side, document.width()) - (left + i) * side;
-    const auto area = float(columns * (bottom - top * side));
-    for (int c = 0; c < channels; ++c) {
-      const float weight = alpha < 0 || c == alpha ? area : sum[alpha];
+    for (size_t c = 0; c < channels; ++c) {
+      const float weight = c == alpha ? float(area) : sum[alpha];
       *out++ = sampleOf(weight > 0 ? sum[c] / weight : 0.0f, Sample());
     }
   }
+}
+
+template <class Sample>
+void meanRow(const host::Document& document, const Blocks& blocks, std::byte* out) {
+  auto* samples = reinterpret_cast<Sample*>(out);
+  if (document.hasTransparency())
+    meanWithAlpha(document, blocks, samples);
+  else
+    meanOpaque(document, blocks, samples);
 }
 
 } // namespace
@@ -148,10 +195,8 @@ QImage Raster::stored(int level, const QRect& where) const {
       continue;
     }
     std::vector<std::byte> row(size_t(width) * pixelBytes);
-    if (document.depth() == 8)
-      meanRow(document, 1 << level, where.x(), y, width, reinterpret_cast<uint8_t*>(row.data()));
-    else
-      meanRow(document, 1 << level, where.x(), y, width, reinterpret_cast<float*>(row.data()));
+    const Blocks blocks{1 << level, where.x(), y, width};
+    (document.depth() == 8 ? meanRow<uint8_t> : meanRow<float>)(document, blocks, row.data());
     colours_->convert(row.data(), width, out);
   }
   return image;
