@@ -6,10 +6,15 @@
 
 #include <benchmark/benchmark.h>
 
+#include <atomic>
+#include <cmath>
 #include <cstdlib>
+#include <fstream>
 #include <random>
+#include <thread>
 
 #include <sys/resource.h>
+#include <unistd.h>
 
 #include <QApplication>
 #include <QTemporaryDir>
@@ -58,13 +63,26 @@ View& view() {
   return *shown;
 }
 
-void wholeSession(benchmark::State& state) {
-  needApplication();
-  const QTemporaryDir folder;
+double residentMegabytes() {
+  std::ifstream file("/proc/self/statm");
+  double total = 0, resident = 0;
+  file >> total >> resident;
+  return resident * double(::sysconf(_SC_PAGESIZE)) / 1e6;
+}
+
+// A sample brought to the size.
+QString photographIn(const QTemporaryDir& folder) {
   const QString file = folder.filePath("photograph.jpg");
   QImage(FOG_SAMPLES "/mountain.jpg")
       .scaled(width, height, Qt::IgnoreAspectRatio, Qt::SmoothTransformation)
       .save(file, nullptr, 92);
+  return file;
+}
+
+void wholeSession(benchmark::State& state) {
+  needApplication();
+  const QTemporaryDir folder;
+  const QString file = photographIn(folder);
   photo::setFormatsFolder(FOG_MODULE_FOLDER);
   const Filters filters{FOG_MODULE_FOLDER};
   double onScreen = 0, cleared = 0, again = 0;
@@ -93,15 +111,57 @@ void wholeSession(benchmark::State& state) {
     cleared = wait([&] { return shown.raster(View::after); });
     bench.setStrength(90);
     again = wait([&] { return !bench.isBusy(); });
+    rusage usage{};
+    ::getrusage(RUSAGE_SELF, &usage);
+    state.counters["peak MB"] = double(usage.ru_maxrss) * 1024 / 1e6;
+    bench.setClearsOnOpening(false);
+    for (const char* name : {"opened MB", "opened again MB"}) {
+      bench.close();
+      bench.open(file);
+      wait([&] { return !bench.isBusy(); });
+      state.counters[name] = residentMegabytes();
+    }
   }
-  rusage usage{};
-  ::getrusage(RUSAGE_SELF, &usage);
   state.counters["on screen s"] = onScreen;
   state.counters["cleared s"] = cleared;
   state.counters["again s"] = again;
-  state.counters["peak MB"] = double(usage.ru_maxrss) * 1024 / 1e6;
 }
 BENCHMARK(wholeSession)->Iterations(1)->Unit(benchmark::kMillisecond)->UseRealTime();
+
+// How long the thread goes on with a run that was cancelled, the longest of twenty moments of it.
+// The window does not wait for that.
+void cancelledRun(benchmark::State& state) {
+  needApplication();
+  const QTemporaryDir folder;
+  photo::setFormatsFolder(FOG_MODULE_FOLDER);
+  const Filters filters{FOG_MODULE_FOLDER};
+  const int threads = int(std::thread::hardware_concurrency());
+  const OriginalPtr original = readOriginal(photographIn(folder).toStdString(), threads, {});
+  constexpr int moments = 20;
+  double longest = 0;
+  for (auto _ : state)
+    for (int moment = 0; moment < moments; ++moment) {
+      Runner runner;
+      runner.start({[&](const photo::Watch& watch) {
+                      corrected(*original, filters.own(), {}, threads, watch);
+                    },
+                    {},
+                    {},
+                    {}});
+      while (runner.isBusy() && runner.share() < double(moment) / moments)
+        QCoreApplication::processEvents(QEventLoop::AllEvents, 1);
+      const auto asked = std::chrono::steady_clock::now();
+      runner.cancel();
+      std::atomic<bool> isFree = false;
+      runner.start({[&](const photo::Watch&) { isFree = true; }, {}, {}, {}});
+      while (!isFree)
+        QCoreApplication::processEvents(QEventLoop::AllEvents, 1);
+      longest = std::max(
+          longest, std::chrono::duration<double>(std::chrono::steady_clock::now() - asked).count());
+    }
+  state.counters["longest ms"] = longest * 1000;
+}
+BENCHMARK(cancelledRun)->Iterations(1)->Unit(benchmark::kMillisecond)->UseRealTime();
 
 void settle() {
   do

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <csignal>
+#include <cstring>
 #include <filesystem>
 
 #include <unistd.h>
@@ -30,6 +31,16 @@ bool isPictureName(const QString& file) {
   return photo::formatOfExtension(extension) ||
          std::find(std::begin(readOnlyExtensions), std::end(readOnlyExtensions), extension) !=
              std::end(readOnlyExtensions);
+}
+
+// The result of another photograph of its folder, by its name.
+bool isResult(const QString& file) {
+  const QFileInfo info(file);
+  QString original = info.completeBaseName();
+  if (!original.endsWith("-clear"))
+    return false;
+  original.chop(int(std::strlen("-clear")));
+  return QFileInfo::exists(info.path() + "/" + original + "." + info.suffix());
 }
 
 // name-2.jpg, name-3.jpg, ... until one is free.
@@ -96,7 +107,7 @@ QStringList photographsIn(const QStringList& filesAndFolders) {
     QStringList inside;
     QDirIterator walk(path, QDir::Files, QDirIterator::Subdirectories);
     while (walk.hasNext())
-      if (const QString file = walk.next(); isPictureName(file))
+      if (const QString file = walk.next(); isPictureName(file) && !isResult(file))
         inside += file;
     inside.sort();
     found += inside;

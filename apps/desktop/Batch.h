@@ -34,7 +34,7 @@ std::vector<PlannedPhotograph> planBatch(const std::vector<std::string>& inputs,
                                          const BatchSettings& settings);
 
 // The photographs among the files and in the folders, folders in depth, sorted, each once. In a
-// folder only files whose names have the extension of a picture count.
+// folder only files whose names have the extension of a picture count, and no results of others.
 QStringList photographsIn(const QStringList& filesAndFolders);
 
 // One batch at a time.

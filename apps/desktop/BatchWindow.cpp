@@ -102,7 +102,7 @@ BatchWindow::BatchWindow(std::function<shared::Look()> present, const QString& p
   setWindowIcon(QIcon(":/desktop/logo.png"));
   setAcceptDrops(true);
   setAttribute(Qt::WA_QuitOnClose, false);
-  resize(920, 640);
+  resize(1000, 640);
   auto* layout = new QVBoxLayout(this);
   layout->addWidget(buildSettings());
   layout->addWidget(buildList(), 1);
@@ -178,7 +178,7 @@ QWidget* BatchWindow::buildList() {
   list_->setAlternatingRowColors(true);
   const int letter = fontMetrics().averageCharWidth();
   list_->setColumnWidth(nameColumn, thumbnailSize.width() + 32 * letter);
-  list_->setColumnWidth(sizeColumn, 24 * letter);
+  list_->setColumnWidth(sizeColumn, 30 * letter);
   list_->setColumnWidth(progressColumn, 20 * letter);
   list_->header()->setStretchLastSection(true);
   connect(list_, &QTreeWidget::itemSelectionChanged, this, &BatchWindow::refresh);
@@ -257,7 +257,7 @@ void BatchWindow::addFiles(const QStringList& filesAndFolders) {
       continue;
     const QFileInfo info(file);
     auto* row =
-        new QTreeWidgetItem(list_, {info.fileName(), locale().formattedDataSize(info.size())});
+        new QTreeWidgetItem(list_, {info.fileName(), locale().formattedDataSize(info.size(), 1)});
     row->setData(0, pathRole, file);
     row->setToolTip(0, QDir::toNativeSeparators(file));
     row->setSizeHint(0, thumbnailSize + QSize(8, 8));

@@ -432,7 +432,7 @@ void MainWindow::refresh() {
   bar_->setRunnable(original && !workbench_.isInDialog());
   refreshActions();
   refreshView();
-  const bool isBusy = workbench_.isBusy();
+  const bool isBusy = workbench_.isRunning();
   for (QWidget* widget : {static_cast<QWidget*>(doing_), static_cast<QWidget*>(progress_),
                           static_cast<QWidget*>(stop_)})
     widget->setVisible(isBusy);

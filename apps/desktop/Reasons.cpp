@@ -18,6 +18,7 @@ constexpr const char* sentences[] = {
     QT_TRANSLATE_NOOP("Reasons", "the file is empty"),
     QT_TRANSLATE_NOOP("Reasons", "truncated: the file ends before the picture does"),
     QT_TRANSLATE_NOOP("Reasons", "not enough memory"),
+    QT_TRANSLATE_NOOP("Reasons", "not enough memory (%1 MB were needed at %2 pixels)"),
     QT_TRANSLATE_NOOP("Reasons", "no haze light found"),
     QT_TRANSLATE_NOOP("Reasons", "holds several pictures; the first one is used"),
     QT_TRANSLATE_NOOP("Reasons", "%1 cannot be written: %2"),

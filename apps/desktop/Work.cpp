@@ -1,11 +1,14 @@
 #include "apps/desktop/Work.h"
 
+#include <algorithm>
 #include <charconv>
 #include <cstring>
+#include <filesystem>
 #include <string_view>
 
 #include "apps/photo/Files.h"
 #include "apps/shared/Errors.h"
+#include "apps/shared/Memory.h"
 
 namespace desktop {
 namespace {
@@ -29,6 +32,17 @@ bool linearByDefinition(const std::string& path) {
          (std::string_view(format->codec) == "openexr" || std::string_view(format->codec) == "hdr");
 }
 
+// What the machine cannot have is refused before it is decoded. The result's format makes little of
+// a difference, and is not known yet.
+void refuseWithoutMemory(const std::string& path, const photo::Claim& claim) {
+  std::error_code ignored;
+  const auto size = std::filesystem::file_size(path, ignored);
+  const int64_t bytes =
+      shared::memoryFor(claim, *photo::formatOfExtension("tif"), ignored ? 0 : int64_t(size));
+  if (bytes > std::min(shared::memoryOfMachine(), shared::memoryOfProcess()))
+    throw shared::NotEnoughMemory(bytes, claim);
+}
+
 std::string numberText(double value) {
   char text[32];
   return {text, std::to_chars(text, text + sizeof text, value).ptr};
@@ -48,7 +62,9 @@ std::string quoted(const std::string& word) {
 } // namespace
 
 OriginalPtr readOriginal(const std::string& path, int threads, const photo::Watch& watch) {
-  shared::Loaded loaded = shared::load(path, 8, threads, watch);
+  photo::Watch asking = watch;
+  asking.claimed = [&path](const photo::Claim& claim) { refuseWithoutMemory(path, claim); };
+  shared::Loaded loaded = shared::load(path, 8, threads, asking);
   auto original = std::make_shared<Original>();
   original->path = path;
   original->picture = std::make_shared<photo::Picture>(std::move(loaded.picture));

@@ -204,9 +204,10 @@ void Workbench::showDialog(const Filter& filter, void* window) {
   if (!original_ || inDialog_)
     return;
   inDialog_ = true;
+  dialogRuns_ = false;
   stopsDialog_ = false;
   dialogShare_ = 0;
-  doing_ = tr("The filter's dialog is open");
+  doing_ = tr("Clearing the haze");
   emit changed();
   QElapsedTimer sinceLook;
   const photo::Watch watch{[this](double share) { dialogShare_ = share; },
@@ -214,8 +215,8 @@ void Workbench::showDialog(const Filter& filter, void* window) {
                              if (QThread::currentThread() != thread())
                                return stopsDialog_.load();
                              if (!sinceLook.isValid() || sinceLook.elapsed() > pumpMilliseconds) {
-                               if (!sinceLook.isValid()) // the run begins
-                                 doing_ = tr("Clearing the haze");
+                               if (!std::exchange(dialogRuns_, true)) // the run begins
+                                 emit changed();
                                QCoreApplication::processEvents();
                                sinceLook.start();
                              }

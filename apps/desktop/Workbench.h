@@ -62,6 +62,7 @@ public:
   void cancel();
   bool isBusy() const { return runner_.isBusy() || inDialog_; }
   bool isInDialog() const { return inDialog_; }
+  bool isRunning() const { return isBusy() && (!inDialog_ || dialogRuns_); } // and not only asking
   bool isSaving() const { return saves_ > 0; }
   double share() const { return inDialog_ ? dialogShare_.load() : runner_.share(); }
   const QString& doing() const { return doing_; } // a few words for a person, while it is busy
@@ -90,7 +91,7 @@ private:
   const Filters& filters_;
   const int threads_;
   const photo::Bytes screen_;
-  bool clearsOnOpening_ = true, inDialog_ = false;
+  bool clearsOnOpening_ = true, inDialog_ = false, dialogRuns_ = false;
   std::atomic<bool> stopsDialog_ = false;
   std::atomic<double> dialogShare_ = 0;
   size_t undoBudget_;

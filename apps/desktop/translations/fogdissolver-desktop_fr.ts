@@ -87,6 +87,10 @@
         <source>No space left on device</source>
         <translation>plus de place sur le disque</translation>
     </message>
+    <message>
+        <source>not enough memory (%1 MB were needed at %2 pixels)</source>
+        <translation>mémoire insuffisante (il en fallait %1 Mo pour %2 pixels)</translation>
+    </message>
 </context>
 <context>
     <name>desktop::Batch</name>
@@ -781,10 +785,6 @@
     <message>
         <source>Copying the picture</source>
         <translation>Copie de l’image</translation>
-    </message>
-    <message>
-        <source>The filter&apos;s dialog is open</source>
-        <translation>La fenêtre du filtre est ouverte</translation>
     </message>
 </context>
 <context>

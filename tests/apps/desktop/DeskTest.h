@@ -20,11 +20,11 @@ protected:
   }
 };
 
-// Lets the application work until it is so; false when it is not within half a minute.
+// Lets the application work until it is so; false when it is not within a minute.
 template <class Condition> bool until(Condition isSo) {
   QElapsedTimer timer;
   timer.start();
-  while (!isSo() && timer.elapsed() < 30000)
+  while (!isSo() && timer.elapsed() < 60000)
     QCoreApplication::processEvents(QEventLoop::AllEvents, 20);
   return isSo();
 }

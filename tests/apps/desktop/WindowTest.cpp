@@ -255,6 +255,7 @@ TEST_F(Window, ABatchTellsOfEachPhotographAndTriesAgain) {
   fs::create_directory("shots");
   fs::copy_file("a.jpg", "shots/b.jpg");
   fs::copy_file("broken.jpg", "shots/c.jpg");
+  fs::copy_file("a.jpg", "shots/b-clear.jpg");
   write("shots/notes.txt", "no picture");
   BatchWindow batch([] { return shared::Look(); }, FOG_DESKTOP);
   batch.addFiles({"shots", "a.jpg"});

@@ -132,7 +132,7 @@ TEST(Runner, RunsInOrderTellsFailuresAndLeavesCancelledTasksBehind) {
     QElapsedTimer timer;
     timer.start();
     runner.cancel();
-    EXPECT_LT(timer.elapsed(), 50);
+    EXPECT_LT(timer.elapsed(), 90); // the work itself goes on for 100
     EXPECT_FALSE(runner.isBusy());
     runner.start(task("e", [&](const photo::Watch&) { EXPECT_TRUE(stopped); }));
     settle(runner);
