@@ -172,6 +172,7 @@ void MainWindow::noteRecent(const QString& file) {
   recent_.prepend(file);
   while (recent_.size() > mostRecent)
     recent_.removeLast();
+  settings_->setValue("recent", recent_);
   updateRecent();
 }
 
@@ -308,7 +309,7 @@ void MainWindow::closeEvent(QCloseEvent* event) {
   remember();
   workbench_.close();
   if (batch_)
-    batch_->close();
+    batch_->hide(); // its process ends with it
   event->accept();
 }
 

@@ -1,15 +1,13 @@
 // fogdissolver-desktop: haze out of photographs, in a window.
 
+#include <algorithm>
 #include <cstdio>
 #include <cstring>
+#include <string_view>
 
 #include <QApplication>
 #include <QCommandLineParser>
-#include <QFileInfo>
-#include <QIcon>
-#include <QLibraryInfo>
 #include <QMessageBox>
-#include <QTranslator>
 
 #include "apps/desktop/BatchProcess.h"
 #include "apps/desktop/MainWindow.h"
@@ -22,25 +20,37 @@
 
 namespace {
 
-int run(QApplication& application) {
+// Gives the photographs; leaves the program after a text that was asked for.
+QStringList readCommandLine(const QCoreApplication& application) {
   QCommandLineParser parser;
   parser.setApplicationDescription(
       QCoreApplication::translate("main", "Takes white haze out of photographs."));
   parser.addPositionalArgument(
       QCoreApplication::translate("main", "PHOTOGRAPH"),
       QCoreApplication::translate("main", "What to open; many, or a folder, make a batch."),
-      "[...]");
+      "[PHOTOGRAPH...]");
   parser.addHelpOption();
   parser.addVersionOption();
   parser.process(application);
+  return parser.positionalArguments();
+}
 
+// Such an argument needs no screen.
+bool asksForText(int argc, char** argv) {
+  constexpr std::string_view texts[] = {"-h", "--help", "--help-all", "-v", "--version"};
+  return std::any_of(argv + 1, argv + argc, [&](std::string_view argument) {
+    return std::find(std::begin(texts), std::end(texts), argument) != std::end(texts);
+  });
+}
+
+int run(const QStringList& photographs) {
   const std::filesystem::path folder = shared::pluginFolder();
   photo::setFormatsFolder(folder);
   const desktop::Filters filters(folder);
   const std::string sample = shared::sharedFile("fogdissolver/mountain.jpg").string();
   desktop::MainWindow window(filters, desktop::screenProfile(), QString::fromStdString(sample));
   window.show();
-  window.openFiles(parser.positionalArguments());
+  window.openFiles(photographs);
   return QApplication::exec();
 }
 
@@ -49,14 +59,20 @@ int run(QApplication& application) {
 int main(int argc, char** argv) {
   if (argc > 1 && std::strcmp(argv[1], desktop::batchProcessArgument) == 0)
     return desktop::runBatchProcess();
-  QApplication::setApplicationName("fogdissolver-desktop");
-  QApplication::setApplicationDisplayName("Fogdissolver");
-  QApplication::setApplicationVersion(FOG_VERSION);
-  QApplication::setDesktopFileName("org.fogdissolver.Fogdissolver");
+  QCoreApplication::setApplicationName("fogdissolver-desktop");
+  QCoreApplication::setApplicationVersion(FOG_VERSION);
+  QGuiApplication::setApplicationDisplayName("Fogdissolver");
+  QGuiApplication::setDesktopFileName("org.fogdissolver.Fogdissolver");
+  if (asksForText(argc, argv)) {
+    const QCoreApplication application(argc, argv);
+    desktop::loadResources();
+    readCommandLine(application);
+    return 0;
+  }
   QApplication application(argc, argv);
   desktop::loadResources();
   try {
-    return run(application);
+    return run(readCommandLine(application));
   } catch (const std::exception& error) {
     const std::string reason = shared::reasonOf(error);
     std::fprintf(stderr, "fogdissolver-desktop: %s\n", reason.c_str());

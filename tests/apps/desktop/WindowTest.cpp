@@ -251,6 +251,31 @@ TEST_F(Window, EveryControlHasANameAndAShortcutStandsOnce) {
   bench().close();
 }
 
+// The other filter is Fogdissolver under another name, for pictures of nine channels.
+TEST_F(Window, TheFilterMenuListsTheModulesAndSaysWhyOneIsRefused) {
+  fs::create_directory("filters");
+  fs::create_symlink(module().file(), "filters/" + module().file().filename().string());
+  std::string other = contents(module().file());
+  for (const auto& [from, to] : {std::pair("\x0c"
+                                           "Fogdissolver",
+                                           "\x0cOther filter"),
+                                 std::pair("NumTrueChannels >= 3", "NumTrueChannels >= 9")})
+    for (size_t at = 0; (at = other.find(from, at)) != std::string::npos; ++at)
+      other.replace(at, std::strlen(to), to);
+  write("filters/other.so", other);
+  write("filters/text.so", "PIPL_16000, and no module");
+  const Filters found{"filters"};
+  ASSERT_EQ(found.all().size(), 2u);
+  MainWindow second(found, {}, "");
+  second.openFiles({"a.jpg"});
+  ASSERT_TRUE(until([&] { return second.workbench().after() && !second.workbench().isBusy(); }));
+  std::map<std::string, bool> items;
+  for (const QAction* item : second.findChildren<QAction*>())
+    items[item->text().toStdString()] = item->isEnabled();
+  EXPECT_TRUE(items.at("Fogdissolver…"));
+  EXPECT_FALSE(items.at("Other filter… (the filter needs at least 9 colour channels)"));
+}
+
 TEST_F(Window, ABatchTellsOfEachPhotographAndTriesAgain) {
   fs::create_directory("shots");
   fs::copy_file("a.jpg", "shots/b.jpg");
