@@ -355,13 +355,17 @@ void MainWindow::repeatLast(bool mask) {
 }
 
 void MainWindow::showAboutFilter(const Filter& filter) {
-  try {
-    shared::showAbout(filter.module, this);
-  } catch (...) {
-    const QString reason = reasonOf(std::current_exception());
-    if (!reason.isEmpty())
-      notice_->show(Notice::Kind::failure, reason);
-  }
+  if (workbench_.isInDialog())
+    return;
+  workbench_.whenFree([this, &filter] {
+    try {
+      shared::showAbout(filter.module, this);
+    } catch (...) {
+      const QString reason = reasonOf(std::current_exception());
+      if (!reason.isEmpty())
+        notice_->show(Notice::Kind::failure, reason);
+    }
+  });
 }
 
 void MainWindow::askForUndoMemory() {

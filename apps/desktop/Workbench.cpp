@@ -83,6 +83,11 @@ void Workbench::cancelRuns() {
     runner_.cancel();
 }
 
+void Workbench::whenFree(std::function<void()> then) {
+  start(
+      {}, [](const photo::Watch&) {}, std::move(then));
+}
+
 // ---- One photograph after the other
 
 void Workbench::open(const QString& file) {

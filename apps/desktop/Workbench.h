@@ -59,6 +59,9 @@ public:
   void saveMask(const SaveOrder& order);
   void render(std::function<void(const QImage&)> then); // the present result, as sRGB
 
+  // Calls when the thread is done with what it does now, and the filter is free.
+  void whenFree(std::function<void()> then);
+
   void cancel();
   bool isBusy() const { return runner_.isBusy() || inDialog_; }
   bool isInDialog() const { return inDialog_; }

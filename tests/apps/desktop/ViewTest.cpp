@@ -132,6 +132,37 @@ TEST(Viewport, ZoomsAroundAPointAndLeavesNoGap) {
   EXPECT_EQ(viewport.shown(), QRect(180, 135, 40, 30));
 }
 
+TEST(View, TheWheelZoomsAroundThePointerAndTheMouseDragsTheLineOrThePhotograph) {
+  fixture::needApplication();
+  View view;
+  view.resize(400, 300);
+  for (const View::Side side : {View::before, View::after})
+    view.setRaster(side, rasterOf(noise(900, 700, 8)));
+  view.show();
+  const QPointF pointer(130, 90);
+  const auto sample = [&] { return view.viewport().sampleAt(pointer * view.devicePixelRatioF()); };
+  view.setScale(1);
+  const QPointF before = sample();
+  for (const int turn : {120, 120, -360, 480}) {
+    QWheelEvent wheel(pointer, view.mapToGlobal(pointer), {}, {0, turn}, {}, {}, {}, false);
+    QCoreApplication::sendEvent(&view, &wheel);
+    EXPECT_LT((sample() - before).manhattanLength(), 1.5);
+  }
+  EXPECT_NEAR(view.viewport().scale(), std::pow(1.2, 3), 1e-9);
+  const auto drag = [&](QPoint from, QPoint to) {
+    QTest::mousePress(&view, Qt::LeftButton, {}, from);
+    QTest::mouseMove(&view, to);
+    QTest::mouseRelease(&view, Qt::LeftButton, {}, to);
+  };
+  const QPoint origin = view.viewport().origin();
+  drag({200, 50}, {100, 60});
+  EXPECT_NEAR(view.split(), 0.25, 0.01);
+  EXPECT_EQ(view.viewport().origin(), origin);
+  drag({200, 50}, {190, 57}); // the line is elsewhere now
+  EXPECT_NEAR(view.split(), 0.25, 0.01);
+  EXPECT_EQ(view.viewport().origin() - origin, QPoint(-10, 7) * view.devicePixelRatioF());
+}
+
 // Runs at the screen scalings that CMakeLists.txt names.
 TEST(View, At100PercentASampleIsADevicePixelAndTheLinePartsBeforeFromAfter) {
   fixture::needApplication();

@@ -9,6 +9,7 @@
 #include <QAction>
 #include <QClipboard>
 #include <QComboBox>
+#include <QDropEvent>
 #include <QLineEdit>
 #include <QMessageBox>
 #include <QMimeData>
@@ -208,7 +209,17 @@ TEST_F(Window, BrokenFilesCancelsAndClosingInTheMiddleAreSafe) {
   EXPECT_EQ(strength(), 0.2);
   bench().setStrength(60);
   bench().close(); // in the middle of a run
-  ASSERT_TRUE(open("a.jpg"));
+  QMimeData dropped;
+  dropped.setUrls({QUrl::fromLocalFile(QString::fromStdString(folder / "a.jpg"))});
+  QDragEnterEvent enter({9, 9}, Qt::CopyAction, &dropped, Qt::LeftButton, {});
+  QDropEvent drop({9, 9}, Qt::CopyAction, &dropped, Qt::LeftButton, {});
+  QCoreApplication::sendEvent(&window, &enter);
+  QCoreApplication::sendEvent(&window, &drop);
+  ASSERT_TRUE(until([&] { return bench().after() && !bench().isBusy(); }));
+  QTest::keyPress(window.windowHandle(), Qt::Key_B);
+  const QImage held = window.view().grab().toImage();
+  QTest::keyRelease(window.windowHandle(), Qt::Key_B);
+  EXPECT_NE(window.view().grab().toImage(), held);
   EXPECT_EQ(strength(), 0.7);
 
   QTest::keyPress(&window.view(), Qt::Key_Right, Qt::ShiftModifier);
@@ -221,6 +232,9 @@ TEST_F(Window, BrokenFilesCancelsAndClosingInTheMiddleAreSafe) {
   bench().setStrength(40);
   window.close();
   EXPECT_FALSE(window.isVisible());
+  bool isFree = false; // the run that was left may still be on its way out of the module
+  bench().whenFree([&] { isFree = true; });
+  ASSERT_TRUE(until([&] { return isFree; }));
   MainWindow next(filters(), {}, ""); // remembers
   EXPECT_EQ(next.view().mode(), ViewMode::sideBySide);
   EXPECT_GT(next.view().split(), 0.5);
