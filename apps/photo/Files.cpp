@@ -12,6 +12,7 @@
 #include <system_error>
 
 #include <fcntl.h>
+#include <sys/mman.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -176,20 +177,15 @@ Bytes readStart(const std::string& path, size_t count) {
 }
 
 TemporaryFile::~TemporaryFile() {
-  if (!name_.empty())
-    ::unlink(name_.c_str());
+  if (file_ >= 0)
+    ::close(file_);
 }
 
 const std::string& TemporaryFile::create(std::string_view extension) {
-  std::error_code ignored;
-  std::filesystem::path folder = std::filesystem::temp_directory_path(ignored);
-  name_ = (folder / "fogdissolver-XXXXXX.").string().append(extension);
-  const Descriptor file(::mkostemps(name_.data(), int(extension.size()) + 1, O_CLOEXEC));
-  if (file.number < 0) {
-    name_.clear();
+  file_ = ::memfd_create(("file." + std::string(extension)).c_str(), MFD_CLOEXEC);
+  if (file_ < 0)
     failWithErrno("no temporary file");
-  }
-  return name_;
+  return name_ = "/proc/self/fd/" + std::to_string(file_);
 }
 
 std::string temporaryNameFor(const std::string& path) {

@@ -15,17 +15,20 @@ Bytes readWhole(const std::string& path);
 // given is gone.
 Bytes readStart(const std::string& path, size_t count);
 
-// A file in the folder for temporary files, removed at the end.
+// A file in memory, for libraries that want a name. No file system holds it, and nothing is left of
+// it when the process dies.
 class TemporaryFile {
 public:
   TemporaryFile() = default;
   ~TemporaryFile();
   TemporaryFile(const TemporaryFile&) = delete;
   TemporaryFile& operator=(const TemporaryFile&) = delete;
-  // Makes it, empty, with the extension; returns its name. Throws std::runtime_error.
+  // Makes it, empty; returns its name. The extension is for who looks at the process. Throws
+  // std::runtime_error.
   const std::string& create(std::string_view extension);
 
 private:
+  int file_ = -1;
   std::string name_;
 };
 
