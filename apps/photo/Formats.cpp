@@ -17,20 +17,21 @@ constexpr int64_t noLimit = longestSide;
 constexpr int64_t jpegLimit = 65500;   // of libjpeg
 constexpr int64_t webpLimit = 16383;   // of the file's 14-bit fields
 constexpr int64_t word16Limit = 65535; // files with 16-bit sizes
+constexpr int64_t wavelets = 32;       // of JPEG 2000, halved five times
 
 // clang-format off
 constexpr Format formats[] = {
-  // name        codec       extensions          depths        side      alpha  premul extra  metadata
-  {"JPEG",      "jpeg",       "jpg jpeg jpe jfif", 8,            jpegLimit, false, false, false, Carrier::exiv2},
-  {"PNG",       "png",      "png",               8 | 16,       noLimit,   true,  false, false, Carrier::exiv2},
-  {"TIFF",      "tiff",     "tif tiff",          8 | 16 | 32,  noLimit,   true,  false, true,  Carrier::exiv2},
-  {"OpenEXR",   "openexr",  "exr",               32,           noLimit,   true,  true,  true,  Carrier::codec},
-  {"WebP",      "webp",     "webp",              8,            webpLimit, true,  false, false, Carrier::codec},
-  {"JPEG 2000", "jpeg2000", "jp2",               8 | 16,       noLimit,   true,  false, false, Carrier::exiv2},
-  {"BMP",       "bmp",      "bmp",               8,            noLimit,   true,  false, false, Carrier::nobody},
-  {"PPM",       "pnm",      "ppm",               8 | 16,       noLimit,   false, false, false, Carrier::nobody},
-  {"Targa",     "targa",    "tga",               8,            word16Limit, true, false, false, Carrier::nobody},
-  {"Radiance",  "hdr",      "hdr",               32,           noLimit,   false, false, false, Carrier::nobody},
+  // name        codec       extensions          depths        sides        alpha  premul extra  metadata
+  {"JPEG",      "jpeg",       "jpg jpeg jpe jfif", 8,            jpegLimit, 1, false, false, false, Carrier::exiv2},
+  {"PNG",       "png",      "png",               8 | 16,       noLimit, 1,   true,  false, false, Carrier::exiv2},
+  {"TIFF",      "tiff",     "tif tiff",          8 | 16 | 32,  noLimit, 1,   true,  false, true,  Carrier::exiv2},
+  {"OpenEXR",   "openexr",  "exr",               32,           noLimit, 1,   true,  true,  true,  Carrier::codec},
+  {"WebP",      "webp",     "webp",              8,            webpLimit, 1, true,  false, false, Carrier::codec},
+  {"JPEG 2000", "jpeg2000", "jp2",               8 | 16,       noLimit, wavelets,   true,  false, false, Carrier::exiv2},
+  {"BMP",       "bmp",      "bmp",               8,            noLimit, 1,   true,  false, false, Carrier::nobody},
+  {"PPM",       "pnm",      "ppm",               8 | 16,       noLimit, 1,   false, false, false, Carrier::nobody},
+  {"Targa",     "targa",    "tga",               8,            word16Limit, 1, true, false, false, Carrier::nobody},
+  {"Radiance",  "hdr",      "hdr",               32,           noLimit, 1,   false, false, false, Carrier::nobody},
 };
 
 struct Signature { const char* extension; size_t offset; std::string_view bytes; };
@@ -116,6 +117,8 @@ std::string whyNotHeld(const Format& format, const Picture& picture, int bits) {
     return name + " cannot hold " + std::to_string(bits) + " bits a channel";
   if (std::max(document.width(), document.height()) > format.longestSide)
     return name + " holds at most " + std::to_string(format.longestSide) + " pixels a side";
+  if (std::min(document.width(), document.height()) < format.shortestSide)
+    return name + " needs at least " + std::to_string(format.shortestSide) + " pixels a side here";
   if (document.hasTransparency() && !format.transparency)
     return name + " cannot hold transparency";
   if (document.channels() > 3 + document.hasTransparency() && !format.extraChannels)

@@ -19,6 +19,7 @@ struct Format {
   const char* extensions; // lower case, separated by blanks, the usual one first
   unsigned depths;        // which of 8, 16 and 32 bits a channel it holds, or-ed together
   int64_t longestSide;    // pixels
+  int64_t shortestSide;   // pixels; fewer cannot be encoded
   bool transparency;      // holds an alpha channel
   bool premultiplied;     // stores colours multiplied with alpha
   bool extraChannels;     // holds channels behind alpha

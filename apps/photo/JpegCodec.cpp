@@ -87,11 +87,11 @@ struct Encoder {
   }
 };
 
-void readHeader(Decoder& decoder, const Source& source) {
+void readHeader(Decoder& decoder, const Bytes& file) {
   jpeg_decompress_struct& codec = decoder.codec;
   guarded(decoder.errors, [&] {
     jpeg_create_decompress(&codec);
-    jpeg_mem_src(&codec, source.bytes.data(), source.bytes.size());
+    jpeg_mem_src(&codec, file.data(), file.size());
     jpeg_save_markers(&codec, JPEG_APP0 + 2, 0xffff); // the profile's
     jpeg_read_header(&codec, TRUE);
   });
@@ -139,7 +139,7 @@ void readStripe(Decoder& decoder, host::Document& document, Bytes& line) {
 Picture readJpeg(const Source& source, int minimumBits, int, const Watch& watch) {
   Decoder decoder;
   jpeg_decompress_struct& codec = decoder.codec;
-  readHeader(decoder, source);
+  readHeader(decoder, source.bytes);
   Picture picture{
       makeDocument(codec.image_width, codec.image_height, 3, 8, minimumBits, false, watch)};
   picture.blocks.icc = profileOf(decoder);
@@ -297,6 +297,28 @@ Bytes writeJpeg(const Picture& picture, const Encoding& encoding, const Metadata
     return Bytes(upper.bytes, upper.bytes + upper.size);
   other.get();
   return joined(upper, lower, height);
+}
+
+Shape checkJpeg(const Bytes& file, int) {
+  Decoder decoder;
+  jpeg_decompress_struct& codec = decoder.codec;
+  readHeader(decoder, file);
+  guarded(decoder.errors, [&] {
+    codec.scale_num = 1; // every coefficient is decoded, and only the first of a block used
+    codec.scale_denom = 8;
+    codec.dct_method = JDCT_IFAST;
+    jpeg_start_decompress(&codec);
+  });
+  Bytes line(size_t(codec.output_width) * 3);
+  guarded(decoder.errors, [&] {
+    JSAMPROW row = line.data();
+    while (codec.output_scanline < codec.output_height)
+      jpeg_read_scanlines(&codec, &row, 1);
+    jpeg_finish_decompress(&codec);
+  });
+  if (decoder.errors.manager.num_warnings)
+    throw std::runtime_error("it is damaged");
+  return {codec.image_width, codec.image_height, codec.data_precision};
 }
 
 } // namespace photo

@@ -14,4 +14,7 @@ Picture readJpeg(const Source& source, int minimumBits, int threads, const Watch
 Bytes writeJpeg(const Picture& picture, const Encoding& encoding, const MetadataBlocks& blocks,
                 const Watch& watch);
 
+// Decodes all of the file and keeps nothing. Throws std::runtime_error.
+Shape checkJpeg(const Bytes& file, int threads);
+
 } // namespace photo

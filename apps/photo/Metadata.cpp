@@ -4,10 +4,13 @@
 
 #include <algorithm>
 #include <cstring>
+#include <set>
 #include <stdexcept>
 #include <string_view>
 
 #include <exiv2/exiv2.hpp>
+
+#include "apps/photo/ExtendedXmp.h"
 
 namespace photo {
 
@@ -18,6 +21,7 @@ struct Metadata::State {
   Bytes icc;
   std::string comment;
   Exiv2::ByteOrder order = Exiv2::littleEndian;
+  std::string lost; // what the last result has no room for, a sentence; empty: nothing
 };
 
 Metadata::Metadata() : state_(std::make_unique<State>()) {}
@@ -122,12 +126,29 @@ void setProfile(Exiv2::Image& image, const Bytes& icc) {
 }
 #endif
 
-void readFile(Metadata::State& state, const Bytes& file) {
-  const Image image = Exiv2::ImageFactory::open(file.data(), file.size());
+Image imageOf(const Bytes& file) {
+  Image image = Exiv2::ImageFactory::open(file.data(), file.size());
   image->readMetadata();
+  return image;
+}
+
+// Adds the properties of a packet that stands apart, but for those that are there already.
+void addLongPacket(Exiv2::XmpData& xmp, const std::string& packet) {
+  Exiv2::XmpData more;
+  if (packet.empty() || Exiv2::XmpParser::decode(more, packet) != 0)
+    return;
+  eraseWhere(xmp, [](const Exiv2::Xmpdatum& datum) { return datum.key().ends_with(longXmpMark); });
+  for (const Exiv2::Xmpdatum& datum : more)
+    if (xmp.findKey(Exiv2::XmpKey(datum.key())) == xmp.end())
+      xmp.add(datum);
+}
+
+void readFile(Metadata::State& state, const Bytes& file) {
+  const Image image = imageOf(file);
   state.exif = image->exifData();
   state.iptc = image->iptcData();
   state.xmp = image->xmpData();
+  addLongPacket(state.xmp, longXmpOf(file));
   state.comment = image->comment();
   if (image->byteOrder() != Exiv2::invalidByteOrder)
     state.order = image->byteOrder();
@@ -152,6 +173,14 @@ void fillFromBlocks(Metadata::State& state, const MetadataBlocks& blocks) {
 double numberOf(const Exiv2::ExifData& exif, const char* key) {
   const auto datum = exif.findKey(Exiv2::ExifKey(key));
   return datum == exif.end() || datum->count() == 0 ? 0.0 : double(datum->toFloat());
+}
+
+// Empty where there is nothing, or nothing that can be written.
+std::string packetOf(const Exiv2::XmpData& xmp) {
+  std::string packet;
+  if (!xmp.empty() && Exiv2::XmpParser::encode(packet, xmp) != 0)
+    packet.clear();
+  return packet;
 }
 
 // In a TIFF file these tags are the encoder's, not Exiv2's; elsewhere both write the same.
@@ -183,6 +212,72 @@ Metadata readMetadata(const Bytes& file, const Picture& picture) {
   return metadata;
 }
 
+namespace {
+
+// Values as they stand in little-endian files.
+template <class Datum> Bytes valueOf(const Datum& datum) {
+  Bytes value(size_t(datum.size()));
+  if (!value.empty())
+    datum.copy(value.data(), Exiv2::littleEndian);
+  return value;
+}
+
+template <class Key, class Data>
+void addDatum(Data& data, const Key& key, Exiv2::TypeId type, const Bytes& bytes) {
+  const auto value = Exiv2::Value::create(type);
+  value->read(bytes.data(), decltype(value->size())(bytes.size()), Exiv2::littleEndian);
+  data.add(key, value.get());
+}
+
+} // namespace
+
+void pack(const Metadata& metadata, Packer& to) {
+  const Metadata::State& state = metadata.state();
+  to.put(uint64_t(state.exif.count()));
+  for (const Exiv2::Exifdatum& datum : state.exif) {
+    to.putBlock(datum.key());
+    to.put(int32_t(datum.typeId()));
+    to.putBlock(valueOf(datum));
+  }
+  to.put(uint64_t(state.iptc.count()));
+  for (const Exiv2::Iptcdatum& datum : state.iptc) {
+    to.put(datum.tag());
+    to.put(datum.record());
+    to.put(int32_t(datum.typeId()));
+    to.putBlock(valueOf(datum));
+  }
+  to.putBlock(packetOf(state.xmp));
+  to.putBlock(state.comment);
+  to.putBlock(state.icc);
+  to.put(uint8_t(state.order == Exiv2::bigEndian));
+}
+
+Metadata unpackMetadata(Unpacker& from) {
+  Metadata metadata;
+  Metadata::State& state = metadata.state();
+  muteLibrary();
+  try {
+    for (auto count = from.get<uint64_t>(); count > 0; --count) {
+      const Exiv2::ExifKey key(from.getBlock<std::string>());
+      const auto type = Exiv2::TypeId(from.get<int32_t>());
+      addDatum(state.exif, key, type, from.getBlock<Bytes>());
+    }
+    for (auto count = from.get<uint64_t>(); count > 0; --count) {
+      const auto tag = from.get<uint16_t>(), record = from.get<uint16_t>();
+      const auto type = Exiv2::TypeId(from.get<int32_t>());
+      addDatum(state.iptc, Exiv2::IptcKey(tag, record), type, from.getBlock<Bytes>());
+    }
+    if (const std::string packet = from.getBlock<std::string>(); !packet.empty())
+      Exiv2::XmpParser::decode(state.xmp, packet);
+  } catch (const Exiv2::Error&) {
+    Unpacker::fail();
+  }
+  state.comment = from.getBlock<std::string>();
+  state.icc = from.getBlock<Bytes>();
+  state.order = from.get<uint8_t>() ? Exiv2::bigEndian : Exiv2::littleEndian;
+  return metadata;
+}
+
 int orientationOf(const Metadata& metadata) {
   const double orientation = numberOf(metadata.state().exif, orientationKey);
   return orientation >= 1 && orientation <= 8 ? int(orientation) : 1;
@@ -209,45 +304,102 @@ MetadataBlocks blocksOf(const Metadata& metadata) {
     Exiv2::ExifParser::encode(exif, state.order, data);
     blocks.exif.assign(exif.begin(), exif.end());
     blocks.iptc = bytesOf(Exiv2::IptcParser::encode(state.iptc));
-    if (!state.xmp.empty())
-      Exiv2::XmpParser::encode(blocks.xmp, state.xmp);
+    blocks.xmp = packetOf(state.xmp);
   } catch (const std::exception&) {
     // A damaged block is left out; the others are kept.
   }
   return blocks;
 }
 
-Bytes withMetadata(Bytes file, const Metadata& metadata, const Format& format) {
-  const Metadata::State& state = metadata.state();
+namespace {
+
+constexpr size_t longExif = 60000, longestJpegExif = 65527; // bytes; from the first on, Exiv2 drops
+
+size_t sizeOf(const Exiv2::ExifData& exif) {
+  size_t size = 0;
+  for (const Exiv2::Exifdatum& datum : exif)
+    size += size_t(datum.size());
+  return size;
+}
+
+// Takes the largest entries out until the rest fits into a JPEG file.
+void trimForJpeg(Exiv2::ExifData& exif, Exiv2::ByteOrder order) {
+  auto smaller = [](const auto& a, const auto& b) { return a.size() < b.size(); };
+  while (!exif.empty()) {
+    Exiv2::Blob blob;
+    Exiv2::ExifData copy = exif; // which Exiv2 0.28 rearranges
+    Exiv2::ExifParser::encode(blob, order, copy);
+    if (blob.size() <= longestJpegExif)
+      return;
+    exif.erase(std::max_element(exif.begin(), exif.end(), smaller));
+  }
+}
+
+// Exif entries that are not in the result, by the names of tags or of a maker's group.
+std::string missingExif(const Exiv2::ExifData& exif, const Bytes& result) {
+  const Image image = imageOf(result);
+  std::set<std::string> names;
+  const Exiv2::ExifData& kept = image->exifData();
+  for (const Exiv2::Exifdatum& datum : exif) // but for where the blocks of them lie
+    if (datum.tagName() != "ExifTag" && datum.tagName() != "GPSTag" &&
+        kept.findKey(Exiv2::ExifKey(datum.key())) == kept.end())
+      names.insert(datum.ifdName() == std::string("Makernote") ? datum.groupName()
+                                                               : datum.tagName());
+  std::string list;
+  for (const std::string& name : names)
+    list += (list.empty() ? "" : ", ") + name;
+  return list;
+}
+
+Bytes rewritten(const Bytes& file, Metadata::State& state, const Format& format) {
+  const bool jpeg = std::strcmp(format.name, "JPEG") == 0;
+  const bool large = sizeOf(state.exif) > longExif;
+  const std::string packet = jpeg ? packetOf(state.xmp) : std::string();
+  const bool longPacket = packet.size() > longestJpegXmp;
+  const Image image = imageOf(file);
+  Exiv2::ExifData exif = state.exif;
+  if (large && jpeg)
+    trimForJpeg(exif, state.order);
+  // What the encoder wrote about the picture's storage stays: Exiv2 keeps such tags by itself.
+  for (const Exiv2::Exifdatum& datum : exif)
+    image->exifData()[datum.key()].setValue(&datum.value());
+  image->setIptcData(state.iptc);
+  if (!longPacket)
+    image->setXmpData(state.xmp);
+  if (!state.comment.empty() && (image->checkMode(Exiv2::mdComment) & Exiv2::amWrite))
+    image->setComment(state.comment);
+  if (!state.icc.empty() && !image->iccProfileDefined())
+    setProfile(*image, state.icc);
+  if (std::strcmp(format.name, "TIFF") != 0)
+    image->setByteOrder(state.order);
+  image->writeMetadata();
+  Exiv2::BasicIo& io = image->io();
+  const size_t size = size_t(io.size());
+  io.open();
+  const Exiv2::byte* data = io.mmap();
+  Bytes written(data, data + size);
+  io.munmap();
+  io.close();
+  if (const std::string missing = large ? missingExif(state.exif, written) : ""; !missing.empty())
+    state.lost = std::string(format.name) + " has no room for all of the Exif: " + missing;
+  return longPacket ? withLongXmp(written, packet) : written;
+}
+
+} // namespace
+
+Bytes withMetadata(Bytes file, Metadata& metadata, const Format& format) {
+  Metadata::State& state = metadata.state();
+  state.lost.clear();
   if (format.metadata != Carrier::exiv2)
     return file;
   try {
-    const Image image = Exiv2::ImageFactory::open(file.data(), file.size());
-    image->readMetadata();
-    // What the encoder wrote about the picture's storage stays: Exiv2 keeps such tags by itself.
-    for (const Exiv2::Exifdatum& datum : state.exif)
-      image->exifData()[datum.key()].setValue(&datum.value());
-    image->setIptcData(state.iptc);
-    image->setXmpData(state.xmp);
-    if (!state.comment.empty() && (image->checkMode(Exiv2::mdComment) & Exiv2::amWrite))
-      image->setComment(state.comment);
-    if (!state.icc.empty() && !image->iccProfileDefined()) {
-      setProfile(*image, state.icc);
-    }
-    if (std::strcmp(format.name, "TIFF") != 0)
-      image->setByteOrder(state.order);
-    image->writeMetadata();
-    Exiv2::BasicIo& io = image->io();
-    const size_t size = size_t(io.size());
-    io.open();
-    const Exiv2::byte* data = io.mmap();
-    Bytes written(data, data + size);
-    io.munmap();
-    io.close();
-    return written;
+    return rewritten(file, state, format);
+  } catch (const std::bad_alloc&) {
+    throw;
   } catch (const std::exception& error) {
-    throw std::runtime_error(std::string("metadata cannot be written: ") + error.what());
+    state.lost = std::string("the metadata stays behind: ") + error.what();
   }
+  return file;
 }
 
 std::string leftBehind(const Metadata& metadata, const Format& format) {
@@ -264,7 +416,7 @@ std::string leftBehind(const Metadata& metadata, const Format& format) {
   add((nothing || webp) && !state.iptc.empty(), "IPTC");
   add((nothing || std::strcmp(format.name, "OpenEXR") == 0) && !state.icc.empty(),
       "the colour profile");
-  return kinds.empty() ? kinds : std::string(format.name) + " has no place for " + kinds;
+  return kinds.empty() ? state.lost : std::string(format.name) + " has no place for " + kinds;
 }
 
 } // namespace photo

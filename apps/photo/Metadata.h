@@ -5,6 +5,7 @@
 #include <string>
 
 #include "apps/photo/Formats.h"
+#include "apps/photo/Message.h"
 #include "apps/photo/Picture.h"
 
 namespace photo {
@@ -29,6 +30,10 @@ private:
 // The orientation is 1 when the decoder has turned the picture upright.
 Metadata readMetadata(const Bytes& file, const Picture& picture);
 
+// All of it for another process, and back. The second throws std::runtime_error.
+void pack(const Metadata& metadata, Packer& to);
+Metadata unpackMetadata(Unpacker& from);
+
 int orientationOf(const Metadata& metadata); // of Exif, 1 to 8; 1 if there is none
 
 // Makes it that of a result: names the program as the software, drops thumbnails (they show the
@@ -39,8 +44,9 @@ void adaptToResult(Metadata& metadata, Picture& picture, const std::string& prog
 // The blocks for codecs that write metadata themselves.
 MetadataBlocks blocksOf(const Metadata& metadata);
 
-// The encoded file with the metadata in it, where that is Exiv2's task. Throws std::runtime_error.
-Bytes withMetadata(Bytes file, const Metadata& metadata, const Format& format);
+// The encoded file with the metadata in it, where that is Exiv2's task. What cannot be written
+// stays behind, and leftBehind tells it. Throws std::bad_alloc.
+Bytes withMetadata(Bytes file, Metadata& metadata, const Format& format);
 
 // What the photograph carries and the format has no place for, as a sentence; empty: nothing.
 std::string leftBehind(const Metadata& metadata, const Format& format);

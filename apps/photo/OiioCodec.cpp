@@ -6,10 +6,12 @@
 // the metadata where it knows the format; elsewhere the library's attributes do.
 
 #include <algorithm>
+#include <cerrno>
 #include <cstring>
 #include <stdexcept>
 
 #include <fcntl.h>
+#include <sys/mman.h>
 #include <unistd.h>
 
 #include <OpenImageIO/filesystem.h>
@@ -19,6 +21,8 @@
 #include "apps/photo/Codecs.h"
 #include "apps/photo/Files.h"
 #include "apps/photo/Formats.h"
+#include "apps/photo/HeaderSize.h"
+#include "apps/photo/Message.h"
 #include "apps/photo/Samples.h"
 
 namespace photo {
@@ -72,40 +76,60 @@ void setUp(int threads) {
 
 // ---- Reading
 
-// Opens from memory where the format's reader can, else by name; a stream then goes through a file
-// for as long as the reader lives.
+// A file in memory that has a name, for readers that want one. No file system holds it.
+class NamedBytes {
+public:
+  std::string nameOf(const Bytes& bytes) {
+    if (file_ < 0) {
+      file_ = ::memfd_create("photograph", MFD_CLOEXEC);
+      for (size_t done = 0; done < bytes.size();) {
+        const ssize_t n = ::write(file_, bytes.data() + done, bytes.size() - done);
+        if (n <= 0)
+          fail("no room in memory for a copy of the file", std::strerror(errno));
+        done += size_t(n);
+      }
+    }
+    return "/proc/self/fd/" + std::to_string(file_);
+  }
+  NamedBytes() = default;
+  ~NamedBytes() {
+    if (file_ >= 0)
+      ::close(file_);
+  }
+  NamedBytes(const NamedBytes&) = delete;
+  NamedBytes& operator=(const NamedBytes&) = delete;
+
+private:
+  int file_ = -1;
+};
+
+// Opens from memory where the format's reader can, else by name.
 struct Input {
   Filesystem::IOMemReader memory;
-  TemporaryFile file;
+  NamedBytes named;
   std::unique_ptr<ImageInput> reader;
 
-  explicit Input(const Source& source) : memory(source.bytes.data(), source.bytes.size()) {
-    const Format* known = formatOfBytes(source.bytes.data(), source.bytes.size());
-    const bool stream = source.path == "-";
-    const std::string extension(known ? usualExtension(*known) : "bin");
+  Input(const std::string& path, const Bytes& bytes) : memory(bytes.data(), bytes.size()) {
+    const Format* known = formatOfBytes(bytes.data(), bytes.size());
+    const bool stream = path == "-";
+    const std::string usual = "stream." + std::string(known ? usualExtension(*known) : "bin");
     ImageSpec plain, fromMemory;
     plain["oiio:UnassociatedAlpha"] = fromMemory["oiio:UnassociatedAlpha"] = 1;
     void* proxy = &memory;
     fromMemory.attribute("oiio:ioproxy", TypeDesc::PTR, &proxy);
     // The name first: raw files have the signature of TIFF, and previews that its reader would
     // take.
-    reader = ImageInput::open(stream ? "stream." + extension : source.path, &fromMemory);
+    reader = ImageInput::open(stream ? usual : path, &fromMemory);
     const std::string reason = OIIO::geterror();
     if (!reader)
-      reader = ImageInput::open(stream ? copied(source, extension) : source.path, &plain);
+      reader = ImageInput::open(stream ? named.nameOf(bytes) : path, &plain);
     if (!reader && known)
-      reader = ImageInput::open("stream." + extension, &fromMemory);
+      reader = ImageInput::open(usual, &fromMemory);
     (void)OIIO::geterror(); // what the later attempts say adds nothing
     if (!reader && known)
       fail("broken " + std::string(known->name) + " file", reason);
     if (!reader)
       fail("not an image, or of a format that is not read");
-  }
-
-  const std::string& copied(const Source& source, const std::string& extension) {
-    const std::string& name = file.create(extension);
-    writeOver(name, source.bytes);
-    return name;
   }
 };
 
@@ -148,9 +172,12 @@ Bytes profileOf(const ImageSpec& spec) {
   return Bytes(data, data + profile->datasize());
 }
 
-MetadataBlocks blocksOf(const ImageSpec& spec) {
+MetadataBlocks blocksOf(ImageSpec spec) {
   MetadataBlocks blocks;
   std::vector<char> exif, iptc;
+  std::erase_if(spec.extra_attribs, [](const ParamValue& p) { // the library's encoder ends on those
+    return p.type() == TypeDesc::STRING && p.get_ustring().empty();
+  });
   encode_exif(spec, exif);
   encode_iptc_iim(spec, iptc);
   blocks.exif.assign(exif.begin(), exif.end());
@@ -160,11 +187,102 @@ MetadataBlocks blocksOf(const ImageSpec& spec) {
   return blocks;
 }
 
+// What the encoder may want of a file's header, packed: channel names, windows, attributes.
+Bytes recordOf(const ImageSpec& spec) {
+  Packer to;
+  for (const int value : {spec.x, spec.y, spec.full_x, spec.full_y, spec.full_width,
+                          spec.full_height, spec.nchannels})
+    to.put(value);
+  for (const std::string& name : spec.channelnames)
+    to.putBlock(name);
+  to.put(uint64_t(spec.extra_attribs.size()));
+  for (const ParamValue& p : spec.extra_attribs) {
+    const TypeDesc type = p.type();
+    to.putBlock(p.name().string());
+    for (const int value : {int(type.basetype), int(type.aggregate), int(type.vecsemantics)})
+      to.put(value);
+    const bool text = type.basetype == TypeDesc::STRING, one = type.numelements() == 1;
+    if (text)
+      to.putBlock(one ? p.get_string() : std::string());
+    else if (type.basetype == TypeDesc::PTR)
+      to.putBlock(Bytes());
+    else
+      to.putBlock(p.data(), size_t(p.datasize()));
+  }
+  return to.bytes();
+}
+
+// The same again, in a header of its own. Strings in rows are left out, and so are pointers.
+ImageSpec specIn(const Bytes& record) {
+  Unpacker from(record);
+  ImageSpec spec;
+  for (int* value : {&spec.x, &spec.y, &spec.full_x, &spec.full_y, &spec.full_width,
+                     &spec.full_height, &spec.nchannels})
+    *value = from.get<int>();
+  for (int i = 0; i < spec.nchannels; ++i)
+    spec.channelnames.push_back(from.getBlock<std::string>());
+  for (auto count = from.get<uint64_t>(); count > 0; --count) {
+    const auto name = from.getBlock<std::string>();
+    int kind[3];
+    for (int& value : kind)
+      value = from.get<int>();
+    const Bytes value = from.getBlock<Bytes>();
+    TypeDesc type{TypeDesc::BASETYPE(kind[0]), TypeDesc::AGGREGATE(kind[1]),
+                  TypeDesc::VECSEMANTICS(kind[2])};
+    const bool known = type.basetype > TypeDesc::NONE && type.basetype < TypeDesc::LASTBASE;
+    if (!known || value.empty() || type.size() == 0)
+      continue;
+    if (type.basetype == TypeDesc::STRING) {
+      spec.attribute(name, std::string(value.begin(), value.end()));
+      continue;
+    }
+    const size_t elements = value.size() / type.size();
+    if (elements > 1)
+      type.arraylen = int(elements);
+    if (elements > 0)
+      spec.attribute(name, type, value.data());
+  }
+  return spec;
+}
+
+// A thumbnail may come before the photograph. Gives the number of pictures; the layers of a PSD
+// file are none.
+int seekLargest(ImageInput& reader) {
+  constexpr int mostPictures = 100; // looked at
+  int count = 1, largest = 0;
+  imagesize_t pixels = reader.spec().image_pixels();
+  for (; isFormat(reader, "tiff") && count < mostPictures && reader.seek_subimage(count, 0);
+       ++count)
+    if (reader.spec().image_pixels() > pixels) {
+      pixels = reader.spec().image_pixels();
+      largest = count;
+    }
+  (void)reader.geterror(); // there is no further one
+  if (!reader.seek_subimage(largest, 0))
+    fail("truncated or damaged", reader.geterror());
+  return count;
+}
+
+// What the library decodes to fewer bits than the file has.
+void noteLostBits(const ImageSpec& spec, const Source& source, Picture& picture) {
+  constexpr int logLuv = 32845; // photometric interpretation of TIFF
+  if (spec.get_int_attribute("tiff:PhotometricInterpretation") == logLuv && picture.fileBits < 32)
+    picture.notes.push_back("its range of light is larger than what the decoder gives");
+  const int bits =
+      std::max(claimedBits(source.bytes), spec.get_int_attribute("oiio:BitsPerSample"));
+  if (bits > picture.fileBits)
+    picture.notes.push_back("has " + std::to_string(bits) +
+                            " bits a channel, of which the decoder "
+                            "gives " +
+                            std::to_string(picture.fileBits));
+}
+
 Picture read(const Source& source, int minimumBits, int threads, const Watch& watch) {
   const Silence silence;
   setUp(threads);
-  Input input(source);
+  Input input(source.path, source.bytes);
   ImageInput& reader = *input.reader;
+  const int pictures = seekLargest(reader);
   const ImageSpec spec = reader.spec();
   refuseOtherModels(reader, spec, source);
   const int bytes = int(spec.format.basesize());
@@ -184,21 +302,25 @@ Picture read(const Source& source, int minimumBits, int threads, const Watch& wa
                         spec.get_float_attribute("YResolution"),
                         spec.get_string_attribute("ResolutionUnit") == "cm"};
   picture.blocks = blocksOf(spec);
-  picture.decoderRecord = std::make_shared<ImageSpec>(spec);
+  picture.decoderRecord = recordOf(spec);
+  noteLostBits(spec, source, picture);
 
   auto tell = [](void* data, float share) {
     const Watch& watch = *static_cast<const Watch*>(data);
     watch.progress(share);
     return watch.stopped();
   };
-  const bool done = reader.read_image(0, 0, 0, spec.nchannels, typeOf(picture.document.depth()),
-                                      picture.document.row(0), AutoStride, AutoStride, AutoStride,
-                                      tell, const_cast<Watch*>(&watch));
+  const bool done =
+      reader.read_image(reader.current_subimage(), 0, 0, spec.nchannels,
+                        typeOf(picture.document.depth()), picture.document.row(0), AutoStride,
+                        AutoStride, AutoStride, tell, const_cast<Watch*>(&watch));
   if (watch.stopped())
     throw Stopped();
   if (!done || reader.has_error())
     fail("truncated or damaged", reader.geterror());
-  if (!isFormat(reader, "psd") && reader.seek_subimage(1, 0)) // there they are layers
+  if (pictures > 1)
+    picture.notes.push_back("holds several pictures; the largest one is used");
+  else if (!isFormat(reader, "psd") && reader.seek_subimage(1, 0)) // there they are layers
     picture.notes.push_back("holds several pictures; the first one is used");
   return picture;
 }
@@ -209,10 +331,11 @@ Picture read(const Source& source, int minimumBits, int threads, const Watch& wa
 // describes the old file's storage and what the blocks repeat; then the blocks.
 void carryAttributes(const Picture& picture, const MetadataBlocks& blocks, ImageSpec& spec) {
   constexpr const char* storage[] = {
-      "oiio:", "compression", "planarconfig", "tiff:",  "png:",     "bmp:",  "ICCProfile",
-      "raw:",  "webp:",       "jpeg2000:",    "targa:", "rational", "IPTC:", "Keywords"};
-  if (picture.decoderRecord) {
-    const auto& source = *static_cast<const ImageSpec*>(picture.decoderRecord.get());
+      "oiio:",    "compression",   "planarconfig", "tiff:",  "png:",     "bmp:",  "ICCProfile",
+      "raw:",     "webp:",         "jpeg2000:",    "targa:", "rational", "IPTC:", "Keywords",
+      "openexr:", "textureformat", "dds:",         "tile",   "wrapmodes"};
+  if (!picture.decoderRecord.empty()) {
+    const ImageSpec source = specIn(picture.decoderRecord);
     for (const ParamValue& p : source.extra_attribs)
       if (std::none_of(std::begin(storage), std::end(storage),
                        [&](const char* prefix) { return Strutil::istarts_with(p.name(), prefix); }))
@@ -239,8 +362,8 @@ ImageSpec headerOf(const Picture& picture, const Encoding& encoding, const Metad
                  encoding.half ? TypeDesc(TypeDesc::HALF) : typeOf(encoding.bits));
   if (encoding.format->metadata == Carrier::codec)
     carryAttributes(picture, blocks, spec);
-  if (encoding.format->extraChannels && picture.decoderRecord)
-    spec.channelnames = static_cast<const ImageSpec*>(picture.decoderRecord.get())->channelnames;
+  if (encoding.format->extraChannels && !picture.decoderRecord.empty())
+    spec.channelnames = specIn(picture.decoderRecord).channelnames;
   spec.alpha_channel = document.hasTransparency() ? 3 : -1;
   if (document.hasTransparency() && !encoding.format->premultiplied)
     spec["oiio:UnassociatedAlpha"] = 1;
@@ -305,8 +428,25 @@ Bytes encode(const Picture& picture, const Encoding& encoding, const MetadataBlo
   return inMemory ? std::move(bytes) : readWhole(name);
 }
 
+// ---- Checking
+
+Shape check(const Bytes& file, int threads) {
+  const Silence silence;
+  setUp(threads);
+  Input input("-", file);
+  const ImageSpec spec = input.reader->spec();
+  Bytes rows(spec.scanline_bytes(true) * chunk);
+  for (int y = 0; y < spec.height; y += chunk) {
+    const int end = std::min(y + chunk, spec.height);
+    if (!input.reader->read_scanlines(0, 0, spec.y + y, spec.y + end, 0, 0, spec.nchannels,
+                                      TypeDesc::UNKNOWN, rows.data()))
+      fail("a row is damaged", input.reader->geterror());
+  }
+  return {spec.width, spec.height, int(spec.format.basesize()) * 8};
+}
+
 } // namespace
 } // namespace photo
 
 extern "C" __attribute__((visibility("default")))
-const photo::Codec fogdissolverLibraryCodec = {photo::read, photo::encode};
+const photo::Codec fogdissolverLibraryCodec = {photo::read, photo::encode, photo::check};

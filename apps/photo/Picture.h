@@ -4,7 +4,6 @@
 
 #include <cstdint>
 #include <functional>
-#include <memory>
 #include <string>
 #include <vector>
 
@@ -29,20 +28,20 @@ struct Resolution {
 };
 
 struct Picture {
-  host::Document document;                   // RGB, perhaps alpha, perhaps further channels
-  int fileBits = 8;                          // bits a channel in the file: 8, 16 or 32
-  bool half = false;                         // the file's 32-bit channels were 16-bit floats
-  bool premultiplied = false;                // the document's colours are multiplied with alpha
-  bool upright = false;                      // the decoder has applied the orientation itself
-  Resolution resolution;                     //
-  MetadataBlocks blocks;                     // the decoder's reading of them, where it keeps one
-  std::shared_ptr<const void> decoderRecord; // the decoder's own header, for its encoder; or null
-  std::vector<std::string> notes;            // what a person should know, one sentence each
+  host::Document document;        // RGB, perhaps alpha, perhaps further channels
+  int fileBits = 8;               // bits a channel in the file: 8, 16 or 32
+  bool half = false;              // the file's 32-bit channels were 16-bit floats
+  bool premultiplied = false;     // the document's colours are multiplied with alpha
+  bool upright = false;           // the decoder has applied the orientation itself
+  Resolution resolution;          //
+  MetadataBlocks blocks;          // the decoder's reading of them, where it keeps one
+  Bytes decoderRecord;            // the decoder's own header, for its encoder; or none
+  std::vector<std::string> notes; // what a person should know, one sentence each
 };
 
 // Bytes of a file, and its name, which decides about the format where the bytes do not.
 struct Source {
-  std::string path; // for decoders that open files by themselves
+  std::string path;
   Bytes bytes;
 };
 
@@ -55,6 +54,13 @@ struct Encoding {
   bool half = false; // 32-bit channels are stored as 16-bit floats
   int quality = 95;  // of formats that lose, 1 to 100
   int threads = 1;
+};
+
+// What is in a file.
+struct Shape {
+  int64_t width, height;
+  int bits; // a channel
+  bool operator==(const Shape&) const = default;
 };
 
 // What a picture will be, known from the head of its file.

@@ -1,5 +1,6 @@
 #include "apps/photo/WebpCodec.h"
 
+#include <algorithm>
 #include <stdexcept>
 
 #include <webp/decode.h>
@@ -130,6 +131,25 @@ Bytes writeWebp(const Picture& picture, const Encoding& encoding, const Metadata
     throw std::runtime_error("cannot be encoded as WebP");
   }
   return assembled({encoder.writer.mem, encoder.writer.size}, blocks);
+}
+
+Shape checkWebp(const Bytes& file, int threads) {
+  constexpr int reduction = 8;
+  WebPDecoderConfig config;
+  if (!WebPInitDecoderConfig(&config) ||
+      WebPGetFeatures(file.data(), file.size(), &config.input) != VP8_STATUS_OK)
+    throw std::runtime_error("its header is damaged");
+  config.options.use_threads = threads > 1;
+  config.options.use_scaling = 1;
+  config.options.scaled_width = std::max(1, config.input.width / reduction);
+  config.options.scaled_height = std::max(1, config.input.height / reduction);
+  const VP8StatusCode status = WebPDecode(file.data(), file.size(), &config);
+  WebPFreeDecBuffer(&config.output);
+  if (status == VP8_STATUS_OUT_OF_MEMORY)
+    throw std::bad_alloc();
+  if (status != VP8_STATUS_OK)
+    throw std::runtime_error("it is damaged");
+  return {config.input.width, config.input.height, 8};
 }
 
 } // namespace photo

@@ -15,4 +15,7 @@ Picture readWebp(const Source& source, int minimumBits, int threads, const Watch
 Bytes writeWebp(const Picture& picture, const Encoding& encoding, const MetadataBlocks& blocks,
                 const Watch& watch);
 
+// Decodes the file into a picture of an eighth. Throws std::runtime_error, std::bad_alloc.
+Shape checkWebp(const Bytes& file, int threads);
+
 } // namespace photo

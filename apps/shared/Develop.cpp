@@ -73,12 +73,10 @@ private:
 } // namespace
 
 Loaded load(const std::string& path, int minimumBits, int threads, const photo::Watch& watch) {
-  const photo::Source source{path, photo::readWhole(path)};
-  photo::Picture picture = photo::readPicture(source, minimumBits, threads, watch);
-  photo::Metadata metadata = photo::readMetadata(source.bytes, picture);
-  if (picture.premultiplied)
-    photo::divideByAlpha(picture.document);
-  return {std::move(picture), std::move(metadata)};
+  Loaded loaded = photo::readApart({path, photo::readWhole(path)}, minimumBits, threads, watch);
+  if (loaded.picture.premultiplied)
+    photo::divideByAlpha(loaded.picture.document);
+  return loaded;
 }
 
 CorrectionReport correctWith(const Corrector& corrector, host::Document& document, int orientation,
@@ -113,7 +111,9 @@ photo::Bytes encode(photo::Picture& picture, photo::Metadata& metadata,
   photo::adaptToResult(metadata, picture, "Fogdissolver " FOG_VERSION);
   const photo::MetadataBlocks blocks = photo::blocksOf(metadata);
   photo::Bytes bytes = photo::encodePicture(picture, encoding, blocks, watch);
-  return photo::withMetadata(std::move(bytes), metadata, *encoding.format);
+  bytes = photo::withMetadata(std::move(bytes), metadata, *encoding.format);
+  photo::checkResult(bytes, picture, encoding);
+  return bytes;
 }
 
 void store(const Job& job, bool replace, const photo::Bytes& bytes) {
@@ -142,6 +142,8 @@ CorrectionReport developWithin(const Job& job, const Request& request, const Cor
   const double readSeconds = seconds();
   for (const std::string& text : loaded.picture.notes)
     listener.note(text);
+  if (!loaded.unconfined.empty())
+    listener.detail(loaded.unconfined);
   const photo::Encoding encoding = encodingFor(*job.format, request, loaded.picture);
   listener.detail(sentence("%d x %d, %d channels, %d bits in, %d bits out", document.width(),
                            document.height(), document.channels(), loaded.picture.fileBits,

@@ -7,6 +7,7 @@
 #include "apps/photo/Formats.h"
 #include "apps/photo/Metadata.h"
 #include "apps/photo/Picture.h"
+#include "apps/photo/ReaderProcess.h"
 #include "apps/shared/Correction.h"
 #include "apps/shared/Memory.h"
 #include "apps/shared/Plan.h"
@@ -33,12 +34,9 @@ CorrectionReport develop(const Job& job, const Request& request, const Corrector
 
 // ---- Its steps, for who keeps a photograph between them. Each throws as develop does.
 
-struct Loaded {
-  photo::Picture picture; // the document's colours are not multiplied with alpha
-  photo::Metadata metadata;
-};
+using Loaded = photo::Photograph; // the document's colours are not multiplied with alpha
 
-// At least so many bits a channel.
+// At least so many bits a channel. From any thread.
 Loaded load(const std::string& path, int minimumBits, int threads, const photo::Watch& watch);
 
 // Corrects a document, upright in between if it is seen and has that orientation.

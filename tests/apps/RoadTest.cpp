@@ -232,7 +232,7 @@ TEST_F(Road, MetadataPassesBetweenFormats) {
     giveMetadata("a." + from);
     const std::string note = develop("a." + from, "b." + to); // a TIFF's thumbnail is a picture
     EXPECT_EQ(note, to == "webp"    ? "WebP has no place for IPTC"
-                    : from == "tif" ? "holds several pictures; the first one is used"
+                    : from == "tif" ? "holds several pictures; the largest one is used"
                                     : "");
     std::set<std::string> before = entries("a." + from);
     std::erase_if(before, [&to = to](const std::string& entry) { // thumbnails show the hazy picture
@@ -248,6 +248,48 @@ TEST_F(Road, MetadataPassesBetweenFormats) {
   EXPECT_EQ(open("c.jpg")->exifData()["Exif.Photo.FNumber"].toFloat(), 4.5f);
   EXPECT_EQ(develop("a.jpg", "d.ppm"), "PPM has no place for Exif, XMP, IPTC, the colour profile");
   EXPECT_EQ(develop("d.ppm", "e.ppm"), "");
+}
+
+// JPEG has segments of 64 KB.
+TEST_F(Road, LongMetadataIsKeptOrNamed) {
+  const std::string longText(150000, 'x');
+  writePicture("a.tif", scene);
+  auto image = open("a.tif");
+  image->xmpData()["Xmp.dc.source"] = longText;
+  image->xmpData()["Xmp.dc.format"] = "image/tiff";
+  image->writeMetadata();
+  for (const char* passage : {"a.tif b.jpg", "b.jpg c.jpg", "c.jpg d.png"}) {
+    const std::string from(passage, 5), to(passage + 6);
+    ASSERT_EQ(develop(from, to), "");
+    EXPECT_EQ(contents(to).find("HasExtendedXMP") == std::string::npos, to == "d.png");
+  }
+  EXPECT_EQ(open("d.png")->xmpData()["Xmp.dc.source"].toString(), longText);
+  EXPECT_EQ(open("d.png")->xmpData()["Xmp.dc.format"].toString(), "image/tiff");
+  image = open("a.tif");
+  image->xmpData().clear();
+  image->exifData()["Exif.Photo.UserComment"] = longText;
+  image->exifData()["Exif.Image.Artist"] = "";
+  image->exifData()["Exif.Image.Make"] = "Maker";
+  image->writeMetadata();
+  EXPECT_EQ(develop("a.tif", "e.jpg"), "JPEG has no room for all of the Exif: UserComment");
+  EXPECT_EQ(open("e.jpg")->exifData()["Exif.Image.Make"].toString(), "Maker");
+  EXPECT_EQ(develop("a.tif", "e.tif"), "");
+}
+
+TEST_F(Road, OfSeveralPicturesTheLargestIsThePhotograph) {
+  const OIIO::ImageSpec small(20, 10, 3, OIIO::TypeDesc::UINT8), large(80, 60, 3, small.format);
+  const std::vector<uint8_t> samples(80 * 60 * 3, 99);
+  const auto output = OIIO::ImageOutput::create("a.tif");
+  const OIIO::ImageSpec both[] = {small, large};
+  for (const OIIO::ImageSpec& spec : both) {
+    ASSERT_TRUE(output->open("a.tif", spec,
+                             &spec == both ? OIIO::ImageOutput::Create
+                                           : OIIO::ImageOutput::AppendSubimage));
+    ASSERT_TRUE(output->write_image(OIIO::TypeDesc::UINT8, samples.data()));
+  }
+  output->close();
+  EXPECT_EQ(develop("a.tif", "b.png"), "holds several pictures; the largest one is used");
+  EXPECT_EQ(readPicture("b.png").width(), 80);
 }
 
 TEST_F(Road, WhatCannotBeDoneIsToldInWords) {

@@ -1,0 +1,454 @@
+#include "apps/photo/ReaderProcess.h"
+
+#include <algorithm>
+#include <atomic>
+#include <cerrno>
+#include <chrono>
+#include <csignal>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <new>
+#include <optional>
+#include <stdexcept>
+#include <system_error>
+#include <thread>
+#include <vector>
+
+#include <fcntl.h>
+#include <poll.h>
+#include <spawn.h>
+#include <sys/mman.h>
+#include <sys/prctl.h>
+#include <sys/resource.h>
+#include <sys/uio.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include "apps/photo/Codecs.h"
+#include "apps/photo/Confinement.h"
+#include "apps/photo/Files.h"
+#include "apps/photo/HeaderSize.h"
+#include "apps/photo/Message.h"
+
+namespace photo {
+namespace {
+
+// What a decoder may take. The most that a sound file was seen to take is a third of it.
+constexpr int64_t bytesAtFirst = int64_t(1) << 30;     // libraries, buffers
+constexpr int64_t bytesPerThread = int64_t(160) << 20; // stack and arena, mostly untouched
+constexpr int64_t bytesPerFileByte = 16;               // of compressed data
+constexpr int64_t bytesPerPixel = 64;                  // working copies in whole numbers
+constexpr int64_t bytesPerSampleByte = 16;             // the same where the header told the size
+constexpr int64_t secondsAtFirst = 10;                 //
+constexpr int64_t pixelsPerSecond = 1000000;           // the slowest codec, on a slow machine
+constexpr int64_t fileBytesPerSecond = 1000000;        //
+constexpr int milliseconds = 50;                       // between two looks at the watch
+constexpr size_t mostMessage = size_t(1) << 30;        // bytes of a reply
+
+enum class Reply : uint8_t { claim, photograph, refusal, noMemory, tooMuchMemory };
+
+// File descriptor with an owner.
+struct Handle {
+  int number = -1;
+  explicit Handle(int number) : number(number) {}
+  ~Handle() { close(); }
+  Handle(const Handle&) = delete;
+  Handle& operator=(const Handle&) = delete;
+  void close() {
+    if (number >= 0)
+      ::close(std::exchange(number, -1));
+  }
+};
+
+// Memory that parent and child both see.
+struct Shared {
+  std::atomic<float> progress{0};
+  Claim claim{};
+  std::atomic<bool> isClaimed{false}, isGranted{false};      // the child waits for the second
+  std::atomic<bool> isFileWanted{false}, isFileReady{false}; // the same for samples in a file
+
+  // In a file in memory, whose zeros are the values at first.
+  static Shared* in(int file) {
+    void* page = ::mmap(nullptr, sizeof(Shared), PROT_READ | PROT_WRITE, MAP_SHARED, file, 0);
+    if (page == MAP_FAILED)
+      throw std::bad_alloc();
+    return static_cast<Shared*>(page);
+  }
+  void operator delete(void* page) { ::munmap(page, sizeof(Shared)); }
+};
+
+// The child, which does not outlive its owner.
+struct Child {
+  pid_t id;
+  ~Child() { end(); }
+  // Gives how it ended.
+  int end() {
+    int status = 0;
+    if (id <= 0)
+      return status;
+    ::kill(id, SIGKILL);
+    while (::waitpid(id, &status, 0) < 0 && errno == EINTR) {
+    }
+    id = 0;
+    return status;
+  }
+};
+
+// ---- In the child
+
+struct Bounds {
+  int64_t memory, seconds;
+};
+
+Bounds boundsFor(const Source& source, int threads) {
+  const ClaimedSize claim = claimedSize(source.bytes);
+  const int64_t pixels = claim.width * claim.height, size = int64_t(source.bytes.size());
+  return {mappedBytes() + bytesAtFirst + threads * bytesPerThread + size * bytesPerFileByte +
+              pixels * bytesPerPixel,
+          secondsAtFirst + size / fileBytesPerSecond + pixels / pixelsPerSecond};
+}
+
+void setBounds(const Bounds& bounds) {
+  const int64_t machine = ::sysconf(_SC_PHYS_PAGES) * int64_t(::sysconf(_SC_PAGESIZE));
+  limitMemory(std::min(bounds.memory, machine));
+  limitSeconds(bounds.seconds);
+}
+
+void putPhotograph(Packer& to, const Photograph& photograph) {
+  const Picture& picture = photograph.picture;
+  const host::Document& document = picture.document;
+  to.put(Reply::photograph);
+  for (const int32_t value : {document.width(), document.height(), document.channels(),
+                              document.depth(), int32_t(document.hasTransparency())})
+    to.put(value);
+  to.put(uint64_t(reinterpret_cast<uintptr_t>(document.row(0)))); // in this process
+  to.put(picture.fileBits);
+  for (const bool flag : {picture.half, picture.premultiplied, picture.upright})
+    to.put(flag);
+  to.put(picture.resolution.x);
+  to.put(picture.resolution.y);
+  to.put(picture.resolution.perCentimetre);
+  to.putBlock(picture.decoderRecord);
+  to.put(uint64_t(picture.notes.size()));
+  for (const std::string& note : picture.notes)
+    to.putBlock(note);
+  pack(photograph.metadata, to);
+  to.putBlock(photograph.unconfined);
+}
+
+void putFailure(Packer& to, Reply reply, const std::string& reason) {
+  to = {};
+  to.put(reply);
+  to.putBlock(reason);
+}
+
+bool limitIsOurs(rlim_t inherited) {
+  rlimit bound{};
+  ::getrlimit(RLIMIT_AS, &bound);
+  return bound.rlim_cur < inherited;
+}
+
+// Of one reader, by their numbers; both processes have them.
+struct Files {
+  int samples, reply, page;
+};
+
+void send(int file, const uint8_t* bytes, size_t size) {
+  for (size_t done = 0; done < size;) {
+    const ssize_t n = ::write(file, bytes + done, size - done);
+    if (n < 0 && errno != EINTR)
+      ::_exit(1);
+    done += size_t(std::max<ssize_t>(n, 0));
+  }
+}
+
+void send(int file, const Bytes& bytes) { send(file, bytes.data(), bytes.size()); }
+
+// What the decoder says in its own words, where they are meant for a person.
+Packer decode(Source& source, int minimumBits, int threads, Bounds bounds, const Files& files,
+              const std::string& unconfined, Shared& shared, std::optional<Photograph>& result) {
+  Packer reply;
+  rlimit inherited{};
+  ::getrlimit(RLIMIT_AS, &inherited);
+  try {
+    setBounds(bounds);
+    Watch watch{[&shared](double share) { shared.progress = float(share); }};
+    watch.claimed = [&](const Claim& claim) {
+      const int64_t bytes = claim.width * claim.height * claim.channels * claim.depth / 8;
+      bounds.memory += bytes * bytesPerSampleByte;
+      bounds.seconds += bytes / pixelsPerSecond;
+      setBounds(bounds);
+      shared.claim = claim;
+      shared.isClaimed = true;
+      send(files.reply, Bytes{uint8_t(Reply::claim)});
+      while (!shared.isGranted)
+        std::this_thread::sleep_for(std::chrono::microseconds(100));
+    };
+    Picture picture = readPicture(source, minimumBits, threads, watch);
+    Metadata metadata = readMetadata(source.bytes, picture);
+    result = Photograph{std::move(picture), std::move(metadata), unconfined};
+    putPhotograph(reply, *result);
+  } catch (const std::bad_alloc&) {
+    putFailure(reply, limitIsOurs(inherited.rlim_cur) ? Reply::tooMuchMemory : Reply::noMemory, "");
+  } catch (const std::runtime_error& error) {
+    putFailure(reply, Reply::refusal, error.what());
+  } catch (const std::exception&) { // of a library: a length, a place that cannot be
+    putFailure(reply, Reply::refusal, "truncated or damaged");
+  }
+  return reply;
+}
+
+// Keeps the samples until the parent has fetched them, and ends this process; writes them into the
+// file where the parent may not look into this process. The wait is ended by its signal.
+[[noreturn]] void offerSamples(const host::Document& document, const Files& files, Shared& shared) {
+  while (!shared.isFileWanted)
+    std::this_thread::sleep_for(std::chrono::milliseconds(1));
+  const auto* samples = reinterpret_cast<const uint8_t*>(document.row(0));
+  send(files.samples, samples, document.rowBytes() * size_t(document.height()));
+  shared.isFileReady = true;
+  while (true)
+    ::pause();
+}
+
+[[noreturn]] void beReader(Source& source, int minimumBits, int threads, const Files& files,
+                           pid_t parent) {
+  ::prctl(PR_SET_PDEATHSIG, SIGKILL);
+  if (::getppid() != parent) // it has died before
+    ::_exit(1);
+  for (const int signal : {SIGINT, SIGTERM, SIGHUP}) // the parent ends its reader
+    ::signal(signal, SIG_IGN);
+  for (const int signal : {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGABRT, SIGXCPU})
+    ::signal(signal, SIG_DFL);
+  ::signal(SIGXFSZ, SIG_IGN);
+  const int nowhere = ::open("/dev/null", O_RDWR | O_CLOEXEC);
+  for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) // which libraries write to
+    ::dup2(nowhere, stream);
+  const rlimit none{0, 0};
+  ::setrlimit(RLIMIT_CORE, &none);
+  Shared& shared = *Shared::in(files.page);
+  const Bounds bounds = boundsFor(source, threads);
+  const std::string unconfined = confine(source.path);
+  std::optional<Photograph> result;
+  send(files.reply,
+       decode(source, minimumBits, threads, bounds, files, unconfined, shared, result).bytes());
+  ::close(files.reply);
+  if (result)
+    offerSamples(result->picture.document, files, shared);
+  ::_exit(0);
+}
+
+// ---- In the parent
+
+// All that the child writes, until it closes the pipe by its end.
+Bytes receive(int pipe, Shared& shared, const Watch& watch) {
+  Bytes reply(1 << 16);
+  bool told = false;
+  for (size_t size = 0;;) {
+    if (watch.stopped())
+      throw Stopped();
+    watch.progress(shared.progress);
+    if (shared.isClaimed && !std::exchange(told, true)) {
+      watch.claimed(shared.claim);
+      shared.isGranted = true;
+    }
+    pollfd ready{pipe, POLLIN, 0};
+    if (::poll(&ready, 1, milliseconds) <= 0)
+      continue;
+    if (size == reply.size())
+      reply.resize(size * 2);
+    const ssize_t n = ::read(pipe, reply.data() + size, reply.size() - size);
+    if (n < 0 && errno == EINTR)
+      continue;
+    size += size_t(std::max<ssize_t>(n, 0));
+    if (n <= 0 || size > mostMessage) {
+      reply.resize(n < 0 || size > mostMessage ? 0 : size);
+      return reply;
+    }
+  }
+}
+
+[[noreturn]] void throwCrash(int status) {
+  if (WIFSIGNALED(status) && WTERMSIG(status) == SIGXCPU)
+    throw std::runtime_error("cannot be read: its decoder finds no end");
+  Unpacker::fail();
+}
+
+// Where the samples of the child's document are to be had.
+struct Lender {
+  const Child& child;
+  const Files& files;
+  Shared& shared;
+  const Watch& watch;
+};
+
+// By a file in memory, where the system does not let this process look into its child.
+void fetchByFile(const Lender& from, host::Document& document, size_t size) {
+  from.shared.isFileWanted = true;
+  while (!from.shared.isFileReady) {
+    if (from.watch.stopped())
+      throw Stopped();
+    if (siginfo_t ended{};
+        ::waitid(P_PID, id_t(from.child.id), &ended, WEXITED | WNOHANG | WNOWAIT) ||
+        ended.si_pid == from.child.id)
+      Unpacker::fail();
+    std::this_thread::sleep_for(std::chrono::milliseconds(1));
+  }
+  std::byte* to = document.row(0);
+  for (size_t done = 0; done < size;) {
+    const ssize_t n = ::pread(from.files.samples, to + done, size - done, off_t(done));
+    if (n <= 0)
+      Unpacker::fail();
+    done += size_t(n);
+  }
+}
+
+void fetchSamples(const Lender& from, uint64_t address, host::Document& document) {
+  const size_t size = document.rowBytes() * size_t(document.height());
+  for (size_t done = 0; done < size;) {
+    const iovec to{document.row(0) + done, size - done};
+    const iovec at{reinterpret_cast<void*>(uintptr_t(address) + done), size - done};
+    const ssize_t n = ::process_vm_readv(from.child.id, &to, 1, &at, 1, 0);
+    if (n <= 0)
+      return fetchByFile(from, document, size);
+    done += size_t(n);
+  }
+}
+
+host::Document documentIn(const Lender& lender, Unpacker& from) {
+  int32_t values[5];
+  for (int32_t& value : values)
+    value = from.get<int32_t>();
+  const auto [width, height, channels, depth, alpha] = values;
+  refuseBeyondFilter(width, height);
+  host::Document document(width, height, channels, depth, host::ColourMode::rgb, alpha != 0);
+  fetchSamples(lender, from.get<uint64_t>(), document);
+  return document;
+}
+
+Photograph photographIn(const Lender& lender, Unpacker& from) {
+  Photograph photograph{Picture{documentIn(lender, from)}, {}, {}};
+  Picture& picture = photograph.picture;
+  picture.fileBits = from.get<int>();
+  if (picture.fileBits != 8 && picture.fileBits != 16 && picture.fileBits != 32)
+    Unpacker::fail();
+  for (bool* flag : {&picture.half, &picture.premultiplied, &picture.upright})
+    *flag = from.get<uint8_t>() != 0;
+  picture.resolution.x = from.get<double>();
+  picture.resolution.y = from.get<double>();
+  picture.resolution.perCentimetre = from.get<uint8_t>() != 0;
+  picture.decoderRecord = from.getBlock<Bytes>();
+  for (auto count = from.get<uint64_t>(); count > 0; --count)
+    picture.notes.push_back(from.getBlock<std::string>());
+  photograph.metadata = unpackMetadata(from);
+  photograph.unconfined = from.getBlock<std::string>();
+  return photograph;
+}
+
+Photograph opened(const Bytes& reply, const Lender& lender) {
+  Unpacker from(reply);
+  auto kind = from.get<Reply>();
+  if (kind == Reply::claim)
+    kind = from.get<Reply>();
+  switch (kind) {
+  case Reply::photograph:
+    return photographIn(lender, from);
+  case Reply::noMemory:
+    throw std::bad_alloc();
+  case Reply::tooMuchMemory:
+    throw std::runtime_error("cannot be read: its decoder asks for more memory than a picture of "
+                             "its size needs");
+  default:
+    throw std::runtime_error(from.getBlock<std::string>());
+  }
+}
+
+// A fork of a process with threads would find locks held by nobody and wait for workers that it
+// does not have.
+bool hasOneThread() {
+  std::error_code error;
+  const std::filesystem::directory_iterator threads("/proc/self/task", error);
+  return !error && std::distance(begin(threads), end(threads)) == 1;
+}
+
+int memoryFile(const char* name, size_t size) {
+  const int file = ::memfd_create(name, MFD_CLOEXEC);
+  if (file < 0 || ::ftruncate(file, off_t(size)) != 0)
+    throw std::runtime_error(std::string("no memory to read it with: ") + std::strerror(errno));
+  return file;
+}
+
+// Starts the reader's program, which takes what beReader does from its arguments.
+pid_t startProgram(const Source& source, int minimumBits, int threads, const Files& files) {
+  const Handle bytes(memoryFile("file", 0));
+  send(bytes.number, source.bytes);
+  std::vector<std::string> words = {(formatsFolder() / "fogdissolver-reader").string(),
+                                    source.path};
+  for (const int value : {minimumBits, threads, bytes.number, files.samples, files.reply,
+                          files.page, int(::getpid())})
+    words.push_back(std::to_string(value));
+  std::vector<char*> arguments;
+  for (std::string& word : words)
+    arguments.push_back(word.data());
+  arguments.push_back(nullptr);
+  posix_spawn_file_actions_t actions;
+  ::posix_spawn_file_actions_init(&actions);
+  for (const int file : {bytes.number, files.samples, files.reply, files.page})
+    ::posix_spawn_file_actions_adddup2(&actions, file, file); // which keeps it over the start
+  pid_t id = -1;
+  errno = ::posix_spawn(&id, words[0].c_str(), &actions, nullptr, arguments.data(), environ);
+  ::posix_spawn_file_actions_destroy(&actions);
+  return errno ? -1 : id;
+}
+
+} // namespace
+
+Photograph readApart(Source source, int minimumBits, int threads, const Watch& watch) {
+  if (source.bytes.empty())
+    throw std::runtime_error("the file is empty");
+  const Handle samples(memoryFile("samples", 0)), page(memoryFile("page", sizeof(Shared)));
+  int ends[2];
+  if (::pipe2(ends, O_CLOEXEC) != 0)
+    throw std::runtime_error(std::string("no pipe to read it through: ") + std::strerror(errno));
+  const Handle result(ends[0]);
+  Handle reply(ends[1]);
+  const std::unique_ptr<Shared> shared(Shared::in(page.number));
+  const Files files{samples.number, reply.number, page.number};
+  const bool fork = hasOneThread(); // before the image library starts some that wait for work
+  if (fork)
+    loadCodecFor(source);
+  const pid_t parent = ::getpid();
+  Child child{fork ? ::fork() : startProgram(source, minimumBits, threads, files)};
+  if (child.id == 0)
+    beReader(source, minimumBits, threads, files, parent);
+  if (child.id < 0)
+    throw std::runtime_error(std::string("no process to read it: ") + std::strerror(errno));
+  reply.close();
+  const Bytes message = receive(result.number, *shared, watch);
+  if (message.size() > 1)
+    return opened(message, {child, files, *shared, watch});
+  throwCrash(child.end()); // nothing has come, or no more than the claim
+}
+
+int beReaderProgram(int argc, char** argv) {
+  if (argc != 9)
+    return 2;
+  int values[7];
+  for (int i = 0; i < 7; ++i)
+    values[i] = std::atoi(argv[i + 2]);
+  const auto [minimumBits, threads, bytes, samples, reply, page, parent] = values;
+  ::setenv("OPENBLAS_NUM_THREADS", "1", 1); // of a library that starts them as it is loaded
+  try {
+    setFormatsFolder(std::filesystem::path(argv[0]).parent_path());
+    Source source{argv[1], readWhole("/proc/self/fd/" + std::to_string(bytes))};
+    loadCodecFor(source);
+    beReader(source, minimumBits, threads, {samples, reply, page}, parent);
+  } catch (const std::exception& error) {
+    Packer message;
+    putFailure(message, Reply::refusal, error.what());
+    send(reply, message.bytes());
+    return 1;
+  }
+}
+
+} // namespace photo
