@@ -34,9 +34,12 @@ constexpr int chunk = 256; // rows encoded at a time: whole strips of every form
 
 [[noreturn]] void fail(const std::string& reason) { throw std::runtime_error(reason); }
 
-// Ends the work with the first line of what the library says.
+// Ends the work with the first line of what the library says. Throws std::bad_alloc where it says
+// so.
 [[noreturn]] void fail(const std::string& what, const std::string& text) {
   const std::string line = text.substr(0, text.find('\n'));
+  if (line.find("std::bad_alloc") != std::string::npos)
+    throw std::bad_alloc();
   fail(line.empty() ? what : what + ": " + line);
 }
 
