@@ -48,7 +48,7 @@ auto refuses(const char* why) { return ThrowsMessage<std::runtime_error>(HasSubs
 
 TEST_F(Reader, ABrokenFileCostsItsReaderOnly) {
   std::string iff("FOR4\0\0#tCIMGTBHD\0\0\0 \0\0\0@\0\0\0", 27); // of 64 by 48, in no tiles
-  iff += std::string("0\0\1\0\1\0\0\0\1\0\0", 11) + std::string(70, '\0');
+  iff.append("0\0\1\0\1\0\0\0\1\0\0", 11).append(70, '\0');
   write("tiles.iff", iff);
   const std::string sizes("IHDR\0\0\x75\x30\0\0\x75\x30\x08\2\0\0\0", 17);
   write("bomb.png", "\x89PNG\r\n\x1a\n" + std::string(3, '\0') + "\x0d" + sizes);
