@@ -21,6 +21,7 @@
 #include <QMimeData>
 #include <QProgressBar>
 #include <QPushButton>
+#include <QScreen>
 #include <QSettings>
 #include <QSpinBox>
 #include <QStyledItemDelegate>
@@ -102,7 +103,7 @@ BatchWindow::BatchWindow(std::function<shared::Look()> present, const QString& p
   setWindowIcon(QIcon(":/desktop/logo.png"));
   setAcceptDrops(true);
   setAttribute(Qt::WA_QuitOnClose, false);
-  resize(1000, 640);
+  resize(QSize(1000, 640).boundedTo(screen()->availableSize() * 9 / 10));
   auto* layout = new QVBoxLayout(this);
   layout->addWidget(buildSettings());
   layout->addWidget(buildList(), 1);

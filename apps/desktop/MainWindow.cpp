@@ -15,6 +15,7 @@
 #include <QMessageBox>
 #include <QMimeData>
 #include <QProgressBar>
+#include <QScreen>
 #include <QSettings>
 #include <QStackedWidget>
 #include <QStatusBar>
@@ -57,7 +58,8 @@ MainWindow::MainWindow(const Filters& filters, const photo::Bytes& screen, const
                                             "fogdissolver", "desktop")) {
   setAcceptDrops(true);
   setWindowIcon(QIcon(":/desktop/logo.png"));
-  resize(firstSize);
+  resize(
+      firstSize.boundedTo(QWidget::screen()->availableSize() * 9 / 10)); // a scaled screen has few
   setCentralWidget(buildCentre(!sample.isEmpty()));
   buildStatusBar();
   buildMenus();
