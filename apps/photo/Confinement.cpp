@@ -30,7 +30,7 @@ constexpr unsigned allowedCalls[] = {
     SYS_read, SYS_write, SYS_readv, SYS_writev, SYS_pread64, SYS_pwrite64, SYS_lseek, SYS_close,
     SYS_fstat, SYS_stat, SYS_lstat, SYS_newfstatat, SYS_statx, SYS_access, SYS_faccessat,
     SYS_faccessat2, SYS_readlink, SYS_readlinkat, SYS_getcwd, SYS_getdents64, SYS_fcntl, SYS_dup,
-    SYS_dup2, SYS_dup3, SYS_poll, SYS_ppoll, SYS_ftruncate, SYS_memfd_create,
+    SYS_dup2, SYS_dup3, SYS_pipe2, SYS_poll, SYS_ppoll, SYS_ftruncate, SYS_memfd_create,
     // memory
     SYS_mmap, SYS_munmap, SYS_mprotect, SYS_mremap, SYS_madvise, SYS_brk,
     // threads
