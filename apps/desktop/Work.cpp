@@ -21,7 +21,7 @@ photo::Picture copyOf(const photo::Picture& from) {
                       document.mode(), document.hasTransparency());
   std::memcpy(copy.row(0), document.row(0), bytesOf(from));
   return {std::move(copy), from.fileBits, from.half,          from.premultiplied, from.upright,
-          from.resolution, from.blocks,   from.decoderRecord, from.notes};
+          from.resolution, from.blocks,   from.decoderRecord, from.notes,         from.openExrOnly};
 }
 
 // OpenEXR and Radiance define their samples as amounts of light.

@@ -141,7 +141,7 @@ int64_t mappedBytes() {
 }
 
 void limitMemory(int64_t bytes) {
-#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
+#ifndef FOG_SANITIZED // whose tools map terabytes
   static const rlim_t inherited = [] {
     rlimit bound{};
     ::getrlimit(RLIMIT_AS, &bound);

@@ -181,10 +181,11 @@ TemporaryFile::~TemporaryFile() {
     ::close(file_);
 }
 
-const std::string& TemporaryFile::create(std::string_view extension) {
+const std::string& TemporaryFile::create(std::string_view extension, const Bytes& bytes) {
   file_ = ::memfd_create(("file." + std::string(extension)).c_str(), MFD_CLOEXEC);
   if (file_ < 0)
     failWithErrno("no temporary file");
+  writeAll(file_, "a file in memory", bytes);
   return name_ = "/proc/self/fd/" + std::to_string(file_);
 }
 

@@ -23,9 +23,9 @@ public:
   ~TemporaryFile();
   TemporaryFile(const TemporaryFile&) = delete;
   TemporaryFile& operator=(const TemporaryFile&) = delete;
-  // Makes it, empty; returns its name. The extension is for who looks at the process. Throws
-  // std::runtime_error.
-  const std::string& create(std::string_view extension);
+  // Makes it with these bytes; returns its name. The extension is for who looks at the process.
+  // Throws std::runtime_error.
+  const std::string& create(std::string_view extension, const Bytes& bytes = {});
 
 private:
   int file_ = -1;

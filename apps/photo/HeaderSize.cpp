@@ -41,11 +41,20 @@ bool isHeif(std::string_view start) {
 
 } // namespace
 
-int claimedBits(const Bytes& file) {
+HeifClaim heifClaim(const Bytes& file) {
   const std::string_view start = startOf(file), box = "pixi"sv;
-  const size_t place = isHeif(start) ? start.find(box) : std::string_view::npos;
+  if (!isHeif(start))
+    return {};
+  auto has = [start](std::string_view words) { return start.find(words) != start.npos; };
+  HeifClaim claim;
+  const size_t place = start.find(box);
   const size_t first = box.size() + 5; // behind version, flags and the number of channels
-  return place < start.size() && place + first < start.size() ? uint8_t(start[place + first]) : 0;
+  if (place < start.size() && place + first < start.size())
+    claim.bits = uint8_t(start[place + first]);
+  claim.alpha =
+      has("urn:mpeg:mpegB:cicp:systems:auxiliary:alpha"sv) || has("urn:mpeg:hevc:2015:auxid:1"sv);
+  claim.turned = has("irot"sv) || has("imir"sv);
+  return claim;
 }
 
 ClaimedSize claimedSize(const Bytes& file) {

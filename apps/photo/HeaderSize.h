@@ -14,7 +14,12 @@ struct ClaimedSize {
 // Of PNG, JPEG 2000 and the HEIF family (HEIC, AVIF); of several pictures the largest.
 ClaimedSize claimedSize(const Bytes& file);
 
-// Bits a channel of a file of the HEIF family; 0: not known.
-int claimedBits(const Bytes& file);
+// What a file of the HEIF family says of its pictures.
+struct HeifClaim {
+  int bits = 0;       // a channel; 0: not known
+  bool alpha = false; // in a picture of its own
+  bool turned = false;
+};
+HeifClaim heifClaim(const Bytes& file);
 
 } // namespace photo

@@ -21,7 +21,8 @@ struct Metadata::State {
   Bytes icc;
   std::string comment;
   Exiv2::ByteOrder order = Exiv2::littleEndian;
-  std::string lost; // what the last result has no room for, a sentence; empty: nothing
+  std::string openExrOnly; // what no other format has a place for, in words; or nothing
+  std::string lost;        // what the last result has no room for, a sentence; empty: nothing
 };
 
 Metadata::Metadata() : state_(std::make_unique<State>()) {}
@@ -204,6 +205,7 @@ Metadata readMetadata(const Bytes& file, const Picture& picture) {
   }
   if (state.icc.empty())
     state.icc = picture.blocks.icc;
+  state.openExrOnly = picture.openExrOnly;
   if (picture.upright) {
     state.exif[orientationKey] = uint16_t(1);
     eraseWhere(state.xmp,
@@ -250,6 +252,7 @@ void pack(const Metadata& metadata, Packer& to) {
   to.putBlock(state.comment);
   to.putBlock(state.icc);
   to.put(uint8_t(state.order == Exiv2::bigEndian));
+  to.putBlock(state.openExrOnly);
 }
 
 Metadata unpackMetadata(Unpacker& from) {
@@ -275,6 +278,7 @@ Metadata unpackMetadata(Unpacker& from) {
   state.comment = from.getBlock<std::string>();
   state.icc = from.getBlock<Bytes>();
   state.order = from.get<uint8_t>() ? Exiv2::bigEndian : Exiv2::littleEndian;
+  state.openExrOnly = from.getBlock<std::string>();
   return metadata;
 }
 
@@ -406,17 +410,21 @@ std::string leftBehind(const Metadata& metadata, const Format& format) {
   const Metadata::State& state = metadata.state();
   const bool nothing = format.metadata == Carrier::nobody;
   const bool webp = std::strcmp(format.name, "WebP") == 0;
+  const bool exr = std::strcmp(format.name, "OpenEXR") == 0;
   std::string kinds;
-  auto add = [&kinds](bool lost, const char* kind) {
+  auto add = [&kinds](bool lost, const std::string& kind) {
     if (lost)
-      kinds += (kinds.empty() ? "" : ", ") + std::string(kind);
+      kinds += (kinds.empty() ? "" : ", ") + kind;
   };
   add(nothing && state.exif.count() > 1, "Exif"); // one is the program's name, added here
   add(nothing && !state.xmp.empty(), "XMP");
   add((nothing || webp) && !state.iptc.empty(), "IPTC");
-  add((nothing || std::strcmp(format.name, "OpenEXR") == 0) && !state.icc.empty(),
-      "the colour profile");
-  return kinds.empty() ? state.lost : std::string(format.name) + " has no place for " + kinds;
+  add((nothing || exr) && !state.icc.empty(), "the colour profile");
+  add(!exr && !state.openExrOnly.empty(), state.openExrOnly);
+  if (kinds.empty())
+    return state.lost;
+  return std::string(format.name) + " has no place for " + kinds +
+         (state.lost.empty() ? "" : "; " + state.lost);
 }
 
 } // namespace photo

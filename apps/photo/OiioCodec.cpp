@@ -6,12 +6,10 @@
 // the metadata where it knows the format; elsewhere the library's attributes do.
 
 #include <algorithm>
-#include <cerrno>
 #include <cstring>
 #include <stdexcept>
 
 #include <fcntl.h>
-#include <sys/mman.h>
 #include <unistd.h>
 
 #include <OpenImageIO/filesystem.h>
@@ -79,37 +77,10 @@ void setUp(int threads) {
 
 // ---- Reading
 
-// A file in memory that has a name, for readers that want one. No file system holds it.
-class NamedBytes {
-public:
-  std::string nameOf(const Bytes& bytes) {
-    if (file_ < 0) {
-      file_ = ::memfd_create("photograph", MFD_CLOEXEC);
-      for (size_t done = 0; done < bytes.size();) {
-        const ssize_t n = ::write(file_, bytes.data() + done, bytes.size() - done);
-        if (n <= 0)
-          fail("no room in memory for a copy of the file", std::strerror(errno));
-        done += size_t(n);
-      }
-    }
-    return "/proc/self/fd/" + std::to_string(file_);
-  }
-  NamedBytes() = default;
-  ~NamedBytes() {
-    if (file_ >= 0)
-      ::close(file_);
-  }
-  NamedBytes(const NamedBytes&) = delete;
-  NamedBytes& operator=(const NamedBytes&) = delete;
-
-private:
-  int file_ = -1;
-};
-
 // Opens from memory where the format's reader can, else by name.
 struct Input {
   Filesystem::IOMemReader memory;
-  NamedBytes named;
+  TemporaryFile named;
   std::unique_ptr<ImageInput> reader;
 
   Input(const std::string& path, const Bytes& bytes) : memory(bytes.data(), bytes.size()) {
@@ -125,7 +96,7 @@ struct Input {
     reader = ImageInput::open(stream ? usual : path, &fromMemory);
     const std::string reason = OIIO::geterror();
     if (!reader)
-      reader = ImageInput::open(stream ? named.nameOf(bytes) : path, &plain);
+      reader = ImageInput::open(stream ? named.create("bin", bytes) : path, &plain);
     if (!reader && known)
       reader = ImageInput::open(usual, &fromMemory);
     (void)OIIO::geterror(); // what the later attempts say adds nothing
@@ -217,11 +188,15 @@ Bytes recordOf(const ImageSpec& spec) {
 
 // The same again, in a header of its own. Strings in rows are left out, and so are pointers.
 ImageSpec specIn(const Bytes& record) {
+  constexpr int64_t farthest = 1 << 30; // that a window lies from the origin, as OpenEXR has it
   Unpacker from(record);
   ImageSpec spec;
   for (int* value : {&spec.x, &spec.y, &spec.full_x, &spec.full_y, &spec.full_width,
-                     &spec.full_height, &spec.nchannels})
+                     &spec.full_height, &spec.nchannels}) {
     *value = from.get<int>();
+    if (std::abs(int64_t(*value)) > farthest)
+      Unpacker::fail();
+  }
   for (int i = 0; i < spec.nchannels; ++i)
     spec.channelnames.push_back(from.getBlock<std::string>());
   for (auto count = from.get<uint64_t>(); count > 0; --count) {
@@ -230,10 +205,11 @@ ImageSpec specIn(const Bytes& record) {
     for (int& value : kind)
       value = from.get<int>();
     const Bytes value = from.getBlock<Bytes>();
+    if (kind[0] <= TypeDesc::NONE || kind[0] >= TypeDesc::LASTBASE || kind[0] == TypeDesc::PTR)
+      continue;
     TypeDesc type{TypeDesc::BASETYPE(kind[0]), TypeDesc::AGGREGATE(kind[1]),
                   TypeDesc::VECSEMANTICS(kind[2])};
-    const bool known = type.basetype > TypeDesc::NONE && type.basetype < TypeDesc::LASTBASE;
-    if (!known || value.empty() || type.size() == 0)
+    if (value.empty() || type.size() == 0)
       continue;
     if (type.basetype == TypeDesc::STRING) {
       spec.attribute(name, std::string(value.begin(), value.end()));
@@ -266,14 +242,33 @@ int seekLargest(ImageInput& reader) {
   return count;
 }
 
-// What the library decodes to fewer bits than the file has.
-void noteLostBits(const ImageSpec& spec, const Source& source, Picture& picture) {
+// Where the pixels lie in a larger frame, and what the channels behind the colours are.
+std::string openExrOnly(const ImageInput& reader, const ImageSpec& spec) {
+  std::string words, names;
+  if (!isFormat(reader, "openexr"))
+    return words;
+  if (spec.roi() != spec.roi_full())
+    words = "the data window";
+  for (size_t c = spec.alpha_channel == 3 ? 4 : 3; c < spec.channelnames.size(); ++c)
+    names += (names.empty() ? " " : ", ") + spec.channelnames[c];
+  if (!names.empty())
+    words += (words.empty() ? "" : ", ") + ("the names of the channels" + names);
+  return words;
+}
+
+// What the file has and the library does not give.
+void noteLosses(const ImageSpec& spec, const Source& source, Picture& picture) {
   constexpr int logLuv = 32845; // photometric interpretation of TIFF
+  const HeifClaim heif = heifClaim(source.bytes);
+  if (heif.alpha && spec.alpha_channel < 0)
+    picture.notes.push_back("has transparency, which the decoder does not give");
+  else if (heif.alpha && heif.turned)
+    picture.notes.push_back("its transparency may lie otherwise than its colours, which the "
+                            "decoder has turned");
+  const int bits = std::max(heif.bits, spec.get_int_attribute("oiio:BitsPerSample"));
   if (spec.get_int_attribute("tiff:PhotometricInterpretation") == logLuv && picture.fileBits < 32)
     picture.notes.push_back("its range of light is larger than what the decoder gives");
-  const int bits =
-      std::max(claimedBits(source.bytes), spec.get_int_attribute("oiio:BitsPerSample"));
-  if (bits > picture.fileBits)
+  else if (bits > picture.fileBits)
     picture.notes.push_back("has " + std::to_string(bits) +
                             " bits a channel, of which the decoder "
                             "gives " +
@@ -306,7 +301,8 @@ Picture read(const Source& source, int minimumBits, int threads, const Watch& wa
                         spec.get_string_attribute("ResolutionUnit") == "cm"};
   picture.blocks = blocksOf(spec);
   picture.decoderRecord = recordOf(spec);
-  noteLostBits(spec, source, picture);
+  picture.openExrOnly = openExrOnly(reader, spec);
+  noteLosses(spec, source, picture);
 
   auto tell = [](void* data, float share) {
     const Watch& watch = *static_cast<const Watch*>(data);
@@ -366,7 +362,8 @@ ImageSpec headerOf(const Picture& picture, const Encoding& encoding, const Metad
   if (encoding.format->metadata == Carrier::codec)
     carryAttributes(picture, blocks, spec);
   if (encoding.format->extraChannels && !picture.decoderRecord.empty())
-    spec.channelnames = specIn(picture.decoderRecord).channelnames;
+    if (const ImageSpec source = specIn(picture.decoderRecord); source.nchannels == spec.nchannels)
+      spec.channelnames = source.channelnames;
   spec.alpha_channel = document.hasTransparency() ? 3 : -1;
   if (document.hasTransparency() && !encoding.format->premultiplied)
     spec["oiio:UnassociatedAlpha"] = 1;

@@ -37,6 +37,7 @@ struct Picture {
   MetadataBlocks blocks;          // the decoder's reading of them, where it keeps one
   Bytes decoderRecord;            // the decoder's own header, for its encoder; or none
   std::vector<std::string> notes; // what a person should know, one sentence each
+  std::string openExrOnly;        // what no other format has a place for, in words; or nothing
 };
 
 // Bytes of a file, and its name, which decides about the format where the bytes do not.

@@ -115,28 +115,6 @@ void setBounds(const Bounds& bounds) {
   limitSeconds(bounds.seconds);
 }
 
-void putPhotograph(Packer& to, const Photograph& photograph) {
-  const Picture& picture = photograph.picture;
-  const host::Document& document = picture.document;
-  to.put(Reply::photograph);
-  for (const int32_t value : {document.width(), document.height(), document.channels(),
-                              document.depth(), int32_t(document.hasTransparency())})
-    to.put(value);
-  to.put(uint64_t(reinterpret_cast<uintptr_t>(document.row(0)))); // in this process
-  to.put(picture.fileBits);
-  for (const bool flag : {picture.half, picture.premultiplied, picture.upright})
-    to.put(flag);
-  to.put(picture.resolution.x);
-  to.put(picture.resolution.y);
-  to.put(picture.resolution.perCentimetre);
-  to.putBlock(picture.decoderRecord);
-  to.put(uint64_t(picture.notes.size()));
-  for (const std::string& note : picture.notes)
-    to.putBlock(note);
-  pack(photograph.metadata, to);
-  to.putBlock(photograph.unconfined);
-}
-
 void putFailure(Packer& to, Reply reply, const std::string& reason) {
   to = {};
   to.put(reply);
@@ -188,7 +166,8 @@ Packer decode(Source& source, int minimumBits, int threads, Bounds bounds, const
     Picture picture = readPicture(source, minimumBits, threads, watch);
     Metadata metadata = readMetadata(source.bytes, picture);
     result = Photograph{std::move(picture), std::move(metadata), unconfined};
-    putPhotograph(reply, *result);
+    reply.put(Reply::photograph);
+    pack(*result, reply);
   } catch (const std::bad_alloc&) {
     putFailure(reply, limitIsOurs(inherited.rlim_cur) ? Reply::tooMuchMemory : Reply::noMemory, "");
   } catch (const std::runtime_error& error) {
@@ -240,8 +219,18 @@ Packer decode(Source& source, int minimumBits, int threads, Bounds bounds, const
 
 // ---- In the parent
 
-// All that the child writes, until it closes the pipe by its end.
-Bytes receive(int pipe, Shared& shared, const Watch& watch) {
+// What the child says of the picture's size; it may say anything.
+Claim checkedClaim(const Shared& shared) {
+  const Claim claim = shared.claim;
+  if (claim.width < 1 || claim.height < 1 || claim.channels < 3 || claim.channels > INT16_MAX ||
+      (claim.depth != 8 && claim.depth != 32))
+    Unpacker::fail();
+  refuseBeyondFilter(claim.width, claim.height);
+  return claim;
+}
+
+// All that the child writes, until it closes the pipe by its end; and what it has claimed.
+Bytes receive(int pipe, Shared& shared, const Watch& watch, Claim& claim) {
   Bytes reply(1 << 16);
   bool told = false;
   for (size_t size = 0;;) {
@@ -249,7 +238,8 @@ Bytes receive(int pipe, Shared& shared, const Watch& watch) {
       throw Stopped();
     watch.progress(shared.progress);
     if (shared.isClaimed && !std::exchange(told, true)) {
-      watch.claimed(shared.claim);
+      claim = checkedClaim(shared);
+      watch.claimed(claim);
       shared.isGranted = true;
     }
     pollfd ready{pipe, POLLIN, 0};
@@ -315,44 +305,16 @@ void fetchSamples(const Lender& from, uint64_t address, host::Document& document
   }
 }
 
-host::Document documentIn(const Lender& lender, Unpacker& from) {
-  int32_t values[5];
-  for (int32_t& value : values)
-    value = from.get<int32_t>();
-  const auto [width, height, channels, depth, alpha] = values;
-  refuseBeyondFilter(width, height);
-  host::Document document(width, height, channels, depth, host::ColourMode::rgb, alpha != 0);
-  fetchSamples(lender, from.get<uint64_t>(), document);
-  return document;
-}
-
-Photograph photographIn(const Lender& lender, Unpacker& from) {
-  Photograph photograph{Picture{documentIn(lender, from)}, {}, {}};
-  Picture& picture = photograph.picture;
-  picture.fileBits = from.get<int>();
-  if (picture.fileBits != 8 && picture.fileBits != 16 && picture.fileBits != 32)
-    Unpacker::fail();
-  for (bool* flag : {&picture.half, &picture.premultiplied, &picture.upright})
-    *flag = from.get<uint8_t>() != 0;
-  picture.resolution.x = from.get<double>();
-  picture.resolution.y = from.get<double>();
-  picture.resolution.perCentimetre = from.get<uint8_t>() != 0;
-  picture.decoderRecord = from.getBlock<Bytes>();
-  for (auto count = from.get<uint64_t>(); count > 0; --count)
-    picture.notes.push_back(from.getBlock<std::string>());
-  photograph.metadata = unpackMetadata(from);
-  photograph.unconfined = from.getBlock<std::string>();
-  return photograph;
-}
-
-Photograph opened(const Bytes& reply, const Lender& lender) {
+Photograph opened(const Bytes& reply, const Claim& claim, const Lender& lender) {
   Unpacker from(reply);
   auto kind = from.get<Reply>();
   if (kind == Reply::claim)
     kind = from.get<Reply>();
   switch (kind) {
   case Reply::photograph:
-    return photographIn(lender, from);
+    return unpackPhotograph(from, claim, [&lender](uint64_t address, host::Document& document) {
+      fetchSamples(lender, address, document);
+    });
   case Reply::noMemory:
     throw std::bad_alloc();
   case Reply::tooMuchMemory:
@@ -406,6 +368,8 @@ pid_t startProgram(const Source& source, int minimumBits, int threads, const Fil
 Photograph readApart(Source source, int minimumBits, int threads, const Watch& watch) {
   if (source.bytes.empty())
     throw std::runtime_error("the file is empty");
+  const ClaimedSize size = claimedSize(source.bytes);
+  refuseBeyondFilter(size.width, size.height);
   const Handle samples(memoryFile("samples", 0)), page(memoryFile("page", sizeof(Shared)));
   int ends[2];
   if (::pipe2(ends, O_CLOEXEC) != 0)
@@ -424,9 +388,10 @@ Photograph readApart(Source source, int minimumBits, int threads, const Watch& w
   if (child.id < 0)
     throw std::runtime_error(std::string("no process to read it: ") + std::strerror(errno));
   reply.close();
-  const Bytes message = receive(result.number, *shared, watch);
+  Claim claim{};
+  const Bytes message = receive(result.number, *shared, watch, claim);
   if (message.size() > 1)
-    return opened(message, {child, files, *shared, watch});
+    return opened(message, claim, {child, files, *shared, watch});
   throwCrash(child.end()); // nothing has come, or no more than the claim
 }
 

@@ -7,18 +7,9 @@
 // fogdissolver-reader, which lies beside the module with the image library.
 #pragma once
 
-#include <string>
-
-#include "apps/photo/Metadata.h"
-#include "apps/photo/Picture.h"
+#include "apps/photo/Photograph.h"
 
 namespace photo {
-
-struct Photograph {
-  Picture picture;
-  Metadata metadata;
-  std::string unconfined; // what the kernel has not of the bounds, a sentence; empty: nothing
-};
 
 // As readPicture and readMetadata give them. Throws std::runtime_error with the reason, also when
 // the decoder crashes or takes too long, std::bad_alloc, Stopped.

@@ -4,6 +4,7 @@
 
 #include <chrono>
 #include <cstdio>
+#include <cstring>
 #include <filesystem>
 #include <new>
 #include <stdexcept>
@@ -95,7 +96,8 @@ photo::Encoding encodingFor(const photo::Format& format, const Request& request,
   photo::Encoding encoding;
   encoding.format = &format;
   encoding.bits = request.bits ? request.bits : photo::depthFor(format, picture.fileBits);
-  encoding.half = picture.half && request.bits == 0 && encoding.bits == 32;
+  encoding.half = picture.half && request.bits == 0 && encoding.bits == 32 &&
+                  std::strcmp(format.name, "OpenEXR") == 0; // the others know no halves
   encoding.quality = request.quality;
   encoding.threads = request.threads;
   const std::string reason = photo::whyNotHeld(format, picture, encoding.bits);

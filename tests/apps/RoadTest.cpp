@@ -292,6 +292,56 @@ TEST_F(Road, OfSeveralPicturesTheLargestIsThePhotograph) {
   EXPECT_EQ(readPicture("b.png").width(), 80);
 }
 
+TEST_F(Road, OpenExrKeepsItsWindowsAndChannels) {
+  OIIO::ImageSpec spec(8, 6, 5, OIIO::TypeDesc::HALF);
+  spec.channelnames = {"R", "G", "B", "Z", "fur.R"};
+  spec.set_roi_full({-1, 19, -4, 26, 0, 1});
+  spec.x = 3;
+  spec.y = -2;
+  const auto output = OIIO::ImageOutput::create("a.exr");
+  ASSERT_TRUE(output->open("a.exr", spec));
+  ASSERT_TRUE(output->write_image(OIIO::TypeDesc::FLOAT, fixture::noise(8, 6, 32, 5).row(0)) &&
+              output->close());
+  ASSERT_EQ(develop("a.exr", "b.exr"), "");
+  const auto result = openPicture("b.exr");
+  EXPECT_EQ(result->spec().roi(), spec.roi());
+  EXPECT_EQ(result->spec().roi_full(), spec.roi_full());
+  EXPECT_EQ(result->spec().channelnames, spec.channelnames);
+  EXPECT_EQ(difference("a.exr", "b.exr"), 0);
+  EXPECT_EQ(develop("a.exr", "b.tif"),
+            "TIFF has no place for the data window, the names of the channels Z, fur.R");
+  EXPECT_EQ(difference("a.exr", "b.tif"), 0);
+  EXPECT_EQ(develop("a.exr", "b.png"), "PNG cannot hold 5 channels");
+  EXPECT_EQ(result->spec().format, OIIO::TypeDesc::HALF);
+}
+
+// Of files that nothing at hand here can make.
+TEST_F(Road, WhatADecoderCannotGiveIsSaid) {
+  auto file = [](const char* name) { return FOG_CASES "/photograph/" + std::string(name); };
+  const std::string gives8 = " bits a channel, of which the decoder gives 8";
+  const std::pair<const char*, std::string> notes[] = {
+      {"ten.avif", "has 10" + gives8},
+      {"ten.heic", "has 10" + gives8},
+      {"twelve.avif", "has 12" + gives8},
+      {"apart.avif", "has transparency, which the decoder does not give"},
+      {"logluv.tif", "its range of light is larger than what the decoder gives"},
+      {"alpha.heic", ""},
+      {"turned.avif", ""}};
+  for (const auto& [name, note] : notes)
+    EXPECT_EQ(develop(file(name), std::string(name) + ".png"), note);
+  // Blue, but for the left side: red, and clear in the first. The second is to be turned by a
+  // quarter clockwise, as it and its Exif say.
+  const host::Document alpha = readPicture("alpha.heic.png"),
+                       turned = readPicture("turned.avif.png");
+  ASSERT_EQ(alpha.channels(), 4);
+  for (const int x : {3, 60})
+    EXPECT_NEAR(sampleAt(alpha, x, 30, 3), x > 30, 0.02);
+  ASSERT_EQ(std::pair(turned.width(), turned.height()), std::pair(32, 64));
+  for (const int y : {3, 60})
+    EXPECT_NEAR(sampleAt(turned, 30, y, 0), y < 30, 0.1);
+  EXPECT_EQ(open("turned.avif.png")->exifData()["Exif.Image.Orientation"].toString(), "1");
+}
+
 TEST_F(Road, WhatCannotBeDoneIsToldInWords) {
   writePicture("a.png", withAlpha(20, 20));
   writePicture("grey.png", pictureOf(8, 1, std::vector<double>(64)), "uint16");
@@ -300,6 +350,10 @@ TEST_F(Road, WhatCannotBeDoneIsToldInWords) {
   tiff.at(tiff.find(std::string("\x06\x01\x03\0\x01\0\0\0\x02\0", 10)) + 8) = 5;
   write("cmyk.tif", tiff);
   write("empty.jpg", "");
+  writePicture("deep.jpg", scene);
+  std::string jpeg = contents("deep.jpg"); // says that it has 12 bits a channel
+  jpeg.at(jpeg.find("\xff\xc0") + 4) = 12;
+  write("deep.jpg", jpeg);
   write("text.tga", std::string(3000, 'x'));
   write("side.ppm", "P6\n2000001 1\n255\nabc");
   write("huge.ppm", "P6\n16384 16384\n255\nabc");
@@ -307,6 +361,7 @@ TEST_F(Road, WhatCannotBeDoneIsToldInWords) {
   // clang-format off
   const char* cases[][3] = {
       {"empty.jpg", "b.png", "the file is empty"}, {"text.tga", "b.png", "not an image"},
+      {"deep.jpg", "b.png", "Unsupported JPEG data precision 12"},
       {"side.ppm", "b.png", "larger than 2000000 pixels a side"},
       {"huge.ppm", "b.png", "the filter takes at most 268435455 pixels"},
       {"grey.png", "b.png", "works on RGB images"}, {"cmyk.tif", "b.png", "works on RGB images"},
