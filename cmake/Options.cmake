@@ -13,6 +13,7 @@ if(FOG_WERROR)
   target_compile_options(fog_options INTERFACE -Werror)
 endif()
 if(FOG_SANITIZE)
+  target_compile_definitions(fog_options INTERFACE FOG_SANITIZED)
   target_compile_options(fog_options INTERFACE -fsanitize=${FOG_SANITIZE} -fno-sanitize-recover=all
                                                -fno-omit-frame-pointer)
   target_link_options(fog_options INTERFACE -fsanitize=${FOG_SANITIZE})

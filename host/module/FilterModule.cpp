@@ -17,9 +17,17 @@ namespace host {
 
 namespace {
 
+#ifdef __clang__ // knows the extensions only; the last of each level to come stands for it
+bool runsLevel4() {
+  return __builtin_cpu_supports("avx512bw") && __builtin_cpu_supports("avx512vl");
+}
+bool runsLevel3() { return __builtin_cpu_supports("avx2") && __builtin_cpu_supports("bmi2"); }
+bool runsLevel2() { return __builtin_cpu_supports("sse4.2"); }
+#else
 bool runsLevel4() { return __builtin_cpu_supports("x86-64-v4"); }
 bool runsLevel3() { return __builtin_cpu_supports("x86-64-v3"); }
 bool runsLevel2() { return __builtin_cpu_supports("x86-64-v2"); }
+#endif
 
 // Levels of the processor, the best first.
 constexpr struct {

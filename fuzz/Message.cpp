@@ -1,0 +1,29 @@
+// What a reader that a hostile file has taken over may answer: the program takes it apart, and
+// makes a result of it.
+
+#include <algorithm>
+
+#include "apps/photo/Photograph.h"
+#include "apps/photo/Samples.h"
+#include "apps/shared/Develop.h"
+#include "fuzz/Target.h"
+
+namespace fuzz {
+
+void message(const photo::Bytes& bytes) {
+  constexpr photo::Claim claims[] = {{8, 6, 3, 8}, {8, 6, 4, 32}};
+  const photo::Claim& claim = claims[!bytes.empty() && bytes[0] % 2];
+  const photo::Bytes rest(bytes.begin() + !bytes.empty(), bytes.end());
+  photo::Unpacker from(rest);
+  photo::Photograph photograph =
+      photo::unpackPhotograph(from, claim, [](uint64_t, host::Document& document) {
+        std::fill_n(document.row(0), document.rowBytes() * size_t(document.height()), std::byte(1));
+      });
+  if (photograph.picture.premultiplied)
+    photo::divideByAlpha(photograph.picture.document);
+  const photo::Format& format = *photo::formatOfExtension(claim.channels == 3 ? "jpg" : "webp");
+  const photo::Encoding encoding = shared::encodingFor(format, {.bits = 8}, photograph.picture);
+  shared::encode(photograph.picture, photograph.metadata, encoding, {});
+}
+
+} // namespace fuzz
