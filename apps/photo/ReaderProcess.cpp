@@ -132,13 +132,20 @@ struct Files {
   int samples, reply, page;
 };
 
-void send(int file, const uint8_t* bytes, size_t size) {
+bool isWritten(int file, const uint8_t* bytes, size_t size) {
   for (size_t done = 0; done < size;) {
     const ssize_t n = ::write(file, bytes + done, size - done);
     if (n < 0 && errno != EINTR)
-      ::_exit(1);
+      return false;
     done += size_t(std::max<ssize_t>(n, 0));
   }
+  return true;
+}
+
+// A reader that cannot speak ends.
+void send(int file, const uint8_t* bytes, size_t size) {
+  if (!isWritten(file, bytes, size))
+    ::_exit(1);
 }
 
 void send(int file, const Bytes& bytes) { send(file, bytes.data(), bytes.size()); }
@@ -333,17 +340,22 @@ bool hasOneThread() {
   return !error && std::distance(begin(threads), end(threads)) == 1;
 }
 
+[[noreturn]] void failWithoutMemory() {
+  throw std::runtime_error(std::string("no memory to read it with: ") + std::strerror(errno));
+}
+
 int memoryFile(const char* name, size_t size) {
   const int file = ::memfd_create(name, MFD_CLOEXEC);
   if (file < 0 || ::ftruncate(file, off_t(size)) != 0)
-    throw std::runtime_error(std::string("no memory to read it with: ") + std::strerror(errno));
+    failWithoutMemory();
   return file;
 }
 
 // Starts the reader's program, which takes what beReader does from its arguments.
 pid_t startProgram(const Source& source, int minimumBits, int threads, const Files& files) {
   const Handle bytes(memoryFile("file", 0));
-  send(bytes.number, source.bytes);
+  if (!isWritten(bytes.number, source.bytes.data(), source.bytes.size()))
+    failWithoutMemory();
   std::vector<std::string> words = {(formatsFolder() / "fogdissolver-reader").string(),
                                     source.path};
   for (const int value : {minimumBits, threads, bytes.number, files.samples, files.reply,
