@@ -41,6 +41,11 @@ protected:
   }
 };
 
+// A sample in the 255 steps of 8-bit linear images.
+double linearSteps(double sample) {
+  return 255 * (sample <= 0.04045 ? sample / 12.92 : std::pow((sample + 0.055) / 1.055, 2.4));
+}
+
 // Of 8 bits, as GIMP held it.
 host::Document bytesOf(const std::string& file) {
   const host::Document read = readPicture(file);
@@ -67,6 +72,13 @@ TEST_F(Gimp, LayersBecomeWhatTheCommandLineMakesOfThem) {
     EXPECT_LE(levels(std::string(name) + "-after.png", before, given), tolerance) << name;
     EXPECT_GT(difference(before, "expected.png"), 0.05) << name;
   }
+  // The nearest that the image can hold, whatever that is in levels.
+  EXPECT_GT(levels("u8-linear-after.png", "u8-linear-before.png", given), 1);
+  const host::Document held = readPicture("u8-linear-after.png"),
+                       wanted = readPicture("expected.png");
+  fixture::forEachSample(held, [&](int32_t x, int32_t y, int32_t c) {
+    ASSERT_NEAR(linearSteps(sampleAt(held, x, y, c)), linearSteps(sampleAt(wanted, x, y, c)), 0.51);
+  });
   EXPECT_LE(levels("last.png", "scene.png", ""), 0.01);
   EXPECT_LE(levels("estimated.png", "scene.png",
                    "--strength 90 --foreground-position 10 --background-position 95 --balance 40"),

@@ -37,6 +37,7 @@
 (precision-case "u8" PRECISION-U8-GAMMA "scene.png")
 (precision-case "u16" PRECISION-U16-GAMMA "scene.png")
 (precision-case "float-linear" PRECISION-FLOAT-LINEAR "scene.png")
+(precision-case "u8-linear" PRECISION-U8-LINEAR "scene.png")
 (precision-case "alpha" PRECISION-U8-GAMMA "alpha.png")
 
 ; ---- The estimate, and the last values, of which there are none yet
