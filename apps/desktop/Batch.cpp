@@ -4,6 +4,7 @@
 #include <csignal>
 #include <cstring>
 #include <filesystem>
+#include <set>
 
 #include <unistd.h>
 
@@ -20,6 +21,7 @@ namespace desktop {
 namespace {
 
 constexpr int mostNumbers = 10000;
+constexpr char existsAlready[] = "its result exists already";
 
 // Raw files and formats that are read only; those that are written stand in the table of formats.
 constexpr const char* readOnlyExtensions[] = {"arw",  "cr2",  "cr3",  "dng", "nef", "orf",
@@ -65,12 +67,10 @@ bool exists(const std::string& file) {
 std::vector<PlannedPhotograph> planBatch(const std::vector<std::string>& inputs,
                                          const BatchSettings& settings) {
   std::vector<PlannedPhotograph> plan;
-  const auto isUsed = [&](const std::string& file) {
-    const auto same = [&](const std::string& other) { return shared::isSameFile(file, other); };
-    return std::any_of(plan.begin(), plan.end(),
-                       [&](const PlannedPhotograph& p) { return same(p.output); }) ||
-           std::any_of(inputs.begin(), inputs.end(), same);
-  };
+  std::set<shared::FileKey> used; // photographs, and the results planned so far
+  for (const std::string& input : inputs)
+    used.insert(shared::fileKey(input));
+  const auto isUsed = [&](const std::string& file) { return used.contains(shared::fileKey(file)); };
   for (const std::string& input : inputs) {
     PlannedPhotograph photograph{input, "", ""};
     try {
@@ -87,7 +87,8 @@ std::vector<PlannedPhotograph> planBatch(const std::vector<std::string>& inputs,
         photograph.output =
             numbered(job.output, [&](const std::string& f) { return exists(f) || isUsed(f); });
       else if (isThere && settings.existing == Existing::skip && job.refusal.empty())
-        photograph.refusal = shared::whyNotWritten(job.output, false);
+        photograph.refusal = existsAlready;
+      used.insert(shared::fileKey(photograph.output));
     } catch (const std::exception& error) {
       photograph.refusal = shared::reasonOf(error);
     }
@@ -96,7 +97,7 @@ std::vector<PlannedPhotograph> planBatch(const std::vector<std::string>& inputs,
   return plan;
 }
 
-QStringList photographsIn(const QStringList& filesAndFolders) {
+QStringList photographsIn(const QStringList& filesAndFolders, const photo::Watch& watch) {
   QStringList found;
   for (const QString& name : filesAndFolders) {
     const QString path = QFileInfo(name).absoluteFilePath();
@@ -106,9 +107,12 @@ QStringList photographsIn(const QStringList& filesAndFolders) {
     }
     QStringList inside;
     QDirIterator walk(path, QDir::Files, QDirIterator::Subdirectories);
-    while (walk.hasNext())
+    while (walk.hasNext()) {
+      if (watch.stopped())
+        throw photo::Stopped();
       if (const QString file = walk.next(); isPictureName(file) && !isResult(file))
         inside += file;
+    }
     inside.sort();
     found += inside;
   }

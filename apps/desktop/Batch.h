@@ -9,6 +9,7 @@
 #include <QStringList>
 
 #include "apps/desktop/BatchProcess.h"
+#include "apps/photo/Picture.h"
 
 namespace desktop {
 
@@ -35,7 +36,8 @@ std::vector<PlannedPhotograph> planBatch(const std::vector<std::string>& inputs,
 
 // The photographs among the files and in the folders, folders in depth, sorted, each once. In a
 // folder only files whose names have the extension of a picture count, and no results of others.
-QStringList photographsIn(const QStringList& filesAndFolders);
+// Throws photo::Stopped.
+QStringList photographsIn(const QStringList& filesAndFolders, const photo::Watch& watch);
 
 // One batch at a time.
 class Batch : public QObject {

@@ -22,6 +22,7 @@
 #include <QProgressBar>
 #include <QPushButton>
 #include <QScreen>
+#include <QSet>
 #include <QSettings>
 #include <QSpinBox>
 #include <QStyledItemDelegate>
@@ -250,10 +251,21 @@ void BatchWindow::remember() {
 // ---- The list
 
 void BatchWindow::addFiles(const QStringList& filesAndFolders) {
-  QStringList present;
+  const auto found = std::make_shared<QStringList>();
+  finder_.start({[found, filesAndFolders](const photo::Watch& watch) {
+                   *found = photographsIn(filesAndFolders, watch);
+                 },
+                 [this, found] { addRows(*found); },
+                 {},
+                 {}});
+  refresh();
+}
+
+void BatchWindow::addRows(const QStringList& files) {
+  QSet<QString> present;
   for (int i = 0; i < list_->topLevelItemCount(); ++i)
     present += list_->topLevelItem(i)->data(0, pathRole).toString();
-  for (const QString& file : photographsIn(filesAndFolders)) {
+  for (const QString& file : files) {
     if (present.contains(file))
       continue;
     const QFileInfo info(file);
@@ -459,8 +471,9 @@ void BatchWindow::refresh() {
   whole_->setValue(shares);
   const QString parts[] = {tr("%n photograph(s)", "", total),
                            tr("%n done", "", counts[int(Row::done)]), tr("%n failed", "", failed)};
-  summary_->setText(total == 0 ? tr("Drop photographs or a folder here, or add them.")
-                               : QStringList(std::begin(parts), std::end(parts)).join(", "));
+  summary_->setText(finder_.isBusy() ? tr("Looking for photographs…")
+                    : total == 0     ? tr("Drop photographs or a folder here, or add them.")
+                                     : QStringList(std::begin(parts), std::end(parts)).join(", "));
 }
 
 // ---- The window

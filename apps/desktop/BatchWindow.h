@@ -29,6 +29,7 @@ public:
   BatchWindow(std::function<shared::Look()> present, const QString& program);
   ~BatchWindow() override;
 
+  // Folders are looked through beside the window.
   void addFiles(const QStringList& filesAndFolders);
   bool mayClose(); // asks when a batch runs
   Batch& batch() { return batch_; }
@@ -45,6 +46,7 @@ private:
   QWidget* buildSettings();
   QWidget* buildList();
   QWidget* buildButtons();
+  void addRows(const QStringList& files);
   void restore();
   void remember();
   void start();
@@ -71,7 +73,7 @@ private:
   QProgressBar* whole_;
   QLabel* summary_;
   QString lookFile_;
-  Runner thumbnails_; // last: its thread ends first
+  Runner finder_, thumbnails_; // last: their threads end first
 };
 
 } // namespace desktop

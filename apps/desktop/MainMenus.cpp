@@ -29,18 +29,18 @@ constexpr double exposureStep = 0.5; // stops
 
 // The page of the documentation in the person's language, where it is installed.
 QUrl helpPage() {
-  const bool french = QLocale().language() == QLocale::French;
-  const auto file = shared::sharedFile(french ? "doc/fogdissolver/fr/desktop.html"
-                                              : "doc/fogdissolver/desktop.html");
+  //: the page's file: fr/desktop.html in French
+  const QString page = MainWindow::tr("desktop.html");
+  const auto file = shared::sharedFile("doc/fogdissolver/" + page.toStdString());
   return file.empty() ? QUrl() : QUrl::fromLocalFile(QString::fromStdString(file.string()));
 }
 
 } // namespace
 
-QAction* MainWindow::add(QWidget* menu, const QString& text, const QKeySequence& keys, Slot slot) {
+QAction* MainWindow::add(QWidget* menu, const QString& text, const Keys& keys, Slot slot) {
   auto* action = new QAction(text, this);
   if (!keys.isEmpty()) {
-    action->setShortcut(keys);
+    action->setShortcuts(keys);
     namedActions_.push_back(action);
   }
   connect(action, &QAction::triggered, this, [slot = std::move(slot)] { slot(); });
@@ -61,20 +61,20 @@ void MainWindow::buildFileMenu() {
   add(menu, tr("&Open…"), QKeySequence::Open, [this] { openByDialog(); });
   recentMenu_ = menu->addMenu(tr("Open &Recent"));
   recentMenu_->setToolTipsVisible(true);
-  add(menu, tr("&Batch…"), QKeySequence("Ctrl+B"), [this] {
+  add(menu, tr("&Batch…"), "Ctrl+B", [this] {
     batch().show();
     batch().raise();
     batch().activateWindow();
   });
   menu->addSeparator();
   save_ = add(menu, tr("&Save"), QKeySequence::Save, [this] { save(); });
-  saveAs_ = add(menu, tr("Save &As…"), QKeySequence("Ctrl+Shift+S"), [this] { saveAs(); });
-  exportMask_ = add(menu, tr("&Export Mask…"), QKeySequence("Ctrl+E"), [this] { exportMask(); });
-  revert_ = add(menu, tr("Re&vert"), QKeySequence("Ctrl+Shift+R"), [this] { workbench_.revert(); });
+  saveAs_ = add(menu, tr("Save &As…"), "Ctrl+Shift+S", [this] { saveAs(); });
+  exportMask_ = add(menu, tr("&Export Mask…"), "Ctrl+E", [this] { exportMask(); });
+  revert_ = add(menu, tr("Re&vert"), "Ctrl+Shift+R", [this] { workbench_.revert(); });
   menu->addSeparator();
   close_ = add(menu, tr("&Close"), QKeySequence::Close,
                [this] { whenKept([this] { workbench_.close(); }); });
-  add(menu, tr("&Quit"), QKeySequence("Ctrl+Q"), [this] { close(); });
+  add(menu, tr("&Quit"), "Ctrl+Q", [this] { close(); });
 }
 
 void MainWindow::buildEditMenu() {
@@ -83,12 +83,10 @@ void MainWindow::buildEditMenu() {
   redo_ = add(menu, tr("&Redo"), QKeySequence::Redo, [this] { workbench_.redo(); });
   menu->addSeparator();
   copy_ = add(menu, tr("&Copy Picture"), QKeySequence::Copy, [this] { copyPicture(); });
-  copyCommand_ =
-      add(menu, tr("Copy as Co&mmand"), QKeySequence("Ctrl+Shift+C"), [this] { copyCommand(); });
+  copyCommand_ = add(menu, tr("Copy as Co&mmand"), "Ctrl+Shift+C", [this] { copyCommand(); });
   add(menu, tr("&Paste a File"), QKeySequence::Paste, [this] { pasteFile(); });
   menu->addSeparator();
-  cancel_ =
-      add(menu, tr("C&ancel What Runs"), QKeySequence("Esc"), [this] { workbench_.cancel(); });
+  cancel_ = add(menu, tr("C&ancel What Runs"), "Esc", [this] { workbench_.cancel(); });
   menu->addSeparator();
   clearsOnOpening_ = add(menu, tr("Clear on &Opening"), {}, [this] {
     workbench_.setClearsOnOpening(clearsOnOpening_->isChecked());
@@ -101,12 +99,9 @@ void MainWindow::buildEditMenu() {
 // An item for each module, in a submenu for its category.
 void MainWindow::buildFilterMenu() {
   QMenu* menu = menuBar()->addMenu(tr("Fi&lter"));
-  lastFilter_ =
-      add(menu, tr("&Last Filter"), QKeySequence("Ctrl+F"), [this] { repeatLast(false); });
-  lastAsMask_ = add(menu, tr("Last Filter as &Mask"), QKeySequence("Ctrl+Shift+F"),
-                    [this] { repeatLast(true); });
-  adjust_ =
-      add(menu, tr("&Adjust…"), QKeySequence("Ctrl+J"), [this] { adjust(filters_.all().front()); });
+  lastFilter_ = add(menu, tr("&Last Filter"), "Ctrl+F", [this] { repeatLast(false); });
+  lastAsMask_ = add(menu, tr("Last Filter as &Mask"), "Ctrl+Shift+F", [this] { repeatLast(true); });
+  adjust_ = add(menu, tr("&Adjust…"), "Ctrl+J", [this] { adjust(filters_.all().front()); });
   menu->addSeparator();
   std::map<std::string, QMenu*> categories;
   for (const Filter& filter : filters_.all()) {
@@ -123,7 +118,7 @@ void MainWindow::buildFilterMenu() {
   QMenu* about = menu->addMenu(tr("A&bout Filter"));
   for (const Filter& filter : filters_.all())
     add(about, QString::fromStdString(filter.list.name), {},
-        [this, &filter] { showAboutFilter(filter); });
+        [this, &filter] { workbench_.showAbout(filter, this); });
 }
 
 void MainWindow::buildViewMenu() {
@@ -131,34 +126,34 @@ void MainWindow::buildViewMenu() {
   modes_ = new QActionGroup(this);
   const struct {
     QString text;
-    int key;
-  } modes[] = {{tr("&Split"), Qt::Key_F5},
-               {tr("Side &by Side"), Qt::Key_F6},
-               {tr("&Result"), Qt::Key_F7},
-               {tr("&Haze Mask"), Qt::Key_F8}};
+    const char* keys;
+  } modes[] = {{tr("&Split"), "F5"},
+               {tr("Side &by Side"), "F6"},
+               {tr("&Result"), "F7"},
+               {tr("&Haze Mask"), "F8"}};
   for (int i = 0; i < int(std::size(modes)); ++i) {
-    QAction* action =
-        add(menu, modes[i].text, QKeySequence(modes[i].key), [this, i] { setMode(ViewMode(i)); });
+    QAction* action = add(menu, modes[i].text, modes[i].keys, [this, i] { setMode(ViewMode(i)); });
     action->setCheckable(true);
     modes_->addAction(action);
   }
   menu->addSeparator();
-  const auto zoom = [this, menu](const QString& text, const QKeySequence& keys, Slot slot) {
+  const auto zoom = [this, menu](const QString& text, const Keys& keys, Slot slot) {
     viewActions_.push_back(add(menu, text, keys, std::move(slot)));
   };
-  zoom(tr("Zoom &In"), QKeySequence::ZoomIn, [this] { view_->zoomBy(zoomStep); });
+  Keys zoomIn = QKeySequence::ZoomIn;
+  zoomIn += QKeySequence("Ctrl+="); // the same key, where the plus takes Shift
+  zoom(tr("Zoom &In"), zoomIn, [this] { view_->zoomBy(zoomStep); });
   zoom(tr("Zoom &Out"), QKeySequence::ZoomOut, [this] { view_->zoomBy(1 / zoomStep); });
-  zoom(tr("&Fit"), QKeySequence("Ctrl+0"), [this] { view_->fit(); });
-  zoom(tr("&50 %"), QKeySequence("Ctrl+5"), [this] { view_->setScale(0.5); });
-  zoom(tr("&100 %"), QKeySequence("Ctrl+1"), [this] { view_->setScale(1); });
-  zoom(tr("&200 %"), QKeySequence("Ctrl+2"), [this] { view_->setScale(2); });
+  zoom(tr("&Fit"), "Ctrl+0", [this] { view_->fit(); });
+  zoom(tr("&50 %"), "Ctrl+5", [this] { view_->setScale(0.5); });
+  zoom(tr("&100 %"), "Ctrl+1", [this] { view_->setScale(1); });
+  zoom(tr("&200 %"), "Ctrl+2", [this] { view_->setScale(2); });
   menu->addSeparator();
-  brighter_ = add(menu, tr("Bri&ghter"), QKeySequence("Ctrl+Shift+Up"),
+  brighter_ = add(menu, tr("Bri&ghter"), "Ctrl+Shift+Up",
                   [this] { changeExposure(workbench_.exposure() + exposureStep); });
-  darker_ = add(menu, tr("&Darker"), QKeySequence("Ctrl+Shift+Down"),
+  darker_ = add(menu, tr("&Darker"), "Ctrl+Shift+Down",
                 [this] { changeExposure(workbench_.exposure() - exposureStep); });
-  normal_ =
-      add(menu, tr("&No Exposure"), QKeySequence("Ctrl+Shift+0"), [this] { changeExposure(0); });
+  normal_ = add(menu, tr("&No Exposure"), "Ctrl+Shift+0", [this] { changeExposure(0); });
 }
 
 void MainWindow::buildHelpMenu() {
@@ -166,7 +161,7 @@ void MainWindow::buildHelpMenu() {
   QAction* help = add(menu, tr("&Help"), QKeySequence::HelpContents,
                       [] { QDesktopServices::openUrl(helpPage()); });
   help->setEnabled(!helpPage().isEmpty());
-  add(menu, tr("&Keyboard…"), QKeySequence("Ctrl+K"), [this] { showShortcuts(); });
+  add(menu, tr("&Keyboard…"), "Ctrl+K", [this] { showShortcuts(); });
   add(menu, tr("&About Fogdissolver"), {}, [this] { showAbout(); });
 }
 
@@ -175,6 +170,9 @@ void MainWindow::buildToolBar() {
   bar->setObjectName("tools");
   bar->setMovable(false);
   bar->setContextMenuPolicy(Qt::PreventContextMenu);
+  // What is on is to be seen with every palette; styles darken it by a trace only.
+  bar->setStyleSheet("QToolButton:checked { background: palette(highlight);"
+                     " color: palette(highlighted-text); border-radius: 3px; }");
   bar->addActions({menuBar()->actions()[0]->menu()->actions()[0], saveAs_});
   bar->addSeparator();
   bar->addActions({undo_, redo_});
@@ -194,7 +192,7 @@ void MainWindow::showShortcuts() {
       {tr("Between the whole photograph and 100 %"), tr("Double click")}};
   for (const QAction* action : namedActions_)
     rows.emplace_back(QString(action->text()).remove('&'),
-                      action->shortcut().toString(QKeySequence::NativeText));
+                      QKeySequence::listToString(action->shortcuts(), QKeySequence::NativeText));
   QDialog dialog(this);
   dialog.setWindowTitle(tr("Keyboard and Mouse"));
   auto* table = new QTableWidget(int(rows.size()), 2, &dialog);

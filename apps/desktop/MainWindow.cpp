@@ -73,6 +73,10 @@ MainWindow::MainWindow(const Filters& filters, const photo::Bytes& screen, const
   connect(&workbench_, &Workbench::saved, this, [this](const QString& file) {
     statusBar()->showMessage(tr("Saved as %1").arg(QDir::toNativeSeparators(file)), 8000);
   });
+  connect(&workbench_, &Workbench::dialogOpens, this, [this] {
+    QGuiApplication::setOverrideCursor(Qt::WaitCursor);
+    QTimer::singleShot(0, this, &QGuiApplication::restoreOverrideCursor); // when it takes events
+  });
   connect(view_, &View::scaleChanged, this, &MainWindow::showScale);
   progressTimer_.setInterval(progressMilliseconds);
   connect(&progressTimer_, &QTimer::timeout, this, &MainWindow::tellProgress);
@@ -239,19 +243,18 @@ void MainWindow::save(Slot then) {
   const Original* original = workbench_.original();
   if (!original)
     return;
-  if (workbench_.savedFile().isEmpty())
+  if (workbench_.lastSave().file.empty())
     return saveAs(std::move(then));
-  SaveOrder order;
-  order.file = workbench_.savedFile().toStdString();
-  workbench_.save(order, std::move(then));
+  workbench_.save(workbench_.lastSave(), std::move(then));
 }
 
 void MainWindow::saveAs(Slot then) {
   const Original* original = workbench_.original();
   if (!original)
     return;
+  const std::string& last = workbench_.lastSave().file;
   const QString suggested =
-      workbench_.savedFile().isEmpty() ? suggestedName(*original, "clear") : workbench_.savedFile();
+      last.empty() ? suggestedName(*original, "clear") : QString::fromStdString(last);
   SaveDialog dialog(*original, *workbench_.history()->current().picture, suggested, this);
   if (dialog.exec() == QDialog::Accepted)
     workbench_.save(dialog.order(), std::move(then));
@@ -315,6 +318,13 @@ void MainWindow::closeEvent(QCloseEvent* event) {
   event->accept();
 }
 
+// Where nothing runs that it would cancel, Escape takes the message away.
+void MainWindow::keyPressEvent(QKeyEvent* event) {
+  if (event->key() == Qt::Key_Escape)
+    return notice_->clear();
+  QMainWindow::keyPressEvent(event);
+}
+
 void MainWindow::dragEnterEvent(QDragEnterEvent* event) {
   if (!filesOf(*event->mimeData()).isEmpty())
     event->acceptProposedAction();
@@ -354,20 +364,6 @@ void MainWindow::repeatLast(bool mask) {
   if (mask)
     look.mask = true;
   workbench_.run(look, Maker::lastFilter);
-}
-
-void MainWindow::showAboutFilter(const Filter& filter) {
-  if (workbench_.isInDialog())
-    return;
-  workbench_.whenFree([this, &filter] {
-    try {
-      shared::showAbout(filter.module, this);
-    } catch (...) {
-      const QString reason = reasonOf(std::current_exception());
-      if (!reason.isEmpty())
-        notice_->show(Notice::Kind::failure, reason);
-    }
-  });
 }
 
 void MainWindow::askForUndoMemory() {

@@ -5,6 +5,7 @@
 #include <memory>
 #include <vector>
 
+#include <QKeySequence>
 #include <QMainWindow>
 #include <QTimer>
 
@@ -43,13 +44,20 @@ public:
 
 protected:
   void closeEvent(QCloseEvent* event) override;
+  void keyPressEvent(QKeyEvent* event) override;
   void dragEnterEvent(QDragEnterEvent* event) override;
   void dropEvent(QDropEvent* event) override;
   bool eventFilter(QObject* watched, QEvent* event) override;
 
 private:
   using Slot = std::function<void()>;
-  QAction* add(QWidget* menu, const QString& text, const QKeySequence& keys, Slot slot);
+  // All that the platform has for the purpose, or one by its name.
+  struct Keys : QList<QKeySequence> {
+    Keys() = default;
+    Keys(QKeySequence::StandardKey purpose) : QList(QKeySequence::keyBindings(purpose)) {}
+    Keys(const char* name) : QList({QKeySequence(name)}) {}
+  };
+  QAction* add(QWidget* menu, const QString& text, const Keys& keys, Slot slot);
   void buildMenus();
   void buildFileMenu();
   void buildEditMenu();
@@ -81,7 +89,6 @@ private:
   void copyCommand();
   void adjust(const Filter& filter);
   void repeatLast(bool mask);
-  void showAboutFilter(const Filter& filter);
   void askForUndoMemory();
   void setMode(ViewMode mode);
   void changeExposure(double stops);

@@ -22,10 +22,12 @@ int standardStrength() { return int(std::lround(shared::strengthOf({}) * greates
 constexpr const char* valueNames[] = {"foreground", "background", "foreground-position",
                                       "background-position", "balance"};
 
-double valueOf(const shared::CorrectionReport& report, const QString& name) {
+// As the dialog's sliders stand: on the last whole number. What is held a trace below one is meant.
+int positionOf(const shared::CorrectionReport& report, const QString& name) {
+  constexpr double trace = 1e-3;
   for (const shared::LookParameter& parameter : shared::lookParameters())
     if (name == parameter.name && parameter.get)
-      return parameter.get(report.used);
+      return int(std::floor(parameter.get(report.used) + trace));
   return 0;
 }
 
@@ -95,7 +97,7 @@ void ResultBar::showState(const State* state) {
                            tr("Background from: %1"), tr("Balance: %1")};
   for (size_t i = 0; i < std::size(values_); ++i) {
     const QString number =
-        hasReport ? QString::number(std::lround(valueOf(*state->report, valueNames[i]))) : "–";
+        hasReport ? QString::number(positionOf(*state->report, valueNames[i])) : "–";
     values_[i]->setText(texts[i].arg(number));
     values_[i]->setAccessibleName(values_[i]->text());
   }

@@ -72,20 +72,32 @@ void Runner::serve() {
     entry->task.work = nullptr; // and with it what only the work held
     QMetaObject::invokeMethod(
         this, [this, entry, failure] { finish(entry, failure); }, Qt::QueuedConnection);
+    if (entry->task.holds) {
+      std::unique_lock guard(lock_);
+      wake_.wait(guard, [&] { return ends_ || entry->isLetGo; });
+    }
   }
 }
 
 // On the owner's thread.
 void Runner::finish(const EntryPtr& entry, const std::exception_ptr& failure) {
-  if (tasks_.empty() || tasks_.front() != entry)
+  const Task& task = entry->task;
+  if (task.holds) {
+    if (isFirst(entry) && !failure)
+      task.done(); // events may come meanwhile, and a wish to cancel
+    const std::lock_guard guard(lock_);
+    entry->isLetGo = true;
+    wake_.notify_all();
+  }
+  if (!isFirst(entry))
     return; // cancelled meanwhile
   tasks_.pop_front();
   if (tasks_.empty())
     emit busyChanged();
-  if (failure && entry->task.failed)
-    entry->task.failed(failure);
-  else if (!failure && entry->task.done)
-    entry->task.done();
+  if (failure && task.failed)
+    task.failed(failure);
+  else if (!failure && !task.holds && task.done)
+    task.done();
 }
 
 } // namespace desktop

@@ -26,6 +26,8 @@ struct Task {
   std::function<void()> done;
   std::function<void(const std::exception_ptr&)> failed;
   std::function<void()> cancelled;
+  // The thread waits until `done` has returned, so that nothing runs beside it.
+  bool holds = false;
 };
 
 class Runner : public QObject {
@@ -49,11 +51,13 @@ private:
     Task task;
     std::atomic<bool> stop = false;
     std::atomic<double> share = 0;
+    bool isLetGo = false; // guarded by lock_: what held the thread is over
   };
   using EntryPtr = std::shared_ptr<Entry>;
 
   void serve();
   void finish(const EntryPtr& entry, const std::exception_ptr& failure);
+  bool isFirst(const EntryPtr& entry) const { return !tasks_.empty() && tasks_.front() == entry; }
 
   std::deque<EntryPtr> tasks_; // the owner's: the first one runs
   std::mutex lock_;            // of what follows

@@ -7,6 +7,7 @@
 #include <string_view>
 
 #include "apps/photo/Files.h"
+#include "apps/photo/Orientation.h"
 #include "apps/shared/Errors.h"
 #include "apps/shared/Memory.h"
 
@@ -110,8 +111,14 @@ PlannedSave planSave(const Original& original, const SaveOrder& order) {
   return {std::move(job), std::move(request)};
 }
 
-void save(Original& original, const State& state, const host::Module& module,
-          const SaveOrder& order, const photo::Watch& watch) {
+std::optional<host::Document> turnedUpright(const Original& original) {
+  if (original.orientation == 1)
+    return std::nullopt;
+  return photo::turned(original.picture->document, original.orientation);
+}
+
+std::string save(Original& original, const State& state, const host::Module& module,
+                 const SaveOrder& order, const photo::Watch& watch) {
   const auto [job, request] = planSave(original, order);
   const int wanted = order.bits ? order.bits : photo::leastDepth(*job.format);
   const bool isCorrected = state.maker != Maker::nobody;
@@ -121,7 +128,7 @@ void save(Original& original, const State& state, const host::Module& module,
                          : shared::CorrectionReport{};
     }};
     shared::develop(job, request, again, {}, watch);
-    return;
+    return photo::leftBehind(original.metadata, *job.format);
   }
   const photo::Encoding encoding = shared::encodingFor(*job.format, request, *state.picture);
   // Encoding may multiply the colours, which are still to be shown.
@@ -132,6 +139,7 @@ void save(Original& original, const State& state, const host::Module& module,
   if (watch.stopped())
     throw photo::Stopped();
   shared::store(job, request.force, bytes);
+  return photo::leftBehind(original.metadata, *job.format);
 }
 
 std::string commandFor(const Original& original, const State& state) {

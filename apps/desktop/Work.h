@@ -3,6 +3,7 @@
 #pragma once
 
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -40,10 +41,14 @@ struct SaveOrder {
   int threads = 1;
 };
 
-// Writes the state. Where it asks for more bits than the photograph was read with, the whole road
-// is gone again with them, as the command line program does.
-void save(Original& original, const State& state, const host::Module& module,
-          const SaveOrder& order, const photo::Watch& watch);
+// The photograph as a dialog is to see it, where that is another document.
+std::optional<host::Document> turnedUpright(const Original& original);
+
+// Writes the state, and tells what of the photograph the format has no place for; empty: nothing.
+// Where the order asks for more bits than the photograph was read with, the whole road is gone
+// again with them, as the command line program does.
+std::string save(Original& original, const State& state, const host::Module& module,
+                 const SaveOrder& order, const photo::Watch& watch);
 
 // The job and the request of an order; refuses as the command line program does.
 struct PlannedSave {

@@ -12,6 +12,7 @@
 #include <QThread>
 
 #include "apps/desktop/Reasons.h"
+#include "frame/contract/Limits.h"
 
 namespace desktop {
 namespace {
@@ -45,8 +46,8 @@ Workbench::~Workbench() { runner_.disconnect(this); }
 // ---- Runs beside
 
 void Workbench::start(const QString& doing, std::function<void(const photo::Watch&)> work,
-                      Ended done, Ended notDone) {
-  const auto end = [this, notDone] {
+                      Ended done, Terms terms) {
+  const auto end = [this, notDone = terms.notDone] {
     if (notDone)
       notDone();
     emit changed();
@@ -57,19 +58,20 @@ void Workbench::start(const QString& doing, std::function<void(const photo::Watc
     done();
     emit changed();
   };
-  task.failed = [this, end](const std::exception_ptr& failure) {
+  task.failed = [this, end, subject = terms.subject](const std::exception_ptr& failure) {
     end();
-    fail(failure);
+    fail(failure, subject);
   };
   task.cancelled = end;
+  task.holds = terms.holds;
   if (!doing.isEmpty())
     doing_ = doing;
   runner_.start(std::move(task));
 }
 
-void Workbench::fail(const std::exception_ptr& failure) {
+void Workbench::fail(const std::exception_ptr& failure, const QString& subject) {
   if (const QString reason = reasonOf(failure); !reason.isEmpty())
-    emit failed(reason);
+    emit failed(subject.isEmpty() ? reason : tr("%1: %2").arg(subject, reason));
 }
 
 void Workbench::cancel() {
@@ -81,11 +83,6 @@ void Workbench::cancel() {
 void Workbench::cancelRuns() {
   if (!isSaving())
     runner_.cancel();
-}
-
-void Workbench::whenFree(std::function<void()> then) {
-  start(
-      {}, [](const photo::Watch&) {}, std::move(then));
 }
 
 // ---- One photograph after the other
@@ -109,7 +106,8 @@ void Workbench::open(const QString& file) {
         take(std::exchange(read->original, nullptr), std::exchange(read->raster, nullptr));
         if (clearsOnOpening_)
           run({}, Maker::opening);
-      });
+      },
+      {.subject = info.fileName()});
 }
 
 void Workbench::close() {
@@ -123,7 +121,7 @@ void Workbench::take(const OriginalPtr& original, const RasterPtr& raster) {
   maskOf_ = maskTriedFor_ = -1;
   original_ = original;
   before_ = raster;
-  savedFile_.clear();
+  lastSave_ = {};
   if (original) {
     State state = originalState(*original);
     state.raster = raster;
@@ -193,27 +191,78 @@ void Workbench::makeMask() {
       });
 }
 
-// Behind what the thread does still: a cancelled run may be on its way out of the module.
+// A dialog is on this thread, and comes when the other is done with what it does: a cancelled run
+// may be on its way out of the module.
 void Workbench::runInDialog(const Filter& filter, void* window) {
   if (!original_ || inDialog_)
     return;
   cancelRuns();
+  // Wider photographs are corrected from the dialog only, and of other filters nothing is known:
+  // their run is the dialog's own.
+  const bool isApart = filter.isOwn && !tooWideForEstimate(original_->picture->document.width());
+  const auto upright = std::make_shared<std::optional<host::Document>>();
   start(
-      tr("Opening the dialog"), [](const photo::Watch&) {},
-      [this, &filter, window] { showDialog(filter, window); });
+      tr("Opening the dialog"),
+      [isApart, upright, original = original_](const photo::Watch&) {
+        if (isApart)
+          *upright = turnedUpright(*original);
+      },
+      [this, isApart, upright, &filter, window, original = original_] {
+        if (original != original_)
+          return;
+        if (isApart)
+          askInDialog(filter, *upright ? **upright : original->picture->document, window);
+        else
+          runBehindDialog(filter, window);
+      },
+      {.holds = true});
 }
 
-// The filter's dialog and the run behind it are on this thread. Of the run, the host's question
-// whether to stop comes every few milliseconds: that is when the window lives on.
-void Workbench::showDialog(const Filter& filter, void* window) {
-  if (!original_ || inDialog_)
+void Workbench::showAbout(const Filter& filter, void* window) {
+  if (inDialog_)
     return;
+  start(
+      {}, [](const photo::Watch&) {},
+      [this, &filter, window] { withDialog([&] { shared::showAbout(filter.module, window); }); },
+      {.holds = true});
+}
+
+void Workbench::withDialog(const std::function<void()>& show) {
+  std::exception_ptr failure;
   inDialog_ = true;
   dialogRuns_ = false;
+  emit changed();
+  emit dialogOpens();
+  try {
+    show();
+  } catch (...) {
+    failure = std::current_exception();
+  }
+  inDialog_ = false;
+  emit changed();
+  if (failure)
+    fail(failure);
+}
+
+// What the dialog has set, the thread makes. The dialog opens at what is on show.
+void Workbench::askInDialog(const Filter& filter, host::Document& document, void* window) {
+  const State& current = history_->current();
+  const bool isOwn = current.report && current.maker != Maker::otherFilter;
+  const shared::Look shown = isOwn ? shared::lookOf(current.report->used) : shared::Look();
+  std::optional<shared::Look> set;
+  withDialog([&] {
+    set = shared::lookOf(shared::setInDialog(filter.module, document, threads_, window, shown));
+  });
+  if (set)
+    run(*set, Maker::dialog);
+}
+
+// The run behind the dialog is on this thread as well. The host's question whether to stop comes
+// every few milliseconds: that is when the window lives on.
+void Workbench::runBehindDialog(const Filter& filter, void* window) {
   stopsDialog_ = false;
   dialogShare_ = 0;
   doing_ = tr("Clearing the haze");
-  emit changed();
   QElapsedTimer sinceLook;
   const photo::Watch watch{[this](double share) { dialogShare_ = share; },
                            [this, &sinceLook] {
@@ -236,17 +285,12 @@ void Workbench::showDialog(const Filter& filter, void* window) {
       true};
   const OriginalPtr original = original_;
   const auto made = std::make_shared<State>();
-  std::exception_ptr failure;
-  try {
+  withDialog([&] {
     *made =
         correctedBy(*original, corrector, filter.isOwn ? Maker::dialog : Maker::otherFilter, watch);
-  } catch (...) {
-    failure = std::current_exception();
-  }
-  inDialog_ = false;
-  emit changed();
-  if (failure)
-    return fail(failure);
+  });
+  if (!made->picture)
+    return;
   if (filter.isOwn)
     lastLook_ = made->look;
   start(
@@ -360,14 +404,19 @@ void Workbench::updateRasters() {
 
 void Workbench::save(const SaveOrder& order, std::function<void()> then) {
   const OriginalPtr original = original_;
+  const auto id = std::make_shared<int>();
   saveLater(
-      order, [this] { return history_->current(); },
-      [this, original, then = std::move(then), file = QString::fromStdString(order.file)] {
+      order,
+      [this, id] {
+        *id = history_->id();
+        return history_->current();
+      },
+      [this, id, original, then = std::move(then), order] {
         if (original == original_) {
-          savedFile_ = file;
-          savedId_ = history_->id();
+          lastSave_ = order;
+          savedId_ = *id;
         }
-        emit saved(file);
+        emit saved(QString::fromStdString(order.file));
         if (then)
           then();
       });
@@ -377,16 +426,17 @@ void Workbench::saveMask(const SaveOrder& order) {
   makeMask();
   saveLater(
       order,
-      [this] {
-        if (history_->current().look.mask.value_or(false) || !mask_)
+      [this]() -> std::optional<State> {
+        if (history_->current().look.mask.value_or(false))
           return history_->current();
-        return *mask_;
+        return maskOf_ == history_->id() ? mask_ : std::nullopt;
       },
       [this, file = QString::fromStdString(order.file)] { emit saved(file); });
 }
 
-// What runs is waited for, so that what is saved is what it makes.
-void Workbench::saveLater(const SaveOrder& given, std::function<State()> state,
+// What runs is waited for, so that what is saved is what it makes. Where that has failed, and said
+// so, there is nothing to save.
+void Workbench::saveLater(const SaveOrder& given, std::function<std::optional<State>()> state,
                           std::function<void()> then) {
   if (!original_ || inDialog_)
     return;
@@ -397,20 +447,24 @@ void Workbench::saveLater(const SaveOrder& given, std::function<State()> state,
   start(
       {}, [](const photo::Watch&) {},
       [=, this, original = original_, then = std::move(then)] {
-        if (original != original_)
+        const std::optional<State> what = original == original_ ? state() : std::nullopt;
+        if (!what)
           return ended();
+        const auto note = std::make_shared<std::string>();
         start(
             tr("Saving %1").arg(QFileInfo(QString::fromStdString(order.file)).fileName()),
-            [this, original, order, what = state()](const photo::Watch& watch) {
-              desktop::save(*original, what, filters_.own(), order, watch);
+            [this, note, original, order, what](const photo::Watch& watch) {
+              *note = desktop::save(*original, *what, filters_.own(), order, watch);
             },
-            [ended, then] {
+            [this, note, ended, then] {
               ended();
+              if (!note->empty())
+                emit told(inWords(*note));
               then();
             },
-            ended);
+            {.notDone = ended});
       },
-      ended);
+      {.notDone = ended});
 }
 
 void Workbench::render(std::function<void(const QImage&)> then) {

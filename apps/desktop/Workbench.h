@@ -20,6 +20,13 @@
 
 namespace desktop {
 
+// Of a piece of work, where it has some.
+struct Terms {
+  std::function<void()> notDone; // when it failed or was cancelled
+  bool holds = false;            // as in Task
+  QString subject;               // the file that a reason for failing is about
+};
+
 class Workbench : public QObject {
   Q_OBJECT
 
@@ -42,7 +49,8 @@ public:
   std::shared_ptr<const Raster> mask() const;  // of the present result; null: not made
   bool wasMaskTried() const { return !history_ || maskTriedFor_ == history_->id(); }
   bool isModified() const; // by the person, and not saved
-  QString savedFile() const { return savedFile_; }
+  // What it was saved as last; empty file: it was not.
+  const SaveOrder& lastSave() const { return lastSave_; }
   std::optional<shared::Look> lastLook() const { return lastLook_; }
 
   // ---- What is done. Each tells its end by a signal.
@@ -50,7 +58,8 @@ public:
   void close();
   void setStrength(double percent);
   void run(const shared::Look& look, Maker maker);
-  void runInDialog(const Filter& filter, void* window); // on this thread, which shows dialogs
+  void runInDialog(const Filter& filter, void* window); // which owns the dialog
+  void showAbout(const Filter& filter, void* window);
   void makeMask();
   void revert();
   void undo();
@@ -58,9 +67,6 @@ public:
   void save(const SaveOrder& order, std::function<void()> then = {});
   void saveMask(const SaveOrder& order);
   void render(std::function<void(const QImage&)> then); // the present result, as sRGB
-
-  // Calls when the thread is done with what it does now, and the filter is free.
-  void whenFree(std::function<void()> then);
 
   void cancel();
   bool isBusy() const { return runner_.isBusy() || inDialog_; }
@@ -73,6 +79,7 @@ public:
 signals:
   void opened();                  // another photograph is there, or none
   void changed();                 // what is on show, or whether something runs
+  void dialogOpens();             // on this thread, which works at it for a moment first
   void told(const QString& note); // to be known
   void failed(const QString& reason);
   void saved(const QString& file);
@@ -82,13 +89,16 @@ private:
   using Ended = std::function<void()>;
 
   void start(const QString& doing, std::function<void(const photo::Watch&)> work, Ended done,
-             Ended notDone = {});
-  void fail(const std::exception_ptr& failure);
+             Terms terms = {});
+  void fail(const std::exception_ptr& failure, const QString& subject = {});
   void cancelRuns();
   void take(const OriginalPtr& original, const RasterPtr& raster);
   void push(State state);
-  void showDialog(const Filter& filter, void* window);
-  void saveLater(const SaveOrder& order, std::function<State()> state, std::function<void()> then);
+  void withDialog(const std::function<void()>& show);
+  void askInDialog(const Filter& filter, host::Document& document, void* window);
+  void runBehindDialog(const Filter& filter, void* window);
+  void saveLater(const SaveOrder& order, std::function<std::optional<State>()> state,
+                 std::function<void()> then);
   void updateRasters();
 
   const Filters& filters_;
@@ -105,7 +115,8 @@ private:
   std::optional<State> mask_;
   int maskOf_ = -1, maskTriedFor_ = -1, savedId_ = -1; // states
   int saves_ = 0;                                      // that are not done
-  QString savedFile_, doing_;
+  SaveOrder lastSave_;
+  QString doing_;
   std::optional<shared::Look> lastLook_;
   Runner runner_; // last: its thread ends before what it works with goes
 };

@@ -172,6 +172,18 @@ void openAt(const Look& look, const Estimate& found, Parameters& settings) {
   settings.backgroundIntensity = before(look.background, found.background);
 }
 
+// The dialog estimates both intensities or none: beside one that is given a run finds the other,
+// which takes a moment.
+Estimate estimateBeside(const Look& look, const host::Module& module,
+                        const host::Document& document, int threads, const photo::Watch& watch) {
+  if (!look.foreground == !look.background)
+    return {intensityUnset, intensityUnset};
+  refuseWithoutEstimate(document);
+  photo::Watch quiet; // the progress is the run's
+  quiet.stopped = watch.stopped;
+  return estimate(module, document, threads, quiet);
+}
+
 } // namespace
 
 // The filter takes its own estimates only where both intensities are unset: the session then lets
@@ -220,22 +232,16 @@ CorrectionReport correct(const host::Module& module, host::Document& document, c
   return report;
 }
 
+// The dialog neither reports progress nor asks for an abort: the first of either comes from the run
+// that follows it.
 CorrectionReport correctInDialog(const host::Module& module, host::Document& document, int threads,
                                  const photo::Watch& watch, void* window, const Look& start) {
   refuseWithoutPreview(document);
-  Estimate found{intensityUnset, intensityUnset}; // the dialog estimates both or none
-  if (!start.foreground != !start.background) {
-    refuseWithoutEstimate(document);
-    photo::Watch quiet; // a moment, and the progress is the run's
-    quiet.stopped = watch.stopped;
-    found = estimate(module, document, threads, quiet);
-  }
+  const Estimate found = estimateBeside(start, module, document, threads, watch);
   host::Registry registry(host::Registry::defaultFile());
   host::SessionOptions options = sessionOptions(threads, watch, 0, 1);
   options.registry = &registry;
   options.window = window;
-  // The dialog neither reports progress nor asks for an abort: the first of either comes from the
-  // run that follows it.
   std::atomic<bool> begun = false;
   auto runBegan = Clock::now();
   options.abort = [&] {
@@ -250,6 +256,26 @@ CorrectionReport correctInDialog(const host::Module& module, host::Document& doc
       session, [&session] { return session.repeat(); }, document, watch, report);
   report.filterSeconds = secondsSince(runBegan);
   return report;
+}
+
+// The run behind the dialog is broken off when it first asks.
+Parameters setInDialog(const host::Module& module, host::Document& document, int threads,
+                       void* window, const Look& start) {
+  refuseWithoutPreview(document);
+  const Estimate found = estimateBeside(start, module, document, threads, {});
+  host::Registry registry(host::Registry::defaultFile());
+  host::SessionOptions options;
+  options.threads = threads;
+  options.registry = &registry;
+  options.window = window;
+  std::atomic<bool> isSet = false;
+  options.abort = [&isSet] { return isSet = true; };
+  host::Session session(module, document, options);
+  openAt(start, found, settingsOf(session));
+  const host::RunOutcome outcome = session.repeat();
+  if (!isSet)
+    throwUnlessDone(outcome, {});
+  return settingsOf(session);
 }
 
 CorrectionReport runAnyFilter(const host::Module& module, host::Document& document, int threads,

@@ -36,6 +36,11 @@ CorrectionReport correctInDialog(const host::Module& module, host::Document& doc
                                  const photo::Watch& watch, void* window = nullptr,
                                  const Look& start = {});
 
+// Opens the same dialog for what is set in it alone: the document stays as it is, for a run
+// elsewhere.
+Parameters setInDialog(const host::Module& module, host::Document& document, int threads,
+                       void* window = nullptr, const Look& start = {});
+
 // What a person has set in a dialog that showed `start`: intensities that start leaves to the
 // photograph's estimate and that nobody has moved stay with it.
 Look lookSetInDialog(const Parameters& used, const Look& start);

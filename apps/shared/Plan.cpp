@@ -206,9 +206,10 @@ std::optional<std::pair<dev_t, ino_t>> identity(const std::string& path) {
   return std::pair(status.st_dev, status.st_ino);
 }
 
-bool isSameFile(const std::string& a, const std::string& b) {
-  const auto file = identity(a);
-  return file ? file == identity(b) : placeOf(a) == placeOf(b);
+FileKey fileKey(const std::string& path) {
+  if (const auto file = identity(path))
+    return {*file, {}};
+  return {{}, placeOf(path)};
 }
 
 std::string whyNotWritten(const std::string& path, bool replace) {

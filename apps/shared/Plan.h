@@ -1,6 +1,7 @@
 // Which photograph becomes which file, settled before any work is done.
 #pragma once
 
+#include <filesystem>
 #include <optional>
 #include <string>
 #include <utility>
@@ -42,8 +43,13 @@ std::vector<Job> planJobs(const Request& request);
 // Identity of an existing file, through links; nothing if there is none.
 std::optional<std::pair<dev_t, ino_t>> identity(const std::string& path);
 
-// Whether two names lead to one file, be it there or not.
-bool isSameFile(const std::string& a, const std::string& b);
+// What a name leads to, be it there or not: names of one file have equal ones. An ordered set finds
+// it among many.
+using FileKey = std::pair<std::pair<dev_t, ino_t>, std::filesystem::path>;
+FileKey fileKey(const std::string& path);
+inline bool isSameFile(const std::string& a, const std::string& b) {
+  return fileKey(a) == fileKey(b);
+}
 
 // What of an existing file forbids to write a new one of its name ("exists already ..."); else "".
 std::string whyNotWritten(const std::string& path, bool replace);

@@ -7,6 +7,8 @@ namespace host {
 
 namespace {
 
+constexpr Fixed fullRate = 0x10000;
+
 std::atomic<Host*> current = nullptr;
 
 HostResult allocateBuffer(Host& host, int32_t size, BufferID* id) {
@@ -82,7 +84,15 @@ void progressProc(int32_t done, int32_t total) {
   }
 }
 
-HostResult advanceState(Host& host) { return host.transfer.advance(); }
+// Who has stopped the run gets nothing more out of it. Bands at full rate after reduced ones are no
+// longer a preview's: the filter works, and asks by itself only when it has them all.
+HostResult advanceState(Host& host) {
+  const bool isReduced = host.record.inputRate > fullRate;
+  host.previewed = host.previewed || isReduced;
+  if (host.stopWanted || (host.previewed && !isReduced && abortProc()))
+    return userCanceledErr;
+  return host.transfer.advance();
+}
 
 Rect16 cut(const VRect& r) {
   const auto side = [](int32_t v) {
@@ -183,7 +193,7 @@ void Host::prepareRecord() {
   record.filterRect = cut(selected);
   bigDocumentData.filterRect32 = selected;
   record.bigDocumentData = options.wideRects ? &bigDocumentData : nullptr;
-  record.inputRate = record.maskRate = 0x10000;
+  record.inputRate = record.maskRate = fullRate;
   record.haveMask = record.autoMask = !document.selection().empty();
   record.maxSpace = options.maxSpace;
   record.advanceState = Proc<advanceState, memFullErr>::call;
@@ -196,6 +206,7 @@ void Host::prepareRecord() {
   stopWanted = false;
   settingsAdjusted = !options.adjustSettings;
   steps = {};
+  previewed = false;
 }
 
 } // namespace host

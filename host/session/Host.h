@@ -60,6 +60,7 @@ struct Host {
       true;                // this run's settings stand, or no program changes them
   std::mutex progressLock; // guards steps and the program's progress callback
   Steps steps;
+  bool previewed = false; // this run has asked for reduced bands, as a preview does
 
   // Fills the record anew for a run.
   void prepareRecord();

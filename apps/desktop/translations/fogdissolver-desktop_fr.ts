@@ -91,6 +91,38 @@
         <source>not enough memory (%1 MB were needed at %2 pixels)</source>
         <translation>mémoire insuffisante (il en fallait %1 Mo pour %2 pixels)</translation>
     </message>
+    <message>
+        <source>its result exists already</source>
+        <translation>son résultat existe déjà</translation>
+    </message>
+    <message>
+        <source>is a folder</source>
+        <translation>est un dossier</translation>
+    </message>
+    <message>
+        <source>the folder %1 cannot be made: %2</source>
+        <translation>le dossier %1 ne peut pas être créé : %2</translation>
+    </message>
+    <message>
+        <source>%1 has no place for %2</source>
+        <translation>%1 n’a pas de place pour %2</translation>
+    </message>
+    <message>
+        <source>truncated or damaged</source>
+        <translation>tronqué ou endommagé</translation>
+    </message>
+    <message>
+        <source>an animation, not a photograph</source>
+        <translation>une animation, pas une photographie</translation>
+    </message>
+    <message>
+        <source>holds several pictures; the largest one is used</source>
+        <translation>contient plusieurs images ; la plus grande est prise</translation>
+    </message>
+    <message>
+        <source>cannot be read: its decoder finds no end</source>
+        <translation>illisible : son décodeur n’en finit pas</translation>
+    </message>
 </context>
 <context>
     <name>desktop::Batch</name>
@@ -302,9 +334,18 @@
         <source>Stop the batch? What is written already stays.</source>
         <translation>Arrêter le lot ? Ce qui est déjà écrit reste.</translation>
     </message>
+    <message>
+        <source>Looking for photographs…</source>
+        <translation>Recherche de photographies…</translation>
+    </message>
 </context>
 <context>
     <name>desktop::MainWindow</name>
+    <message>
+        <source>desktop.html</source>
+        <extracomment>the page&apos;s file: fr/desktop.html in French</extracomment>
+        <translation>fr/desktop.html</translation>
+    </message>
     <message>
         <source>&amp;File</source>
         <translation>&amp;Fichier</translation>
@@ -785,6 +826,10 @@
     <message>
         <source>Copying the picture</source>
         <translation>Copie de l’image</translation>
+    </message>
+    <message>
+        <source>%1: %2</source>
+        <translation>%1 : %2</translation>
     </message>
 </context>
 <context>
