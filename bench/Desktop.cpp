@@ -16,8 +16,10 @@
 #include <sys/resource.h>
 #include <unistd.h>
 
+#include <QAbstractButton>
 #include <QApplication>
 #include <QTemporaryDir>
+#include <QTimer>
 
 #include "apps/desktop/View.h"
 #include "apps/desktop/Workbench.h"
@@ -162,6 +164,47 @@ void cancelledRun(benchmark::State& state) {
   state.counters["longest ms"] = longest * 1000;
 }
 BENCHMARK(cancelledRun)->Iterations(1)->Unit(benchmark::kMillisecond)->UseRealTime();
+
+// How long the window's thread hears of nothing while the filter's dialog opens, and from its OK to
+// the result.
+void adjust(benchmark::State& state) {
+  needApplication();
+  const QTemporaryDir folder;
+  photo::setFormatsFolder(FOG_MODULE_FOLDER);
+  const Filters filters{FOG_MODULE_FOLDER};
+  QWidget window;
+  window.show();
+  Workbench bench(filters, {});
+  bench.open(photographIn(folder));
+  const auto wait = [](auto isSo) {
+    while (!isSo())
+      QCoreApplication::processEvents(QEventLoop::AllEvents, 5);
+  };
+  wait([&] { return bench.original() && !bench.isBusy(); });
+  double opening = 0, longest = 0;
+  for (auto _ : state) {
+    auto last = std::chrono::steady_clock::now();
+    QTimer tick;
+    tick.callOnTimeout([&] {
+      const auto now = std::chrono::steady_clock::now();
+      longest = std::max(longest, std::chrono::duration<double>(now - last).count());
+      last = now;
+      const QWidget* dialog = QApplication::activeModalWidget();
+      if (!dialog || opening > 0)
+        return;
+      opening = std::exchange(longest, 0);
+      for (QAbstractButton* button : dialog->findChildren<QAbstractButton*>())
+        if (button->text() == "OK")
+          button->click();
+    });
+    tick.start(1);
+    bench.runInDialog(filters.all().front(), &window);
+    wait([&] { return opening > 0 && !bench.isInDialog() && !bench.isBusy(); });
+  }
+  state.counters["opening ms"] = opening * 1000;
+  state.counters["after OK ms"] = longest * 1000;
+}
+BENCHMARK(adjust)->Iterations(1)->Unit(benchmark::kMillisecond)->UseRealTime();
 
 void settle() {
   do

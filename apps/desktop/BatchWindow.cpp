@@ -68,7 +68,11 @@ public:
     bar.progress = index.data(BatchWindow::shareRole).toInt();
     bar.text = QString::number(bar.progress) + " %";
     bar.textVisible = true;
-    style->drawControl(QStyle::CE_ProgressBar, &bar, painter, item.widget);
+    if (bar.progress > 0)
+      return style->drawControl(QStyle::CE_ProgressBar, &bar, painter, item.widget);
+    // Some styles draw an end of the bar where there is none yet.
+    style->drawControl(QStyle::CE_ProgressBarGroove, &bar, painter, item.widget);
+    style->drawControl(QStyle::CE_ProgressBarLabel, &bar, painter, item.widget);
   }
 };
 

@@ -13,7 +13,9 @@ namespace desktop {
 void loadResources() {
   initResources();
   static QTranslator own, qt; // as long as the application
-  if (own.load(QLocale(), "fogdissolver-desktop", "_", ":/desktop"))
+  // Where the person's language is not there, and in none, English has its plurals.
+  if (own.load(QLocale(), "fogdissolver-desktop", "_", ":/desktop") ||
+      own.load(":/desktop/fogdissolver-desktop_en"))
     QCoreApplication::installTranslator(&own);
   if (qt.load(QLocale(), "qtbase", "_", QLibraryInfo::path(QLibraryInfo::TranslationsPath)))
     QCoreApplication::installTranslator(&qt);

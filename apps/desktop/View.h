@@ -71,7 +71,6 @@ private:
   bool isOnLine(const QPointF& point) const;
   void paintPane(QPainter& painter, const Pane& pane, const QElapsedTimer& clock);
   void paintLine(QPainter& painter);
-  void paintLabels(QPainter& painter);
   void changed();
 
   std::array<std::unique_ptr<Tiles>, sides> tiles_;

@@ -191,12 +191,11 @@ void Workbench::makeMask() {
       });
 }
 
-// A dialog is on this thread, and comes when the other is done with what it does: a cancelled run
-// may be on its way out of the module.
+// A dialog is on this thread, and comes when the other is done with what it does: it opens at the
+// result of that.
 void Workbench::runInDialog(const Filter& filter, void* window) {
   if (!original_ || inDialog_)
     return;
-  cancelRuns();
   // Wider photographs are corrected from the dialog only, and of other filters nothing is known:
   // their run is the dialog's own.
   const bool isApart = filter.isOwn && !tooWideForEstimate(original_->picture->document.width());
