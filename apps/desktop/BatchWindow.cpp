@@ -260,7 +260,10 @@ void BatchWindow::addFiles(const QStringList& filesAndFolders) {
                    *found = photographsIn(filesAndFolders, watch);
                  },
                  [this, found] { addRows(*found); },
-                 {},
+                 [this](const std::exception_ptr& failure) {
+                   refresh();
+                   summary_->setText(reasonOf(failure));
+                 },
                  {}});
   refresh();
 }
@@ -401,6 +404,7 @@ void BatchWindow::startRows(const std::vector<QTreeWidgetItem*>& rows) {
     return;
   }
   std::vector<std::string> inputs;
+  inputs.reserve(rows.size());
   for (const QTreeWidgetItem* row : rows)
     inputs.push_back(row->data(0, pathRole).toString().toStdString());
   const std::vector<PlannedPhotograph> plan = planBatch(inputs, chosen);

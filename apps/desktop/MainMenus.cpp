@@ -170,9 +170,6 @@ void MainWindow::buildToolBar() {
   bar->setObjectName("tools");
   bar->setMovable(false);
   bar->setContextMenuPolicy(Qt::PreventContextMenu);
-  // What is on is to be seen with every palette; styles darken it by a trace only.
-  bar->setStyleSheet("QToolButton:checked { background: palette(highlight);"
-                     " color: palette(highlighted-text); border-radius: 3px; }");
   bar->addActions({menuBar()->actions()[0]->menu()->actions()[0], saveAs_});
   bar->addSeparator();
   bar->addActions({undo_, redo_});
@@ -180,6 +177,18 @@ void MainWindow::buildToolBar() {
   bar->addActions(modes_->actions());
   bar->addSeparator();
   bar->addActions({viewActions_[2], viewActions_[4]});
+  for (QAction* action : modes_->actions())
+    modeButtons_.emplace_back(action, bar->widgetForAction(action));
+  markMode();
+}
+
+// The mode that is on is to be seen with every palette; styles darken its button by a trace only.
+void MainWindow::markMode() {
+  QPalette marked = palette();
+  marked.setColor(QPalette::Button, marked.color(QPalette::Highlight));
+  marked.setColor(QPalette::ButtonText, marked.color(QPalette::HighlightedText));
+  for (const auto& [action, button] : modeButtons_)
+    button->setPalette(action->isChecked() ? marked : QPalette());
 }
 
 // What the menus' actions are called by, and what has no menu item.

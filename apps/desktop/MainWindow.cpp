@@ -318,6 +318,12 @@ void MainWindow::closeEvent(QCloseEvent* event) {
   event->accept();
 }
 
+void MainWindow::changeEvent(QEvent* event) {
+  if (event->type() == QEvent::PaletteChange)
+    markMode();
+  QMainWindow::changeEvent(event);
+}
+
 // Where nothing runs that it would cancel, Escape takes the message away.
 void MainWindow::keyPressEvent(QKeyEvent* event) {
   if (event->key() == Qt::Key_Escape)
@@ -381,6 +387,7 @@ void MainWindow::askForUndoMemory() {
 
 void MainWindow::setMode(ViewMode mode) {
   modes_->actions()[int(mode)]->setChecked(true);
+  markMode();
   view_->setMode(mode);
   refreshView();
 }

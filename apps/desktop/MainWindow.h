@@ -44,6 +44,7 @@ public:
 
 protected:
   void closeEvent(QCloseEvent* event) override;
+  void changeEvent(QEvent* event) override;
   void keyPressEvent(QKeyEvent* event) override;
   void dragEnterEvent(QDragEnterEvent* event) override;
   void dropEvent(QDropEvent* event) override;
@@ -91,6 +92,7 @@ private:
   void repeatLast(bool mask);
   void askForUndoMemory();
   void setMode(ViewMode mode);
+  void markMode();
   void changeExposure(double stops);
   void showShortcuts();
   void showAbout();
@@ -123,8 +125,9 @@ private:
   QAction *lastFilter_, *lastAsMask_, *adjust_, *cancel_;
   QAction *brighter_, *darker_, *normal_;
   std::vector<std::pair<QAction*, const Filter*>> filterActions_;
-  std::vector<QAction*> viewActions_;  // for a photograph
-  std::vector<QAction*> namedActions_; // all that have a shortcut, for the help
+  std::vector<std::pair<QAction*, QWidget*>> modeButtons_; // of the tool bar
+  std::vector<QAction*> viewActions_;                      // for a photograph
+  std::vector<QAction*> namedActions_;                     // all that have a shortcut, for the help
 };
 
 } // namespace desktop

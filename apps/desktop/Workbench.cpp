@@ -46,7 +46,7 @@ Workbench::~Workbench() { runner_.disconnect(this); }
 // ---- Runs beside
 
 void Workbench::start(const QString& doing, std::function<void(const photo::Watch&)> work,
-                      Ended done, Terms terms) {
+                      Ended done, const Terms& terms) {
   const auto end = [this, notDone = terms.notDone] {
     if (notDone)
       notDone();
@@ -435,7 +435,8 @@ void Workbench::saveMask(const SaveOrder& order) {
 
 // What runs is waited for, so that what is saved is what it makes. Where that has failed, and said
 // so, there is nothing to save.
-void Workbench::saveLater(const SaveOrder& given, std::function<std::optional<State>()> state,
+void Workbench::saveLater(const SaveOrder& given,
+                          const std::function<std::optional<State>()>& state,
                           std::function<void()> then) {
   if (!original_ || inDialog_)
     return;

@@ -89,7 +89,7 @@ private:
   using Ended = std::function<void()>;
 
   void start(const QString& doing, std::function<void(const photo::Watch&)> work, Ended done,
-             Terms terms = {});
+             const Terms& terms = {});
   void fail(const std::exception_ptr& failure, const QString& subject = {});
   void cancelRuns();
   void take(const OriginalPtr& original, const RasterPtr& raster);
@@ -97,7 +97,7 @@ private:
   void withDialog(const std::function<void()>& show);
   void askInDialog(const Filter& filter, host::Document& document, void* window);
   void runBehindDialog(const Filter& filter, void* window);
-  void saveLater(const SaveOrder& order, std::function<std::optional<State>()> state,
+  void saveLater(const SaveOrder& order, const std::function<std::optional<State>()>& state,
                  std::function<void()> then);
   void updateRasters();
 
