@@ -14,7 +14,10 @@ if(FOG_WERROR)
 endif()
 if(FOG_SANITIZE)
   target_compile_definitions(fog_options INTERFACE FOG_SANITIZED)
+  # The tests' own code compiles in two thirds of the time without the checks of undefined behaviour.
+  set(in_tests $<PATH:IS_PREFIX,${PROJECT_SOURCE_DIR}/tests,$<TARGET_PROPERTY:SOURCE_DIR>>)
   target_compile_options(fog_options INTERFACE -fsanitize=${FOG_SANITIZE} -fno-sanitize-recover=all
+                                               $<${in_tests}:-fno-sanitize=undefined>
                                                -fno-omit-frame-pointer)
   target_link_options(fog_options INTERFACE -fsanitize=${FOG_SANITIZE})
 endif()

@@ -13,7 +13,7 @@ namespace {
 TEST(Texts, EndAt255BytesAndReplaceTheirPlaceholders) {
   PascalString text(std::string(250, 'a'));
   text.append(INT32_MIN);
-  EXPECT_EQ(text.text(), std::string(250, 'a') + "-2147");
+  EXPECT_EQ(text.text(), std::string(250, 'a').append("-2147"));
   const std::string full(200, 'f'), limit(255, 'f');
   const std::array<std::string, 4> cases[] = {
       {"a^1^0^", "x", "", "ax^"}, {"^3 ^/ ^^2", "", "z", "^3 ^/ ^z"}, {"^0^2", full, full, limit}};

@@ -46,8 +46,9 @@ double round(FloatImage low, FloatImage high) {
   for (int k = 0; k < int(found.size()); ++k) {
     const auto [value, weight] = slowPixel(solution, low, high, k % high.width, k / high.width);
     const double apart = std::fabs(double(found[k]) - value);
-    const double counted = weight != 0.0f && weight < 1e-37f ? apart / 4000 : apart;
-    most = counted <= most ? most : counted; // NaN too
+    if (std::isnan(apart))
+      return INFINITY;
+    most = std::max(most, weight != 0.0f && weight < 1e-37f ? apart / 4000 : apart);
   }
   return most;
 }
