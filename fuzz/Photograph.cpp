@@ -1,8 +1,16 @@
 // A file of any kind on its whole road but for the filter: read by a process of its own, written in
 // one of the formats, read again. What breaks the decoder costs its process only.
+//
+// All of it is in a fork, which has none of the threads that libraries have started: only from
+// there is the reader a fork as well, and takes no second to start.
 
+#include <cerrno>
+#include <cstdio>
 #include <stdexcept>
 #include <string>
+
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include "apps/photo/Codecs.h"
 #include "apps/photo/Samples.h"
@@ -10,10 +18,11 @@
 #include "fuzz/Target.h"
 
 namespace fuzz {
+namespace {
 
-void photograph(const photo::Bytes& bytes) {
-  constexpr const char* extensions[] = {"tif", "jpg", "png", "exr", "webp", "jp2", "hdr"};
-  photo::setFormatsFolder(FOG_MODULE_FOLDER);
+constexpr const char* extensions[] = {"tif", "jpg", "png", "exr", "webp", "jp2", "hdr"};
+
+void develop(const photo::Bytes& bytes) {
   shared::Loaded loaded = photo::readApart({"-", bytes}, 8, 1, smallPicturesOnly());
   if (loaded.picture.premultiplied)
     photo::divideByAlpha(loaded.picture.document);
@@ -25,6 +34,35 @@ void photograph(const photo::Bytes& bytes) {
   } catch (const std::runtime_error& error) {
     promise(false, (std::string("what was read can be written: ") + error.what()).c_str());
   }
+}
+
+// Exit status of the fork.
+int status(const photo::Bytes& bytes) {
+  try {
+    develop(bytes);
+    return 0;
+  } catch (const std::runtime_error&) {
+  } catch (const std::bad_alloc&) {
+  }
+  return 1;
+}
+
+} // namespace
+
+void photograph(const photo::Bytes& bytes) {
+  photo::setFormatsFolder(FOG_MODULE_FOLDER);
+  photo::loadCodecFor({});
+  std::fflush(nullptr);
+  const pid_t child = ::fork();
+  if (child == 0)
+    ::_exit(status(bytes));
+  promise(child > 0, "there is a process to be had");
+  int end = -1;
+  while (::waitpid(child, &end, 0) < 0 && errno == EINTR) { // the fuzzer has a clock
+  }
+  promise(WIFEXITED(end) && WEXITSTATUS(end) < 2, "a file is taken or refused");
+  if (end != 0)
+    throw std::runtime_error("refused");
 }
 
 } // namespace fuzz

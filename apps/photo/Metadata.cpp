@@ -147,6 +147,8 @@ void addLongPacket(Exiv2::XmpData& xmp, const std::string& packet) {
 void readFile(Metadata::State& state, const Bytes& file) {
   const Image image = imageOf(file);
   state.exif = image->exifData();
+  std::set<std::string> keys; // a result has each once; the first is the one that is looked at
+  eraseWhere(state.exif, [&keys](const auto& datum) { return !keys.insert(datum.key()).second; });
   state.iptc = image->iptcData();
   state.xmp = image->xmpData();
   addLongPacket(state.xmp, longXmpOf(file));
@@ -231,6 +233,11 @@ void addDatum(Data& data, const Key& key, Exiv2::TypeId type, const Bytes& bytes
   data.add(key, value.get());
 }
 
+Exiv2::TypeId typeIn(Unpacker& from) {
+  const auto type = from.get<int32_t>();
+  return type >= 0 && type <= Exiv2::lastTypeId ? Exiv2::TypeId(type) : Exiv2::undefined;
+}
+
 } // namespace
 
 void pack(const Metadata& metadata, Packer& to) {
@@ -262,12 +269,12 @@ Metadata unpackMetadata(Unpacker& from) {
   try {
     for (auto count = from.get<uint64_t>(); count > 0; --count) {
       const Exiv2::ExifKey key(from.getBlock<std::string>());
-      const auto type = Exiv2::TypeId(from.get<int32_t>());
+      const auto type = typeIn(from);
       addDatum(state.exif, key, type, from.getBlock<Bytes>());
     }
     for (auto count = from.get<uint64_t>(); count > 0; --count) {
       const auto tag = from.get<uint16_t>(), record = from.get<uint16_t>();
-      const auto type = Exiv2::TypeId(from.get<int32_t>());
+      const auto type = typeIn(from);
       addDatum(state.iptc, Exiv2::IptcKey(tag, record), type, from.getBlock<Bytes>());
     }
     if (const std::string packet = from.getBlock<std::string>(); !packet.empty())

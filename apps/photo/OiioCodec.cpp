@@ -186,6 +186,20 @@ Bytes recordOf(const ImageSpec& spec) {
   return to.bytes();
 }
 
+// The type of an attribute that can be copied as it is; else unknown.
+TypeDesc typeIn(Unpacker& from) {
+  int kind[3];
+  for (int& value : kind)
+    value = from.get<int>();
+  const auto [base, aggregate, semantics] = kind;
+  if (base <= TypeDesc::NONE || base >= TypeDesc::LASTBASE || base == TypeDesc::PTR ||
+      aggregate < TypeDesc::SCALAR || aggregate > TypeDesc::MATRIX44 || semantics < 0 ||
+      semantics > TypeDesc::BOX)
+    return {};
+  return {TypeDesc::BASETYPE(base), TypeDesc::AGGREGATE(aggregate),
+          TypeDesc::VECSEMANTICS(semantics)};
+}
+
 // The same again, in a header of its own. Strings in rows are left out, and so are pointers.
 ImageSpec specIn(const Bytes& record) {
   constexpr int64_t farthest = 1 << 30; // that a window lies from the origin, as OpenEXR has it
@@ -201,14 +215,8 @@ ImageSpec specIn(const Bytes& record) {
     spec.channelnames.push_back(from.getBlock<std::string>());
   for (auto count = from.get<uint64_t>(); count > 0; --count) {
     const auto name = from.getBlock<std::string>();
-    int kind[3];
-    for (int& value : kind)
-      value = from.get<int>();
+    TypeDesc type = typeIn(from);
     const Bytes value = from.getBlock<Bytes>();
-    if (kind[0] <= TypeDesc::NONE || kind[0] >= TypeDesc::LASTBASE || kind[0] == TypeDesc::PTR)
-      continue;
-    TypeDesc type{TypeDesc::BASETYPE(kind[0]), TypeDesc::AGGREGATE(kind[1]),
-                  TypeDesc::VECSEMANTICS(kind[2])};
     if (value.empty() || type.size() == 0)
       continue;
     if (type.basetype == TypeDesc::STRING) {
@@ -258,7 +266,11 @@ std::string openExrOnly(const ImageInput& reader, const ImageSpec& spec) {
 
 // What the file has and the library does not give.
 void noteLosses(const ImageSpec& spec, const Source& source, Picture& picture) {
-  constexpr int logLuv = 32845; // photometric interpretation of TIFF
+  constexpr int logLuv = 32845;                           // photometric interpretation of TIFF
+  for (size_t c = 0; c < spec.channelformats.size(); ++c) // of OpenEXR
+    if (spec.channelformats[c] == TypeDesc::UINT)
+      picture.notes.push_back("the whole numbers of its channel " + spec.channelnames[c] +
+                              " come as shares of their range");
   const HeifClaim heif = heifClaim(source.bytes);
   if (heif.alpha && spec.alpha_channel < 0)
     picture.notes.push_back("has transparency, which the decoder does not give");

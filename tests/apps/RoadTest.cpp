@@ -313,6 +313,13 @@ TEST_F(Road, OpenExrKeepsItsWindowsAndChannels) {
   EXPECT_EQ(difference("a.exr", "b.tif"), 0);
   EXPECT_EQ(develop("a.exr", "b.png"), "PNG cannot hold 5 channels");
   EXPECT_EQ(result->spec().format, OIIO::TypeDesc::HALF);
+  spec.channelformats.assign(5, OIIO::TypeDesc::HALF);
+  spec.channelformats[3] = OIIO::TypeDesc::UINT;
+  ASSERT_TRUE(output->open("ids.exr", spec));
+  ASSERT_TRUE(output->write_image(OIIO::TypeDesc::FLOAT, fixture::noise(8, 6, 32, 5).row(0)) &&
+              output->close());
+  EXPECT_EQ(develop("ids.exr", "b.exr"),
+            "the whole numbers of its channel Z come as shares of their range");
 }
 
 // Of files that nothing at hand here can make.
