@@ -9,9 +9,7 @@
 #include <cmath>
 #include <numbers>
 
-#ifdef __AVX512F__
 #include <immintrin.h>
-#endif
 
 #include "primitives/base/Vector.h"
 
@@ -35,24 +33,35 @@ struct TapLogarithms {
   }
 };
 
+// The whole numbers that a processor's rounding modes give (_MM_FROUND_...).
+template <int mode> FloatV whole(FloatV v) {
+#if defined(__AVX512F__)
+  return _mm512_roundscale_ps(v, mode);
+#elif defined(__AVX__)
+  return _mm256_round_ps(v, mode);
+#else
+  return _mm_round_ps(v, mode);
+#endif
+}
+
 // 2^y for y from -226 to 15, relative error below 2e-7. A result below float's normal range is
 // rounded once.
 FloatV exp2(FloatV y) {
-  constexpr float roundingShift = 12582912.0f; // 1.5 * 2^23: adding it rounds to a whole number
-  const FloatV shifted = y + roundingShift;
-  const FloatV whole = shifted - roundingShift, f = y - whole; // -0.5 to 0.5
+  const FloatV exponent = whole<_MM_FROUND_TO_NEAREST_INT | _MM_FROUND_NO_EXC>(y);
+  const FloatV f = y - exponent; // -0.5 to 0.5
   FloatV p = f * 1.3400432e-3f + 9.6760371e-3f;
   p = p * f + 5.5503272e-2f;
   p = p * f + 2.4022107e-1f;
   p = p * f + 6.9314721e-1f;
   p = p * f + 1.0f;
 #ifdef __AVX512F__
-  return _mm512_scalef_ps(p, whole);
+  return _mm512_scalef_ps(p, exponent);
 #else
-  // The whole number, plus `raised` so that it stays in the normal range, goes to the exponent.
+  // `raised` keeps the exponent in the normal range.
   constexpr int32_t raised = 110, mantissaBits = 23;
   constexpr float lowered = 0x1p-110f;
-  return FloatV(IntV(p) + ((IntV(shifted) + raised) << mantissaBits)) * lowered;
+  const IntV bits = __builtin_convertvector(exponent, IntV) + raised;
+  return FloatV(IntV(p) + (bits << mantissaBits)) * lowered;
 #endif
 }
 
@@ -64,7 +73,7 @@ template <bool unit> FloatV thousandths(FloatV a, FloatV b) {
     d = d < end ? d : end;
     d = d > -end ? d : -end;
   }
-  return __builtin_convertvector(__builtin_convertvector(d, IntV), FloatV);
+  return whole<_MM_FROUND_TO_ZERO | _MM_FROUND_NO_EXC>(d);
 }
 
 // One channel of `widestLanes` pixels.

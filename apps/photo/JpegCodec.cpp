@@ -7,6 +7,7 @@
 #include <csetjmp>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <future>
 #include <stdexcept>
 
@@ -78,12 +79,15 @@ struct Decoder {
 struct Encoder {
   jpeg_compress_struct codec{};
   Errors errors{};
-  unsigned char* bytes = nullptr; // of malloc, grown by the library
+  unsigned char* room = nullptr;  // of malloc, where the file begins
+  unsigned char* bytes = nullptr; // where it is in the end: there, or where the library took more
   unsigned long size = 0;
   Encoder() { codec.err = prepare(errors); }
   ~Encoder() {
     jpeg_destroy_compress(&codec);
-    std::free(bytes);
+    if (bytes != room)
+      std::free(bytes);
+    std::free(room);
   }
 };
 
@@ -210,6 +214,9 @@ void encodeRows(Encoder& encoder, const Picture& picture, int quality, const Byt
                 int32_t begin, int32_t end, unsigned interval, const Watch& watch) {
   const host::Document& document = picture.document;
   jpeg_compress_struct& codec = encoder.codec;
+  // Room for what most photographs take, which costs nothing before it is used.
+  encoder.size = size_t(document.width()) * size_t(end - begin) / 2 + 1;
+  encoder.bytes = encoder.room = static_cast<unsigned char*>(std::malloc(encoder.size));
   guarded(encoder.errors, [&] {
     jpeg_create_compress(&codec);
     jpeg_mem_dest(&codec, &encoder.bytes, &encoder.size);
@@ -252,29 +259,32 @@ void encodeRows(Encoder& encoder, const Picture& picture, int quality, const Byt
   guarded(encoder.errors, [&] { jpeg_finish_compress(&codec); });
 }
 
-// The segment with this marker, in a file that an encoder has just made: it has one.
-unsigned char* segment(const Encoder& encoder, unsigned char marker) {
-  unsigned char* at = encoder.bytes + 2; // behind the marker that starts the file
-  while (at[1] != marker)
-    at += 2 + (at[2] << 8) + at[3];
+constexpr unsigned char startOfScan = 0xda, lastRestart = 0xd7;
+
+// The place of the segment with this marker, in a file that an encoder has just made: it has one.
+size_t segment(const unsigned char* file, unsigned char marker) {
+  size_t at = 2; // behind the marker that starts the file
+  while (file[at + 1] != marker)
+    at += size_t(2) + size_t(file[at + 2] << 8) + file[at + 3];
   return at;
 }
 
 // One file of two halves: the upper one with the height of the whole, a restart marker, and what
 // the lower one has behind its headers.
 Bytes joined(const Encoder& upper, const Encoder& lower, int32_t height) {
-  constexpr unsigned char frame = 0xc0, scan = 0xda, lastRestart = 0xd7;
+  constexpr unsigned char frame = 0xc0;
   constexpr int heightPlace = 5;
   constexpr size_t endMarker = 2; // bytes
-  unsigned char* place = segment(upper, frame) + heightPlace;
+  unsigned char* place = upper.bytes + segment(upper.bytes, frame) + heightPlace;
   place[0] = uint8_t(height >> 8);
   place[1] = uint8_t(height & 0xff);
-  const unsigned char* header = segment(lower, scan);
+  const unsigned char* header = lower.bytes + segment(lower.bytes, startOfScan);
   const unsigned char* data = header + 2 + (header[2] << 8) + header[3];
-  const unsigned char* end = lower.bytes + lower.size;
-  Bytes all(upper.bytes, upper.bytes + upper.size - endMarker);
+  Bytes all;
+  all.reserve(upper.size + lower.size);
+  all.assign(upper.bytes, upper.bytes + upper.size - endMarker);
   all.insert(all.end(), {0xff, lastRestart});
-  all.insert(all.end(), data, end);
+  all.insert(all.end(), data, static_cast<const unsigned char*>(lower.bytes) + lower.size);
   return all;
 }
 
@@ -299,10 +309,43 @@ Bytes writeJpeg(const Picture& picture, const Encoding& encoding, const Metadata
   return joined(upper, lower, height);
 }
 
-Shape checkJpeg(const Bytes& file, int) {
-  Decoder decoder;
+size_t scanPlace(const Bytes& file) { return segment(file.data(), startOfScan); }
+
+namespace {
+
+// Where a file can be divided for two decoders; no rows: nowhere.
+struct Division {
+  size_t place;    // of the first byte behind a restart marker with the last number
+  JDIMENSION rows; // of blocks, before it
+};
+
+// The last place in the first half of a file that writeJpeg has made. A decoder that goes on from
+// there expects the markers' first number, as at the scan's start.
+Division divisionOf(const jpeg_decompress_struct& codec, const Bytes& file) {
+  const size_t across = (codec.image_width + size_t(blockSide) - 1) / blockSide;
+  const JOCTET* middle = file.data() + file.size() / 2;
+  const JOCTET* at = codec.src->next_input_byte;
+  Division last{};
+  size_t intervals = 0;
+  while (at < middle &&
+         (at = static_cast<const JOCTET*>(std::memchr(at, 0xff, size_t(middle - at))))) {
+    intervals += at[1] >= JPEG_RST0 && at[1] <= lastRestart;
+    at += 2;
+    const size_t blocks = intervals * codec.restart_interval;
+    if (at[-1] == lastRestart && blocks % across == 0)
+      last = {size_t(at - file.data()), JDIMENSION(blocks / across)};
+  }
+  return last;
+}
+
+// Decodes so many rows of blocks, all of them with 0, from the place on, or from the scan's start
+// with 0; keeps nothing.
+void checkRows(Decoder& decoder, const Bytes& file, size_t place, JDIMENSION rows) {
   jpeg_decompress_struct& codec = decoder.codec;
-  readHeader(decoder, file);
+  if (place > 0) {
+    codec.src->next_input_byte = file.data() + place;
+    codec.src->bytes_in_buffer = file.size() - place;
+  }
   guarded(decoder.errors, [&] {
     codec.scale_num = 1; // every coefficient is decoded, and only the first of a block used
     codec.scale_denom = 8;
@@ -312,12 +355,33 @@ Shape checkJpeg(const Bytes& file, int) {
   Bytes line(size_t(codec.output_width) * 3);
   guarded(decoder.errors, [&] {
     JSAMPROW row = line.data();
-    while (codec.output_scanline < codec.output_height)
+    while (codec.output_scanline < (rows ? rows : codec.output_height))
       jpeg_read_scanlines(&codec, &row, 1);
-    jpeg_finish_decompress(&codec);
   });
   if (decoder.errors.manager.num_warnings)
     throw std::runtime_error("it is damaged");
+}
+
+} // namespace
+
+Shape checkJpeg(const Bytes& file, int threads) {
+  Decoder upper, lower;
+  readHeader(upper, file);
+  const jpeg_decompress_struct& codec = upper.codec;
+  const Division division =
+      threads > 1 && codec.restart_interval ? divisionOf(codec, file) : Division{};
+  std::future<void> other;
+  if (division.rows)
+    other = std::async(std::launch::async | std::launch::deferred, [&] {
+      readHeader(lower, file);
+      const JDIMENSION rows = (codec.image_height + blockSide - 1) / blockSide;
+      checkRows(lower, file, division.place, rows - division.rows);
+    });
+  checkRows(upper, file, 0, division.rows);
+  if (division.rows)
+    other.get();
+  if (file.size() < 2 || file[file.size() - 2] != 0xff || file.back() != JPEG_EOI)
+    throw std::runtime_error("it has no end");
   return {codec.image_width, codec.image_height, codec.data_precision};
 }
 

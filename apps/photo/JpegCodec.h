@@ -14,6 +14,9 @@ Picture readJpeg(const Source& source, int minimumBits, int threads, const Watch
 Bytes writeJpeg(const Picture& picture, const Encoding& encoding, const MetadataBlocks& blocks,
                 const Watch& watch);
 
+// Where the first scan of a file that writeJpeg has made begins.
+size_t scanPlace(const Bytes& file);
+
 // Decodes all of the file and keeps nothing. Throws std::runtime_error.
 Shape checkJpeg(const Bytes& file, int threads);
 

@@ -11,6 +11,7 @@
 #include <exiv2/exiv2.hpp>
 
 #include "apps/photo/ExtendedXmp.h"
+#include "apps/photo/JpegCodec.h"
 
 namespace photo {
 
@@ -362,6 +363,7 @@ std::string missingExif(const Exiv2::ExifData& exif, const Bytes& result) {
   return list;
 }
 
+// The file with the metadata put in, by Exiv2. Of JPEG a head without scans will do.
 Bytes rewritten(const Bytes& file, Metadata::State& state, const Format& format) {
   const bool jpeg = std::strcmp(format.name, "JPEG") == 0;
   const bool large = sizeOf(state.exif) > longExif;
@@ -404,7 +406,19 @@ Bytes withMetadata(Bytes file, Metadata& metadata, const Format& format) {
   if (format.metadata != Carrier::exiv2)
     return file;
   try {
-    return rewritten(file, state, format);
+    if (std::strcmp(format.name, "JPEG") != 0)
+      return rewritten(file, state, format);
+    // Exiv2 copies what it is given three times; the scans are most of a file.
+    constexpr uint8_t end[] = {0xff, 0xd9};
+    const auto scans = file.begin() + ptrdiff_t(scanPlace(file));
+    Bytes head(file.begin(), scans);
+    head.insert(head.end(), std::begin(end), std::end(end));
+    head = rewritten(head, state, format);
+    Bytes whole;
+    whole.reserve(head.size() + size_t(file.end() - scans));
+    whole.assign(head.begin(), head.end() - std::size(end));
+    whole.insert(whole.end(), scans, file.end());
+    return whole;
   } catch (const std::bad_alloc&) {
     throw;
   } catch (const std::exception& error) {

@@ -219,6 +219,15 @@ TEST_F(Road, AJpegOfTwoHalvesHasTheSamePixels) {
     }
     EXPECT_NE(files[0], files[1]);
     EXPECT_TRUE(fixture::sameSamples(pixels[0], pixels[1])) << width;
+    photo::Bytes& file = files[1];
+    for (const int threads : {1, 2}) {
+      EXPECT_EQ(photo::checkJpeg(file, threads), (photo::Shape{width, height, 8}));
+      for (const size_t place : {file.size() / 4, file.size() / 4 * 3, file.size()}) {
+        photo::Bytes damaged(file.begin(), file.begin() + ptrdiff_t(place) - 2);
+        damaged.resize(file.size());
+        EXPECT_THROW(photo::checkJpeg(damaged, threads), std::runtime_error) << place;
+      }
+    }
   }
 }
 
