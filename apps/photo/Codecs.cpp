@@ -65,7 +65,7 @@ host::Document makeDocument(int64_t width, int64_t height, int channels, int bit
                             bool alpha, const Watch& watch) {
   refuseBeyondFilter(width, height);
   const int depth = std::max(bits, minimumBits) == 8 ? 8 : 32;
-  watch.claimed({width, height, channels, depth});
+  watch.claimed({width, height, channels, depth, alpha});
   return host::Document(int32_t(width), int32_t(height), channels, depth, host::ColourMode::rgb,
                         alpha);
 }

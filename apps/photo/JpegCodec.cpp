@@ -171,6 +171,7 @@ Picture readJpeg(const Source& source, int minimumBits, int, const Watch& watch)
       throw Stopped();
     readStripe(decoder, picture.document, line);
     watch.progress(double(codec.output_scanline) / codec.output_height);
+    watch.decoded(picture.document, int32_t(codec.output_scanline));
   }
   guarded(decoder.errors, [&] {
     if (codec.buffered_image)

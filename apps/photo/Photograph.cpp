@@ -27,17 +27,15 @@ void pack(const Photograph& photograph, Packer& to) {
 
 namespace {
 
-host::Document documentIn(Unpacker& from, const Claim& claim, const FetchSamples& fetch) {
+host::Document documentIn(Unpacker& from, const Claim& claim, const FetchDocument& fetch) {
   int32_t values[5];
   for (int32_t& value : values)
     value = from.get<int32_t>();
   const auto [width, height, channels, depth, alpha] = values;
   if (width != claim.width || height != claim.height || channels != claim.channels ||
-      depth != claim.depth || channels < 3 + (alpha != 0))
+      depth != claim.depth || alpha != int32_t(claim.alpha))
     Unpacker::fail();
-  host::Document document(width, height, channels, depth, host::ColourMode::rgb, alpha != 0);
-  fetch(from.get<uint64_t>(), document);
-  return document;
+  return fetch(from.get<uint64_t>());
 }
 
 double finiteIn(Unpacker& from) {
@@ -47,7 +45,7 @@ double finiteIn(Unpacker& from) {
 
 } // namespace
 
-Photograph unpackPhotograph(Unpacker& from, const Claim& claim, const FetchSamples& fetch) {
+Photograph unpackPhotograph(Unpacker& from, const Claim& claim, const FetchDocument& fetch) {
   Photograph photograph{Picture{documentIn(from, claim, fetch)}, {}, {}};
   Picture& picture = photograph.picture;
   picture.fileBits = from.get<int>();

@@ -20,11 +20,11 @@ struct Photograph {
 // All but the samples, in whose place is their address in this process.
 void pack(const Photograph& photograph, Packer& to);
 
-// Fills the document with the samples at the address in the process that packed.
-using FetchSamples = std::function<void(uint64_t address, host::Document& document)>;
+// The document that was claimed, with the samples at the address in the process that packed.
+using FetchDocument = std::function<host::Document(uint64_t address)>;
 
 // The same again. Throws std::runtime_error for what no sound process packs, such as a picture of
 // another size than it claimed; std::bad_alloc.
-Photograph unpackPhotograph(Unpacker& from, const Claim& claim, const FetchSamples& fetch);
+Photograph unpackPhotograph(Unpacker& from, const Claim& claim, const FetchDocument& fetch);
 
 } // namespace photo

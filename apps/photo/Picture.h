@@ -68,6 +68,7 @@ struct Shape {
 struct Claim {
   int64_t width, height;
   int channels, depth; // of the document
+  bool alpha;
 };
 
 // How a long piece of work is watched. `progress` gets the share that is done, 0 to 1; both may be
@@ -77,6 +78,8 @@ struct Watch {
   std::function<bool()> stopped = [] { return false; };
   // Hears of a picture before memory is taken for it; throws where that is not to be had.
   std::function<void(const Claim&)> claimed = [](const Claim&) {};
+  // Hears of rows from the top on that are as they will stay, where a decoder makes them so.
+  std::function<void(const host::Document&, int32_t rows)> decoded = [](const auto&, int32_t) {};
 };
 
 struct Stopped {};

@@ -44,6 +44,7 @@ constexpr int64_t secondsAtFirst = 10;                 //
 constexpr int64_t pixelsPerSecond = 1000000;           // the slowest codec, on a slow machine
 constexpr int64_t fileBytesPerSecond = 1000000;        //
 constexpr int milliseconds = 50;                       // between two looks at the watch
+constexpr int millisecondsOfRows = 2;                  // between two looks for decoded rows
 constexpr size_t mostMessage = size_t(1) << 30;        // bytes of a reply
 
 enum class Reply : uint8_t { claim, photograph, refusal, noMemory, tooMuchMemory };
@@ -67,6 +68,7 @@ struct Shared {
   Claim claim{};
   std::atomic<bool> isClaimed{false}, isGranted{false};      // the child waits for the second
   std::atomic<bool> isFileWanted{false}, isFileReady{false}; // the same for samples in a file
+  std::atomic<uint64_t> samples{0}, decoded{0}; // their address, and the bytes that are there
 
   // In a file in memory, whose zeros are the values at first.
   static Shared* in(int file) {
@@ -170,6 +172,10 @@ Packer decode(Source& source, int minimumBits, int threads, Bounds bounds, const
       while (!shared.isGranted)
         std::this_thread::sleep_for(std::chrono::microseconds(100));
     };
+    watch.decoded = [&shared](const host::Document& document, int32_t rows) {
+      shared.samples = uint64_t(reinterpret_cast<uintptr_t>(document.row(0)));
+      shared.decoded = document.rowBytes() * uint64_t(rows);
+    };
     Picture picture = readPicture(source, minimumBits, threads, watch);
     Metadata metadata = readMetadata(source.bytes, picture);
     result = Photograph{std::move(picture), std::move(metadata), unconfined};
@@ -229,28 +235,54 @@ Packer decode(Source& source, int minimumBits, int threads, Bounds bounds, const
 // What the child says of the picture's size; it may say anything.
 Claim checkedClaim(const Shared& shared) {
   const Claim claim = shared.claim;
-  if (claim.width < 1 || claim.height < 1 || claim.channels < 3 || claim.channels > INT16_MAX ||
-      (claim.depth != 8 && claim.depth != 32))
+  if (claim.width < 1 || claim.height < 1 || claim.channels < 3 + int(claim.alpha) ||
+      claim.channels > INT16_MAX || (claim.depth != 8 && claim.depth != 32))
     Unpacker::fail();
   refuseBeyondFilter(claim.width, claim.height);
   return claim;
 }
 
-// All that the child writes, until it closes the pipe by its end; and what it has claimed.
-Bytes receive(int pipe, Shared& shared, const Watch& watch, Claim& claim) {
+// The document that comes out of the child's memory, from the top on.
+struct Arrival {
+  Claim claim{};
+  std::optional<host::Document> document; // once there is a claim
+  size_t bytes = 0;                       // of its samples that are here
+  size_t size() const { return document->rowBytes() * size_t(document->height()); }
+};
+
+// Takes the samples at the address up to so many bytes. False where the system does not let this
+// process look into its child.
+bool fetch(pid_t child, uint64_t address, uint64_t bytes, Arrival& arrival) {
+  for (bytes = std::min<uint64_t>(bytes, arrival.size()); arrival.bytes < bytes;) {
+    const iovec to{arrival.document->row(0) + arrival.bytes, bytes - arrival.bytes};
+    const iovec from{reinterpret_cast<void*>(uintptr_t(address) + arrival.bytes), to.iov_len};
+    const ssize_t n = ::process_vm_readv(child, &to, 1, &from, 1, 0);
+    if (n <= 0)
+      return false;
+    arrival.bytes += size_t(n);
+  }
+  return true;
+}
+
+// All that the child writes, until it closes the pipe by its end; meanwhile what it has claimed,
+// and the rows that it has decoded.
+Bytes receive(int pipe, pid_t child, Shared& shared, const Watch& watch, Arrival& arrival) {
   Bytes reply(1 << 16);
-  bool told = false;
   for (size_t size = 0;;) {
     if (watch.stopped())
       throw Stopped();
     watch.progress(shared.progress);
-    if (shared.isClaimed && !std::exchange(told, true)) {
-      claim = checkedClaim(shared);
+    if (shared.isClaimed && !arrival.document) {
+      const Claim claim = arrival.claim = checkedClaim(shared);
       watch.claimed(claim);
       shared.isGranted = true;
+      arrival.document.emplace(int32_t(claim.width), int32_t(claim.height), claim.channels,
+                               claim.depth, host::ColourMode::rgb, claim.alpha);
     }
+    const uint64_t decoded = shared.decoded;
+    const bool rows = decoded > 0 && fetch(child, shared.samples, decoded, arrival);
     pollfd ready{pipe, POLLIN, 0};
-    if (::poll(&ready, 1, milliseconds) <= 0)
+    if (::poll(&ready, 1, rows ? millisecondsOfRows : milliseconds) <= 0)
       continue;
     if (size == reply.size())
       reply.resize(size * 2);
@@ -279,8 +311,8 @@ struct Lender {
   const Watch& watch;
 };
 
-// By a file in memory, where the system does not let this process look into its child.
-void fetchByFile(const Lender& from, host::Document& document, size_t size) {
+// By a file in memory.
+void fetchByFile(const Lender& from, Arrival& arrival) {
   from.shared.isFileWanted = true;
   while (!from.shared.isFileReady) {
     if (from.watch.stopped())
@@ -291,36 +323,28 @@ void fetchByFile(const Lender& from, host::Document& document, size_t size) {
       Unpacker::fail();
     std::this_thread::sleep_for(std::chrono::milliseconds(1));
   }
-  std::byte* to = document.row(0);
-  for (size_t done = 0; done < size;) {
-    const ssize_t n = ::pread(from.files.samples, to + done, size - done, off_t(done));
+  for (size_t& done = arrival.bytes; done < arrival.size();) {
+    const ssize_t n = ::pread(from.files.samples, arrival.document->row(0) + done,
+                              arrival.size() - done, off_t(done));
     if (n <= 0)
       Unpacker::fail();
     done += size_t(n);
   }
 }
 
-void fetchSamples(const Lender& from, uint64_t address, host::Document& document) {
-  const size_t size = document.rowBytes() * size_t(document.height());
-  for (size_t done = 0; done < size;) {
-    const iovec to{document.row(0) + done, size - done};
-    const iovec at{reinterpret_cast<void*>(uintptr_t(address) + done), size - done};
-    const ssize_t n = ::process_vm_readv(from.child.id, &to, 1, &at, 1, 0);
-    if (n <= 0)
-      return fetchByFile(from, document, size);
-    done += size_t(n);
-  }
-}
-
-Photograph opened(const Bytes& reply, const Claim& claim, const Lender& lender) {
+Photograph opened(const Bytes& reply, Arrival& arrival, const Lender& lender) {
   Unpacker from(reply);
   auto kind = from.get<Reply>();
   if (kind == Reply::claim)
     kind = from.get<Reply>();
   switch (kind) {
   case Reply::photograph:
-    return unpackPhotograph(from, claim, [&lender](uint64_t address, host::Document& document) {
-      fetchSamples(lender, address, document);
+    return unpackPhotograph(from, arrival.claim, [&](uint64_t address) {
+      if (!arrival.document) // it has claimed nothing
+        Unpacker::fail();
+      if (!fetch(lender.child.id, address, arrival.size(), arrival))
+        fetchByFile(lender, arrival);
+      return std::move(*arrival.document);
     });
   case Reply::noMemory:
     throw std::bad_alloc();
@@ -401,10 +425,10 @@ Photograph readApart(Source source, int minimumBits, int threads, const Watch& w
   if (child.id < 0)
     throw std::runtime_error(std::string("no process to read it: ") + std::strerror(errno));
   reply.close();
-  Claim claim{};
-  const Bytes message = receive(result.number, *shared, watch, claim);
+  Arrival arrival;
+  const Bytes message = receive(result.number, child.id, *shared, watch, arrival);
   if (message.size() > 1)
-    return opened(message, claim, {child, files, *shared, watch});
+    return opened(message, arrival, {child, files, *shared, watch});
   throwCrash(child.end()); // nothing has come, or no more than the claim
 }
 
