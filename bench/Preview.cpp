@@ -35,12 +35,12 @@ intptr_t proxySized(Window, uint32_t message, uintptr_t, intptr_t value) {
 struct OpenPreview {
   host::Document document = fixture::hazyScene(width, height, 8);
   fixture::PlugInHost plugIn{document};
-  Window dialog = NewWindow(nullptr, 0, 0, proxySized, nullptr);
+  Window dialog = NewWindow(nullptr, proxySized, nullptr);
   Bitmap bitmap = CreateCompatibleBitmap(nullptr, width, height);
 
   OpenPreview() {
     gParams->power = 1.7f;
-    NewWindow(dialog, idFrame, 0, proxySized, nullptr);
+    NewWindow(dialog, proxySized, nullptr, idFrame);
     offscreenContext = CreateCompatibleDC(nullptr);
     SelectObject(offscreenContext, bitmap);
     GetProxyItemRect(dialog);

@@ -2,10 +2,7 @@
 // library: what they store, show, repaint and open.
 #include <QAccessible>
 #include <QClipboard>
-#include <QContextMenuEvent>
 #include <QGroupBox>
-#include <QLineEdit>
-#include <QMenu>
 #include <QPushButton>
 #include <QScreen>
 #include <QWheelEvent>
@@ -19,14 +16,13 @@
 #include "frame/selectors/Selectors.h"
 #include "tests/support/HostFixture.h"
 #include "tests/support/PlugInHost.h"
-#include "tests/support/ShownDialog.h"
+#include "tests/ui/OpenDialog.h"
 #include "ui/dialog/AboutBox.h"
 #include "ui/dialog/CentreDialog.h"
 #include "ui/dialog/DialogTables.h"
 #include "ui/dialog/FogdissolverEdit.h"
 #include "ui/dialog/MainDialog.h"
 #include "ui/preview/Proxy.h"
-#include "ui/toolkit/qt/QtControl.h"
 #include "ui/toolkit/qt/QtServices.h"
 
 namespace {
@@ -57,31 +53,15 @@ intptr_t spy(Window window, uint32_t message, uintptr_t word, intptr_t value, ui
   return DefSubclassProc(window, message, word, value);
 }
 
-// A dialog whose controls are found by their ids.
-struct Open : fixture::Shown {
-  Window record = nullptr;
-
-  explicit Open(const Shown& shown) : Shown(shown) {
-    for (QObject* child : shown.dialog->findChild<QPushButton*>()->children())
-      if (auto* control = dynamic_cast<QtControl*>(child))
-        record = GetParent(control->window());
+struct Open : fixture::OpenDialog {
+  explicit Open(const Shown& shown) : OpenDialog(shown) {
     seen = {};
     SetWindowSubclass(record, spy, 0, 0);
   }
-  QWidget* at(int id) const {
-    return static_cast<QtControl*>(GetDlgItem(record, id)->peer)->widget();
-  }
-  std::string text(int id) const { return at(id)->property("text").toString().toStdString(); }
-  bool ticked(int id) const { return at(id)->property("checked").toBool(); }
-  void focus(int id) const { at(id)->setFocus(Qt::TabFocusReason); } // selects the text
-  void click(int id, Qt::KeyboardModifiers held = {}, QPoint where = {}) const {
-    Shown::click(at(id), held, where);
-  }
-  QImage look(int id) const { return picture(at(id)->geometry()); }
-  void wheel(int id, int turn) const {
+  void wheel(int id, int turn, int sideways = 0, Qt::KeyboardModifiers held = {}) const {
     const QPointF at = this->at(id)->rect().center();
-    QWheelEvent event(at, this->at(id)->mapToGlobal(at), {}, QPoint(0, turn), Qt::NoButton,
-                      Qt::NoModifier, Qt::NoScrollPhase, false);
+    QWheelEvent event(at, this->at(id)->mapToGlobal(at), {}, QPoint(sideways, turn), Qt::NoButton,
+                      held, Qt::NoScrollPhase, false);
     QCoreApplication::sendEvent(this->at(id), &event);
   }
 
@@ -180,12 +160,13 @@ struct Dialog : testing::Test {
 
 // 0.35 and 0.63 are held below themselves, and their positions are truncated.
 TEST_F(Dialog, OpensOnTheSoftenedSettings) {
-  gParams->outputMap = 1;
+  gParams->outputMap = gParams->displayMap = 1;
   gParams->power = PowerOfPosition(62) * 1.001f;
   look([](const Open& d) {
     EXPECT_EQ(d.state(), "0 34/34/35 100 62/62/63 62?");
     EXPECT_EQ(gParams->foregroundIntensity, 0.35f);
-    EXPECT_TRUE(d.ticked(idPreview) && d.ticked(idExport) && !d.ticked(idDisplay));
+    EXPECT_TRUE(d.ticked(idPreview) && d.ticked(idExport) && d.ticked(idDisplay));
+    EXPECT_FALSE(d.dialog->windowFlags().testFlag(Qt::WindowCloseButtonHint));
     EXPECT_FALSE(d.at(idFrame)->isVisible());
     EXPECT_EQ(d.dialog->focusWidget(), d.at(idForegroundPositionEdit));
     EXPECT_TRUE(d.dialog->windowTitle().startsWith("Velso Fogdissolver 1."));
@@ -297,13 +278,19 @@ TEST_F(Dialog, KeysWheelAndMouseStepBoxesAndSliders) {
       d.wheel(box, turn);
     EXPECT_EQ(Open::changes(), std::pair(6, 6));
     EXPECT_EQ(d.state(), "0 34/34/35 100 2 50");
+    d.wheel(box, 60);
+    d.wheel(box, 0, 120); // sideways is nothing, but that Alt turns the wheel's turn
+    d.wheel(box, 60);
+    d.wheel(box, 0, 120, Qt::AltModifier);
+    EXPECT_EQ(Open::changes(), std::pair(2, 2));
+    play(d, {{box, "<Down><Down>", "0 34/34/35 100 2 50"}});
 
     play(d, {{id, "<End>", "0 34/34/35 100 100 50", {1, 0}},
              {0, "<Down><PgUp>", "0 34/34/35 100 79 50", {2, 0}},
              {0, "<Up><Right><Right><Left>", "0 34/34/35 100 81 50", {4, 0}},
              {0, "<Home><PgDown>A5", "0 34/34/35 100 20 50", {2, 0}}});
-    d.wheel(id, -120);
     d.wheel(id, 240); // two notches, two messages each
+    d.wheel(id, -120);
     EXPECT_EQ(d.state(), "0 34/34/35 100 21 50");
     d.press(Qt::Key_Down);
     d.press(Qt::Key_Down); // dropped
@@ -331,7 +318,10 @@ TEST_F(Dialog, KeysWheelAndMouseStepBoxesAndSliders) {
     }
     EXPECT_EQ(seen.refreshedRect, d.at(idFrame)->geometry());
     settle();
-    EXPECT_GT(seen.painted, 0);
+    EXPECT_GT(std::exchange(seen.painted, 0), 0);
+    d.at(idOk)->update();
+    settle();
+    EXPECT_EQ(seen.painted, 0); // the preview is not drawn anew for a button
   });
 }
 
@@ -622,21 +612,27 @@ TEST(DialogTable, ControlsLineUp) {
   std::set<int> gaps;
   uint32_t places = 0;
   int below = 31;
-  for (const DialogTemplate* dialog : {&FOGDISSOLVER_DIALOG, &FOGDISSOLVER_ABOUT_DIALOG})
+  const auto note = [&](std::initializer_list<int> values) {
+    for (const int value : values)
+      places = places * 31 + uint32_t(value);
+  };
+  for (const DialogTemplate* dialog : {&FOGDISSOLVER_DIALOG, &FOGDISSOLVER_ABOUT_DIALOG}) {
+    note({dialog->width, dialog->height, dialog->pointSize, int(dialog->style)});
     for (const DialogControl& control : std::span(dialog->controls, dialog->controlCount)) {
       const auto& [x, y, width, height] = control.place;
-      for (const int value : {x, y, width, height, control.frenchPlace.x, control.frenchPlace.y})
-        places = places * 31 + uint32_t(value);
+      const DialogPlace& french = control.frenchPlace;
+      note({x, y, width, height, french.x, french.y, french.width, french.height, control.id});
       const bool box = control.kind == ControlKind::groupBox;
       columns[{control.kind, control.id == idBalance}].insert({x, width, box ? 0 : height});
       if (box)
         gaps.insert(y - std::exchange(below, y + height + 5));
     }
+  }
   for (const auto kind : {ControlKind::digitEdit, ControlKind::groupBox, ControlKind::pushButton,
                           ControlKind::trackBar})
     EXPECT_EQ((columns[{kind, false}].size()), 1u);
   EXPECT_EQ(gaps, std::set{0});
-  EXPECT_EQ(places, 2739430259u);
+  EXPECT_EQ(places, 1685125784u);
 }
 
 // What the user saw is what the file gets, for an image that the frame shows
@@ -675,9 +671,11 @@ TEST_F(Dialog, DialogsAreCentredOnOwnerAndScreen) {
   services.desktop = [] { return screen; };
   services.captionHeight = []() -> int32_t { return 20; };
   const auto answer = [](Window window, uint32_t message, uintptr_t, intptr_t value) -> intptr_t {
-    auto &own = *static_cast<WindowRect*>(window->peer),
-         &rect = *reinterpret_cast<WindowRect*>(value);
-    (message == TKM_SETRECT ? own : rect) = message == TKM_SETRECT ? rect : own;
+    auto& own = *static_cast<WindowRect*>(window->peer);
+    if (message == TKM_MOVE)
+      std::memcpy(&own, reinterpret_cast<const void*>(value), sizeof(WindowPoint));
+    else
+      *reinterpret_cast<WindowRect*>(value) = own;
     return 0;
   };
   constexpr WindowRect none = {}, large = {0, 0, 1600, 900};
@@ -693,8 +691,8 @@ TEST_F(Dialog, DialogsAreCentredOnOwnerAndScreen) {
                  Case{large, {200, 100, 1000, 700}, 0, {386, 200}}}) {
     screen = c.screen;
     WindowRect place = {0, 0, 400, 300};
-    Window owner = c.owner.right ? NewWindow(nullptr, 0, 0, answer, &c.owner) : nullptr;
-    Window dialog = NewWindow(owner, 0, c.style, answer, &place);
+    Window owner = c.owner.right ? NewWindow(nullptr, answer, &c.owner) : nullptr;
+    Window dialog = NewWindow(owner, answer, &place, 0, c.style);
     CentreDialog(dialog);
     EXPECT_EQ((std::array{place.left, place.top}), c.corner);
     DestroyWindow(dialog);
@@ -702,43 +700,69 @@ TEST_F(Dialog, DialogsAreCentredOnOwnerAndScreen) {
   }
 }
 
-// A dialog of one box and two buttons, for what the toolkit promises beyond the plug-in's own.
-constexpr DialogControl rows[] = {
-    {7, ControlKind::edit, "", nullptr, {5, 5, 60, 12}},
-    {1, ControlKind::defaultPushButton, "OK", nullptr, {5, 40, 40, 14}},
-    {9, ControlKind::pushButton, "Other", nullptr, {50, 40, 40, 14}},
-};
-constexpr DialogTemplate table = {"Test", 100, 60, 8, 0, rows, 3};
-
-TEST_F(Dialog, ButtonsMenuAndExceptionsGoAroundTheEventLoop) {
-  const auto proc = [](Window dialog, uint32_t message, uintptr_t word, intptr_t) -> intptr_t {
-    if (message == WM_INITDIALOG)
-      SendDlgItemMessage(dialog, 9, BM_SETSTYLE, BS_DEFPUSHBUTTON, 0);
-    if (message == WM_COMMAND && word == 9)
-      throw std::runtime_error("first");
-    if (message == WM_DESTROY && IsWindow(dialog))
-      throw std::runtime_error("second");
-    return 0;
-  };
-  const auto script = [](const fixture::Shown& d) {
-    auto* edit = d.dialog->findChild<QLineEdit*>();
-    d.keys("12");
-    for (const int action : {3, 0, 2}) { // all, cut, paste
-      QContextMenuEvent event(QContextMenuEvent::Mouse, {3, 3}, edit->mapToGlobal(QPoint(3, 3)));
-      QCoreApplication::sendEvent(edit, &event);
-      auto* menu = qobject_cast<QMenu*>(QApplication::activePopupWidget());
-      ASSERT_NE(menu, nullptr);
-      menu->actions().at(action)->trigger();
-      menu->close();
-      EXPECT_EQ(edit->text(), action == 0 ? "" : "12");
+// Each control is where its row says, in units of the dialog's font; sliders and boxes move to the
+// middle of their label's line, and texts that need more room keep their middle.
+TEST_F(Dialog, ControlsAreWhereTheTableSays) {
+  look([](const Open& d) {
+    const QFontMetricsF metrics(d.dialog->font());
+    const QString letters = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz";
+    const double x = metrics.horizontalAdvance(letters) / 52 / 4, y = metrics.height() / 8;
+    EXPECT_NEAR(d.dialog->width(), FOGDISSOLVER_DIALOG.width * x, 0.6);
+    EXPECT_NEAR(d.dialog->height(), FOGDISSOLVER_DIALOG.height * y, 0.6);
+    const auto widgets = d.dialog->findChildren<QWidget*>(Qt::FindDirectChildrenOnly);
+    QRect label;
+    for (int i = 0; i < FOGDISSOLVER_DIALOG.controlCount; ++i) {
+      const DialogControl& row = FOGDISSOLVER_DIALOG.controls[i];
+      SCOPED_TRACE(row.english + std::to_string(row.id));
+      const QRect is = widgets[i]->geometry();
+      const QRectF told(row.place.x * x, row.place.y * y, row.place.width * x,
+                        row.place.height * y);
+      const bool text = row.kind == ControlKind::label || row.kind == ControlKind::link ||
+                        row.kind == ControlKind::checkBox;
+      const bool onLine = row.kind == ControlKind::trackBar || row.kind == ControlKind::digitEdit;
+      EXPECT_NEAR(is.left(), told.left(), 0.6);
+      EXPECT_NEAR(is.top() + is.height() / 2.0, told.center().y(), onLine ? 3.5 : 1.1);
+      if (!text) {
+        EXPECT_NEAR(is.width(), told.width(), 1.1);
+        EXPECT_NEAR(is.height(), told.height(), 1.1);
+      }
+      if (onLine) {
+        EXPECT_NEAR(is.center().y(), label.center().y(), 1);
+      }
+      if (row.kind == ControlKind::label)
+        label = is;
     }
-    d.keys("<Return>"); // presses the button that was made the default
-  };
-  fixture::whileShown(script, [&] {
-    EXPECT_THAT([&] { DialogBoxParam(&table, nullptr, proc, 0); },
-                testing::ThrowsMessage<std::runtime_error>("first"));
   });
-  EXPECT_EQ(QApplication::activeModalWidget(), nullptr);
+}
+
+// Over a large owner there is room for the middle.
+TEST_F(Dialog, OpensInTheMiddleOfItsOwner) {
+  services.desktop = [] { return WindowRect{0, 0, 4000, 2500}; };
+  services.captionHeight = []() -> int32_t { return 30; };
+  QWidget owner;
+  owner.setGeometry(100, 200, 2000, 1500);
+  plugIn.host.platformData.window = &owner;
+  look([&](const Open& d) {
+    EXPECT_NEAR(d.dialog->x() + d.dialog->width() / 2, 100 + 1000 - 20, 1);
+    EXPECT_NEAR(d.dialog->y(), 200 + (1500 - d.dialog->height()) / 3, 1);
+    const WindowRect outer = GetWindowRect(d.record), inner = GetClientRectOnScreen(d.record);
+    EXPECT_EQ(QRect(outer.left, outer.top, outer.width(), outer.height()),
+              d.dialog->frameGeometry());
+    EXPECT_EQ(QSize(inner.width(), inner.height()), d.dialog->size());
+  });
+}
+
+// The exported procedures say which clicks they took: those that end the dialog.
+TEST_F(Dialog, TheProceduresAnswer) {
+  look([](const Open& d) {
+    for (const uintptr_t word : {uintptr_t(idExport), uintptr_t(idHelp), MakeWords(idOk, 5)})
+      EXPECT_EQ(FogdissolverProc(d.record, WM_COMMAND, word, 0), 0);
+    EXPECT_EQ(FogdissolverProc(d.record, WM_COMMAND, idCancel, 0), 1);
+  });
+  about([](const Open& d) {
+    EXPECT_EQ(FogdissolverAboutProc(d.record, WM_COMMAND, MakeWords(idAboutOk, 5), 0), 0);
+    EXPECT_EQ(FogdissolverAboutProc(d.record, WM_COMMAND, idAboutOk, 0), 1);
+  });
 }
 
 } // namespace

@@ -1,6 +1,8 @@
 // The preview's own steps over the real host library: how it is fitted, read and computed.
 #include <gmock/gmock.h>
 
+#include <QByteArray>
+
 #include <cmath>
 
 #include "frame/record/Rects.h"
@@ -141,6 +143,7 @@ TEST(Proxy, ThePipelineRunsOverACopyInCountedBuffers) {
   constexpr int32_t size = 60 * 40 * 3;
   gParams->preview = 0;
   gParams->displayMap = 1;
+  p.plugIn.startTrace();
   p.open();
   CreateProxyBuffer(); // there is one
   EXPECT_EQ(p.live(), 2);
@@ -176,6 +179,14 @@ TEST(Proxy, ThePipelineRunsOverACopyInCountedBuffers) {
     EXPECT_TRUE(!gData->proxyBuffer && !gData->proxySourceBuffer && !gData->proxySourceValid);
   }
   EXPECT_EQ(p.plugIn.host.buffers.counts().refusedReleases, 0);
+
+  const std::string trace = p.plugIn.stopTrace();
+  EXPECT_THAT(trace, testing::HasSubstr("(60x40) - memory in use 14 MBytes")); // KBytes, in truth
+  EXPECT_THAT(trace, testing::HasSubstr("haze buffer (37 KBytes)"));
+  const auto times = [&](const char* text) { return QByteArray::fromStdString(trace).count(text); };
+  EXPECT_EQ(times("Rect '"), 3);
+  EXPECT_EQ(times("UpdateProxyBuffer ("), 9);
+  EXPECT_EQ(times("DeleteProxyBuffer ("), 2);
 }
 
 // Whichever block the host refuses: -108, and what was taken is given back.

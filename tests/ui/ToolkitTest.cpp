@@ -1,6 +1,7 @@
 // Windows as records, linked without anything that shows them.
 #include <gmock/gmock.h>
 
+#include "ui/toolkit/DialogTemplate.h"
 #include "ui/toolkit/WindowRecord.h"
 
 namespace {
@@ -20,8 +21,8 @@ struct Toolkit : testing::Test {
     seen.push_back(word);
     return 1;
   }
-  Window dialog = NewWindow(nullptr, 0, WS_SYSMENU, note, nullptr);
-  Window control = NewWindow(dialog, 7, 0, note, nullptr);
+  Window dialog = NewWindow(nullptr, note, nullptr, 0, WS_SYSMENU);
+  Window control = NewWindow(dialog, note, nullptr, 7);
   Toolkit() { seen.clear(); }
   ~Toolkit() override { DestroyWindow(dialog); }
 };
@@ -57,6 +58,88 @@ TEST_F(Toolkit, PostedMessagesKeepTheirOrderAndGoWithTheirWindow) {
   EXPECT_FALSE(DispatchPostedMessage());
   EXPECT_THAT(seen, ElementsAre(1, 3));
   EXPECT_EQ(GetDlgItem(dialog, 7), nullptr);
+}
+
+TEST_F(Toolkit, HooksSeeKeysNewestFirst) {
+  static Hook newer;
+  const Hook older = SetWindowsHookEx([](int code, uintptr_t key, intptr_t flags) -> intptr_t {
+    seen.push_back(key + uintptr_t(flags) + uintptr_t(code));
+    return key == 5;
+  });
+  newer = SetWindowsHookEx([](int code, uintptr_t key, intptr_t flags) {
+    seen.push_back(100 + key);
+    return CallNextHookEx(newer, code, key, flags);
+  });
+  EXPECT_FALSE(CallKeyboardHooks(4, 10));
+  EXPECT_TRUE(CallKeyboardHooks(5, 20));
+  EXPECT_THAT(seen, ElementsAre(104, 14, 105, 25));
+  EXPECT_EQ(CallNextHookEx(older, 0, 5, 0), 0); // there is none below
+  UnhookWindowsHookEx(newer);
+  EXPECT_EQ(CallNextHookEx(newer, 0, 5, 0), 0);
+  EXPECT_TRUE(CallKeyboardHooks(5, 0));
+  UnhookWindowsHookEx(older);
+  EXPECT_FALSE(CallKeyboardHooks(5, 0));
+}
+
+// A bitmap is drawn into only while it is selected, and goes to the window as a whole.
+TEST_F(Toolkit, BitmapsAreFilledAndSent) {
+  static std::array<int32_t, 5> sent;
+  control->behaviour = [](Window, uint32_t message, uintptr_t, intptr_t value) -> intptr_t {
+    const auto& blit = *reinterpret_cast<const BlitRequest*>(value);
+    if (message == TKM_BLIT)
+      sent = {blit.x, blit.y, blit.width, blit.height, int32_t(blit.pixels[5] & 0xffffff)};
+    return 0;
+  };
+  DeviceContext* paint = BeginPaint(control);
+  DeviceContext* memory = CreateCompatibleDC(paint);
+  const Bitmap bitmap = CreateCompatibleBitmap(memory, 3, 2),
+               empty = CreateCompatibleBitmap(memory, -3, -2);
+  EXPECT_TRUE(empty->width == 0 && empty->height == 0 && empty->pixels.empty());
+  FillBitmap(memory, DKGRAY_BRUSH);
+  BitBlt(paint, 1, 1, memory);
+  EXPECT_EQ(SelectObject(nullptr, bitmap), nullptr);
+  EXPECT_EQ(SelectObject(memory, bitmap), nullptr);
+  EXPECT_EQ(memory->surface.rowBytes, 12);
+  EXPECT_TRUE(memory->surface.width == 3 && memory->surface.height == 2);
+  EXPECT_EQ(sent[2], 0);
+  FillBitmap(memory, DKGRAY_BRUSH);
+  BitBlt(paint, 8, 9, memory);
+  BitBlt(nullptr, 8, 9, memory);
+  EXPECT_THAT(sent, ElementsAre(8, 9, 3, 2, 0x404040));
+  EXPECT_EQ(SelectObject(memory, nullptr), bitmap);
+  EXPECT_EQ(memory->surface.width, 0);
+  EndPaint(control, paint);
+  DeleteDC(memory);
+  DeleteObject(bitmap);
+  DeleteObject(empty);
+}
+
+// Neither a window that is gone nor a desktop that is not there does anything.
+TEST_F(Toolkit, WhatIsNotThereGivesNothing) {
+  constexpr DialogTemplate none = {};
+  EXPECT_EQ(DialogBoxParam(&none, nullptr, nullptr, 0), -1);
+  EXPECT_EQ(DialogBoxParam(nullptr, nullptr, nullptr, 0), -1);
+  EXPECT_EQ(GetWindowStyle(dialog), WS_SYSMENU);
+  DestroyWindow(control);
+  SetWindowSubclass(control, subclass<10>, 1, 0);
+  RemoveWindowSubclass(control, subclass<10>, 1);
+  PostMessage(control, WM_COMMAND);
+  DestroyWindow(control);
+  EXPECT_FALSE(DispatchPostedMessage() || OpenClipboard(nullptr) || GetParent(control));
+  const intptr_t answers[] = {SendMessage(control, WM_COMMAND),
+                              DefSubclassProc(control, WM_COMMAND, 0, 0),
+                              DefWindowProc(control, WM_COMMAND, 0, 0),
+                              SendDlgItemMessage(dialog, 7, WM_CHAR),
+                              GetDlgCtrlID(control),
+                              intptr_t(GetWindowStyle(control)),
+                              MessageBox(nullptr, "", MB_ICONHAND),
+                              GetKeyState(VK_SHIFT),
+                              GetSystemMetrics(SM_CYCAPTION),
+                              GetClientRectOnScreen(GetDesktopWindow()).right};
+  EXPECT_THAT(answers, testing::Each(0));
+  const Window silent = NewWindow(nullptr, nullptr, nullptr, 3);
+  EXPECT_TRUE(SendMessage(silent, WM_COMMAND) == 0 && GetDlgCtrlID(silent) == 3);
+  DestroyWindow(silent);
 }
 
 } // namespace

@@ -11,18 +11,17 @@ FogdissolverAboutProc(Window dialog, uint32_t message, uintptr_t wParam, intptr_
   case WM_INITDIALOG:
     CentreDialog(dialog);
     SetWindowText(dialog, DialogCaption());
-    return 0;
+    break;
   case WM_NOTIFY:
     OpenLink(*reinterpret_cast<const NotifyHeader*>(lParam), idAboutHomePage);
-    return 0;
+    break;
   case WM_COMMAND:
     if (LowWord(wParam) != idAboutOk || HighWord(wParam) != BN_CLICKED)
-      return 0;
+      break;
     EndDialog(dialog, intptr_t(wParam));
     return 1;
-  default:
-    return 0;
   }
+  return 0;
 }
 
 void DoAbout() {

@@ -28,7 +28,7 @@ int32_t wholeNumber(const std::string& text) {
 // box itself acts.
 struct WorkingCopy {
   std::string text;
-  int32_t start = 0, end = 0; // selection
+  int32_t start{}, end{}; // selection
 
   explicit WorkingCopy(Window window) : text(GetWindowText(window)) {
     SendMessage(window, EM_GETSEL, reinterpret_cast<uintptr_t>(&start),
@@ -158,7 +158,7 @@ intptr_t FogdissolverEdit::Character(uintptr_t character, intptr_t lParam) {
   } else if (character >= '0' && character <= '9') {
     copy.insert(copy.start, std::string(1, char(character)));
   } else {
-    MessageBeep(0);
+    MessageBeep();
     return 1;
   }
   ParseValue(copy.text);

@@ -21,8 +21,8 @@ Window dialogWindow = nullptr; // for the hook
 Hook keyboardHook = nullptr;
 Bitmap offscreenBitmap = nullptr; // frame-sized, selected in offscreenContext
 Bitmap previousBitmap = nullptr;  // what it displaced there
-bool resetMode = false;           // Cancel reads Reset and acts so
-bool skipScroll = false;          // the next scroll message of a paired slider is dropped
+bool resetMode;                   // Cancel reads Reset and acts so
+bool skipScroll;                  // the next scroll message of a paired slider is dropped
 std::unique_ptr<FogdissolverEdit> foregroundPositionEdit, foregroundIntensityEdit,
     backgroundPositionEdit, backgroundIntensityEdit;
 std::unique_ptr<FogdissolverTrackBar32> trackBars[5];
@@ -65,32 +65,29 @@ const PairedControl* findPair(int PairedControl::*id, int wanted) {
 }
 
 void setSlider(Window dialog, int id, int32_t position) {
-  SendDlgItemMessage(dialog, id, TBM_SETPOS, 1, position);
+  SendDlgItemMessage(dialog, id, TBM_SETPOS, uintptr_t(position));
 }
 
 void initSlider(Window dialog, int id, int32_t position) {
-  SendDlgItemMessage(dialog, id, TBM_SETRANGE, 1,
-                     intptr_t(MakeWords(leastPosition, greatestPosition)));
+  SendDlgItemMessage(dialog, id, TBM_SETRANGE, MakeWords(leastPosition, greatestPosition));
   setSlider(dialog, id, position);
 }
 
 // The foreground's position may not pass the background's. If it now does, the other control
 // follows to the same number. True then says that the change ends here: on purpose the other one's
 // setting and the preview stay as they are until the next event.
-bool pushPartner(Window dialog, const PairedControl& moved, int32_t number, bool writeText) {
+bool pushPartner(Window dialog, const PairedControl& moved, int32_t number) {
   const PairedControl* partner = partnerOf(moved);
   if (!partner || foregroundPositionEdit->GetValue() <= backgroundPositionEdit->GetValue())
     return false;
   partner->object->SetValue(number);
   setSlider(dialog, partner->slider, number);
-  if (writeText)
-    SetDlgItemInt(dialog, partner->edit, number, false);
   return true;
 }
 
 void makeOffscreen(Window dialog) {
   const Window frame = GetDlgItem(dialog, idFrame);
-  ShowWindow(frame, SW_HIDE);
+  ShowWindow(frame, false);
   const WindowRect rect = GetWindowRect(frame);
   DeviceContext* context = BeginPaint(dialog);
   offscreenContext = CreateCompatibleDC(context);
@@ -114,13 +111,12 @@ void showSettings(Window dialog) {
   for (const PairedControl& pair : pairs) {
     const int32_t position = PositionOfValue(gParams->*pair.value);
     initSlider(dialog, pair.slider, position);
-    SetDlgItemInt(dialog, pair.edit, position, false);
     pair.initial = position;
   }
   for (const PairedControl& pair : pairs) {
     pair.object = std::make_unique<FogdissolverEdit>(GetDlgItem(dialog, pair.edit), leastPosition,
                                                      greatestPosition, editStep);
-    pair.object->SetValue(PositionOfValue(gParams->*pair.value));
+    pair.object->SetValue(pair.initial);
   }
   int slider = 0;
   for (const PairedControl& pair : pairs)
@@ -134,7 +130,7 @@ void showSettings(Window dialog) {
   CheckDlgButton(dialog, idDisplay, gParams->displayMap != 0);
 }
 
-intptr_t openDialog(Window dialog) {
+void openDialog(Window dialog) {
   dialogWindow = dialog;
   resetMode = skipScroll = false;
   CentreDialog(dialog);
@@ -143,7 +139,6 @@ intptr_t openDialog(Window dialog) {
   showSettings(dialog);
   SetFocus(GetDlgItem(dialog, idForegroundPositionEdit));
   SetWindowText(dialog, DialogCaption());
-  return 0; // the focus has been set
 }
 
 void closeDialog() {
@@ -168,14 +163,13 @@ void pairScrolled(Window dialog, const PairedControl& pair, int32_t position) {
     return;
   gParams->*pair.value = ValueOfPosition(position);
   pair.object->SetValue(position);
-  SetDlgItemInt(dialog, pair.edit, position, false);
-  if (!pushPartner(dialog, pair, position, true))
+  if (!pushPartner(dialog, pair, position))
     RefreshProxy(dialog);
 }
 
 void scrolled(Window dialog, Window slider) {
   const int id = GetDlgCtrlID(slider);
-  const int32_t position = int32_t(SendMessage(slider, TBM_GETPOS, 0, 0));
+  const int32_t position = int32_t(SendMessage(slider, TBM_GETPOS));
   if (const PairedControl* pair = findPair(&PairedControl::slider, id)) {
     pairScrolled(dialog, *pair, position);
   } else if (id == idBalance) {
@@ -189,7 +183,7 @@ void edited(Window dialog, const PairedControl& pair) {
   const int32_t value = pair.object->GetValue();
   gParams->*pair.value = ValueOfPosition(value);
   setSlider(dialog, pair.slider, value);
-  if (!pushPartner(dialog, pair, value, false))
+  if (!pushPartner(dialog, pair, value))
     RefreshProxy(dialog);
 }
 
@@ -198,7 +192,7 @@ void reset(Window dialog) {
   for (const PairedControl& pair : pairs) {
     gParams->*pair.value = ValueOfPosition(pair.initial);
     pair.object->SetValue(pair.initial);
-    SetDlgItemInt(dialog, pair.edit, pair.initial, true); // -69 if there was no estimate
+    SetDlgItemInt(dialog, pair.edit, pair.initial); // -69 if there was no estimate
     setSlider(dialog, pair.slider, pair.initial);
   }
   gParams->power = PowerOfPosition(initialBalance);
@@ -214,25 +208,24 @@ intptr_t clicked(Window dialog, int id) {
   case idCancel:
     if (resetMode) {
       reset(dialog);
-      return 0;
+      break;
     }
     DeleteProxyBuffer();
     EndDialog(dialog, idCancel);
     return 1;
   case idExport:
     gParams->outputMap = IsDlgButtonChecked(dialog, idExport);
-    return 0;
+    break;
   case idPreview:
     gParams->preview = IsDlgButtonChecked(dialog, idPreview);
     RefreshProxy(dialog);
-    return 0;
+    break;
   case idDisplay:
     gParams->displayMap = IsDlgButtonChecked(dialog, idDisplay);
     RefreshProxy(dialog);
-    return 0;
-  default:
-    return 0;
+    break;
   }
+  return 0;
 }
 
 intptr_t command(Window dialog, int id, uint32_t code) {
@@ -267,31 +260,31 @@ __attribute__((visibility("default"), symver("_FogdissolverProc@16"))) intptr_t
 FogdissolverProc(Window dialog, uint32_t message, uintptr_t wParam, intptr_t lParam) {
   switch (message) {
   case WM_INITDIALOG:
-    return openDialog(dialog);
+    openDialog(dialog);
+    break; // 0 says that the focus has been set
   case WM_HSCROLL:
   case WM_VSCROLL:
     scrolled(dialog, reinterpret_cast<Window>(lParam));
-    return 0;
+    break;
   case WM_COMMAND:
     return command(dialog, LowWord(wParam), HighWord(wParam));
   case WM_NOTIFY:
     OpenLink(*reinterpret_cast<const NotifyHeader*>(lParam), idHomePage);
-    return 0;
+    break;
   case WM_SYSCOMMAND:
     return wParam == SC_KEYMENU; // Alt is ours
   case WM_ACTIVATE:
     leaveResetMode(dialog);
-    return 0;
+    break;
   case WM_PAINT:
     if (*gResult == 0)
       PaintProxy(dialog);
-    return 0;
+    break;
   case WM_DESTROY:
     closeDialog();
-    return 0;
-  default:
-    return 0;
+    break;
   }
+  return 0;
 }
 
 intptr_t DialogKeyboardHook(int code, uintptr_t key, intptr_t flags) {

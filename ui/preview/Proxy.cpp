@@ -104,7 +104,7 @@ void SetupFilterRecordForProxy() {
   gData->proxyHeight = RectHeight(proxy);
   gData->proxyPlaneSize = wrappingMultiply(gData->proxyWidth, gData->proxyHeight);
 
-  gFilterRecord->maskRate = truncateToInt32(double(gData->scaleFactor) * fixedOne + 0.5);
+  gFilterRecord->maskRate = truncateToInt32(double(gData->scaleFactor) * fixedOne);
   gFilterRecord->inputRate = gFilterRecord->maskRate;
   TRACE("%s (%d) - rate: 0x%x\n", "SetupFilterRecordForProxy", __LINE__,
         unsigned(gFilterRecord->inputRate));
@@ -251,15 +251,12 @@ void PaintProxy(Window dialog) {
   if (!offscreenContext || !gData->proxyBuffer)
     return;
   DeviceContext* paint = BeginPaint(dialog);
-  const WindowRect frame = GetWindowRect(GetDlgItem(dialog, idFrame));
-  const WindowPoint origin = ClientToScreen(dialog, {0, 0});
-  const int32_t frameWidth = frame.width(), frameHeight = frame.height();
-  const int32_t frameLeft = frame.left - origin.x, frameTop = frame.top - origin.y;
+  const WindowRect frame = frameInClient(dialog);
   FillBitmap(offscreenContext, DKGRAY_BRUSH);
 
   const VRect r = GetInRect();
-  const int32_t offsetX = wrappingSubtract(frameWidth, RectWidth(r)) / 2;
-  const int32_t offsetY = wrappingSubtract(frameHeight, RectHeight(r)) / 2;
+  const int32_t offsetX = wrappingSubtract(frame.width(), RectWidth(r)) / 2;
+  const int32_t offsetY = wrappingSubtract(frame.height(), RectHeight(r)) / 2;
   const int32_t planes = proxyPlanes();
   PSPixelMap map = {};
   map.version = 1;
@@ -271,6 +268,6 @@ void PaintProxy(Window dialog) {
   map.baseAddr = gData->proxyBuffer;
   gFilterRecord->displayPixels(&map, &map.bounds, offsetY, offsetX, &offscreenContext->surface);
 
-  BitBlt(paint, frameLeft, frameTop, offscreenContext);
+  BitBlt(paint, frame.left, frame.top, offscreenContext);
   EndPaint(dialog, paint);
 }

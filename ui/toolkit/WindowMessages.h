@@ -17,11 +17,11 @@ constexpr uintptr_t MakeWords(uint16_t low, uint16_t high) {
 
 enum WindowMessage : uint32_t {
   // A dialog's life.
-  WM_INITDIALOG = 1, // long: the parameter of DialogBoxParam. All controls exist, none is shown
-  WM_DESTROY,        // the dialog is hidden and goes; its controls still exist
-  WM_ACTIVATE,       // it became the active window or ceased to be
-  WM_PAINT,          // draw between BeginPaint and EndPaint
-  WM_SYSCOMMAND,     // word: SC_...
+  WM_INITDIALOG, // long: the parameter of DialogBoxParam. All controls exist, none is shown
+  WM_DESTROY,    // the dialog is hidden and goes; its controls still exist
+  WM_ACTIVATE,   // it became the active window or ceased to be
+  WM_PAINT,      // draw between BeginPaint and EndPaint
+  WM_SYSCOMMAND, // word: SC_...
 
   // From controls to their dialog.
   WM_COMMAND, // word: id of the control, notification code; long: the control
@@ -29,13 +29,10 @@ enum WindowMessage : uint32_t {
   WM_HSCROLL, // word: SB_..., position; long: the trackbar
   WM_VSCROLL,
 
-  // Input of the control that has the focus, or lies below the pointer.
+  // Input of the control that has the focus, or lies below the pointer. No keys while Alt is held.
   WM_KEYDOWN, // word: VK_...
   WM_KEYUP,
-  WM_CHAR,       // word: the character
-  WM_SYSKEYDOWN, // the same three while Alt is held
-  WM_SYSKEYUP,
-  WM_SYSCHAR,
+  WM_CHAR,        // word: the character
   WM_MOUSEWHEEL,  // word: (unused, signed turn in 1/120 of a notch, forward positive)
   WM_LBUTTONDOWN, // to a dialog: pressed on no control
   WM_CUT,
@@ -50,12 +47,12 @@ enum WindowMessage : uint32_t {
   WM_GETTEXTLENGTH, // result: bytes, without the ending zero
 
   // Of one kind of control.
-  TBM_SETRANGE, // word: redraw; long: two signed words, least and greatest position
-  TBM_SETPOS,   // word: redraw; long: position, clamped to the range; sends no scroll message
+  TBM_SETRANGE, // word: two signed words, least and greatest position
+  TBM_SETPOS,   // word: position, signed, clamped to the range; sends no scroll message
   TBM_GETPOS,
   BM_SETCHECK, // word: 1 checked, 0 not; sends no notification
   BM_GETCHECK,
-  BM_SETSTYLE, // word: BS_DEFPUSHBUTTON or BS_PUSHBUTTON
+  BM_SETSTYLE, // word: BS_DEFPUSHBUTTON or 0
   EM_SETSEL,   // word, long: first character, character behind the last; 0 and -1: all
   EM_GETSEL,   // word, long: int32_t* each, of the same two; either may be null
   CB_ADDSTRING,
@@ -75,13 +72,13 @@ enum WindowMessage : uint32_t {
 
   // How the functions of Windows.h reach a window; a dialog procedure never sees them.
   TKM_FIRST,
-  TKM_SHOW = TKM_FIRST, // word: SW_...
+  TKM_SHOW = TKM_FIRST, // word: boolean
   TKM_ENABLE,           // word: boolean
   TKM_SETFOCUS,
   TKM_GETRECT,       // long: WindowRect*, outer rectangle on the screen
   TKM_GETCLIENTRECT, // long: WindowRect*, inner rectangle on the screen
-  TKM_SETRECT,       // long: const WindowRect*, outer rectangle on the screen
-  TKM_INVALIDATE,    // long: const WindowRect*, in client coordinates
+  TKM_MOVE,          // long: const WindowPoint*, outer corner on the screen; dialogs only
+  TKM_INVALIDATE,    // long: const WindowRect*, in client coordinates; dialogs only
   TKM_BLIT,          // long: const BlitRequest*
   TKM_ENDDIALOG,     // long: the result
 };
@@ -89,7 +86,7 @@ enum WindowMessage : uint32_t {
 constexpr uintptr_t SC_KEYMENU = 0xF100; // Alt alone asks for the window's menu
 
 enum VirtualKey : uintptr_t {
-  VK_BACK = 1,
+  VK_BACK,
   VK_TAB,
   VK_RETURN,
   VK_ESCAPE,
@@ -111,10 +108,10 @@ enum VirtualKey : uintptr_t {
 };
 
 enum NotificationCode : uint32_t {
-  BN_CLICKED = 0, // WM_COMMAND: also what a check box sends after it changed
-  EN_CHANGE,      // WM_COMMAND: the text of an edit box changed, by user or program
-  NM_CLICK,       // WM_NOTIFY: a link was clicked
-  NM_RETURN,      // WM_NOTIFY: a link was opened from the keyboard
+  BN_CLICKED, // WM_COMMAND: also what a check box sends after it changed
+  EN_CHANGE,  // WM_COMMAND: the text of an edit box changed, by user or program
+  NM_CLICK,   // WM_NOTIFY: a link was clicked
+  NM_RETURN,  // WM_NOTIFY: a link was opened from the keyboard
 };
 
 enum ScrollCode : uint16_t {
@@ -147,5 +144,4 @@ struct InputMessage {
 };
 
 // Looks of a push button (BM_SETSTYLE): the default one is pressed by Enter from anywhere.
-constexpr uintptr_t BS_PUSHBUTTON = 0;
 constexpr uintptr_t BS_DEFPUSHBUTTON = 1;

@@ -16,19 +16,19 @@ struct WindowSubclass {
 };
 
 struct ToolkitWindow {
-  int id = 0;
+  int id{};
   Window parent = nullptr;                // dialog of a control, owner of a dialog
   std::vector<Window> children;           // in the order of creation
-  uint32_t style = 0;                     // WS_...
+  uint32_t style{};                       // WS_...
   WindowProc behaviour = nullptr;         // null: ignores everything
   void* peer = nullptr;                   // what the behaviour works on
   DialogProc dialogProc = nullptr;        // dialogs: sees messages first, but for the TKM_ ones
   std::vector<WindowSubclass> subclasses; // newest last
-  size_t below = 0; // subclasses that DefSubclassProc has yet to ask, while a message is handled
+  size_t below{}; // subclasses that DefSubclassProc has yet to ask, while a message is handled
 };
 
 // Makes a window, which IsWindow and its parent's GetDlgItem find until DestroyWindow.
-Window NewWindow(Window parent, int id, uint32_t style, WindowProc behaviour, void* peer);
+Window NewWindow(Window parent, WindowProc behaviour, void* peer, int id = 0, uint32_t style = 0);
 // Destroys the window and its children, without a message to them. Their posted messages go too.
 void DestroyWindow(Window window);
 

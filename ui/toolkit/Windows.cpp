@@ -57,10 +57,14 @@ intptr_t callThrough(Window window, size_t count, uint32_t message, uintptr_t wP
 }
 
 intptr_t desktopBehaviour(Window, uint32_t message, uintptr_t, intptr_t lParam) {
-  if (message != TKM_GETRECT && message != TKM_GETCLIENTRECT)
-    return 0;
-  *reinterpret_cast<WindowRect*>(lParam) = gServices->desktop();
-  return 1;
+  if (message == TKM_GETCLIENTRECT)
+    *reinterpret_cast<WindowRect*>(lParam) = gServices->desktop();
+  return 0;
+}
+
+// A message whose parameter is what it points at.
+intptr_t sendPointer(Window window, uint32_t message, const void* pointer) {
+  return SendMessage(window, message, 0, reinterpret_cast<intptr_t>(pointer));
 }
 
 auto findSubclass(Window window, SubclassProc proc, uintptr_t id) {
@@ -70,7 +74,7 @@ auto findSubclass(Window window, SubclassProc proc, uintptr_t id) {
 
 } // namespace
 
-Window NewWindow(Window parent, int id, uint32_t style, WindowProc behaviour, void* peer) {
+Window NewWindow(Window parent, WindowProc behaviour, void* peer, int id, uint32_t style) {
   auto window = std::make_unique<ToolkitWindow>();
   window->parent = parent;
   window->id = id;
@@ -174,11 +178,11 @@ Window GetDesktopWindow() {
 }
 
 void SetWindowText(Window window, const std::string& text) {
-  SendMessage(window, WM_SETTEXT, 0, reinterpret_cast<intptr_t>(text.c_str()));
+  sendPointer(window, WM_SETTEXT, text.c_str());
 }
 
 std::string GetWindowText(Window window) {
-  std::string text(size_t(SendMessage(window, WM_GETTEXTLENGTH, 0, 0)) + 1, '\0');
+  std::string text(size_t(SendMessage(window, WM_GETTEXTLENGTH)) + 1, '\0');
   const intptr_t length =
       SendMessage(window, WM_GETTEXT, text.size(), reinterpret_cast<intptr_t>(text.data()));
   text.resize(size_t(length));
@@ -191,33 +195,33 @@ void SetDlgItemText(Window dialog, int id, const std::string& text) {
 
 std::string GetDlgItemText(Window dialog, int id) { return GetWindowText(GetDlgItem(dialog, id)); }
 
-void SetDlgItemInt(Window dialog, int id, int32_t value, bool isSigned) {
-  SetDlgItemText(dialog, id, isSigned ? std::to_string(value) : std::to_string(uint32_t(value)));
+void SetDlgItemInt(Window dialog, int id, int32_t value) {
+  SetDlgItemText(dialog, id, std::to_string(value));
 }
 
 void CheckDlgButton(Window dialog, int id, bool checked) {
-  SendDlgItemMessage(dialog, id, BM_SETCHECK, checked, 0);
+  SendDlgItemMessage(dialog, id, BM_SETCHECK, checked);
 }
 
 bool IsDlgButtonChecked(Window dialog, int id) {
-  return SendDlgItemMessage(dialog, id, BM_GETCHECK, 0, 0) != 0;
+  return SendDlgItemMessage(dialog, id, BM_GETCHECK) != 0;
 }
 
-void ShowWindow(Window window, int how) { SendMessage(window, TKM_SHOW, uintptr_t(how), 0); }
+void ShowWindow(Window window, bool shown) { SendMessage(window, TKM_SHOW, shown); }
 
-void EnableWindow(Window window, bool enabled) { SendMessage(window, TKM_ENABLE, enabled, 0); }
+void EnableWindow(Window window, bool enabled) { SendMessage(window, TKM_ENABLE, enabled); }
 
-void SetFocus(Window window) { SendMessage(window, TKM_SETFOCUS, 0, 0); }
+void SetFocus(Window window) { SendMessage(window, TKM_SETFOCUS); }
 
 WindowRect GetWindowRect(Window window) {
   WindowRect rect = {};
-  SendMessage(window, TKM_GETRECT, 0, reinterpret_cast<intptr_t>(&rect));
+  sendPointer(window, TKM_GETRECT, &rect);
   return rect;
 }
 
 WindowRect GetClientRectOnScreen(Window window) {
   WindowRect rect = {};
-  SendMessage(window, TKM_GETCLIENTRECT, 0, reinterpret_cast<intptr_t>(&rect));
+  sendPointer(window, TKM_GETCLIENTRECT, &rect);
   return rect;
 }
 
@@ -226,18 +230,10 @@ WindowPoint ScreenToClient(Window window, WindowPoint point) {
   return {point.x - client.left, point.y - client.top};
 }
 
-WindowPoint ClientToScreen(Window window, WindowPoint point) {
-  const WindowRect client = GetClientRectOnScreen(window);
-  return {point.x + client.left, point.y + client.top};
-}
-
-void SetWindowPos(Window window, int32_t x, int32_t y, int32_t width, int32_t height) {
-  const WindowRect rect = {x, y, x + width, y + height};
-  SendMessage(window, TKM_SETRECT, 0, reinterpret_cast<intptr_t>(&rect));
-}
+void SetWindowPos(Window dialog, WindowPoint corner) { sendPointer(dialog, TKM_MOVE, &corner); }
 
 void InvalidateRect(Window window, const WindowRect& clientRect) {
-  SendMessage(window, TKM_INVALIDATE, 0, reinterpret_cast<intptr_t>(&clientRect));
+  sendPointer(window, TKM_INVALIDATE, &clientRect);
 }
 
 uint32_t GetWindowStyle(Window window) { return IsWindow(window) ? window->style : 0; }
@@ -300,7 +296,7 @@ void BitBlt(DeviceContext* to, int32_t x, int32_t y, DeviceContext* from) {
   if (!to || !bitmap)
     return;
   const BlitRequest request = {x, y, bitmap->width, bitmap->height, bitmap->pixels.data()};
-  SendMessage(to->window, TKM_BLIT, 0, reinterpret_cast<intptr_t>(&request));
+  sendPointer(to->window, TKM_BLIT, &request);
 }
 
 Hook SetWindowsHookEx(HookProc proc) {
@@ -326,7 +322,7 @@ bool CallKeyboardHooks(uintptr_t key, intptr_t flags) {
 
 int16_t GetKeyState(uintptr_t key) { return gServices->keyHeld(key) ? -1 : 0; }
 
-void MessageBeep(uint32_t) { gServices->beep(); }
+void MessageBeep() { gServices->beep(); }
 
 int MessageBox(Window owner, const std::string& text, uint32_t style) {
   return gServices->messageBox(owner, text, style);

@@ -28,10 +28,10 @@ using SubclassProc = intptr_t (*)(Window window, uint32_t message, uintptr_t wPa
                                   intptr_t lParam, uintptr_t id, uintptr_t refData);
 
 // Messages. A posted one waits until the present one is handled, and is lost if its window goes.
-intptr_t SendMessage(Window window, uint32_t message, uintptr_t wParam, intptr_t lParam);
-void PostMessage(Window window, uint32_t message, uintptr_t wParam, intptr_t lParam);
-intptr_t SendDlgItemMessage(Window dialog, int id, uint32_t message, uintptr_t wParam,
-                            intptr_t lParam);
+intptr_t SendMessage(Window window, uint32_t message, uintptr_t wParam = 0, intptr_t lParam = 0);
+void PostMessage(Window window, uint32_t message, uintptr_t wParam = 0, intptr_t lParam = 0);
+intptr_t SendDlgItemMessage(Window dialog, int id, uint32_t message, uintptr_t wParam = 0,
+                            intptr_t lParam = 0);
 intptr_t DefWindowProc(Window window, uint32_t message, uintptr_t wParam, intptr_t lParam);
 
 // Subclassing: the newest procedure sees each message first. From within it DefSubclassProc passes
@@ -52,12 +52,10 @@ void SetWindowText(Window window, const std::string& text);
 std::string GetWindowText(Window window);
 void SetDlgItemText(Window dialog, int id, const std::string& text);
 std::string GetDlgItemText(Window dialog, int id);
-void SetDlgItemInt(Window dialog, int id, int32_t value, bool isSigned);
+void SetDlgItemInt(Window dialog, int id, int32_t value);
 void CheckDlgButton(Window dialog, int id, bool checked);
 bool IsDlgButtonChecked(Window dialog, int id);
-constexpr int SW_HIDE = 0;
-constexpr int SW_SHOW = 1;
-void ShowWindow(Window window, int how);
+void ShowWindow(Window window, bool shown);
 void EnableWindow(Window window, bool enabled);
 void SetFocus(Window window);
 
@@ -65,8 +63,7 @@ void SetFocus(Window window);
 WindowRect GetWindowRect(Window window);         // outer, on the screen
 WindowRect GetClientRectOnScreen(Window window); // inner, on the screen
 WindowPoint ScreenToClient(Window window, WindowPoint point);
-WindowPoint ClientToScreen(Window window, WindowPoint point);
-void SetWindowPos(Window window, int32_t x, int32_t y, int32_t width, int32_t height);
+void SetWindowPos(Window dialog, WindowPoint corner);             // outer, on the screen
 void InvalidateRect(Window window, const WindowRect& clientRect); // WM_PAINT comes later, once
 constexpr uint32_t WS_SYSMENU = 1; // the caption has a menu and a closing button
 uint32_t GetWindowStyle(Window window);
@@ -111,10 +108,9 @@ intptr_t CallNextHookEx(Hook hook, int code, uintptr_t key, intptr_t flags);
 
 // The desktop.
 int16_t GetKeyState(uintptr_t key); // VK_CONTROL, VK_SHIFT or VK_MENU; negative: held
-constexpr uint32_t MB_OK = 0;
 constexpr uint32_t MB_ICONHAND = 1;
 constexpr uint32_t MB_ICONEXCLAMATION = 2;
-void MessageBeep(uint32_t kind);
+void MessageBeep();
 int MessageBox(Window owner, const std::string& text, uint32_t style); // 1: confirmed, 0: not shown
 bool OpenClipboard(Window window);
 std::string GetClipboardText(); // between OpenClipboard and CloseClipboard

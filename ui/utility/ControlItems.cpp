@@ -4,7 +4,7 @@
 void ShowItem(Window dialog, int item) { ShowOrHideItem(dialog, item, true); }
 void HideItem(Window dialog, int item) { ShowOrHideItem(dialog, item, false); }
 void ShowOrHideItem(Window dialog, int item, bool shown) {
-  ShowWindow(GetDlgItem(dialog, item), shown ? SW_SHOW : SW_HIDE);
+  ShowWindow(GetDlgItem(dialog, item), shown);
 }
 
 void EnableItem(Window dialog, int item) { EnableOrDisableItem(dialog, item, true); }
@@ -20,7 +20,7 @@ bool ToggleCheckBox(Window dialog, int item) {
 }
 
 void SetDefaultButton(Window dialog, int item) {
-  SendDlgItemMessage(dialog, item, BM_SETSTYLE, BS_DEFPUSHBUTTON, 0);
+  SendDlgItemMessage(dialog, item, BM_SETSTYLE, BS_DEFPUSHBUTTON);
   SetFocus(GetDlgItem(dialog, item));
 }
 
@@ -40,9 +40,8 @@ std::string ControlView::text(uint32_t lengthMessage, uint32_t textMessage, uint
   const intptr_t length = send(lengthMessage, index);
   if (length <= 0)
     return {};
-  std::string text(size_t(length) + 1, '\0'); // the message ends it with a zero
+  std::string text(size_t(length), '\0'); // the message ends it with a zero, as there is
   send(textMessage, index, reinterpret_cast<intptr_t>(text.data()));
-  text.pop_back();
   return text;
 }
 

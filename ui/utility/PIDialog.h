@@ -16,7 +16,7 @@ public:
   // Runs the dialog registered under the number, owned by the active window, until it ends.
   virtual void RunModal(void* pluginRef, void* ignored, int32_t resourceId);
 
-  int32_t resourceId = 0;
+  int32_t resourceId{};
   Window dialogWindow = nullptr; // while it is open
   void* pluginRef = nullptr;     // of the host; what GetDLLInstance takes
 };

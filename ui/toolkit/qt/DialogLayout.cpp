@@ -46,13 +46,16 @@ QRect DialogUnits::rect(const DialogPlace& place) const {
   return QRect(from, QSize(to.x() - from.x(), to.y() - from.y()));
 }
 
+QSize DialogUnits::size(const DialogTemplate& dialogTemplate) const {
+  return {int(std::lround(dialogTemplate.width * x)), int(std::lround(dialogTemplate.height * y))};
+}
+
 QFont DialogFont(const DialogTemplate& dialogTemplate, const QScreen& screen) {
   constexpr double smallest = 5.0, step = 0.5; // points
-  const DialogPlace whole = {0, 0, dialogTemplate.width, dialogTemplate.height};
   QFont font = QApplication::font();
   for (double size = dialogTemplate.pointSize; size >= smallest; size -= step) {
     font.setPointSizeF(size);
-    if (DialogUnits(font).rect(whole).width() <= screen.availableSize().width())
+    if (DialogUnits(font).size(dialogTemplate).width() <= screen.availableSize().width())
       break;
   }
   return font;

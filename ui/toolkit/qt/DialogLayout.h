@@ -17,6 +17,7 @@ struct DialogUnits {
 
   explicit DialogUnits(const QFont& font);
   QRect rect(const DialogPlace& place) const;
+  QSize size(const DialogTemplate& dialogTemplate) const;
 };
 
 // The desktop's font at the table's size, or smaller where the screen has no room for it.

@@ -20,16 +20,17 @@ public:
     switch (message) {
     case BM_SETCHECK:
       button_->setChecked(wParam != 0);
-      return 0;
+      break;
     case BM_GETCHECK:
       return button_->isChecked();
     case BM_SETSTYLE:
       if (auto* push = qobject_cast<QPushButton*>(button_))
         push->setDefault(wParam != 0);
-      return 0;
+      break;
     default:
       return QtControl::behave(message, wParam, lParam);
     }
+    return 0;
   }
 
 protected:

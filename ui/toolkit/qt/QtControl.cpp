@@ -16,16 +16,16 @@ intptr_t controlBehaviour(Window window, uint32_t message, uintptr_t wParam, int
   return static_cast<QtControl*>(window->peer)->behave(message, wParam, lParam);
 }
 
-WindowRect onScreen(const QWidget& widget) {
-  const QPoint corner = widget.mapToGlobal(QPoint(0, 0));
+} // namespace
+
+WindowRect RectOnScreen(const QWidget& widget) {
+  const QPoint corner = widget.mapToGlobal(QPoint());
   return {corner.x(), corner.y(), corner.x() + widget.width(), corner.y() + widget.height()};
 }
 
-} // namespace
-
 QtControl::QtControl(ControlOwner& owner, const DialogControl& control, QWidget* widget)
     : QObject(widget), owner_(owner), kind_(control.kind), widget_(widget),
-      window_(NewWindow(owner.window(), control.id, 0, controlBehaviour, this)) {
+      window_(NewWindow(owner.window(), controlBehaviour, this, control.id)) {
   widget->installEventFilter(this);
 }
 
@@ -43,36 +43,26 @@ intptr_t QtControl::behave(uint32_t message, uintptr_t wParam, intptr_t lParam) 
   switch (message) {
   case WM_SETTEXT:
     setText(reinterpret_cast<const char*>(lParam));
-    return 1;
+    break;
   case WM_GETTEXTLENGTH:
     return intptr_t(text().size());
   case WM_GETTEXT:
     return CopyText(text(), wParam, lParam);
   case TKM_SHOW:
-    widget_->setVisible(wParam != SW_HIDE);
-    return 0;
+    widget_->setVisible(wParam != 0);
+    break;
   case TKM_ENABLE:
     widget_->setEnabled(wParam != 0);
-    return 0;
+    break;
   case TKM_SETFOCUS:
     widget_->setFocus(Qt::OtherFocusReason);
-    return 0;
+    break;
   case TKM_GETRECT:
   case TKM_GETCLIENTRECT:
-    *reinterpret_cast<WindowRect*>(lParam) = onScreen(*widget_);
-    return 1;
-  case TKM_SETRECT: {
-    const auto& rect = *reinterpret_cast<const WindowRect*>(lParam);
-    const QPoint corner = widget_->parentWidget()->mapFromGlobal(QPoint(rect.left, rect.top));
-    widget_->setGeometry(QRect(corner, QSize(rect.width(), rect.height())));
-    return 1;
+    *reinterpret_cast<WindowRect*>(lParam) = RectOnScreen(*widget_);
+    break;
   }
-  case TKM_INVALIDATE:
-    widget_->update();
-    return 0;
-  default:
-    return 0;
-  }
+  return 0;
 }
 
 bool QtControl::eventFilter(QObject*, QEvent* event) {
@@ -91,18 +81,14 @@ void QtControl::deliverCurrent() {
 void QtControl::sendFor(QEvent& event, uint32_t message, uintptr_t wParam) {
   QEvent* const outer = current_;
   current_ = &event;
-  SendMessage(window_, message, wParam, 0);
+  SendMessage(window_, message, wParam);
   current_ = outer;
 }
 
 bool QtControl::sendKeyPress(QKeyEvent& event) {
   const uintptr_t key = VirtualKeyOf(event);
-  if (AltIsPartOf(event)) {
-    SendMessage(window_, WM_SYSKEYDOWN, key, 0);
-    for (char32_t character : CharactersOf(event))
-      SendMessage(window_, WM_SYSCHAR, character, 0);
-    return true;
-  }
+  if (AltIsPartOf(event))
+    return true; // types nothing
   const InputMessage coming = {window_, WM_KEYDOWN, key, 0};
   const intptr_t wants =
       SendMessage(window_, WM_GETDLGCODE, key, reinterpret_cast<intptr_t>(&coming));
@@ -120,9 +106,8 @@ bool QtControl::sendKeyPress(QKeyEvent& event) {
 }
 
 bool QtControl::sendKeyRelease(QKeyEvent& event) {
-  if (event.isAutoRepeat())
-    return true; // the key is still down
-  sendFor(event, AltIsPartOf(event) ? WM_SYSKEYUP : WM_KEYUP, VirtualKeyOf(event));
+  if (!event.isAutoRepeat() && !AltIsPartOf(event)) // up at last
+    sendFor(event, WM_KEYUP, VirtualKeyOf(event));
   return true;
 }
 
@@ -139,7 +124,7 @@ bool QtControl::sendWheel(QEvent* event) {
   wheelRest_ += turn;
   for (; std::abs(wheelRest_) >= notch; wheelRest_ -= wheelRest_ > 0 ? notch : -notch)
     SendMessage(window_, WM_MOUSEWHEEL,
-                MakeWords(0, uint16_t(int16_t(wheelRest_ > 0 ? notch : -notch))), 0);
+                MakeWords(0, uint16_t(int16_t(wheelRest_ > 0 ? notch : -notch))));
   event->accept();
   return true;
 }

@@ -38,7 +38,7 @@ protected:
   bool sendKeyPress(QKeyEvent& event);
   bool sendKeyRelease(QKeyEvent& event);
   bool sendWheel(QEvent* event);
-  void sendFor(QEvent& event, uint32_t message, uintptr_t wParam);
+  void sendFor(QEvent& event, uint32_t message, uintptr_t wParam = 0);
 
   void deliver(QEvent& event) { static_cast<QObject*>(widget_)->event(&event); }
   void deliverCurrent(); // the event that the present message came from, if it came from one
@@ -54,8 +54,10 @@ private:
   QWidget* widget_;
   Window window_;
   QEvent* current_ = nullptr;
-  int wheelRest_ = 0; // turn that has not made a whole notch yet
+  int wheelRest_{}; // turn that has not made a whole notch yet
 };
+
+WindowRect RectOnScreen(const QWidget& widget); // without a frame
 
 // Copies UTF-8 text as WM_GETTEXT does: at most `capacity` bytes with the ending zero.
 intptr_t CopyText(const std::string& text, uintptr_t capacity, intptr_t buffer);

@@ -9,8 +9,6 @@
 #include <QScreen>
 #include <QWindow>
 
-#include <cstring>
-
 #include "ui/toolkit/qt/DialogLayout.h"
 #include "ui/toolkit/qt/MakeControl.h"
 #include "ui/toolkit/qt/QtKeys.h"
@@ -51,15 +49,10 @@ Qt::WindowFlags windowFlags(uint32_t style) {
 }
 
 intptr_t ownerBehaviour(Window window, uint32_t message, uintptr_t, intptr_t lParam) {
-  if (message != TKM_GETRECT && message != TKM_GETCLIENTRECT)
-    return 0;
-  const auto* widget = static_cast<const QWidget*>(window->peer);
-  const QRect rect = message == TKM_GETRECT
-                         ? widget->frameGeometry()
-                         : QRect(widget->mapToGlobal(QPoint(0, 0)), widget->size());
-  *reinterpret_cast<WindowRect*>(lParam) = {rect.left(), rect.top(), rect.left() + rect.width(),
-                                            rect.top() + rect.height()};
-  return 1;
+  if (message == TKM_GETCLIENTRECT)
+    *reinterpret_cast<WindowRect*>(lParam) =
+        RectOnScreen(*static_cast<const QWidget*>(window->peer));
+  return 0;
 }
 
 } // namespace
@@ -67,13 +60,14 @@ intptr_t ownerBehaviour(Window window, uint32_t message, uintptr_t, intptr_t lPa
 QtDialog* QtDialog::innermost() { return innermostDialog; }
 
 QtDialog::QtDialog(const DialogTemplate& dialogTemplate, QWidget* owner, DialogProc proc)
-    : owner_(owner ? NewWindow(nullptr, 0, 0, ownerBehaviour, owner) : nullptr),
-      window_(NewWindow(owner_, 0, dialogTemplate.style, behaviour, this)),
+    : owner_(owner ? NewWindow(nullptr, ownerBehaviour, owner) : nullptr),
+      window_(NewWindow(owner_, behaviour, this)),
       widget_(owner, windowFlags(dialogTemplate.style)), outer_(innermostDialog) {
   innermostDialog = this;
   widget_.setWindowModality(owner ? Qt::WindowModal : Qt::ApplicationModal);
   widget_.setAttribute(Qt::WA_QuitOnClose, false); // the program goes on without it
   buildControls(dialogTemplate);
+  window_->style = dialogTemplate.style;
   window_->dialogProc = proc;
   qApp->installEventFilter(this); // sees the dialog's own events, and the keys of all windows
 }
@@ -91,7 +85,7 @@ void QtDialog::buildControls(const DialogTemplate& dialogTemplate) {
   const DialogUnits units(font);
   widget_.setFont(font);
   widget_.setWindowTitle(QString::fromUtf8(dialogTemplate.caption));
-  widget_.setFixedSize(units.rect({0, 0, dialogTemplate.width, dialogTemplate.height}).size());
+  widget_.setFixedSize(units.size(dialogTemplate));
   QRect label; // the newest
   for (int i = 0; i < dialogTemplate.controlCount; ++i) {
     const DialogControl& row = dialogTemplate.controls[i];
@@ -112,7 +106,7 @@ void QtDialog::buildControls(const DialogTemplate& dialogTemplate) {
 intptr_t QtDialog::run(intptr_t parameter) {
   guarded([&] {
     const BusyCursor busy;
-    SendMessage(window_, WM_INITDIALOG, 0, parameter);
+    SendMessage(window_, WM_INITDIALOG, {}, parameter);
   });
   if (!result_)
     widget_.show();
@@ -120,7 +114,7 @@ intptr_t QtDialog::run(intptr_t parameter) {
     loop_.exec(QEventLoop::DialogExec);
   if (!result_) // the application ends
     guarded([&] { closeFromDesktop(); });
-  guarded([&] { SendMessage(window_, WM_DESTROY, 0, 0); });
+  guarded([&] { SendMessage(window_, WM_DESTROY); });
   if (thrown_)
     std::rethrow_exception(thrown_);
   return *result_;
@@ -143,7 +137,7 @@ void QtDialog::keepException() {
 // The window manager's closing is a cancel whatever state the dialog is in: the window ceases to
 // be active before it is closed, which takes it back to its usual state.
 void QtDialog::closeFromDesktop() {
-  SendMessage(window_, WM_ACTIVATE, 0, 0);
+  SendMessage(window_, WM_ACTIVATE);
   SendMessage(window_, WM_COMMAND, MakeWords(idCancel, BN_CLICKED),
               reinterpret_cast<intptr_t>(GetDlgItem(window_, idCancel)));
   end(idCancel);
@@ -179,56 +173,42 @@ intptr_t QtDialog::behave(uint32_t message, uintptr_t wParam, intptr_t lParam) {
   switch (message) {
   case WM_SETTEXT:
     widget_.setWindowTitle(QString::fromUtf8(reinterpret_cast<const char*>(lParam)));
-    return 1;
+    break;
   case WM_GETTEXTLENGTH:
     return intptr_t(widget_.windowTitle().toUtf8().size());
   case WM_GETTEXT:
     return CopyText(widget_.windowTitle().toStdString(), wParam, lParam);
-  case TKM_ENABLE:
-    widget_.setEnabled(wParam != 0);
-    return 0;
-  case TKM_SETFOCUS:
-    widget_.setFocus(Qt::OtherFocusReason);
-    return 0;
   case TKM_GETRECT: {
     const QRect rect = widget_.frameGeometry();
     *reinterpret_cast<WindowRect*>(lParam) = {rect.left(), rect.top(), rect.left() + rect.width(),
                                               rect.top() + rect.height()};
-    return 1;
+    break;
   }
-  case TKM_GETCLIENTRECT: {
-    const QPoint corner = widget_.mapToGlobal(QPoint(0, 0));
-    *reinterpret_cast<WindowRect*>(lParam) = {corner.x(), corner.y(), corner.x() + widget_.width(),
-                                              corner.y() + widget_.height()};
-    return 1;
-  }
-  case TKM_SETRECT: {
-    // A dialog's size is its table's; only its place can change.
-    const auto& rect = *reinterpret_cast<const WindowRect*>(lParam);
-    widget_.move(rect.left, rect.top);
-    return 1;
+  case TKM_GETCLIENTRECT:
+    *reinterpret_cast<WindowRect*>(lParam) = RectOnScreen(widget_);
+    break;
+  case TKM_MOVE: {
+    const auto& corner = *reinterpret_cast<const WindowPoint*>(lParam);
+    widget_.move(corner.x, corner.y);
+    break;
   }
   case TKM_INVALIDATE: {
     const auto& rect = *reinterpret_cast<const WindowRect*>(lParam);
     widget_.update(rect.left, rect.top, rect.width(), rect.height());
-    return 0;
+    break;
   }
   case TKM_BLIT: {
     const auto& blit = *reinterpret_cast<const BlitRequest*>(lParam);
-    if (drawn_.size() != QSize(blit.width, blit.height))
-      drawn_ = QImage(blit.width, blit.height, QImage::Format_RGB32);
+    const auto* pixels = reinterpret_cast<const uchar*>(blit.pixels);
+    drawn_ = QImage(pixels, blit.width, blit.height, QImage::Format_RGB32).copy();
     drawnPlace_ = QPoint(blit.x, blit.y);
-    for (int y = 0; y < drawn_.height(); ++y)
-      std::memcpy(drawn_.scanLine(y), blit.pixels + ptrdiff_t(y) * blit.width,
-                  size_t(blit.width) * sizeof(uint32_t));
-    return 1;
+    break;
   }
   case TKM_ENDDIALOG:
     end(lParam);
-    return 1;
-  default:
-    return 0;
+    break;
   }
+  return 0;
 }
 
 bool QtDialog::eventFilter(QObject* watched, QEvent* event) {
@@ -254,7 +234,7 @@ bool QtDialog::eventFilter(QObject* watched, QEvent* event) {
   case QEvent::WindowActivate:
   case QEvent::WindowDeactivate:
     endAltUnlessHeld(Qt::NoModifier); // its release goes to another window
-    guarded([&] { SendMessage(window_, WM_ACTIVATE, 0, 0); });
+    guarded([&] { SendMessage(window_, WM_ACTIVATE); });
     return false;
   case QEvent::Close:
     if (result_)
@@ -264,7 +244,7 @@ bool QtDialog::eventFilter(QObject* watched, QEvent* event) {
     return true;
   case QEvent::MouseButtonPress:
     if (static_cast<QMouseEvent*>(event)->button() == Qt::LeftButton)
-      guarded([&] { SendMessage(window_, WM_LBUTTONDOWN, 0, 0); });
+      guarded([&] { SendMessage(window_, WM_LBUTTONDOWN); });
     return false;
   case QEvent::KeyPress: {
     const auto& key = *static_cast<QKeyEvent*>(event);
@@ -274,7 +254,7 @@ bool QtDialog::eventFilter(QObject* watched, QEvent* event) {
     guarded([&] {
       if (!widget_.focusWidget())
         for (char32_t character : CharactersOf(key))
-          SendMessage(window_, WM_CHAR, character, 0);
+          SendMessage(window_, WM_CHAR, character);
       pressKey(virtualKey);
     });
     return true;
@@ -298,23 +278,22 @@ bool QtDialog::filterApplicationKey(const QKeyEvent& event) {
     return false; // the key is still down
   uintptr_t key = VirtualKeyOf(event);
   // A layout may give the key yet another name when it is let go; the place on the keyboard stays.
-  if (release && altDown_ && altScanCode_ && event.nativeScanCode() == altScanCode_)
+  const quint32 place = event.nativeScanCode();
+  if (release && place && altHeldAt_ == place)
     key = VK_MENU;
-  if (key == VK_MENU) {
-    altDown_ = !release;
-    altScanCode_ = event.nativeScanCode();
-  } else {
+  if (key == VK_MENU)
+    altHeldAt_ = release ? std::nullopt : std::optional(place);
+  else
     endAltUnlessHeld(event.modifiers());
-  }
   return callHooks(key, release || event.isAutoRepeat(), release);
 }
 
 // The hooks see Alt go up even if its release went elsewhere: to the window manager, which switches
 // windows with it, or to the window that has become active.
 void QtDialog::endAltUnlessHeld(Qt::KeyboardModifiers held) {
-  if (!altDown_ || held.testFlag(Qt::AltModifier))
+  if (!altHeldAt_ || held.testFlag(Qt::AltModifier))
     return;
-  altDown_ = false;
+  altHeldAt_.reset();
   callHooks(VK_MENU, true, true);
 }
 
@@ -322,7 +301,7 @@ void QtDialog::endAltUnlessHeld(Qt::KeyboardModifiers held) {
 // so that picture is kept here.
 void QtDialog::paint(const QRegion& region) {
   if (drawn_.isNull() || region.intersects(QRect(drawnPlace_, drawn_.size())))
-    guarded([&] { SendMessage(window_, WM_PAINT, 0, 0); });
+    guarded([&] { SendMessage(window_, WM_PAINT); });
   QPainter painter(&widget_);
   painter.setRenderHint(QPainter::SmoothPixmapTransform);
   painter.drawImage(drawnPlace_, drawn_);

@@ -57,9 +57,9 @@ private:
   QEventLoop loop_;
   std::optional<intptr_t> result_;
   std::exception_ptr thrown_;
-  QImage drawn_;         // what the procedure last drew, shown again until it draws anew
-  QPoint drawnPlace_;    // its corner, in client coordinates
-  bool altDown_ = false; // the hooks have seen Alt go down and not up
-  uint32_t altScanCode_ = 0;
+  QImage drawn_;      // what the procedure last drew, shown again until it draws anew
+  QPoint drawnPlace_; // its corner, in client coordinates
+  // Scan code of Alt, 0 if there is none, while the hooks have seen it go down and not up.
+  std::optional<quint32> altHeldAt_;
   QtDialog* outer_;
 };

@@ -63,34 +63,35 @@ intptr_t QtEdit::behave(uint32_t message, uintptr_t wParam, intptr_t lParam) {
   switch (message) {
   case WM_KEYDOWN:
     keyDown(wParam);
-    return 0;
+    break;
   case WM_CHAR:
     character(char32_t(wParam));
-    return 0;
+    break;
   case WM_KEYUP:
   case WM_KILLFOCUS:
     deliverCurrent();
-    return 0;
+    break;
   case WM_CUT:
     edit_->cut();
-    return 0;
+    break;
   case WM_COPY:
     edit_->copy();
-    return 0;
+    break;
   case WM_PASTE:
     edit_->paste();
-    return 0;
+    break;
   case WM_GETDLGCODE:
     return DLGC_WANTARROWS;
   case EM_GETSEL:
     getSelection(reinterpret_cast<int32_t*>(wParam), reinterpret_cast<int32_t*>(lParam));
-    return 0;
+    break;
   case EM_SETSEL:
     setSelection(intptr_t(wParam), lParam);
-    return 0;
+    break;
   default:
     return QtControl::behave(message, wParam, lParam);
   }
+  return 0;
 }
 
 // Keys that move, delete or stand for a clipboard command; those that type come as characters.
@@ -102,21 +103,21 @@ void QtEdit::keyDown(uintptr_t key) {
   if (!CharactersOf(event).empty())
     return;
   if (event.matches(QKeySequence::Paste))
-    SendMessage(window(), WM_PASTE, 0, 0);
+    SendMessage(window(), WM_PASTE);
   else if (event.matches(QKeySequence::Copy))
-    SendMessage(window(), WM_COPY, 0, 0);
+    SendMessage(window(), WM_COPY);
   else if (event.matches(QKeySequence::Cut))
-    SendMessage(window(), WM_CUT, 0, 0);
+    SendMessage(window(), WM_CUT);
   else
     deliver(event);
 }
 
 void QtEdit::character(char32_t c) {
   if (c == ctrlV) {
-    SendMessage(window(), WM_PASTE, 0, 0);
+    SendMessage(window(), WM_PASTE);
   } else if (c >= firstPrintable) {
     if (kind() == ControlKind::digitEdit && (c < U'0' || c > U'9'))
-      return MessageBeep(MB_OK);
+      return MessageBeep();
     QKeyEvent typed(QEvent::KeyPress, 0, Qt::NoModifier, QString::fromUcs4(&c, 1));
     deliver(typed);
   } else if (current()) {
@@ -157,7 +158,7 @@ void QtEdit::showMenu(QPoint where) {
     QObject::connect(action, &QAction::triggered, this, [this, message = row.message] {
       owner().guarded([&] {
         if (message)
-          SendMessage(window(), message, 0, 0);
+          SendMessage(window(), message);
         else
           setSelection(0, -1);
       });
@@ -184,7 +185,7 @@ bool QtEdit::onEvent(QEvent* event) {
   case QEvent::FocusOut:
     if (static_cast<QFocusEvent*>(event)->reason() == Qt::PopupFocusReason)
       return false;
-    sendFor(*event, WM_KILLFOCUS, 0);
+    sendFor(*event, WM_KILLFOCUS);
     return true;
   default:
     return false;

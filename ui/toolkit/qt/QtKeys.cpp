@@ -49,8 +49,6 @@ std::vector<char32_t> CharactersOf(const QKeyEvent& event) {
   switch (VirtualKeyOf(event)) {
   case VK_BACK:
     return {8};
-  case VK_TAB:
-    return {9};
   case VK_RETURN:
     return {13};
   case VK_ESCAPE:

@@ -11,8 +11,8 @@
 VirtualKey VirtualKeyOf(const QKeyEvent& event);
 int QtKeyOf(uintptr_t virtualKey); // 0 for VK_OTHER
 
-// What a pressed key types: control characters for Backspace, Tab, Enter, Esc and Ctrl with a
-// letter, the text otherwise; nothing for keys that only move or delete.
+// What a pressed key types: control characters for Backspace, Enter, Esc and Ctrl with a
+// letter, the text otherwise; nothing for keys that move or delete.
 std::vector<char32_t> CharactersOf(const QKeyEvent& event);
 
 bool AltIsPartOf(const QKeyEvent& event);

@@ -41,32 +41,33 @@ public:
   intptr_t behave(uint32_t message, uintptr_t wParam, intptr_t lParam) override {
     switch (message) {
     case TBM_SETRANGE:
-      setRange(int16_t(LowWord(uintptr_t(lParam))), int16_t(HighWord(uintptr_t(lParam))));
-      return 0;
+      setRange(int16_t(LowWord(wParam)), int16_t(HighWord(wParam)));
+      break;
     case TBM_SETPOS:
-      setPosition(lParam);
-      return 0;
+      setPosition(intptr_t(wParam));
+      break;
     case TBM_GETPOS:
       return slider_->value();
     case WM_KEYDOWN:
       if (const KeyStep* step = findStep(wParam))
         moveBy(step->lines * lineSize + step->pages * slider_->pageStep(), step->code);
-      return 0;
+      break;
     case WM_KEYUP:
       if (findStep(wParam))
         scroll(SB_ENDSCROLL);
-      return 0;
+      break;
     case WM_MOUSEWHEEL: {
       const bool forward = int16_t(HighWord(wParam)) > 0;
       moveBy(forward ? -lineSize : lineSize, forward ? SB_LINELEFT : SB_LINERIGHT);
       scroll(SB_ENDSCROLL);
-      return 0;
+      break;
     }
     case WM_GETDLGCODE:
       return DLGC_WANTARROWS;
     default:
       return QtControl::behave(message, wParam, lParam);
     }
+    return 0;
   }
 
 protected:
