@@ -752,9 +752,15 @@ TEST_F(Dialog, OpensInTheMiddleOfItsOwner) {
   });
 }
 
-// The exported procedures say which clicks they took: those that end the dialog.
+// What the procedures took is told: a box's own keys, and the clicks that end a dialog.
 TEST_F(Dialog, TheProceduresAnswer) {
   look([](const Open& d) {
+    const Window box = GetDlgItem(d.record, idForegroundPositionEdit);
+    for (const uintptr_t key : {VK_UP, VK_DOWN, VK_DELETE})
+      EXPECT_EQ(SendMessage(box, WM_KEYDOWN, key), 1);
+    for (const int character : {'5', '\r', 'x'})
+      EXPECT_EQ(SendMessage(box, WM_CHAR, uintptr_t(character)), 1);
+    EXPECT_EQ(SendMessage(box, WM_KEYUP, VK_UP) + SendMessage(box, WM_PASTE), 2);
     for (const uintptr_t word : {uintptr_t(idExport), uintptr_t(idHelp), MakeWords(idOk, 5)})
       EXPECT_EQ(FogdissolverProc(d.record, WM_COMMAND, word, 0), 0);
     EXPECT_EQ(FogdissolverProc(d.record, WM_COMMAND, idCancel, 0), 1);

@@ -144,7 +144,7 @@ intptr_t FogdissolverEdit::KeyDown(uintptr_t key, intptr_t lParam) {
 }
 
 intptr_t FogdissolverEdit::Character(uintptr_t character, intptr_t lParam) {
-  if (GetKeyState(VK_CONTROL) < 0)
+  if (IsKeyHeld(VK_CONTROL))
     return DefSubclassProc(window, WM_CHAR, character, lParam);
   WorkingCopy copy(window);
   copy.removeSelection();

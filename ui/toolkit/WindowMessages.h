@@ -80,7 +80,7 @@ enum WindowMessage : uint32_t {
   TKM_MOVE,          // long: const WindowPoint*, outer corner on the screen; dialogs only
   TKM_INVALIDATE,    // long: const WindowRect*, in client coordinates; dialogs only
   TKM_BLIT,          // long: const BlitRequest*
-  TKM_ENDDIALOG,     // long: the result
+  TKM_ENDDIALOG,     // word: the result, signed
 };
 
 constexpr uintptr_t SC_KEYMENU = 0xF100; // Alt alone asks for the window's menu

@@ -250,7 +250,9 @@ intptr_t DialogBoxParam(const DialogTemplate* dialogTemplate, void* owner, Dialo
   return dialogTemplate ? gServices->dialogBox(dialogTemplate, owner, proc, parameter) : -1;
 }
 
-void EndDialog(Window dialog, intptr_t result) { SendMessage(dialog, TKM_ENDDIALOG, 0, result); }
+void EndDialog(Window dialog, intptr_t result) {
+  SendMessage(dialog, TKM_ENDDIALOG, uintptr_t(result));
+}
 
 void* GetActiveWindow() { return gServices->activeWindow(); }
 
@@ -320,7 +322,7 @@ bool CallKeyboardHooks(uintptr_t key, intptr_t flags) {
   return !hooks().empty() && hooks().back()->proc(0, key, flags) != 0;
 }
 
-int16_t GetKeyState(uintptr_t key) { return gServices->keyHeld(key) ? -1 : 0; }
+bool IsKeyHeld(uintptr_t key) { return gServices->keyHeld(key); }
 
 void MessageBeep() { gServices->beep(); }
 

@@ -107,7 +107,7 @@ void UnhookWindowsHookEx(Hook hook);
 intptr_t CallNextHookEx(Hook hook, int code, uintptr_t key, intptr_t flags);
 
 // The desktop.
-int16_t GetKeyState(uintptr_t key); // VK_CONTROL, VK_SHIFT or VK_MENU; negative: held
+bool IsKeyHeld(uintptr_t key); // VK_CONTROL, VK_SHIFT or VK_MENU
 constexpr uint32_t MB_ICONHAND = 1;
 constexpr uint32_t MB_ICONEXCLAMATION = 2;
 void MessageBeep();

@@ -83,9 +83,7 @@ GenericProc(Window dialog, uint32_t message, uintptr_t wParam, intptr_t lParam) 
   default:
     if (currentDialog)
       currentDialog->HandleMessage(message, wParam, lParam);
-    else
-      DefWindowProc(dialog, message, wParam, lParam);
-    return 0;
+    return 0; // the window's own behaviour follows
   }
 }
 

@@ -205,7 +205,7 @@ intptr_t QtDialog::behave(uint32_t message, uintptr_t wParam, intptr_t lParam) {
     break;
   }
   case TKM_ENDDIALOG:
-    end(lParam);
+    end(intptr_t(wParam));
     break;
   }
   return 0;

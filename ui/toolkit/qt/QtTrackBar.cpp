@@ -7,8 +7,7 @@
 
 namespace {
 
-constexpr int lineSize = 1;
-constexpr int pagesInRange = 5; // a page is this part of the range
+constexpr int pagesInRange = 5; // a page is this part of the range, a line one position
 
 // What a key does to a stock slider: down and to the right is more.
 struct KeyStep {
@@ -50,7 +49,7 @@ public:
       return slider_->value();
     case WM_KEYDOWN:
       if (const KeyStep* step = findStep(wParam))
-        moveBy(step->lines * lineSize + step->pages * slider_->pageStep(), step->code);
+        moveBy(step->lines + step->pages * slider_->pageStep(), step->code);
       break;
     case WM_KEYUP:
       if (findStep(wParam))
@@ -58,7 +57,7 @@ public:
       break;
     case WM_MOUSEWHEEL: {
       const bool forward = int16_t(HighWord(wParam)) > 0;
-      moveBy(forward ? -lineSize : lineSize, forward ? SB_LINELEFT : SB_LINERIGHT);
+      moveBy(forward ? -1 : 1, forward ? SB_LINELEFT : SB_LINERIGHT);
       scroll(SB_ENDSCROLL);
       break;
     }
@@ -93,7 +92,7 @@ private:
   void setRange(int least, int greatest) {
     const QSignalBlocker quiet(slider_);
     slider_->setRange(least, greatest);
-    slider_->setPageStep(std::max((greatest - least) / pagesInRange, lineSize));
+    slider_->setPageStep(std::max((greatest - least) / pagesInRange, 1));
   }
 
   void setPosition(intptr_t position) {
