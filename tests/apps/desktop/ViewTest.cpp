@@ -42,24 +42,40 @@ TEST(Raster, PartsOfEveryLevelAndOrientationAreThoseOfThePictureTurned) {
       for (int x = 0; x < 31; ++x)
         ASSERT_EQ(part.pixel(x, y), rgbAt(upright, x + 5, y + 9)) << orientation;
   }
-  const host::Document picture = noise(width, height, 8);
-  const auto raster = rasterOf(noise(width, height, 8));
-  for (const int level : {1, 2}) {
-    const int side = 1 << level;
-    const QSize size = raster->levelSize(level);
-    ASSERT_EQ(size, QSize((width + side - 1) / side, (height + side - 1) / side));
-    const QImage image = raster->part(level, QRect(QPoint(0, 0), size));
-    for (int y = 0; y < size.height(); ++y)
-      for (int x = 0; x < size.width(); ++x) {
-        double sums[3] = {}, count = 0;
-        for (int v = y * side; v < std::min((y + 1) * side, height); ++v)
-          for (int u = x * side; u < std::min((x + 1) * side, width); ++u, ++count)
-            for (int c = 0; c < 3; ++c)
-              sums[c] += fixture::sampleAt(picture, u, v, c);
-        const QRgb mean = qRgb(int(sums[0] / count + 0.5), int(sums[1] / count + 0.5),
-                               int(sums[2] / count + 0.5));
-        ASSERT_LE(furthest(image.pixel(x, y), mean), 1) << level << " " << x << " " << y;
-      }
+  const struct {
+    int depth;
+    bool alpha;
+  } kinds[] = {{8, false}, {8, true}, {32, true}};
+  for (const auto& [depth, alpha] : kinds) {
+    const auto make = [&, depth = depth, alpha = alpha] {
+      return noise(width, height, depth, alpha ? 5 : 3, host::ColourMode::rgb, alpha);
+    };
+    const host::Document picture = make();
+    const auto raster = rasterOf(make());
+    EXPECT_EQ(raster->levels(), 3);
+    for (const int level : {1, 2}) {
+      const int side = 1 << level;
+      const QSize size = raster->levelSize(level);
+      ASSERT_EQ(size, QSize((width + side - 1) / side, (height + side - 1) / side));
+      const QImage image = raster->part(level, QRect(QPoint(0, 0), size));
+      for (int y = 0; y < size.height(); ++y)
+        for (int x = 0; x < size.width(); ++x) {
+          double sums[4] = {}, count = 0; // colours times alpha, and alpha
+          for (int v = y * side; v < std::min((y + 1) * side, height); ++v)
+            for (int u = x * side; u < std::min((x + 1) * side, width); ++u, ++count) {
+              const double full = fixture::fullScale(picture);
+              const double a = alpha ? fixture::sampleAt(picture, u, v, 3) / full : 1;
+              sums[3] += 255 * a;
+              for (int c = 0; c < 3; ++c)
+                sums[c] += 255 * a * fixture::sampleAt(picture, u, v, c) / full;
+            }
+          for (double& sum : sums)
+            sum = sum / count + 0.5;
+          const QRgb mean = qRgba(int(sums[0]), int(sums[1]), int(sums[2]), int(sums[3]));
+          const QRgb found = reinterpret_cast<const QRgb*>(image.constScanLine(y))[x];
+          ASSERT_LE(furthest(found, mean), 2) << depth << " " << level << " " << x << " " << y;
+        }
+    }
   }
 }
 
@@ -130,6 +146,193 @@ TEST(Viewport, ZoomsAroundAPointAndLeavesNoGap) {
   EXPECT_EQ(viewport.scale(), Viewport::greatestScale);
   viewport.setPicture({40, 30}); // fits, and is not enlarged
   EXPECT_EQ(viewport.shown(), QRect(180, 135, 40, 30));
+}
+
+// At whole scales a tile has the samples of its level, edges and all.
+TEST(Tiles, HaveTheSamplesOfTheirLevelOverCheckers) {
+  const host::Document picture = noise(1000, 700, 8);
+  const auto raster = rasterOf(noise(1000, 700, 8));
+  Tiles tiles(raster);
+  for (const double scale : {1.0, 2.0, 4.0, 0.5, 0.25}) {
+    const int level = int(std::lround(std::max(0.0, -std::log2(scale))));
+    const int times = std::max(1, int(scale));
+    const QImage all = raster->part(level, QRect(QPoint(0, 0), raster->levelSize(level)));
+    tiles.setScale(scale);
+    const QPoint last(tiles.size().width() / Tiles::side, tiles.size().height() / Tiles::side);
+    ASSERT_EQ(tiles.kept(last), nullptr);
+    const QImage tile = tiles.make(last);
+    EXPECT_EQ(*tiles.kept(last), tile);
+    const QPoint corner = last * Tiles::side;
+    ASSERT_EQ(tile.size(), tiles.size() - QSize(corner.x(), corner.y())) << scale;
+    for (int y = 0; y < tile.height(); ++y)
+      for (int x = 0; x < tile.width(); ++x)
+        ASSERT_LE(furthest(tile.pixel(x, y),
+                           all.pixel((corner.x() + x) / times, (corner.y() + y) / times)),
+                  1)
+            << scale << " " << x << " " << y;
+  }
+  host::Document veil(64, 64, 4, 8, host::ColourMode::rgb, true);
+  fixture::fill(veil, [](int x, int, int c) { return c == 3 ? x >= 32 : 0.4; });
+  Tiles veiled(rasterOf(std::move(veil)));
+  veiled.setScale(1);
+  const QImage tile = veiled.make({0, 0});
+  const int expected[][3] = {{7, 0, 204}, {8, 7, 153}, {8, 8, 204}, {31, 0, 153}, {32, 0, 102}};
+  for (const auto& [x, y, grey] : expected)
+    EXPECT_EQ(qGreen(tile.pixel(x, y)), grey) << x << " " << y;
+}
+
+// What is drawn first, of a picture so smooth that few pixels tell all of it.
+TEST(Tiles, AreDrawnCoarselyInTheirPlace) {
+  host::Document smooth(17000, 300, 3, 8);
+  fixture::fill(smooth, [](int x, int y, int c) { return c ? y / 300.0 : x / 17000.0; });
+  const auto raster = rasterOf(std::move(smooth));
+  EXPECT_EQ(raster->levels(), 9); // the last is 67 pixels wide
+  EXPECT_EQ(raster->coarseLevel(1024), 4);
+  Tiles tiles(raster);
+  for (const double scale : {0.5, 1.0}) {
+    tiles.setScale(scale);
+    const QRect area(4000, 60, 64, 64);
+    QImage coarse(4100, 150, QImage::Format_RGB32);
+    coarse.fill(Qt::white);
+    QPainter painter(&coarse);
+    tiles.paintCoarsely(painter, area);
+    for (const QPoint at : {area.topLeft(), area.center(), area.bottomRight()}) {
+      const QRgb exact = qRgb(int(at.x() / scale * 255 / 17000), int(at.y() / scale * 255 / 300),
+                              int(at.y() / scale * 255 / 300));
+      EXPECT_LE(furthest(coarse.pixel(at), exact), 9) << scale << " " << at.x() << " " << at.y();
+    }
+    EXPECT_EQ(coarse.pixel(area.topLeft() - QPoint(1, 1)), qRgb(255, 255, 255));
+  }
+}
+
+class SeenView : public testing::Test {
+protected:
+  SeenView() {
+    view.resize(400, 300);
+    give({View::before, View::after, View::mask});
+    view.show();
+    view.setScale(1);
+  }
+  void give(std::initializer_list<View::Side> sides) {
+    for (const View::Side side : {View::before, View::after, View::mask})
+      view.setRaster(side, std::count(sides.begin(), sides.end(), side) ? rasterOf(picture(side))
+                                                                        : nullptr);
+  }
+  static host::Document picture(int side) {
+    return noise(900, 700, 8, 3, host::ColourMode::rgb, false, uint32_t(side + 1));
+  }
+  QImage shown() {
+    QImage image;
+    until([&] {
+      image = view.grab().toImage();
+      return view.isComplete();
+    });
+    return image;
+  }
+  bool application = (fixture::needApplication(), true); // before the view
+  View view;
+};
+
+TEST_F(SeenView, ShowsInEachModeItsPicturesInTheirPlaces) {
+  const struct {
+    ViewMode mode;
+    bool held;
+    int left, right, alone; // pictures; the last where there is only the photograph
+  } cases[] = {{ViewMode::split, false, 0, 1, 0},  {ViewMode::sideBySide, false, 0, 1, 0},
+               {ViewMode::result, false, 1, 1, 0}, {ViewMode::mask, false, 2, 2, 0},
+               {ViewMode::split, true, 0, 0, 0},   {ViewMode::sideBySide, true, 0, 0, 0},
+               {ViewMode::result, true, 0, 0, 0},  {ViewMode::mask, true, 0, 0, 0}};
+  const int second = 201; // where the right one of two panes of 199 begins
+  for (const bool alone : {false, true}) {
+    if (alone)
+      give({View::before});
+    for (const auto& c : cases) {
+      view.setMode(c.mode);
+      view.setBeforeHeld(c.held);
+      const bool two = c.mode == ViewMode::sideBySide;
+      const QImage image = shown();
+      const QColor dark = view.palette().color(QPalette::Dark);
+      for (const QPoint at : {QPoint(3, 4), QPoint(195, 280), QPoint(204, 7), QPoint(397, 296)}) {
+        const bool right = at.x() > 200;
+        const QPoint sample = at - view.viewport().origin() - QPoint(two && right ? second : 0, 0);
+        const int side = alone ? c.alone : right ? c.right : c.left;
+        const QColor expected = alone && two && right // the result's place
+                                    ? dark
+                                    : QColor(rgbAt(picture(side), sample.x(), sample.y()));
+        EXPECT_EQ(image.pixelColor(at).name().toStdString(), expected.name().toStdString())
+            << int(c.mode) << c.held << alone << " " << at.x();
+      }
+      for (const int x : {199, 200})
+        EXPECT_EQ(image.pixel(x, 9) == dark.rgb(), two) << int(c.mode) << " " << x;
+    }
+  }
+}
+
+TEST_F(SeenView, TheLineIsSeenAndTheMouseFindsIt) {
+  const auto shape = [&](QPoint at) {
+    QTest::mouseMove(&view, at);
+    return view.cursor().shape();
+  };
+  const QImage image = shown();
+  for (const int y : {0, 80, 299})
+    for (int x = 195; x < 205; ++x)
+      EXPECT_EQ(image.pixel(x, y) == qRgb(255, 255, 255), x == 199 || x == 200) << x << " " << y;
+  for (const int x : {190, 209, 196, 203}) // the grip
+    EXPECT_EQ(image.pixel(x, 150), qRgb(255, 255, 255)) << x;
+  for (const int x : {193, 206}) // and its arrows
+    EXPECT_LT(qGreen(image.pixel(x, 150)), 160) << x;
+  for (const auto& [x, cursor] : {std::pair(200, Qt::SplitHCursor),
+                                  {193, Qt::SplitHCursor},
+                                  {207, Qt::SplitHCursor},
+                                  {192, Qt::ArrowCursor},
+                                  {208, Qt::ArrowCursor}})
+    EXPECT_EQ(shape({x, 40}), cursor) << x;
+  QTest::mousePress(&view, Qt::LeftButton, {}, {100, 40});
+  EXPECT_EQ(view.cursor().shape(), Qt::ClosedHandCursor);
+  QTest::mouseRelease(&view, Qt::LeftButton, {}, {200, 40});
+  EXPECT_EQ(view.cursor().shape(), Qt::SplitHCursor);
+  const QPoint origin = view.viewport().origin();
+  QTest::mousePress(&view, Qt::RightButton, {}, {100, 40});
+  QTest::mouseMove(&view, {120, 50});
+  QTest::mouseRelease(&view, Qt::RightButton, {}, {120, 50});
+  EXPECT_EQ(view.viewport().origin(), origin);
+  QTest::mousePress(&view, Qt::MiddleButton, {}, {200, 40});
+  QTest::mouseMove(&view, {210, 44});
+  QTest::mouseRelease(&view, Qt::MiddleButton, {}, {210, 44});
+  EXPECT_EQ(view.viewport().origin() - origin, QPoint(10, 4));
+  view.setBeforeHeld(true);
+  EXPECT_EQ(shape({200, 90}), Qt::ArrowCursor);
+}
+
+TEST_F(SeenView, KeysDoubleClicksAndResizesMoveThePicture) {
+  const struct {
+    Qt::Key key;
+    QPoint by;
+  } keys[] = {{Qt::Key_Left, {64, 0}},
+              {Qt::Key_Right, {-64, 0}},
+              {Qt::Key_Up, {0, 64}},
+              {Qt::Key_Down, {0, -64}}};
+  for (const auto& [key, by] : keys) {
+    const QPoint origin = view.viewport().origin();
+    QTest::keyClick(&view, key);
+    EXPECT_EQ(view.viewport().origin() - origin, by) << key;
+  }
+  QTest::keyClick(&view, Qt::Key_Right, Qt::ShiftModifier);
+  EXPECT_NEAR(view.split(), 0.52, 1e-9);
+  QTest::keyClick(&view, Qt::Key_Left, Qt::ShiftModifier);
+  EXPECT_NEAR(view.split(), 0.5, 1e-9);
+  const QPointF middle = view.viewport().sampleAt({200, 150});
+  view.resize(300, 200);
+  EXPECT_LT((view.viewport().sampleAt({150, 100}) - middle).manhattanLength(), 1);
+  view.zoomBy(1.25);
+  EXPECT_EQ(view.viewport().scale(), 1.25);
+  EXPECT_LT((view.viewport().sampleAt({150, 100}) - middle).manhattanLength(), 1);
+  QTest::mouseDClick(&view, Qt::LeftButton, {}, {30, 40});
+  EXPECT_TRUE(view.viewport().isFitted());
+  const QPointF sample = view.viewport().sampleAt({60, 70});
+  QTest::mouseDClick(&view, Qt::LeftButton, {}, {60, 70});
+  EXPECT_EQ(view.viewport().scale(), 1);
+  EXPECT_LT((view.viewport().sampleAt({60, 70}) - sample).manhattanLength(), 1);
 }
 
 TEST(View, TheWheelZoomsAroundThePointerAndTheMouseDragsTheLineOrThePhotograph) {
