@@ -215,11 +215,15 @@ protected:
   }
   void give(std::initializer_list<View::Side> sides) {
     for (const View::Side side : {View::before, View::after, View::mask})
-      view.setRaster(side, std::count(sides.begin(), sides.end(), side) ? rasterOf(picture(side))
+      view.setRaster(side, std::count(sides.begin(), sides.end(), side) ? rasterOf(fixture::copyOf(picture(side)))
                                                                         : nullptr);
   }
-  static host::Document picture(int side) {
-    return noise(900, 700, 8, 3, host::ColourMode::rgb, false, uint32_t(side + 1));
+  static const host::Document& picture(int side) {
+    const auto make = [](uint32_t seed) {
+      return noise(900, 700, 8, 3, host::ColourMode::rgb, false, seed);
+    };
+    static const host::Document pictures[] = {make(1), make(2), make(3)};
+    return pictures[side];
   }
   QImage shown() {
     QImage image;

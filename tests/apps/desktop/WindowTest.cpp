@@ -10,12 +10,21 @@
 #include <QClipboard>
 #include <QComboBox>
 #include <QDropEvent>
+#include <QHeaderView>
+#include <QLabel>
 #include <QLineEdit>
+#include <QMenu>
 #include <QMessageBox>
 #include <QMimeData>
+#include <QProgressBar>
 #include <QPushButton>
 #include <QSettings>
 #include <QSlider>
+#include <QSpinBox>
+#include <QStatusBar>
+#include <QTableWidget>
+#include <QToolBar>
+#include <QToolButton>
 #include <QTreeWidget>
 
 #include "apps/desktop/BatchWindow.h"
@@ -281,6 +290,300 @@ TEST_F(Window, BrokenFilesCancelsAndClosingInTheMiddleAreSafe) {
   EXPECT_TRUE(until([&] { return !next.workbench().isBusy() && next.workbench().after(); }));
 }
 
+// Items of the menus that are greyed.
+std::string greyed(const QWidget& of) {
+  std::set<std::string> names;
+  for (const QAction* action : of.findChildren<QAction*>())
+    if (!action->isEnabled() && !action->text().isEmpty())
+      names.insert(QString(action->text()).remove('&').toStdString());
+  std::string list;
+  for (const std::string& name : names)
+    list += name + "; ";
+  return list;
+}
+
+TEST_F(Window, OffersWhatCanBeDoneNow) {
+  EXPECT_EQ(greyed(window),
+            "100 %; 200 %; 50 %; Adjust…; Brighter; Cancel What Runs; Close; Copy Picture; Copy as "
+            "Command; Darker; Export Mask…; Fit; Fogdissolver…; Help; Last Filter; Last Filter as "
+            "Mask; No Exposure; Redo; Revert; Save; Save As…; Undo; Zoom In; Zoom Out; ");
+  ASSERT_TRUE(open("a.jpg"));
+  const std::string always = "Brighter; Cancel What Runs; Darker; Help; No Exposure; ";
+  EXPECT_EQ(greyed(window), always + "Redo; ");
+  trigger("Revert");
+  EXPECT_EQ(greyed(window), always + "Redo; Revert; ");
+  trigger("Undo");
+  trigger("Undo");
+  EXPECT_EQ(greyed(window), always + "Revert; Undo; ");
+  for (const auto& [item, scale] : {std::pair("100 %", 1.0),
+                                    {"Zoom In", 1.25},
+                                    {"Zoom Out", 1.0},
+                                    {"50 %", 0.5},
+                                    {"200 %", 2.0}}) {
+    trigger(item);
+    EXPECT_NEAR(window.view().viewport().scale(), scale, 1e-9) << item;
+    bool isTold = false;
+    for (const QLabel* label : window.findChildren<QLabel*>())
+      isTold |= label->isVisible() && label->text() == QString("%1 %").arg(scale * 100);
+    EXPECT_TRUE(isTold) << item;
+  }
+  trigger("Fit");
+  EXPECT_TRUE(window.view().viewport().isFitted());
+  for (const auto& [item, mode] : {std::pair("Result", ViewMode::result),
+                                   {"Side by Side", ViewMode::sideBySide},
+                                   {"Split", ViewMode::split}}) {
+    trigger(item);
+    EXPECT_EQ(window.view().mode(), mode);
+    for (const QToolButton* button : window.findChild<QToolBar*>()->findChildren<QToolButton*>()) {
+      const QAction* of = button->defaultAction();
+      const bool isMarked =
+          button->palette().color(QPalette::Button) == window.palette().color(QPalette::Highlight);
+      EXPECT_EQ(isMarked, of && of->text().remove('&') == item) << item;
+    }
+  }
+  // The photograph takes all the room that there is.
+  const View& view = window.view();
+  const QRect centre = window.centralWidget()->geometry();
+  const QWidget* bar = window.findChild<QSlider*>()->parentWidget();
+  EXPECT_EQ(QRect(view.mapTo(&window, QPoint(0, 0)), view.size()),
+            centre.adjusted(0, 0, 0, -bar->height()));
+  answering(
+      [](const fixture::Shown& shown) {
+        std::map<std::string, std::string> rows;
+        const auto* table = shown.dialog->findChild<QTableWidget*>();
+        for (int row = 0; row < table->rowCount(); ++row)
+          rows[table->item(row, 0)->text().toStdString()] =
+              table->item(row, 1)->text().toStdString();
+        EXPECT_EQ(rows["Save As…"], "Ctrl+Shift+S");
+        EXPECT_EQ(rows["Zoom In"], "Ctrl++; Ctrl+=");
+        EXPECT_EQ(rows["Show the photograph as it was"], "B, held");
+        EXPECT_GE(table->viewport()->width(), table->horizontalHeader()->length());
+        shown.press(Qt::Key_Escape);
+      },
+      [&] { trigger("Keyboard"); });
+  bench().close();
+}
+
+TEST_F(Window, TellsWhatRunsAndStopsIt) {
+  writePicture("large.jpg", fixture::hazyScene(1500, 1000, 32));
+  auto* progress = window.findChild<QProgressBar*>();
+  auto* stop = window.statusBar()->findChild<QToolButton*>();
+  EXPECT_FALSE(progress->isVisible() || stop->isVisible());
+  window.openFiles({"large.jpg"});
+  ASSERT_TRUE(until([&] { return bench().original(); }));
+  EXPECT_TRUE(until([&] { return progress->value() > 0 && progress->value() < 100; }));
+  EXPECT_TRUE(progress->isVisible() && stop->isVisible());
+  EXPECT_EQ(window.statusBar()->findChild<QLabel*>()->text(), "Clearing the haze…");
+  EXPECT_EQ(action("Cancel What Runs")->isEnabled(), true);
+  stop->click();
+  EXPECT_FALSE(progress->isVisible() || stop->isVisible() || bench().isBusy());
+  EXPECT_FALSE(bench().after());
+}
+
+TEST_F(Window, TheNumberAndTheSliderChooseTheStrengthAndTheValuesAreTold) {
+  ASSERT_TRUE(open("a.jpg"));
+  auto* slider = window.findChild<QSlider*>();
+  auto* number = window.findChild<QSpinBox*>();
+  EXPECT_EQ(number->value(), 70);
+  number->selectAll();
+  QTest::keyClicks(number, "45");
+  QTest::keyClick(number, Qt::Key_Return);
+  EXPECT_EQ(slider->value(), 45);
+  ASSERT_TRUE(until([&] { return !bench().isBusy() && strength() == 0.45; }));
+  const auto told = [&] {
+    std::string text;
+    for (const QLabel* label : slider->parentWidget()->findChildren<QLabel*>())
+      text += label->text().toStdString() + "; ";
+    return text;
+  };
+  const Parameters& used = bench().history()->current().report->used;
+  const auto percent = [](float value) { return std::to_string(int(value * 100 + 0.001)) + "; "; };
+  EXPECT_EQ(told(), "St&rength; Foreground: " + percent(used.foregroundIntensity) +
+                        "Background: " + percent(used.backgroundIntensity) +
+                        "Foreground until: 0; Background from: 100; Balance: 50; ");
+  slider->setSliderDown(true);
+  slider->setValue(20);
+  QTest::qWait(500);
+  EXPECT_FALSE(bench().isBusy()) << "the mouse holds it";
+  EXPECT_EQ(number->value(), 20);
+  slider->setSliderDown(false); // is released
+  ASSERT_TRUE(until([&] { return !bench().isBusy() && strength() == 0.2; }));
+  trigger("Revert");
+  EXPECT_THAT(told(), HasSubstr("Foreground: –; Background: –; "));
+  bench().close();
+}
+
+TEST_F(Window, RemembersTheLastFilesAndTheChoices) {
+  QSettings store(QSettings::IniFormat, QSettings::UserScope, "fogdissolver", "desktop");
+  QStringList recent;
+  for (int i = 0; i < 10; ++i)
+    recent += QString("/old/%1&.jpg").arg(i);
+  store.setValue("recent", recent);
+  store.setValue("undoMegabytes", 0);
+  store.sync();
+  writePicture("float.tif", fixture::hazyScene(40, 30, 32), "float");
+  MainWindow second(filters(), {}, "");
+  second.show();
+  const auto item = [&second](const QString& text) {
+    for (QAction* found : second.findChildren<QAction*>())
+      if (QString(found->text()).remove('&').startsWith(text))
+        return found;
+    throw std::runtime_error(text.toStdString());
+  };
+  Workbench& its = second.workbench();
+  const auto settled = [&] { return until([&] { return !its.isBusy(); }); };
+  const auto names = [&] {
+    std::string list;
+    for (const QAction* file : item("Open Recent")->menu()->actions())
+      list += file->text().toStdString() + "; ";
+    return list;
+  };
+  EXPECT_TRUE(item("Clear on Opening")->isChecked());
+  item("Clear on Opening")->trigger();
+  second.openFiles({"float.tif"});
+  ASSERT_TRUE(settled() && its.original());
+  EXPECT_FALSE(its.after());
+  EXPECT_EQ(names(), "&1 float.tif; &2 0&&.jpg; &3 1&&.jpg; &4 2&&.jpg; &5 3&&.jpg; &6 4&&.jpg; "
+                     "&7 5&&.jpg; &8 6&&.jpg; &9 7&&.jpg; 8&&.jpg; ; &Clear the List; ");
+  // Floats have light beyond the screen's.
+  const auto shownAt = [&] { return qGreen(its.before()->part(0, {20, 20, 1, 1}).pixel(0, 0)); };
+  const int plain = shownAt();
+  for (const auto& [name, stops] :
+       {std::pair("Brighter", 0.5), {"Brighter", 1.0}, {"Darker", 0.5}, {"No Exposure", 0.0}}) {
+    EXPECT_TRUE(item(name)->isEnabled());
+    item(name)->trigger();
+    EXPECT_EQ(second.statusBar()->currentMessage(), QString("Exposure %1").arg(stops, 0, 'f', 1));
+    ASSERT_TRUE(settled());
+    EXPECT_NEAR(shownAt(), std::min(255.0, plain * std::exp2(stops)), 2) << name;
+  }
+  for (const int strength : {30, 40}) {
+    its.setStrength(strength);
+    ASSERT_TRUE(settled());
+  }
+  EXPECT_THAT(second.findChild<Notice*>()->text().toStdString(), HasSubstr("The oldest steps"));
+  item("Brighter")->trigger();
+  ASSERT_TRUE(settled());
+  EXPECT_NEAR(its.after()->colours().exposure(), std::exp2(0.5), 1e-9);
+  item("Copy Picture")->trigger();
+  ASSERT_TRUE(settled());
+  EXPECT_EQ(QGuiApplication::clipboard()->image().pixel(7, 9),
+            its.after()->part(0, {7, 9, 1, 1}).pixel(0, 0));
+  answering(
+      [](const fixture::Shown& shown) {
+        shown.dialog->findChild<QSpinBox*>()->setValue(100);
+        shown.press(Qt::Key_Return);
+      },
+      [&] { item("Memory for Undo")->trigger(); });
+  its.close();
+  second.close();
+  MainWindow third(filters(), {}, "");
+  for (QAction* found : third.findChildren<QAction*>()) {
+    if (found->text() == "Clear on &Opening") {
+      EXPECT_FALSE(found->isChecked());
+      found->trigger();
+    }
+    if (found->text() == "&1 float.tif")
+      found->trigger();
+  }
+  ASSERT_TRUE(until([&] { return third.workbench().after() && !third.workbench().isBusy(); }));
+  for (QAction* found : third.findChildren<QAction*>())
+    if (found->text() == "&Clear the List")
+      found->trigger();
+  third.close();
+  store.sync();
+  EXPECT_EQ(store.value("undoMegabytes").toInt(), 100);
+  EXPECT_TRUE(store.value("recent").toStringList().isEmpty());
+  store.remove("undoMegabytes");
+}
+
+TEST_F(Window, TheDialogForSavingFollowsTheNameAndRefuses) {
+  writePicture("veil.png", fixture::noise(40, 30, 32, 4, host::ColourMode::rgb, true), "uint16");
+  bench().setClearsOnOpening(false);
+  ASSERT_TRUE(open("veil.png"));
+  write("there.png", "old");
+  const auto fill = [](const fixture::Shown& shown) {
+    auto* name = shown.dialog->findChild<QLineEdit*>();
+    const auto boxes = shown.dialog->findChildren<QComboBox*>();
+    auto *format = boxes[0], *bits = boxes[1];
+    const auto* quality = shown.dialog->findChild<QSpinBox*>();
+    EXPECT_EQ(name->selectedText(), "veil-clear");
+    const struct {
+      const char *name, *format, *bits;
+      bool quality;
+    } cases[] = {{"x.png", "PNG (.png)", "8 [16] ", false},
+                 {"x.TIFF", "TIFF (.tif)", "8 [16] 32 ", false},
+                 {"x.webp", "WebP (.webp)", "[8] ", true},
+                 {"x.jpeg", "JPEG (.jpg)", "[8] ", true},
+                 {"x.exr", "OpenEXR (.exr)", "[32] ", false}};
+    for (const auto& c : cases) {
+      name->setText(c.name);
+      emit name->textEdited(c.name);
+      EXPECT_EQ(format->currentText(), c.format);
+      std::string offered;
+      for (int i = 0; i < bits->count(); ++i)
+        offered +=
+            (i == bits->currentIndex() ? "[" + bits->itemText(i) + "] " : bits->itemText(i) + " ")
+                .toStdString();
+      EXPECT_EQ(offered, c.bits);
+      EXPECT_EQ(bits->isEnabled(), bits->count() > 1);
+      EXPECT_EQ(quality->isEnabled(), c.quality) << c.name;
+    }
+    std::string refused;
+    for (int i = 0; i < format->count(); ++i)
+      if (!(format->model()->flags(format->model()->index(i, 0)) & Qt::ItemIsEnabled))
+        refused += format->itemData(i, Qt::ToolTipRole).toString().toStdString() + "; ";
+    EXPECT_EQ(refused, "JPEG cannot hold transparency; JPEG 2000 needs at least 32 pixels a side "
+                       "here; PPM cannot hold transparency; Radiance cannot hold transparency; ");
+    for (const auto& [chosen, becomes] :
+         {std::pair("WebP (.webp)", "/x.webp"), {"PNG (.png)", "/x.png"}}) {
+      format->setCurrentIndex(format->findText(chosen));
+      emit format->activated(format->currentIndex());
+      EXPECT_TRUE(name->text().endsWith(becomes)) << becomes;
+    }
+  };
+  answering(
+      [&](const fixture::Shown& shown) {
+        fill(shown);
+        shown.dialog->findChild<QLineEdit*>()->setText("there.png");
+        // A file that is there is replaced when the person says so.
+        for (const auto answer : {QMessageBox::No, QMessageBox::Yes}) {
+          QTimer::singleShot(50, [answer] {
+            qobject_cast<QMessageBox*>(QApplication::activeModalWidget())->button(answer)->click();
+          });
+          EXPECT_TRUE(shown.dialog->isVisible());
+          shown.press(Qt::Key_Return);
+        }
+        EXPECT_FALSE(shown.dialog->isVisible());
+      },
+      [&] { trigger("Save As"); });
+  ASSERT_TRUE(idle());
+  EXPECT_EQ(difference("there.png", "veil.png"), 0);
+  EXPECT_EQ(openPicture("there.png")->spec().format, OIIO::TypeDesc::UINT16);
+  answering(
+      [](const fixture::Shown& shown) {
+        auto* name = shown.dialog->findChild<QLineEdit*>();
+        EXPECT_EQ(name->text().section('/', -1), "veil-mask.png");
+        name->setText("x.gif");
+        shown.press(Qt::Key_Return);
+        EXPECT_TRUE(shown.dialog->isVisible());
+        name->setText("mask.png");
+        shown.press(Qt::Key_Return);
+      },
+      [&] { trigger("Export Mask"); });
+  ASSERT_TRUE(idle());
+  EXPECT_TRUE(fs::exists("mask.png"));
+  EXPECT_FALSE(window.isWindowModified());
+  bench().setStrength(30);
+  ASSERT_TRUE(idle());
+  answering(
+      [](const fixture::Shown& shown) {
+        qobject_cast<QMessageBox*>(shown.dialog)->button(QMessageBox::Save)->click();
+      },
+      [&] { trigger("Close"); });
+  ASSERT_TRUE(until([&] { return !bench().original(); })); // where it was saved before
+  EXPECT_GT(difference("there.png", "veil.png"), 0.1);
+}
+
 TEST_F(Window, EveryControlHasANameAndAShortcutStandsOnce) {
   ASSERT_TRUE(open("a.jpg"));
   for (const QWidget* widget : window.findChildren<QWidget*>()) {
@@ -321,6 +624,145 @@ TEST_F(Window, TheFilterMenuListsTheModulesAndSaysWhyOneIsRefused) {
     items[item->text().toStdString()] = item->isEnabled();
   EXPECT_TRUE(items.at("Fogdissolver…"));
   EXPECT_FALSE(items.at("Other filter… (the filter needs at least 9 colour channels)"));
+}
+
+// Names a file in a dialog for files.
+void nameFile(const fixture::Shown& shown, const fs::path& file) {
+  shown.dialog->findChild<QLineEdit*>()->setText(QString::fromStdString(file));
+  shown.press(Qt::Key_Return);
+}
+
+TEST_F(Window, TheBatchWindowKeepsTheListAndTheChoices) {
+  fs::create_directories("shots/deep");
+  for (const char* name : {"shots/c.JPG", "shots/deep/b.jpg", "shots/d.jpg"})
+    fs::copy_file("a.jpg", name);
+  write("shots/d-clear.jpg", "d's result");
+  shared::Look present;
+  present.strength = 20;
+  auto batch = std::make_unique<BatchWindow>([&] { return present; }, FOG_DESKTOP);
+  batch->show();
+  const auto list = [&] { return batch->findChild<QTreeWidget*>(); };
+  const auto off = [&] { // buttons
+    std::string names;
+    for (const QPushButton* button : batch->findChildren<QPushButton*>())
+      if (!button->isEnabled())
+        names += QString(button->text()).remove('&').toStdString() + "; ";
+    return names;
+  };
+  const auto press = [&](const QString& text) {
+    for (QPushButton* button : batch->findChildren<QPushButton*>())
+      if (QString(button->text()).remove('&') == text)
+        return button->click();
+    ADD_FAILURE() << text.toStdString();
+  };
+  const auto says = [&](const QString& part) {
+    return until([&] {
+      for (const QLabel* label : batch->findChildren<QLabel*>())
+        if (label->text().contains(part))
+          return true;
+      return false;
+    });
+  };
+  const auto idle = [&] {
+    return until([&] { return batch->batch().phase() == Batch::Phase::idle; });
+  };
+  const auto box = [&](const QString& item) { // the one that has it, set to it
+    for (QComboBox* found : batch->findChildren<QComboBox*>())
+      if (const int i = found->findText(item, Qt::MatchStartsWith); i >= 0) {
+        found->setCurrentIndex(i);
+        emit found->activated(i);
+      }
+  };
+  const auto cell = [&](int row, int column) {
+    return list()->topLevelItem(row)->text(column).toStdString();
+  };
+  EXPECT_TRUE(says("Drop photographs or a folder here"));
+  EXPECT_EQ(off(), "Remove; Try Again; Start; Pause; Cancel; ");
+  QMimeData dropped;
+  dropped.setUrls({QUrl::fromLocalFile(QString::fromStdString(folder / "a.jpg")),
+                   QUrl::fromLocalFile(QString::fromStdString(folder / "shots")),
+                   QUrl::fromLocalFile(QString::fromStdString(folder / "a.jpg"))});
+  QDragEnterEvent enter({9, 9}, Qt::CopyAction, &dropped, Qt::LeftButton, {});
+  QDropEvent drop({9, 9}, Qt::CopyAction, &dropped, Qt::LeftButton, {});
+  EXPECT_TRUE(QCoreApplication::sendEvent(batch.get(), &enter) && enter.isAccepted());
+  QCoreApplication::sendEvent(batch.get(), &drop);
+  EXPECT_TRUE(says("Looking for photographs"));
+  ASSERT_TRUE(says("4 photograph(s), 0 done, 0 failed"));
+  batch->addFiles({"shots/d.jpg"}); // is there already
+  ASSERT_TRUE(says("4 photograph(s)"));
+  EXPECT_EQ(off(), "Remove; Try Again; Pause; Cancel; ");
+  EXPECT_EQ(cell(0, 0) + cell(1, 0) + cell(2, 0) + cell(3, 0), "a.jpgc.JPGd.jpgb.jpg");
+  EXPECT_EQ(cell(2, 3), "Waiting");
+  EXPECT_TRUE(until([&] { return cell(3, 1).starts_with("120 × 80, "); }));
+  EXPECT_TRUE(cell(0, 1).ends_with(" KiB")) << cell(0, 1);
+  EXPECT_EQ(list()->topLevelItem(0)->icon(0).availableSizes().value(0), QSize(72, 48));
+  for (int row = 1; row < 3; ++row)
+    list()->topLevelItem(row)->setSelected(true);
+  EXPECT_EQ(off(), "Try Again; Pause; Cancel; ");
+  press("Remove");
+  ASSERT_TRUE(says("2 photograph(s)"));
+
+  answering([&](const fixture::Shown& shown) { nameFile(shown, folder / "shots"); },
+            [&] { press("Browse…"); });
+  box("WebP");
+  box("That of the photograph");
+  for (QSpinBox* number : batch->findChildren<QSpinBox*>())
+    number->setValue(number->maximum() == 100 ? 50 : 1);
+  press("Start");
+  EXPECT_EQ(off(), "Remove; Try Again; Start; ");
+  press("Pause");
+  EXPECT_EQ(batch->batch().phase(), Batch::Phase::paused);
+  press("Go On");
+  EXPECT_EQ(batch->batch().phase(), Batch::Phase::running);
+  ASSERT_TRUE(idle());
+  EXPECT_TRUE(says("2 photograph(s), 2 done, 0 failed"));
+  EXPECT_EQ(off(), "Remove; Try Again; Start; Pause; Cancel; ") << "all is done";
+  const auto* whole = batch->findChild<QProgressBar*>();
+  EXPECT_EQ(whole->value(), whole->maximum());
+  EXPECT_EQ(list()->topLevelItem(1)->data(2, BatchWindow::shareRole).toInt(), 100);
+  ASSERT_EQ(FolderTest::run("a.jpg --strength 20 --quality 50 -o theirs.webp"), 0);
+  EXPECT_EQ(contents("shots/a-clear.webp"), contents("theirs.webp"));
+
+  batch = std::make_unique<BatchWindow>([&] { return present; }, FOG_DESKTOP); // remembers
+  write("look", "strength = 55\n");
+  answering([&](const fixture::Shown& shown) { nameFile(shown, folder / "look"); },
+            [&] { box("From a settings file"); });
+  EXPECT_EQ(batch->findChild<QComboBox*>()->currentText(), "From look");
+  batch->addFiles({"a.jpg", "shots/d.jpg"});
+  ASSERT_TRUE(says("2 photograph(s)"));
+  press("Start"); // existing files stay
+  ASSERT_TRUE(idle() && says("2 photograph(s), 1 done, 0 failed"));
+  EXPECT_EQ(cell(0, 3), "Left out: its result exists already");
+  EXPECT_EQ(off(), "Remove; Pause; Cancel; ");
+  box("Keep, and number");
+  list()->topLevelItem(0)->setSelected(true);
+  press("Try Again");
+  ASSERT_TRUE(idle() && says("2 done"));
+  ASSERT_EQ(FolderTest::run("a.jpg --settings look --quality 50 -o look.webp"), 0);
+  EXPECT_EQ(contents("shots/a-clear-2.webp"), contents("look.webp"));
+  EXPECT_EQ(files(), (Strings{"a.jpg", "broken.jpg", "look", "look.webp", "shots",
+                              "shots/a-clear-2.webp", "shots/a-clear.webp", "shots/b-clear.webp",
+                              "shots/c.JPG", "shots/d-clear.jpg", "shots/d-clear.webp",
+                              "shots/d.jpg", "shots/deep", "shots/deep/b.jpg", "theirs.webp"}));
+  // A batch that runs is not ended without a question.
+  writePicture("large.jpg", fixture::hazyScene(1500, 1000, 32));
+  answering([&](const fixture::Shown& shown) { nameFile(shown, folder / "large.jpg"); },
+            [&] { press("Add…"); });
+  ASSERT_TRUE(says("3 photograph(s)"));
+  batch->show();
+  press("Start");
+  for (const auto answer : {QMessageBox::No, QMessageBox::Yes}) {
+    answering(
+        [&](const fixture::Shown& shown) {
+          qobject_cast<QMessageBox*>(shown.dialog)->button(answer)->click();
+        },
+        [&] { batch->close(); });
+    EXPECT_EQ(batch->isVisible(), answer == QMessageBox::No);
+  }
+  ASSERT_TRUE(idle());
+  EXPECT_EQ(cell(2, 3), "Stopped");
+  batch.reset();
+  QSettings(QSettings::IniFormat, QSettings::UserScope, "fogdissolver", "desktop").remove("batch");
 }
 
 TEST_F(Window, ABatchTellsOfEachPhotographAndTriesAgain) {
