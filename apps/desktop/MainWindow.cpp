@@ -34,6 +34,7 @@ namespace desktop {
 namespace {
 
 constexpr int progressMilliseconds = 60;
+constexpr int toldMilliseconds = 6000; // that a message stays in the status bar
 constexpr int mostRecent = 10;
 constexpr QSize firstSize(1120, 760); // logical pixels
 constexpr int standardUndoMegabytes = 512;
@@ -71,7 +72,7 @@ MainWindow::MainWindow(const Filters& filters, const photo::Bytes& screen, const
   connect(&workbench_, &Workbench::failed, this,
           [this](const QString& reason) { notice_->show(Notice::Kind::failure, reason); });
   connect(&workbench_, &Workbench::saved, this, [this](const QString& file) {
-    statusBar()->showMessage(tr("Saved as %1").arg(QDir::toNativeSeparators(file)), 8000);
+    tell(tr("Saved as %1").arg(QDir::toNativeSeparators(file)));
   });
   connect(&workbench_, &Workbench::dialogOpens, this, [this] {
     QGuiApplication::setOverrideCursor(Qt::WaitCursor);
@@ -348,7 +349,7 @@ void MainWindow::dropEvent(QDropEvent* event) {
 void MainWindow::copyPicture() {
   workbench_.render([this](const QImage& image) {
     QGuiApplication::clipboard()->setImage(image);
-    statusBar()->showMessage(tr("Copied"), 3000);
+    tell(tr("Copied"));
   });
 }
 
@@ -357,7 +358,7 @@ void MainWindow::copyCommand() {
     return;
   const std::string line = commandFor(*workbench_.original(), workbench_.history()->current());
   QGuiApplication::clipboard()->setText(QString::fromStdString(line));
-  statusBar()->showMessage(tr("Copied: %1").arg(QString::fromStdString(line)), 8000);
+  tell(tr("Copied: %1").arg(QString::fromStdString(line)));
 }
 
 // ---- The filter
@@ -394,7 +395,7 @@ void MainWindow::setMode(ViewMode mode) {
 
 void MainWindow::changeExposure(double stops) {
   workbench_.setExposure(stops);
-  statusBar()->showMessage(tr("Exposure %1").arg(stops, 0, 'f', 1), 3000);
+  tell(tr("Exposure %1").arg(stops, 0, 'f', 1));
 }
 
 bool MainWindow::eventFilter(QObject* watched, QEvent* event) {
@@ -457,6 +458,8 @@ void MainWindow::refresh() {
     QTimer::singleShot(0, this, &QWidget::close);
   }
 }
+
+void MainWindow::tell(const QString& text) { statusBar()->showMessage(text, toldMilliseconds); }
 
 void MainWindow::tellProgress() {
   progress_->setValue(int(std::lround(workbench_.share() * 100)));

@@ -77,6 +77,7 @@ private:
   void refreshView();
   void photographChanged();
   void showScale();
+  void tell(const QString& text); // for a while
   void tellProgress();
   void updateRecent();
   void noteRecent(const QString& file);

@@ -1,7 +1,6 @@
 #include "apps/desktop/Work.h"
 
 #include <algorithm>
-#include <charconv>
 #include <cstring>
 #include <filesystem>
 #include <string_view>
@@ -42,11 +41,6 @@ void refuseWithoutMemory(const std::string& path, const photo::Claim& claim) {
       shared::memoryFor(claim, *photo::formatOfExtension("tif"), ignored ? 0 : int64_t(size));
   if (bytes > std::min(shared::memoryOfMachine(), shared::memoryOfProcess()))
     throw shared::NotEnoughMemory(bytes, claim);
-}
-
-std::string numberText(double value) {
-  char text[32];
-  return {text, std::to_chars(text, text + sizeof text, value).ptr};
 }
 
 // For a POSIX shell: as it is where nothing in it has a meaning.
@@ -147,7 +141,7 @@ std::string commandFor(const Original& original, const State& state) {
   for (const shared::LookParameter& parameter : shared::lookParameters()) {
     const std::optional<double>& value = state.look.*parameter.value;
     if (value && value != parameter.standard)
-      line += std::string(" --") + parameter.name + " " + numberText(*value);
+      line += std::string(" --") + parameter.name + " " + shared::numberText(*value);
   }
   if (state.look.mask.value_or(false))
     line += " --mask";

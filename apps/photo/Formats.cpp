@@ -29,7 +29,7 @@ constexpr Format formats[] = {
   {"WebP",      "webp",     "webp",              8,            webpLimit, 1, true,  false, false, Carrier::codec},
   {"JPEG 2000", "jpeg2000", "jp2",               8 | 16,       noLimit, wavelets,   true,  false, false, Carrier::exiv2},
   {"BMP",       "bmp",      "bmp",               8,            noLimit, 1,   true,  false, false, Carrier::nobody},
-  {"PPM",       "pnm",      "ppm",               8 | 16,       noLimit, 1,   false, false, false, Carrier::nobody},
+  {"PPM",       "pnm",      "ppm",               8,            noLimit, 1,   false, false, false, Carrier::nobody},
   {"Targa",     "targa",    "tga",               8,            word16Limit, 1, true, false, false, Carrier::nobody},
   {"Radiance",  "hdr",      "hdr",               32,           noLimit, 1,   false, false, false, Carrier::nobody},
 };

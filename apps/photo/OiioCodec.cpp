@@ -379,16 +379,16 @@ ImageSpec headerOf(const Picture& picture, const Encoding& encoding, const Metad
   spec.alpha_channel = document.hasTransparency() ? 3 : -1;
   if (document.hasTransparency() && !encoding.format->premultiplied)
     spec["oiio:UnassociatedAlpha"] = 1;
-  if (codec == "tiff")
-    spec["Compression"] = "zip";
-  else if (codec == "png")
+  if (codec == "png")
     spec["png:compressionLevel"] = 4; // a third of the time of the usual 6 for some percent of size
-  else if (codec == "openexr")
-    spec["Compression"] = "zip";
+  else
+    spec["Compression"] = "zip"; // of TIFF and OpenEXR
   if (picture.resolution.x > 0) {
     spec["XResolution"] = float(picture.resolution.x);
     spec["YResolution"] = float(picture.resolution.y);
     spec["ResolutionUnit"] = picture.resolution.perCentimetre ? "cm" : "in";
+    if (codec == "tiff") // whose encoder makes both equal otherwise
+      spec["PixelAspectRatio"] = float(picture.resolution.y / picture.resolution.x);
   }
   if (!blocks.icc.empty())
     spec.attribute("ICCProfile", TypeDesc(TypeDesc::UINT8, int(blocks.icc.size())),

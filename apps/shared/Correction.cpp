@@ -6,7 +6,6 @@
 #include <atomic>
 #include <chrono>
 #include <cmath>
-#include <new>
 #include <stdexcept>
 #include <utility>
 
@@ -50,8 +49,6 @@ void throwUnlessDone(const host::RunOutcome& outcome, const photo::Watch& watch)
     return;
   if (outcome.cancelled)
     throw Cancelled();
-  if (outcome.result == memFullErr || outcome.unfinished)
-    throw std::bad_alloc();
   throw std::runtime_error(outcome.message);
 }
 
@@ -59,10 +56,8 @@ void throwUnlessDone(const host::RunOutcome& outcome, const photo::Watch& watch)
 Parameters& settingsOf(host::Session& session) {
   host::RunOutcome outcome;
   void* block = session.parameters(&outcome);
-  if (!block && outcome.result != memFullErr)
-    throw std::runtime_error(outcome.message); // the filter refuses the document
   if (!block)
-    throw std::bad_alloc();
+    throw std::runtime_error(outcome.message); // the filter refuses the document
   return *static_cast<Parameters*>(block);
 }
 

@@ -54,11 +54,6 @@ std::optional<double> valueOf(const Look& look, const LookParameter& parameter) 
   return value ? value : parameter.standard;
 }
 
-std::string numberText(double value) {
-  char text[32];
-  return {text, std::to_chars(text, text + sizeof text, value).ptr};
-}
-
 // CLI11's own check of a range lets a value pass that is not a number.
 std::string whyNotInRange(const std::string& text) {
   double value = 0;
@@ -91,6 +86,11 @@ std::string textOf(const std::string& file) {
 } // namespace
 
 std::span<const LookParameter> lookParameters() { return parameters; }
+
+std::string numberText(double value) {
+  char text[32];
+  return {text, std::to_chars(text, text + sizeof text, value).ptr};
+}
 
 void addLook(CLI::App& app, Look& look) {
   for (const LookParameter& parameter : parameters) {

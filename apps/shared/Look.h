@@ -34,6 +34,8 @@ struct LookParameter {
 };
 std::span<const LookParameter> lookParameters();
 
+std::string numberText(double value); // the shortest that reads as this value
+
 // Declares the look's options to a command line. The look must outlive its parsing.
 void addLook(CLI::App& app, Look& look);
 

@@ -85,6 +85,7 @@ bool tellsOfMemory(const std::string& text) {
                                    "nsufficient memory",    // of libjpeg
                                    "ut of memory",
                                    "ot enough memory",
+                                   "stopped before its end", // of the host, see ResultMessages.cpp
                                    "PARDISO"}; // the solver names its phase only; its matrix is
                                                // sound whatever the picture
 

@@ -30,7 +30,7 @@ constexpr char granted = 'y', refused = 'n'; // answers to the last
 constexpr char endKinds[] = "DFCS";          // of End, in its order
 constexpr size_t longestText = 4096;
 constexpr float reportStep = 0.005f; // share of a photograph between two reports
-constexpr int exitStopped = 130, exitFailed = 131;
+constexpr int exitStopped = 130;
 
 void send(int socket, char kind, const void* data, size_t size, int flags = 0) {
   iovec parts[] = {{&kind, 1}, {const_cast<void*>(data), std::min(size, longestText)}};

@@ -51,6 +51,7 @@ TEST_F(Command, ABatchDoesWhatItCanAndStreamsCarryPictures) {
   // Standard streams
   EXPECT_EQ(run("- -v -o - --format png --save-settings look <a.jpg >out.png"), 0);
   EXPECT_THAT(said, MatchesRegex("(fogdissolver: -: [^\n]*\n){6}"));
+  EXPECT_THAT(said, HasSubstr("-: 48 x 36, 3 channels, 8 bits in, 8 bits out\n"));
   EXPECT_THAT(said, HasSubstr("-: estimate: foreground "));
   EXPECT_EQ(readPicture("out.png").width(), 48);
   EXPECT_THAT(contents("look"), HasSubstr("strength = 70\n"));
@@ -78,6 +79,49 @@ TEST_F(Command, InterruptsFullDisksAndCrashesLeaveNothing) {
                   "fogdissolver: gone.jpg: No such file or directory\n"
                   "fogdissolver: 3 of 3 photographs failed\n");
   EXPECT_EQ(files(), (Strings{"a.jpg", "b.jpg"}));
+}
+
+// On a terminal 70 letters wide the bar grows in one line, which messages push down.
+TEST_F(Command, ATerminalGetsABar) {
+  const std::string longName = std::string(70, 'n') + "nnd.jpg";
+  for (const std::string& name : {std::string("c.jpg"), longName})
+    writePicture(name, hazyScene(1500, 1000, 32));
+  const auto onTerminal = [&](const std::string& options, const std::string& kind = "xterm") {
+    return run("", "TERM=" + kind + " script -qec 'stty cols 70; " FOG_PROGRAM " " + options +
+                       "' /dev/null; : ");
+  };
+  EXPECT_EQ(onTerminal("c.jpg " + longName + " -j 1 -o out/"), 0);
+  std::vector<int> percents[2];
+  std::string last;
+  for (size_t at = 0, end; (at = said.find("\r\033[K", at)) != said.npos; at = end) {
+    at += 4;
+    end = std::min({said.find('\r', at), said.find('\n', at), said.size()});
+    const std::string frame = said.substr(at, end - at);
+    last = frame.empty() ? last : frame;
+    if (frame.find("] ") == frame.npos)
+      continue; // a message
+    EXPECT_LT(frame.size(), 70u) << frame;
+    const bool isSecond = frame.starts_with("...");
+    EXPECT_THAT(frame, MatchesRegex(isSecond ? "\\.\\.\\.n*d\\.jpg \\[.*\\(2 of 2\\)"
+                                             : "c\\.jpg \\[.*\\(1 of 2\\)"));
+    const size_t open = frame.find('[');
+    const std::string bar = frame.substr(open + 1, frame.find(']') - open - 1);
+    const int percent = std::stoi(frame.substr(frame.find(']') + 1));
+    EXPECT_EQ(bar.size(), 24u);
+    EXPECT_NEAR(double(std::count(bar.begin(), bar.end(), '#')), percent * 0.24, 1);
+    EXPECT_EQ(frame.find(" left") != frame.npos, percent >= 3) << frame;
+    percents[isSecond].push_back(percent);
+  }
+  for (const std::vector<int>& of : percents) {
+    EXPECT_TRUE(std::is_sorted(of.begin(), of.end()));
+    EXPECT_GE(of.size(), 2u);
+    EXPECT_GT(of.empty() ? 0 : of.back(), 9);
+  }
+  EXPECT_TRUE(last.ends_with("d.jpg: written to out/" + longName.substr(0, 73) + "-clear.jpg"));
+  EXPECT_EQ(onTerminal("b.jpg", "dumb"), 0);
+  EXPECT_EQ(said, "");
+  EXPECT_EQ(onTerminal("b.jpg -q -f"), 0);
+  EXPECT_EQ(said, "");
 }
 
 // scripts/memory-limits does this at 40 limits.

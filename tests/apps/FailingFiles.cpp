@@ -1,5 +1,6 @@
 // Loaded before the program: FOG_FAIL="n errno" lets the n-th of a process's calls fail that make
-// files, write to them, flush and name them. FOG_NAMED takes unnamed files away.
+// files, write to them, flush and name them. FOG_NAMED takes unnamed files away, FOG_APART the look
+// into another process.
 
 #include <cerrno>
 #include <cstdio>
@@ -8,6 +9,7 @@
 #include <dlfcn.h>
 #include <fcntl.h>
 #include <sys/stat.h>
+#include <sys/uio.h>
 
 namespace {
 
@@ -42,6 +44,14 @@ FOG_FAILING(int, linkat, (int a, const char* from, int b, const char* to, int fl
             (a, from, b, to, flags), true)
 FOG_FAILING(int, renameat2, (int a, const char* from, int b, const char* to, unsigned flags),
             (a, from, b, to, flags), true)
+
+extern "C" __attribute__((visibility("default"))) ssize_t
+process_vm_readv(pid_t whom, const iovec* to, unsigned long tos, const iovec* from,
+                 unsigned long froms, unsigned long flags) {
+  static const auto next =
+      reinterpret_cast<decltype(&process_vm_readv)>(::dlsym(RTLD_NEXT, "process_vm_readv"));
+  return std::getenv("FOG_APART") ? (errno = EPERM, -1) : next(whom, to, tos, from, froms, flags);
+}
 
 extern "C" __attribute__((visibility("default"))) int open(const char* name, int flags, ...) {
   using Open = int (*)(const char*, int, ...);

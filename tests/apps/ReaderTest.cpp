@@ -9,6 +9,7 @@
 #include "apps/photo/Confinement.h"
 #include "apps/photo/Files.h"
 #include "apps/photo/Formats.h"
+#include "apps/photo/HeaderSize.h"
 #include "apps/photo/ReaderProcess.h"
 #include "tests/apps/Folder.h"
 
@@ -79,6 +80,98 @@ TEST_F(Reader, AMessageThatIsCutIsRefused) {
       EXPECT_THAT(all, refuses("breaks its decoder"));
     else
       EXPECT_EQ(all(), std::pair(7, std::string("text")));
+  }
+}
+
+// What a format holds comes back out of it; for all else there is a word.
+TEST_F(Reader, AFormatHoldsWhatItSaysAndNoMore) {
+  photo::setFormatsFolder(FOG_MODULE_FOLDER);
+  enum { deep = 16, real = 32, alpha = 64, more = 128 };
+  const struct {
+    const char* extension;
+    int longest, shortest, holds;
+  } formats[] = {{"jpg", 65500, 1, 8},
+                 {"webp", 16383, 1, 8 | alpha},
+                 {"tga", 65535, 1, 8 | alpha},
+                 {"jp2", 0, 32, 8 | deep | alpha},
+                 {"bmp", 0, 1, 8 | alpha},
+                 {"png", 0, 1, 8 | deep | alpha},
+                 {"ppm", 0, 1, 8},
+                 {"tif", 0, 1, 8 | deep | real | alpha | more},
+                 {"hdr", 0, 1, real},
+                 {"exr", 0, 1, real | alpha | more}};
+  for (const auto& f : formats) {
+    SCOPED_TRACE(f.extension);
+    const photo::Format& format = *photo::formatOfExtension(f.extension);
+    const int least = f.holds & 8 ? 8 : 32;
+    const auto passes = [&](int width, int height, int channels, int bits) -> std::string {
+      const bool clear = channels == 4;
+      photo::Picture picture{
+          fixture::noise(width, height, 32, channels, host::ColourMode::rgb, clear)};
+      if (std::string why = photo::whyNotHeld(format, picture, bits); !why.empty())
+        return why;
+      const photo::Encoding encoding{&format, bits};
+      const photo::Bytes file = photo::encodePicture(picture, encoding, {}, {});
+      EXPECT_NO_THROW(photo::checkResult(file, picture, encoding)) << width << " " << bits;
+      const auto again = photo::readPicture({"x." + std::string(f.extension), file}, 32, 1, {});
+      EXPECT_EQ(again.fileBits, bits);
+      EXPECT_TRUE(again.document.hasTransparency() == clear || channels > 4);
+      EXPECT_EQ(again.document.channels(), channels);
+      const bool loses = f.extension[0] == 'j' || f.extension[0] == 'w';
+      EXPECT_LE(loses ? 0 : fixture::largestDifference(again.document, picture.document),
+                f.extension[0] == 'h' ? 1.0 / 255 : 0.51 / 255); // 8 bits and an exponent
+      return "";
+    };
+    for (const int bits : {8, 16, 32})
+      EXPECT_EQ(passes(33, 40, 3, bits), f.holds & bits
+                                             ? ""
+                                             : format.name + std::string(" cannot hold ") +
+                                                   std::to_string(bits) + " bits a channel");
+    EXPECT_EQ(passes(33, 40, 4, least).empty(), (f.holds & alpha) != 0) << f.extension;
+    EXPECT_EQ(passes(33, 40, 5, least).empty(), (f.holds & more) != 0) << f.extension;
+    EXPECT_EQ(passes(f.shortest, 40, 3, least), "");
+    if (f.shortest > 1) {
+      EXPECT_THAT(passes(40, f.shortest - 1, 3, least), HasSubstr("pixels a side here"));
+    }
+    if (f.longest) {
+      EXPECT_EQ(passes(f.longest, 1, 3, least), "");
+      EXPECT_THAT(passes(1, f.longest + 1, 3, least), HasSubstr("pixels a side"));
+    }
+    for (const int bits : {8, 16, 32}) { // the file's, else the next below, else the least
+      const int depth = photo::depthFor(format, bits);
+      EXPECT_TRUE(f.holds & depth);
+      EXPECT_EQ(depth == bits, (f.holds & bits) != 0) << f.extension << bits;
+    }
+  }
+}
+
+// Sizes in the first bytes, before a decoder sees them.
+TEST_F(Reader, TheHeadTellsTheSize) {
+  using namespace std::string_literals;
+  const std::string size = "\0\x01\x02\x03\0\0\x04\x05"s, small = "\0\0\0\1\0\0\0\1"s;
+  const struct {
+    std::string head;
+    int64_t width, height;
+  } cases[] = {{"\x89PNG\r\n\x1a\n\0\0\0\rIHDR"s + size, 66051, 1029},
+               {"\0\0\0\x0cjP  \r\n\x87\nihdr"s + size, 1029, 66051},
+               {"\xff\x4f\xff\x51\0\x29\0\0"s + size, 66051, 1029},
+               {"\0\0\0\x18"
+                "ftypavifispe\0\0\0\0"s +
+                    small + "ispe\0\0\0\0"s + size,
+                66051, 1029},
+               {"\0\0\0\x18"
+                "ftypavifispe\0\0\0\0"s +
+                    size + "ispe\0\0\0\0"s + small,
+                66051, 1029},
+               {"\0\0\0\x18"
+                "ftyp"s +
+                    std::string(65524, 'x') + "ispe\0\0\0\0"s + size,
+                0, 0}, // too far in
+               {"ftyp"s, 0, 0},
+               {""s, 0, 0}};
+  for (const auto& c : cases) {
+    const auto claim = photo::claimedSize(photo::Bytes(c.head.begin(), c.head.end()));
+    EXPECT_EQ(std::pair(claim.width, claim.height), std::pair(c.width, c.height)) << &c - cases;
   }
 }
 

@@ -215,8 +215,9 @@ protected:
   }
   void give(std::initializer_list<View::Side> sides) {
     for (const View::Side side : {View::before, View::after, View::mask})
-      view.setRaster(side, std::count(sides.begin(), sides.end(), side) ? rasterOf(fixture::copyOf(picture(side)))
-                                                                        : nullptr);
+      view.setRaster(side, std::count(sides.begin(), sides.end(), side)
+                               ? rasterOf(fixture::copyOf(picture(side)))
+                               : nullptr);
   }
   static const host::Document& picture(int side) {
     const auto make = [](uint32_t seed) {

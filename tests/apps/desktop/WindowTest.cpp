@@ -671,7 +671,9 @@ TEST_F(Window, TheBatchWindowKeepsTheListAndTheChoices) {
       if (const int i = found->findText(item, Qt::MatchStartsWith); i >= 0) {
         found->setCurrentIndex(i);
         emit found->activated(i);
+        return;
       }
+    ADD_FAILURE() << item.toStdString();
   };
   const auto cell = [&](int row, int column) {
     return list()->topLevelItem(row)->text(column).toStdString();
@@ -704,6 +706,7 @@ TEST_F(Window, TheBatchWindowKeepsTheListAndTheChoices) {
 
   answering([&](const fixture::Shown& shown) { nameFile(shown, folder / "shots"); },
             [&] { press("Browse…"); });
+  box("As the photograph");
   box("WebP");
   box("That of the photograph");
   for (QSpinBox* number : batch->findChildren<QSpinBox*>())
