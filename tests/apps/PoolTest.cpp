@@ -105,27 +105,6 @@ TEST_F(Pool, EveryEndIsToldOnceAndNothingIsLeft) {
   EXPECT_EQ(::waitpid(-1, nullptr, WNOHANG), -1) << "no child is left";
 }
 
-TEST_F(Pool, MemoryIsGivenInTurnAndOnceItIsFree) {
-  const std::vector<Job> jobs = jobsOf({"60", "150", "50", "40"});
-  Heard heard(jobs.size());
-  const auto asks = [](const Job& job, const Reporter& reporter, const photo::Watch&) {
-    const bool isGranted = reporter.grant(std::stoll(job.input));
-    reporter.listener().note(isGranted ? "has it" : "refused");
-    write(job.input, "");
-    if (job.input == "60") // the next two have asked meanwhile
-      std::this_thread::sleep_for(std::chrono::milliseconds(300));
-    if (job.input == "50")
-      reporter.listener().note(fs::exists("60 is done") ? "behind 60" : "too early");
-    if (job.input == "60")
-      write("60 is done", "");
-  };
-  shared::Pool pool(jobs, asks, heard, {.jobs = 4, .memory = 100});
-  while (!pool.isDone())
-    pool.turn(1000);
-  EXPECT_EQ(heard.of, (Strings{"started;has it;done", "started;refused;done",
-                               "started;has it;behind 60;done", "started;has it;done"}));
-}
-
 TEST_F(Pool, StopsAreHeededEnforcedAndLeaveNothing) {
   const auto run = [&](const Strings& names, bool endsAtOnce, int stops) {
     const std::vector<Job> jobs = jobsOf(names);

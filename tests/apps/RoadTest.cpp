@@ -4,13 +4,9 @@
 #include <cstring>
 #include <set>
 #include <sstream>
-#include <thread>
 
-#include <OpenImageIO/deepdata.h>
 #include <exiv2/exiv2.hpp>
-#include <sys/resource.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
 #include "apps/commandline/Options.h"
 #include "apps/photo/Codecs.h"
@@ -355,35 +351,6 @@ TEST_F(Road, OpenExrKeepsItsWindowsAndChannels) {
             "the whole numbers of its channel Z come as shares of their range");
 }
 
-// Three channels are not always red, green and blue, nor a flat picture.
-TEST_F(Road, OtherModelsAreRefused) {
-  const auto psd = [](int mode, int channels) {
-    using namespace std::string_literals;
-    const std::string palette(mode == 2 ? 768 : 0, 'p');
-    return "8BPS\0\1\0\0\0\0\0\0\0"s + char(channels) + "\0\0\0\2\0\0\0\2\0\x08\0"s + char(mode) +
-           "\0\0"s + char(palette.size() >> 8) + '\0' + palette + std::string(10, '\0') +
-           std::string(size_t(channels) * 4, 'x');
-  };
-  for (const auto& [mode, channels, reason] :
-       {std::tuple(3, 3, ""), {2, 1, ""}, {7, 3, photo::notRgb}, {4, 4, photo::notRgb}}) {
-    write("a.psd", psd(mode, channels));
-    EXPECT_EQ(develop("a.psd", "b.png"), reason) << mode;
-  }
-  OIIO::ImageSpec spec(8, 6, 3, OIIO::TypeDesc::FLOAT);
-  spec.channelnames = {"X", "Y", "Z"};
-  auto output = OIIO::ImageOutput::create("a.exr");
-  ASSERT_TRUE(output->open("xyz.exr", spec));
-  ASSERT_TRUE(output->write_image(OIIO::TypeDesc::FLOAT, fixture::noise(8, 6, 32).row(0)) &&
-              output->close());
-  EXPECT_EQ(develop("xyz.exr", "b.png"), photo::notRgb);
-  spec.channelnames = {"R", "G", "B"};
-  spec.deep = true;
-  OIIO::DeepData deep(spec);
-  ASSERT_TRUE(output->open("deep.exr", spec) && output->write_deep_image(deep) && output->close());
-  EXPECT_EQ(develop("deep.exr", "b.png"), "not a flat picture");
-  EXPECT_FALSE(fs::exists("xyz.png"));
-}
-
 // Of files that nothing at hand here can make.
 TEST_F(Road, WhatADecoderCannotGiveIsSaid) {
   auto file = [](const char* name) { return FOG_CASES "/photograph/" + std::string(name); };
@@ -475,29 +442,6 @@ TEST_F(Road, StrengthIsTheShareOfTheEstimates) {
   EXPECT_FLOAT_EQ(report.used.backgroundIntensity, 0.5f * report.estimate->background);
 }
 
-TEST_F(Road, MemoryIsWhatTheSystemSays) {
-  std::ifstream table("/proc/meminfo");
-  double available = 0, number = 0;
-  for (std::string name; table >> name;)
-    if ((name == "MemAvailable:" || name == "SwapFree:") && table >> number)
-      available += number * 1024;
-  EXPECT_LT(double(shared::memoryOfMachine()), available * 1.2);
-  EXPECT_GT(double(shared::memoryOfMachine()), 1e6);
-  rlimit before{}, bound{};
-  for (const auto& [resource, used] : {std::pair(RLIMIT_AS, 0), {RLIMIT_DATA, 5}}) {
-    ::getrlimit(resource, &before);
-    std::ifstream statm("/proc/self/statm");
-    int64_t pages = 0;
-    for (int i = 0; i <= used; ++i)
-      statm >> pages;
-    bound = before;
-    bound.rlim_cur = rlim_t(pages * ::sysconf(_SC_PAGESIZE) + (100 << 20));
-    ::setrlimit(resource, &bound);
-    EXPECT_NEAR(double(shared::memoryOfProcess()), double(100 << 20), 10e6) << used;
-    ::setrlimit(resource, &before);
-  }
-}
-
 TEST_F(Road, WhatTheFilterCannotDoIsRefused) {
   auto refused = [](const char* why) { return ThrowsMessage<std::runtime_error>(HasSubstr(why)); };
   // A light of zero gives a map without numbers, which comes out black.
@@ -529,28 +473,6 @@ std::optional<commandline::Options> optionsOf(const std::string& arguments) {
   for (std::string& word : list)
     argv.push_back(word.data());
   return commandline::readCommandLine(int(argv.size()), argv.data());
-}
-
-TEST_F(Road, CoresAreSharedAmongPhotographs) {
-  const int cores = int(std::thread::hardware_concurrency());
-  const struct {
-    const char* arguments;
-    int jobs, threads;
-  } cases[] = {{"a.jpg", 1, cores},
-               {"a.jpg b.jpg", std::min(cores, 2), std::max(1, cores / 2)},
-               {"a.jpg b.jpg -j 1", 1, cores},
-               {"a.jpg b.jpg -j 9", 2, std::max(1, cores / 2)},
-               {"a.jpg -j 9", 1, cores},
-               {"a.jpg b.jpg -t 1", std::min(cores, 2), 1},
-               {"a.jpg b.jpg -t 200", 1, 200},
-               {"a.jpg b.jpg --dialog -j 2", 1, cores}};
-  for (const auto& c : cases) {
-    const auto options = optionsOf(c.arguments);
-    EXPECT_EQ(std::pair(options->jobs, options->threads), std::pair(c.jobs, c.threads))
-        << c.arguments;
-    EXPECT_EQ(std::tuple(options->bits, options->quality, options->force),
-              std::tuple(0, 95, false));
-  }
 }
 
 TEST_F(Road, AFileKeepsTheLookAndOptionsGoBeforeIt) {

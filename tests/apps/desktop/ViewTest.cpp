@@ -181,30 +181,6 @@ TEST(Tiles, HaveTheSamplesOfTheirLevelOverCheckers) {
     EXPECT_EQ(qGreen(tile.pixel(x, y)), grey) << x << " " << y;
 }
 
-// What is drawn first, of a picture so smooth that few pixels tell all of it.
-TEST(Tiles, AreDrawnCoarselyInTheirPlace) {
-  host::Document smooth(17000, 300, 3, 8);
-  fixture::fill(smooth, [](int x, int y, int c) { return c ? y / 300.0 : x / 17000.0; });
-  const auto raster = rasterOf(std::move(smooth));
-  EXPECT_EQ(raster->levels(), 9); // the last is 67 pixels wide
-  EXPECT_EQ(raster->coarseLevel(1024), 4);
-  Tiles tiles(raster);
-  for (const double scale : {0.5, 1.0}) {
-    tiles.setScale(scale);
-    const QRect area(4000, 60, 64, 64);
-    QImage coarse(4100, 150, QImage::Format_RGB32);
-    coarse.fill(Qt::white);
-    QPainter painter(&coarse);
-    tiles.paintCoarsely(painter, area);
-    for (const QPoint at : {area.topLeft(), area.center(), area.bottomRight()}) {
-      const QRgb exact = qRgb(int(at.x() / scale * 255 / 17000), int(at.y() / scale * 255 / 300),
-                              int(at.y() / scale * 255 / 300));
-      EXPECT_LE(furthest(coarse.pixel(at), exact), 9) << scale << " " << at.x() << " " << at.y();
-    }
-    EXPECT_EQ(coarse.pixel(area.topLeft() - QPoint(1, 1)), qRgb(255, 255, 255));
-  }
-}
-
 class SeenView : public testing::Test {
 protected:
   SeenView() {

@@ -10,10 +10,8 @@
 #include <QClipboard>
 #include <QComboBox>
 #include <QDropEvent>
-#include <QHeaderView>
 #include <QLabel>
 #include <QLineEdit>
-#include <QMenu>
 #include <QMessageBox>
 #include <QMimeData>
 #include <QProgressBar>
@@ -21,8 +19,6 @@
 #include <QSettings>
 #include <QSlider>
 #include <QSpinBox>
-#include <QStatusBar>
-#include <QTableWidget>
 #include <QToolBar>
 #include <QToolButton>
 #include <QTreeWidget>
@@ -347,241 +343,7 @@ TEST_F(Window, OffersWhatCanBeDoneNow) {
   const QWidget* bar = window.findChild<QSlider*>()->parentWidget();
   EXPECT_EQ(QRect(view.mapTo(&window, QPoint(0, 0)), view.size()),
             centre.adjusted(0, 0, 0, -bar->height()));
-  answering(
-      [](const fixture::Shown& shown) {
-        std::map<std::string, std::string> rows;
-        const auto* table = shown.dialog->findChild<QTableWidget*>();
-        for (int row = 0; row < table->rowCount(); ++row)
-          rows[table->item(row, 0)->text().toStdString()] =
-              table->item(row, 1)->text().toStdString();
-        EXPECT_EQ(rows["Save As…"], "Ctrl+Shift+S");
-        EXPECT_EQ(rows["Zoom In"], "Ctrl++; Ctrl+=");
-        EXPECT_EQ(rows["Show the photograph as it was"], "B, held");
-        EXPECT_GE(table->viewport()->width(), table->horizontalHeader()->length());
-        shown.press(Qt::Key_Escape);
-      },
-      [&] { trigger("Keyboard"); });
   bench().close();
-}
-
-TEST_F(Window, TellsWhatRunsAndStopsIt) {
-  writePicture("large.jpg", fixture::hazyScene(1500, 1000, 32));
-  auto* progress = window.findChild<QProgressBar*>();
-  auto* stop = window.statusBar()->findChild<QToolButton*>();
-  EXPECT_FALSE(progress->isVisible() || stop->isVisible());
-  window.openFiles({"large.jpg"});
-  ASSERT_TRUE(until([&] { return bench().original(); }));
-  EXPECT_TRUE(until([&] { return progress->value() > 0 && progress->value() < 100; }));
-  EXPECT_TRUE(progress->isVisible() && stop->isVisible());
-  EXPECT_EQ(window.statusBar()->findChild<QLabel*>()->text(), "Clearing the haze…");
-  EXPECT_EQ(action("Cancel What Runs")->isEnabled(), true);
-  stop->click();
-  EXPECT_FALSE(progress->isVisible() || stop->isVisible() || bench().isBusy());
-  EXPECT_FALSE(bench().after());
-}
-
-TEST_F(Window, TheNumberAndTheSliderChooseTheStrengthAndTheValuesAreTold) {
-  ASSERT_TRUE(open("a.jpg"));
-  auto* slider = window.findChild<QSlider*>();
-  auto* number = window.findChild<QSpinBox*>();
-  EXPECT_EQ(number->value(), 70);
-  number->selectAll();
-  QTest::keyClicks(number, "45");
-  QTest::keyClick(number, Qt::Key_Return);
-  EXPECT_EQ(slider->value(), 45);
-  ASSERT_TRUE(until([&] { return !bench().isBusy() && strength() == 0.45; }));
-  const auto told = [&] {
-    std::string text;
-    for (const QLabel* label : slider->parentWidget()->findChildren<QLabel*>())
-      text += label->text().toStdString() + "; ";
-    return text;
-  };
-  const Parameters& used = bench().history()->current().report->used;
-  const auto percent = [](float value) { return std::to_string(int(value * 100 + 0.001)) + "; "; };
-  EXPECT_EQ(told(), "St&rength; Foreground: " + percent(used.foregroundIntensity) +
-                        "Background: " + percent(used.backgroundIntensity) +
-                        "Foreground until: 0; Background from: 100; Balance: 50; ");
-  slider->setSliderDown(true);
-  slider->setValue(20);
-  QTest::qWait(500);
-  EXPECT_FALSE(bench().isBusy()) << "the mouse holds it";
-  EXPECT_EQ(number->value(), 20);
-  slider->setSliderDown(false); // is released
-  ASSERT_TRUE(until([&] { return !bench().isBusy() && strength() == 0.2; }));
-  trigger("Revert");
-  EXPECT_THAT(told(), HasSubstr("Foreground: –; Background: –; "));
-  bench().close();
-}
-
-TEST_F(Window, RemembersTheLastFilesAndTheChoices) {
-  QSettings store(QSettings::IniFormat, QSettings::UserScope, "fogdissolver", "desktop");
-  QStringList recent;
-  for (int i = 0; i < 10; ++i)
-    recent += QString("/old/%1&.jpg").arg(i);
-  store.setValue("recent", recent);
-  store.setValue("undoMegabytes", 0);
-  store.sync();
-  writePicture("float.tif", fixture::hazyScene(40, 30, 32), "float");
-  MainWindow second(filters(), {}, "");
-  second.show();
-  const auto item = [&second](const QString& text) {
-    for (QAction* found : second.findChildren<QAction*>())
-      if (QString(found->text()).remove('&').startsWith(text))
-        return found;
-    throw std::runtime_error(text.toStdString());
-  };
-  Workbench& its = second.workbench();
-  const auto settled = [&] { return until([&] { return !its.isBusy(); }); };
-  const auto names = [&] {
-    std::string list;
-    for (const QAction* file : item("Open Recent")->menu()->actions())
-      list += file->text().toStdString() + "; ";
-    return list;
-  };
-  EXPECT_TRUE(item("Clear on Opening")->isChecked());
-  item("Clear on Opening")->trigger();
-  second.openFiles({"float.tif"});
-  ASSERT_TRUE(settled() && its.original());
-  EXPECT_FALSE(its.after());
-  EXPECT_EQ(names(), "&1 float.tif; &2 0&&.jpg; &3 1&&.jpg; &4 2&&.jpg; &5 3&&.jpg; &6 4&&.jpg; "
-                     "&7 5&&.jpg; &8 6&&.jpg; &9 7&&.jpg; 8&&.jpg; ; &Clear the List; ");
-  // Floats have light beyond the screen's.
-  const auto shownAt = [&] { return qGreen(its.before()->part(0, {20, 20, 1, 1}).pixel(0, 0)); };
-  const int plain = shownAt();
-  for (const auto& [name, stops] :
-       {std::pair("Brighter", 0.5), {"Brighter", 1.0}, {"Darker", 0.5}, {"No Exposure", 0.0}}) {
-    EXPECT_TRUE(item(name)->isEnabled());
-    item(name)->trigger();
-    EXPECT_EQ(second.statusBar()->currentMessage(), QString("Exposure %1").arg(stops, 0, 'f', 1));
-    ASSERT_TRUE(settled());
-    EXPECT_NEAR(shownAt(), std::min(255.0, plain * std::exp2(stops)), 2) << name;
-  }
-  for (const int strength : {30, 40}) {
-    its.setStrength(strength);
-    ASSERT_TRUE(settled());
-  }
-  EXPECT_THAT(second.findChild<Notice*>()->text().toStdString(), HasSubstr("The oldest steps"));
-  item("Brighter")->trigger();
-  ASSERT_TRUE(settled());
-  EXPECT_NEAR(its.after()->colours().exposure(), std::exp2(0.5), 1e-9);
-  item("Copy Picture")->trigger();
-  ASSERT_TRUE(settled());
-  EXPECT_EQ(QGuiApplication::clipboard()->image().pixel(7, 9),
-            its.after()->part(0, {7, 9, 1, 1}).pixel(0, 0));
-  answering(
-      [](const fixture::Shown& shown) {
-        shown.dialog->findChild<QSpinBox*>()->setValue(100);
-        shown.press(Qt::Key_Return);
-      },
-      [&] { item("Memory for Undo")->trigger(); });
-  its.close();
-  second.close();
-  MainWindow third(filters(), {}, "");
-  for (QAction* found : third.findChildren<QAction*>()) {
-    if (found->text() == "Clear on &Opening") {
-      EXPECT_FALSE(found->isChecked());
-      found->trigger();
-    }
-    if (found->text() == "&1 float.tif")
-      found->trigger();
-  }
-  ASSERT_TRUE(until([&] { return third.workbench().after() && !third.workbench().isBusy(); }));
-  for (QAction* found : third.findChildren<QAction*>())
-    if (found->text() == "&Clear the List")
-      found->trigger();
-  third.close();
-  store.sync();
-  EXPECT_EQ(store.value("undoMegabytes").toInt(), 100);
-  EXPECT_TRUE(store.value("recent").toStringList().isEmpty());
-  store.remove("undoMegabytes");
-}
-
-TEST_F(Window, TheDialogForSavingFollowsTheNameAndRefuses) {
-  writePicture("veil.png", fixture::noise(40, 30, 32, 4, host::ColourMode::rgb, true), "uint16");
-  bench().setClearsOnOpening(false);
-  ASSERT_TRUE(open("veil.png"));
-  write("there.png", "old");
-  const auto fill = [](const fixture::Shown& shown) {
-    auto* name = shown.dialog->findChild<QLineEdit*>();
-    const auto boxes = shown.dialog->findChildren<QComboBox*>();
-    auto *format = boxes[0], *bits = boxes[1];
-    const auto* quality = shown.dialog->findChild<QSpinBox*>();
-    EXPECT_EQ(name->selectedText(), "veil-clear");
-    const struct {
-      const char *name, *format, *bits;
-      bool quality;
-    } cases[] = {{"x.png", "PNG (.png)", "8 [16] ", false},
-                 {"x.TIFF", "TIFF (.tif)", "8 [16] 32 ", false},
-                 {"x.webp", "WebP (.webp)", "[8] ", true},
-                 {"x.jpeg", "JPEG (.jpg)", "[8] ", true},
-                 {"x.exr", "OpenEXR (.exr)", "[32] ", false}};
-    for (const auto& c : cases) {
-      name->setText(c.name);
-      emit name->textEdited(c.name);
-      EXPECT_EQ(format->currentText(), c.format);
-      std::string offered;
-      for (int i = 0; i < bits->count(); ++i)
-        offered +=
-            (i == bits->currentIndex() ? "[" + bits->itemText(i) + "] " : bits->itemText(i) + " ")
-                .toStdString();
-      EXPECT_EQ(offered, c.bits);
-      EXPECT_EQ(bits->isEnabled(), bits->count() > 1);
-      EXPECT_EQ(quality->isEnabled(), c.quality) << c.name;
-    }
-    std::string refused;
-    for (int i = 0; i < format->count(); ++i)
-      if (!(format->model()->flags(format->model()->index(i, 0)) & Qt::ItemIsEnabled))
-        refused += format->itemData(i, Qt::ToolTipRole).toString().toStdString() + "; ";
-    EXPECT_EQ(refused, "JPEG cannot hold transparency; JPEG 2000 needs at least 32 pixels a side "
-                       "here; PPM cannot hold transparency; Radiance cannot hold transparency; ");
-    for (const auto& [chosen, becomes] :
-         {std::pair("WebP (.webp)", "/x.webp"), {"PNG (.png)", "/x.png"}}) {
-      format->setCurrentIndex(format->findText(chosen));
-      emit format->activated(format->currentIndex());
-      EXPECT_TRUE(name->text().endsWith(becomes)) << becomes;
-    }
-  };
-  answering(
-      [&](const fixture::Shown& shown) {
-        fill(shown);
-        shown.dialog->findChild<QLineEdit*>()->setText("there.png");
-        // A file that is there is replaced when the person says so.
-        for (const auto answer : {QMessageBox::No, QMessageBox::Yes}) {
-          QTimer::singleShot(50, [answer] {
-            qobject_cast<QMessageBox*>(QApplication::activeModalWidget())->button(answer)->click();
-          });
-          EXPECT_TRUE(shown.dialog->isVisible());
-          shown.press(Qt::Key_Return);
-        }
-        EXPECT_FALSE(shown.dialog->isVisible());
-      },
-      [&] { trigger("Save As"); });
-  ASSERT_TRUE(idle());
-  EXPECT_EQ(difference("there.png", "veil.png"), 0);
-  EXPECT_EQ(openPicture("there.png")->spec().format, OIIO::TypeDesc::UINT16);
-  answering(
-      [](const fixture::Shown& shown) {
-        auto* name = shown.dialog->findChild<QLineEdit*>();
-        EXPECT_EQ(name->text().section('/', -1), "veil-mask.png");
-        name->setText("x.gif");
-        shown.press(Qt::Key_Return);
-        EXPECT_TRUE(shown.dialog->isVisible());
-        name->setText("mask.png");
-        shown.press(Qt::Key_Return);
-      },
-      [&] { trigger("Export Mask"); });
-  ASSERT_TRUE(idle());
-  EXPECT_TRUE(fs::exists("mask.png"));
-  EXPECT_FALSE(window.isWindowModified());
-  bench().setStrength(30);
-  ASSERT_TRUE(idle());
-  answering(
-      [](const fixture::Shown& shown) {
-        qobject_cast<QMessageBox*>(shown.dialog)->button(QMessageBox::Save)->click();
-      },
-      [&] { trigger("Close"); });
-  ASSERT_TRUE(until([&] { return !bench().original(); })); // where it was saved before
-  EXPECT_GT(difference("there.png", "veil.png"), 0.1);
 }
 
 TEST_F(Window, EveryControlHasANameAndAShortcutStandsOnce) {
@@ -726,44 +488,14 @@ TEST_F(Window, TheBatchWindowKeepsTheListAndTheChoices) {
   ASSERT_EQ(FolderTest::run("a.jpg --strength 20 --quality 50 -o theirs.webp"), 0);
   EXPECT_EQ(contents("shots/a-clear.webp"), contents("theirs.webp"));
 
-  batch = std::make_unique<BatchWindow>([&] { return present; }, FOG_DESKTOP); // remembers
-  write("look", "strength = 55\n");
-  answering([&](const fixture::Shown& shown) { nameFile(shown, folder / "look"); },
-            [&] { box("From a settings file"); });
-  EXPECT_EQ(batch->findChild<QComboBox*>()->currentText(), "From look");
+  // The next window remembers; existing files stay.
+  batch = std::make_unique<BatchWindow>([&] { return present; }, FOG_DESKTOP);
   batch->addFiles({"a.jpg", "shots/d.jpg"});
   ASSERT_TRUE(says("2 photograph(s)"));
-  press("Start"); // existing files stay
+  press("Start");
   ASSERT_TRUE(idle() && says("2 photograph(s), 1 done, 0 failed"));
   EXPECT_EQ(cell(0, 3), "Left out: its result exists already");
   EXPECT_EQ(off(), "Remove; Pause; Cancel; ");
-  box("Keep, and number");
-  list()->topLevelItem(0)->setSelected(true);
-  press("Try Again");
-  ASSERT_TRUE(idle() && says("2 done"));
-  ASSERT_EQ(FolderTest::run("a.jpg --settings look --quality 50 -o look.webp"), 0);
-  EXPECT_EQ(contents("shots/a-clear-2.webp"), contents("look.webp"));
-  EXPECT_EQ(files(), (Strings{"a.jpg", "broken.jpg", "look", "look.webp", "shots",
-                              "shots/a-clear-2.webp", "shots/a-clear.webp", "shots/b-clear.webp",
-                              "shots/c.JPG", "shots/d-clear.jpg", "shots/d-clear.webp",
-                              "shots/d.jpg", "shots/deep", "shots/deep/b.jpg", "theirs.webp"}));
-  // A batch that runs is not ended without a question.
-  writePicture("large.jpg", fixture::hazyScene(1500, 1000, 32));
-  answering([&](const fixture::Shown& shown) { nameFile(shown, folder / "large.jpg"); },
-            [&] { press("Add…"); });
-  ASSERT_TRUE(says("3 photograph(s)"));
-  batch->show();
-  press("Start");
-  for (const auto answer : {QMessageBox::No, QMessageBox::Yes}) {
-    answering(
-        [&](const fixture::Shown& shown) {
-          qobject_cast<QMessageBox*>(shown.dialog)->button(answer)->click();
-        },
-        [&] { batch->close(); });
-    EXPECT_EQ(batch->isVisible(), answer == QMessageBox::No);
-  }
-  ASSERT_TRUE(idle());
-  EXPECT_EQ(cell(2, 3), "Stopped");
   batch.reset();
   QSettings(QSettings::IniFormat, QSettings::UserScope, "fogdissolver", "desktop").remove("batch");
 }
