@@ -367,8 +367,8 @@ TEST_F(Dialog, AltIsSeenWhateverItsReleaseLooksLike) {
   const NativeKey alt = {down, Qt::Key_Alt, 0xffe9, 64}, altUp = {up, Qt::Key_Alt, 0xffe9, 64},
                   meta = {down, Qt::Key_Meta, 0xffe7, 64}, metaUp = {up, Qt::Key_Meta, 0xffe7, 0},
                   shift = {down, Qt::Key_Shift, 0xffe1, 50, Qt::AltModifier},
-                  unknownUp = {up, Qt::Key_unknown, 0, 64}, left = {down, Qt::Key_Left, 0, 113},
-                  window = {down, Qt::Key_Meta, 0xffeb, 133};
+                  unknownUp = {up, Qt::Key_unknown, 0, 64}, otherUp = {up, Qt::Key_A, 0, 38},
+                  left = {down, Qt::Key_Left, 0, 113}, window = {down, Qt::Key_Meta, 0xffeb, 133};
   struct Case {
     std::vector<NativeKey> begin, end;
     std::function<void(const Open&)> between = [](const Open&) {};
@@ -390,6 +390,8 @@ TEST_F(Dialog, AltIsSeenWhateverItsReleaseLooksLike) {
                  EXPECT_FALSE(d.ticked(idDisplay)); // at once, no click may follow later
                }}}) {
       d.click(idDisplay); // ticked by hand: off afterwards all the same
+      otherUp.send(d);
+      EXPECT_TRUE(d.ticked(idDisplay)); // another key's release is none of Alt's
       Open::changes();
       for (const NativeKey& key : c.begin)
         key.send(d);
