@@ -1,4 +1,4 @@
-// Storage of the sparse matrix: per-row maps that fill it, aligned arrays that the solver reads.
+// Storage of the sparse matrix: per-row maps while it is built, aligned arrays for the solver.
 #include "VMath/CSparseSingle.h"
 
 #include <algorithm>
@@ -10,7 +10,7 @@
 namespace {
 
 constexpr int alignment = 128;          // bytes, of the compressed arrays
-constexpr int32_t firstRowCapacity = 8; // growable mode; doubled from there
+constexpr int32_t firstRowCapacity = 8; // growable mode; doubles from there
 constexpr int32_t mostRows = 1 << 30;   // the last doubling whose capacity fits 32 bits
 
 template <class T> T* allocate(int32_t count) {
@@ -23,7 +23,7 @@ template <class T> T* allocate(int32_t count) {
 
 } // namespace
 
-// Delegates, so that the destructor runs when init finds no memory.
+// Delegates, so that the destructor runs if init runs out of memory.
 CSparseSingle::CSparseSingle(int rows, int cols) : CSparseSingle() { init(rows, cols); }
 
 CSparseSingle::~CSparseSingle() { clear(); }
@@ -42,7 +42,7 @@ void CSparseSingle::init(int newRows, int newCols) {
     rows = 0;
   }
   resizeRowIndices();
-  // Fixed mode reserves the dense bound ahead.
+  // Fixed mode reserves the size of the dense matrix in advance.
   resizeValues(symmetricStorage ? wrappingMultiply(rows, wrappingAdd(rows, 1)) / 2
                                 : wrappingMultiply(rows, cols));
 }
@@ -111,7 +111,7 @@ void CSparseSingle::resizeValues(int32_t count) {
 
 void CSparseSingle::compress(int threads) {
   resizeRowIndices();
-  rowIndices[0] = 0; // none either when there is no memory for the values
+  rowIndices[0] = 0; // the same if there is no memory for the values
   int32_t next = 1;
   for (int32_t r = 0; r < rows; ++r)
     rowIndices[r + 1] = next += int32_t(rowMaps[r].size());

@@ -17,17 +17,17 @@ namespace {
 
 constexpr int32_t one = 1; // increment of neighbouring elements
 
-// Elements further apart than this are different. A float, widened.
+// Elements that differ by more than this are different. A float, widened to double.
 constexpr double sameWithin = 0.001f;
 
-// BLAS wants a leading dimension of at least 1, also of a matrix without elements.
+// BLAS requires a leading dimension of at least 1, even for a matrix without elements.
 int32_t leadingDimension(const Matrix& m) { return std::max(m.nRows, 1); }
 
 struct Free {
   void operator()(void* block) const { std::free(block); }
 };
 
-// Five times the least work array that dgesvd asks for lets it work in blocks; doubled to be ample.
+// dgesvd works in blocks if it gets five times its minimum work array; twice that is ample.
 int32_t svdWorkLength(int64_t rows, int64_t cols) {
   const int64_t less = std::min(rows, cols), more = std::max(rows, cols);
   const int64_t length = 2 * 5 * std::max(3 * less + more, 5 * less);

@@ -1,8 +1,9 @@
-// General matrix of doubles, stored column by column, over BLAS and LAPACK. A vector is a matrix of
+// General matrix of doubles, stored column by column, with BLAS and LAPACK. A vector is a matrix of
 // one column or one row.
 //
-// Sizes are the caller's care: only countDifferences compares them. Operands whose shapes do not
-// fit each other, or an element outside, are undefined. A matrix holds at most 2^31 - 1 elements.
+// The caller must pass matching sizes: only countDifferences compares them. Operands of
+// incompatible shapes, and indices outside the matrix, are undefined behaviour. A matrix holds at
+// most 2^31 - 1 elements.
 #pragma once
 
 #include <cstdint>
@@ -22,8 +23,8 @@ public:
   Matrix& operator=(Matrix&& other) noexcept;
   Matrix& operator=(const VMatrix3& other);
 
-  // Old content is dropped, the new is zero. A side below 1 makes the matrix empty. Throws what
-  // new[] throws, and leaves the matrix empty then.
+  // Drops the old content; the new content is zero. A side below 1 makes the matrix empty. Throws
+  // the exceptions of new[], and then leaves the matrix empty.
   void resize(int32_t rows, int32_t cols);
   void clear();
 
@@ -32,8 +33,8 @@ public:
 
   void setZero();
   void setIdentity();                             // 1.0 on the leading diagonal, 0.0 elsewhere
-  void flatten();                                 // to one column; data untouched
-  void setDimensions(int32_t rows, int32_t cols); // data untouched: the product must stay
+  void flatten();                                 // to one column; data unchanged
+  void setDimensions(int32_t rows, int32_t cols); // data unchanged; rows * cols must stay the same
   bool isFinite() const;
 
   Matrix& operator*=(double alpha);
@@ -44,10 +45,10 @@ public:
   double sumAbs() const;
   double dot(const Matrix& other) const;
 
-  // this = alpha*A*B + beta*this. `this` has the product's size and is neither A nor B.
+  // this = alpha*A*B + beta*this. `this` has the product's size and must be neither A nor B.
   void multiply(const Matrix& A, const Matrix& B, double alpha, double beta);
-  // this = alpha*A*x + beta*this. When empty or of another length, `this` first becomes a zero
-  // column of A's rows. It is not x.
+  // this = alpha*A*x + beta*this. If `this` is empty or of another length, it first becomes a zero
+  // column with A's rows. It must not be x.
   void multiplyVector(const Matrix& A, const Matrix& x, double alpha, double beta);
 
   Matrix row(int32_t r) const;
@@ -55,15 +56,16 @@ public:
   void transpose();
   Matrix transposed() const;
 
-  // Columns are points: one row of 1.0 more; the last row divided out and dropped.
+  // Columns are points. homogeneous() adds a last row of 1.0; fromHomogeneous() divides by the last
+  // row and drops it.
   Matrix homogeneous() const;
   Matrix fromHomogeneous() const;
-  // Columns are lines (a, b, c), of a*x + b*y + c = 0, scaled for a normal of length 1. The length
+  // Columns are lines (a, b, c) with a*x + b*y + c = 0, scaled to a normal of length 1. The length
   // is rounded to float.
   Matrix normalizedLines() const;
 
   Matrix scaled(double alpha) const;
-  Matrix scaledInverse(double alpha) const; // by 1.0/alpha
+  Matrix scaledInverse(double alpha) const; // multiplies by 1.0/alpha
   Matrix negated() const;
 
   static Matrix mulElements(const Matrix& A, const Matrix& B);
@@ -74,15 +76,15 @@ public:
   Matrix rowSums() const;    // nRows by 1
 
   static Matrix product(const Matrix& A, const Matrix& B);
-  // A = U*S*Vt: U and Vt square and orthogonal, S of A's shape with the singular values, the
-  // greatest first, on its diagonal. When A has no decomposition (it is not finite) a line says so
-  // through qDebug, and what came out is undefined.
+  // A = U*S*Vt: U and Vt are square and orthogonal; S has A's shape, with the singular values in
+  // descending order on its diagonal. If A has no decomposition (it is not finite), qDebug prints a
+  // line and the results are undefined.
   static void svd(const Matrix& A, Matrix& U, Matrix& S, Matrix& Vt);
 
-  // Elements that differ by more than 0.001; -1.0 when the sizes differ.
+  // Number of elements that differ by more than 0.001; -1.0 if the sizes differ.
   double countDifferences(const Matrix& other) const;
 
-  // To qDebug: a heading, then a line a row.
+  // Prints to qDebug: a heading, then one line per row.
   void QPrint() const;
 
   double* data = nullptr; // nRows*nCols values, element (row, col) at nRows*col + row; owned, new[]

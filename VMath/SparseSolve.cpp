@@ -1,6 +1,7 @@
-// The solve of the sparse matrix: the direct solver's four phases on one set of control words.
+// Solves the sparse matrix: the direct solver's four phases with one set of control words.
 //
-// A failing phase throws the texts below as they are: the error number never reaches their marker.
+// A failed phase throws the texts below unchanged: nothing replaces their marker by the error
+// number.
 #include "VMath/CSparseSingle.h"
 #include "VMath/VException.h"
 #include "primitives/sparse/SparseSolver.h"
@@ -23,9 +24,9 @@ constexpr int32_t releasePhase = -1;
 
 constexpr int32_t mostRefinementSteps = 2;
 
-// Control words of a single-precision solve; those not set stay 0.
+// Control words of a single-precision solve; the words that are not set here stay 0.
 void setControls(int32_t (&iparm)[64], bool symmetric, bool solutionOnB) {
-  iparm[0] = 1;                   // no defaults of the solver
+  iparm[0] = 1;                   // do not use the solver's defaults
   iparm[1] = 3;                   // nested dissection
   iparm[5] = solutionOnB ? 1 : 0; // the solution overwrites b
   iparm[7] = mostRefinementSteps;
@@ -43,7 +44,7 @@ void check(const Phase& phase, int32_t error) {
     throw VException(phase.message, phase.location);
 }
 
-// Frees the solver's memory when the solve ends, however it ends.
+// Frees the solver's memory at the end of the solve, also after an exception.
 class SolverHandle {
 public:
   SolverHandle(const CSparseSingle& matrix, int32_t type, int32_t* iparm)

@@ -1,4 +1,4 @@
-// The exception of the linear algebra library: a message, and the place that it comes from.
+// The exception of the linear algebra library: a message and the place of its origin.
 #pragma once
 
 #include <QString>

@@ -1,6 +1,6 @@
-// The primitives count rows where this class counts columns, so that they see each matrix
-// transposed. Sum, difference, transpose and inverse do not mind; a product takes its factors in
-// the other order: (A*B)' = B'*A'.
+// The primitives store rows where this class stores columns, so they see each matrix transposed.
+// This makes no difference to sum, difference, transpose and inverse; a product takes its factors
+// in reverse order: (A*B)' = B'*A'.
 #include "VMath/VMatrix3.h"
 
 #include <QString>
@@ -50,7 +50,7 @@ void VMatrix3::svd(VMatrix3& U, VMatrix3& S, VMatrix3& V) const {
   double values[3];
   VMatrix3 vectors;
   eigenSymmetric3x3(data, values, vectors.data);
-  V = vectors; // columns of the primitive's rows: rows here
+  V = vectors; // the columns of the primitive's result are rows here
   U = vectors.transpose();
   S = VMatrix3();
   for (int k = 0; k < 3; ++k)

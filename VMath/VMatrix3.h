@@ -16,13 +16,13 @@ public:
   VMatrix3 operator-(const VMatrix3& other) const;
   VMatrix3 operator*(const VMatrix3& other) const;
   VMatrix3 transpose() const;
-  VMatrix3 inverse() const; // the zero matrix when there is none
+  VMatrix3 inverse() const; // the zero matrix if there is none
 
-  // For a symmetric matrix: U * S * V with its eigenvalues, the greatest first, on the diagonal of
+  // For a symmetric matrix: U * S * V with its eigenvalues in descending order on the diagonal of
   // S, its eigenvectors in the columns of U and in the rows of V.
   void svd(VMatrix3& U, VMatrix3& S, VMatrix3& V) const;
 
-  // To qDebug: a heading, then a line a row.
+  // Prints to qDebug: a heading, then one line per row.
   void QPrint() const;
 
   double data[9]; // element (row, col) at row + 3*col

@@ -1,4 +1,4 @@
-// Bands of samples to floats and back: ten rows of a 24 MP photograph at each depth.
+// Bands of samples to floats and back: ten rows of a 24-megapixel photograph at each depth.
 #include "frame/record/Bands.h"
 #include "bench/KernelBench.h"
 
@@ -6,7 +6,7 @@ namespace {
 
 constexpr int32_t width = 6000, rows = 10;
 
-// Argument: bits a sample.
+// Argument: bits per sample.
 void readBand(benchmark::State& state) {
   const int32_t depth = int32_t(state.range(0));
   const size_t pixels = size_t(width) * rows;
@@ -15,7 +15,7 @@ void readBand(benchmark::State& state) {
   measure(state, double(pixels), [&] { ReadBand(samples.data(), depth, pixels, image.data()); });
 }
 
-// Arguments: bits a sample; 1: a sample far beyond the range takes the slow form.
+// Arguments: bits per sample; 1: a sample far beyond the range takes the slow form.
 void writeBand(benchmark::State& state) {
   const int32_t depth = int32_t(state.range(0));
   const size_t pixels = size_t(width) * rows;

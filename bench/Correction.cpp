@@ -29,4 +29,4 @@ BENCHMARK(correction)
     ->Args({3000, 2000, 100, 0})
     ->Args({3000, 2000, 170, 0})
     ->Args({3000, 2000, 170, 1})
-    ->Args({3000, 2000, 2000, 0}); // beyond the dialog's reach: the library's power
+    ->Args({3000, 2000, 2000, 0}); // beyond the dialog's range: the library's power

@@ -1,8 +1,8 @@
-// The desktop program's view over a photograph of 24 megapixels, on the platform without a screen:
-// a frame of panning at 100 percent, of dragging the line between before and after, and of zooming.
-// Fifty frames a second leave 20 ms for each. Before them one whole session, for the time until the
-// photograph is on the screen and is cleared, and the peak memory with before, after and an undo
-// step.
+// The desktop program's view of a 24-megapixel photograph, on the platform without a screen: a
+// frame of panning at 100 percent, of dragging the line between before and after, and of zooming.
+// At fifty frames per second each has 20 ms. Before these it measures one whole session: the time
+// until the photograph is on the screen and until it is cleared, and the peak memory with before,
+// after and an undo step.
 
 #include <benchmark/benchmark.h>
 
@@ -72,7 +72,7 @@ double residentMegabytes() {
   return resident * double(::sysconf(_SC_PAGESIZE)) / 1e6;
 }
 
-// A sample brought to the size.
+// A sample photograph scaled to the size.
 QString photographIn(const QTemporaryDir& folder) {
   const QString file = folder.filePath("photograph.jpg");
   QImage(FOG_SAMPLES "/mountain.jpg")
@@ -130,8 +130,8 @@ void wholeSession(benchmark::State& state) {
 }
 BENCHMARK(wholeSession)->Iterations(1)->Unit(benchmark::kMillisecond)->UseRealTime();
 
-// How long the thread goes on with a run that was cancelled, the longest of twenty moments of it.
-// The window does not wait for that.
+// How long the thread continues a run after it is cancelled: the maximum over twenty moments of the
+// run. The window does not wait for this.
 void cancelledRun(benchmark::State& state) {
   needApplication();
   const QTemporaryDir folder;
@@ -165,7 +165,7 @@ void cancelledRun(benchmark::State& state) {
 }
 BENCHMARK(cancelledRun)->Iterations(1)->Unit(benchmark::kMillisecond)->UseRealTime();
 
-// How long the window's thread hears of nothing while the filter's dialog opens, and from its OK to
+// How long the window's thread handles no events while the filter's dialog opens, and from OK to
 // the result.
 void adjust(benchmark::State& state) {
   needApplication();
@@ -249,7 +249,7 @@ void dragTheLine(benchmark::State& state) {
 }
 BENCHMARK(dragTheLine)->Arg(0)->Arg(100)->Unit(benchmark::kMillisecond)->UseRealTime();
 
-// Every frame is of a scale that no tile is there for.
+// Every frame has a scale for which there is no tile yet.
 void zoom(benchmark::State& state) {
   view().fit();
   paint(state, [](int frame) { view().zoomBy(frame / 20 % 2 ? 1 / 1.1 : 1.1); });

@@ -1,5 +1,6 @@
-// What the kernels' benchmarks share: an invented picture, and pixels a second beside cycles a
-// pixel: the thread's own time at the rate of the time stamp counter, the processor's nominal one.
+// Shared by the kernels' benchmarks: a synthetic picture, and counters for pixels per second and
+// cycles per pixel. Cycles are the thread's own time multiplied by the rate of the time stamp
+// counter, which is the processor's nominal rate.
 #pragma once
 
 #include <benchmark/benchmark.h>
@@ -28,7 +29,7 @@ inline std::vector<float> inventedPicture(int32_t width, int32_t height) {
   return samples;
 }
 
-// A map from 0 at the foot to 1 at the head, with grain.
+// A map from 0 at the bottom to 1 at the top, with grain.
 inline std::vector<float> inventedMap(int32_t width, int32_t height) {
   std::vector<float> map;
   map.reserve(size_t(width) * size_t(height));
@@ -39,14 +40,14 @@ inline std::vector<float> inventedMap(int32_t width, int32_t height) {
   return map;
 }
 
-// Seconds that this thread has run; those in which another process had the processor do not count.
+// Processor time of this thread in seconds; time while other processes run does not count.
 inline double threadSeconds() {
   timespec time;
   clock_gettime(CLOCK_THREAD_CPUTIME_ID, &time);
   return double(time.tv_sec) + 1e-9 * double(time.tv_nsec);
 }
 
-// Ticks of the time stamp counter a second, watched for a fiftieth of one.
+// Ticks of the time stamp counter per second, measured over 20 ms.
 inline double ticksPerSecond() {
   const auto seconds = [] {
     timespec time;
@@ -60,7 +61,7 @@ inline double ticksPerSecond() {
   return double(__rdtsc() - ticks) / (seconds() - begin);
 }
 
-// Runs the body once an iteration and reports pixels a second and cycles a pixel.
+// Runs the body once per iteration and reports pixels per second and cycles per pixel.
 template <class Body> void measure(benchmark::State& state, double pixels, Body body) {
   static const double rate = ticksPerSecond();
   const double begin = threadSeconds();

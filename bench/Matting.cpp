@@ -37,7 +37,7 @@ void compression(benchmark::State& state) {
   measure(state, double(width) * height, [&] { matrix.compress(); });
 }
 
-// The one host buffer of the stage.
+// The stage's only host buffer.
 BufferProcs mallocBuffers = {2,
                              5,
                              [](int32_t size, BufferID* id) {

@@ -1,5 +1,5 @@
-// Minimum filter: the time of a pixel over the window's side, at the size of the reduced image and
-// at one that no cache holds.
+// Minimum filter: time per pixel over the window's side, at the size of the reduced image and at a
+// size that fits no cache.
 #include <benchmark/benchmark.h>
 
 #include <random>

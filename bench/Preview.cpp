@@ -1,8 +1,7 @@
-// The live preview: from a control's event to the repainted picture, and its steps apart.
+// The live preview: from a control's event to the repainted picture, and each of its steps.
 //
-// The whole is measured with the real dialog on Qt's offscreen platform; the steps over a proxy of
-// 650 by 475 pixels. One thread, power 1.7 (the slower branch of the correction), the host's own
-// drawing.
+// The whole uses the real dialog on Qt's offscreen platform; the steps use a proxy of 650 by 475
+// pixels. One thread, power 1.7 (the slower branch of the correction), the host's own drawing.
 #include <QSlider>
 #include <QTemporaryFile>
 
@@ -24,14 +23,14 @@ namespace {
 constexpr int32_t width = 650, height = 475;
 constexpr double proxyArea = double(width) * height;
 
-// Answers every question for a place with that of the whole proxy.
+// Answers every query for a rectangle with that of the whole proxy.
 intptr_t proxySized(Window, uint32_t message, uintptr_t, intptr_t value) {
   if (message == TKM_GETRECT || message == TKM_GETCLIENTRECT)
     *reinterpret_cast<WindowRect*>(value) = {0, 0, width, height};
   return 0;
 }
 
-// A document that the frame shows pixel by pixel, with the preview open on it.
+// A document that the frame shows pixel by pixel, with an open preview.
 struct OpenPreview {
   host::Document document = fixture::hazyScene(width, height, 8);
   fixture::PlugInHost plugIn{document};
@@ -91,9 +90,9 @@ void drawing(benchmark::State& state) {
   measure(state, proxyArea, [&] { PaintProxy(preview.dialog); });
 }
 
-// The balance slider moves by one; what it sets off ends with the dialog painted.
+// Moves the balance slider by one; an iteration ends when the dialog is painted.
 void eventToRepaint(benchmark::State& state) {
-  // A screen with room for the dialog at 96 dots to the inch: the frame then is 735 by 466 pixels.
+  // A screen with room for the dialog at 96 dots per inch: the frame is then 735 by 466 pixels.
   static QTemporaryFile screens;
   if (screens.open())
     screens.write(R"({"screens": [{"name": "wide", "width": 1920, "height": 1080}]})");

@@ -1,4 +1,4 @@
-// Resampling of float images: the reductions that a run makes of a photograph, and an enlargement.
+// Resampling of float images: the reductions in a run, and an enlargement.
 #include <benchmark/benchmark.h>
 
 #include <vector>
@@ -48,7 +48,7 @@ void arguments(benchmark::internal::Benchmark* b) {
   }
 }
 
-// What a plain read of the same image costs: the floor.
+// The lower bound: a plain read of the same image.
 void readOnly(benchmark::State& state) {
   const std::vector<float> source(size_t(4) * 6000 * 4000, 0.5f);
   for (auto _ : state) {

@@ -1,5 +1,5 @@
-// The solver's phases on the matting matrix, in unknowns a second: widths and heights of a reduced
-// copy and of a large preview, on one and two threads.
+// The solver's phases on the matting matrix, in unknowns per second: at the sizes of a reduced copy
+// and of a large preview, on one and two threads.
 #include "primitives/sparse/SparseSolver.h"
 
 #include <benchmark/benchmark.h>
@@ -35,8 +35,8 @@ struct Session {
   }
 };
 
-// The phases from `first` to `last` of 11, 22, 33; those before are done once, or, for all of them,
-// each time anew.
+// The phases from `first` to `last` of 11, 22, 33. Earlier phases run once; if all three are
+// measured, each iteration runs them anew.
 void phases(benchmark::State& state, int32_t first, int32_t last) {
   Session session(state.range(0), state.range(1));
   mkl_set_num_threads(int(state.range(2)));

@@ -1,5 +1,4 @@
-// The joint bilateral upsampling: one round at the factors that occur, and all rounds of a
-// photograph.
+// The joint bilateral upsampling: one round at typical factors, and all rounds of a photograph.
 #include "bench/KernelBench.h"
 #include "frame/record/Globals.h"
 #include "haze/Stages.h"
@@ -10,8 +9,8 @@ SHaze viewOf(std::vector<float>& image, int32_t width, int32_t height) {
   return {image.data(), width, height, width * 16, 16};
 }
 
-// Arguments: low width and height, high width and height, every how many-th low pixel is
-// transparent (0: none), which takes the plain form.
+// Arguments: low width and height, high width and height, n: every n-th low pixel is transparent
+// (0: none), which requires the plain form.
 void oneRound(benchmark::State& state) {
   const int32_t lowWidth = int32_t(state.range(0)), lowHeight = int32_t(state.range(1));
   const int32_t width = int32_t(state.range(2)), height = int32_t(state.range(3));

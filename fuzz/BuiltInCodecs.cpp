@@ -1,5 +1,5 @@
-// JPEG and WebP, whose codecs are in the program: what they read, at both depths, can be written
-// and read again.
+// JPEG and WebP, whose codecs are in the program: what they read, at both depths, they must be able
+// to write and read again.
 
 #include <stdexcept>
 
@@ -15,7 +15,7 @@ namespace {
 void check(photo::Shape decode(const photo::Bytes&, int), const photo::Bytes& bytes) {
   try {
     decode(bytes, 1);
-  } catch (const std::runtime_error&) { // most are refused; the decoder's reader sees to size
+  } catch (const std::runtime_error&) { // most inputs are refused; the caller limits the size
   }
 }
 

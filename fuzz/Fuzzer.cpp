@@ -1,5 +1,5 @@
-// The fuzzer's entry: libFuzzer makes the bytes and has the process. The environment names the
-// target, so that the processes that libFuzzer starts have it too.
+// The fuzzer's entry: libFuzzer makes the bytes and controls the process. An environment variable
+// names the target, so that the processes that libFuzzer starts get it, too.
 
 #include <cstdlib>
 #include <cstring>
@@ -15,7 +15,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     fuzz::promise(false, "FOG_FUZZ_TARGET names a target");
     std::abort();
   }();
-  // What is refused is as good a start for what comes next as what is taken.
+  // Refused bytes are as useful for further mutations as accepted ones.
   fuzz::accepts(target, photo::Bytes(data, data + size));
   return 0;
 }

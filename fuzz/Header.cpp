@@ -1,5 +1,4 @@
-// What a file's first bytes claim: the size that decides about memory and time before a decoder
-// runs.
+// The size in a file's first bytes, which decides about memory and time before a decoder runs.
 
 #include "apps/photo/Codecs.h"
 #include "apps/photo/Formats.h"

@@ -1,4 +1,4 @@
-// XMP packets in pieces: from a JPEG file of any kind, and into one.
+// XMP packets in pieces: reading them from any JPEG file, and writing them into one.
 
 #include <string>
 

@@ -1,5 +1,5 @@
-// What a reader that a hostile file has taken over may answer: the program takes it apart, and
-// makes a result of it.
+// The answer of a reader process that a hostile file controls: the program parses it, and makes a
+// result from it.
 
 #include <algorithm>
 

@@ -1,5 +1,5 @@
-// Metadata from a file of any kind: through the message between two processes, made that of a
-// result, and into results of each format that Exiv2 writes.
+// Metadata from any file: through the message between two processes, then converted for a result,
+// and into results of each format that Exiv2 writes.
 
 #include <map>
 #include <string>

@@ -1,8 +1,9 @@
-// A file of any kind on its whole road but for the filter: read by a process of its own, written in
-// one of the formats, read again. What breaks the decoder costs its process only.
+// All steps for any file except the filter: a separate process reads it, then the target writes it
+// in one of the formats and reads it again. A file that breaks its decoder affects only the reader
+// process.
 //
-// All of it is in a fork, which has none of the threads that libraries have started: only from
-// there is the reader a fork as well, and takes no second to start.
+// All of it runs in a fork, which has none of the threads that libraries have started: only then is
+// the reader a fork as well, instead of a program that takes a second to start.
 
 #include <cerrno>
 #include <cstdio>
@@ -58,7 +59,7 @@ void photograph(const photo::Bytes& bytes) {
     ::_exit(status(bytes));
   promise(child > 0, "there is a process to be had");
   int end = -1;
-  while (::waitpid(child, &end, 0) < 0 && errno == EINTR) { // the fuzzer has a clock
+  while (::waitpid(child, &end, 0) < 0 && errno == EINTR) { // the fuzzer limits the time
   }
   promise(WIFEXITED(end) && WEXITSTATUS(end) < 2, "a file is taken or refused");
   if (end != 0)

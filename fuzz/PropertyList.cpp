@@ -1,4 +1,4 @@
-// A module's property list, and what it says of documents.
+// A module's property list, and its answers about documents.
 
 #include "host/module/PropertyList.h"
 #include "fuzz/Target.h"

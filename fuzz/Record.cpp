@@ -1,4 +1,4 @@
-// The decoder's record of a file's header, which crosses from the reader to the encoder.
+// The decoder's record of a file's header, which the reader passes to the encoder.
 
 #include <stdexcept>
 

@@ -1,5 +1,5 @@
-// Gives each target the cases of its folder: seeds, and bytes that once found a fault. Says on
-// standard output which one is on, and fails where a target has none that it takes.
+// Runs each target on the cases in its folder: seeds, and inputs that once found a fault. Prints
+// the current target to standard output, and fails if a target accepts none of its cases.
 //
 //   fuzz-replay CASES [TARGET]
 

@@ -1,5 +1,5 @@
-// Scripts where the program does not write them itself: in blocks that a plug-in gives back, and in
-// the file of the registry, which a person may edit.
+// Scripts that the program does not write itself: in blocks that a plug-in returns, and in the
+// registry's file, which a user may edit.
 
 #include <atomic>
 #include <cstring>
@@ -36,7 +36,8 @@ void descriptor(const photo::Bytes& bytes) {
 
 namespace {
 
-// A file of its own for each call: the library takes one that looks the same for the same.
+// A separate file for each call: the library caches files, and would take an equal-looking one for
+// the same.
 struct File {
   std::filesystem::path path;
   File() {

@@ -1,4 +1,4 @@
-// A file with a look: read, applied, and told again.
+// A settings file: reads it, applies it, and writes it again.
 
 #include <cmath>
 

@@ -17,7 +17,7 @@ constexpr Target all[] = {
     {"registry", registry}, {"descriptor", descriptor},
 };
 
-constexpr int64_t mostPixels = 4096; // of a small picture
+constexpr int64_t mostPixels = 4096; // limit for a small picture
 
 } // namespace
 

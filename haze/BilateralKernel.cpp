@@ -1,8 +1,8 @@
 // The product of the three densities is one exponential of the sum of the squared differences,
-// which is a whole number and exact in float; the spatial kernel and the densities' peaks are added
-// to its exponent as logarithms. The compiler may contract here (haze/CMakeLists.txt): only the
-// exponent, its polynomial and the two sums can be, and the bound that the tests hold against the
-// table includes it.
+// which is a whole number and exact in float. The spatial kernel and the densities' peaks are added
+// to its exponent as logarithms. The compiler may contract floating-point operations here
+// (haze/CMakeLists.txt). This affects only the exponent, its polynomial and the two sums; the
+// tests' error bound against the table includes it.
 #include "haze/BilateralKernel.h"
 
 #include <algorithm>
@@ -18,7 +18,7 @@ namespace {
 constexpr double deviation = double(rangeScale) * rangeDeviation; // in thousandths
 constexpr float exponentScale = float(-std::numbers::log2e / (2.0 * deviation * deviation));
 
-// Sum of squares from which on a weight is 0 in float.
+// From this sum of squares on, a weight is 0 in float.
 constexpr float largestSquares = 3.1e6f;
 
 // Binary logarithms of the spatial kernel times the peaks of the three densities.
@@ -65,7 +65,8 @@ FloatV exp2(FloatV y) {
 #endif
 }
 
-// Difference of two colours in whole thousandths; beyond the table's end, or NaN, its end.
+// Difference of two colours in whole thousandths, clamped to the table's end; NaN gives the end,
+// too.
 template <bool unit> FloatV thousandths(FloatV a, FloatV b) {
   FloatV d = (a - b) * rangeScale;
   if constexpr (!unit) {
@@ -79,7 +80,7 @@ template <bool unit> FloatV thousandths(FloatV a, FloatV b) {
 // One channel of `widestLanes` pixels.
 FloatV channel(const float* pixels, int32_t c) {
   constexpr int32_t half = widestLanes / 2;
-  IntV every, halves; // the channel of the pixels in two vectors; the first halves of two vectors
+  IntV every, halves; // the channel in two vectors; their first halves
   for (int32_t i = 0; i < widestLanes; ++i) {
     every[i] = 4 * (i % half) + c;
     halves[i] = i < half ? i : i + half;
@@ -89,8 +90,8 @@ FloatV channel(const float* pixels, int32_t c) {
                            __builtin_shuffle(at(2), at(3), every), halves);
 }
 
-// The means of a vector of pixels from column x on, of `count` rows at once: they share what is
-// read of the low grid.
+// The means of a vector of pixels from column x on, for `count` rows at once, which share the
+// values read from the low grid.
 template <int count, bool unit>
 void vectorMeans(const LowRows& low, const TapLogarithms& taps, const HighRows& high, int32_t x) {
   FloatV red[count], green[count], blue[count], sumW[count] = {}, sum[count] = {};
@@ -132,7 +133,7 @@ void vectorMeans(const LowRows& low, const TapLogarithms& taps, const HighRows& 
 Content contentOf(const float* row, int32_t width) {
   int outside = 0, clear = 0;
   for (size_t i = 0; i < 4 * size_t(width); ++i)
-    outside |= !(row[i] >= 0.0f && row[i] <= 1.0f); // NaN is outside
+    outside |= !(row[i] >= 0.0f && row[i] <= 1.0f); // true for NaN
   for (size_t i = 3; i < 4 * size_t(width); i += 4)
     clear |= row[i] == 0.0f;
   return clear ? Content::transparent : outside ? Content::opaque : Content::unit;
@@ -140,7 +141,7 @@ Content contentOf(const float* row, int32_t width) {
 
 LowRows::LowRows(const SHaze& low, const float* solution)
     : low_(low), solution_(solution),
-      stride_(size_t(low.width) + widestLanes), // a vector load at the last pixel stays inside
+      stride_(size_t(low.width) + widestLanes), // keeps a vector load at the last pixel inside
       values_(size_t(kernelSide) * planes * stride_) {}
 
 Content LowRows::load(int32_t first, int32_t last) {
@@ -168,5 +169,5 @@ void fastMeans(const LowRows& low, const HighRows& rows, int32_t begin, int32_t 
                      : unit ? vectorMeans<1, true>
                                     : vectorMeans<1, false>;
   for (int32_t x = begin; x < end; x += widestLanes)
-    means(low, taps, rows, std::min(x, end - widestLanes)); // the last reaches back
+    means(low, taps, rows, std::min(x, end - widestLanes)); // the last vector ends at `end`
 }

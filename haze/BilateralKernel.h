@@ -1,5 +1,5 @@
-// The fast form of the joint bilateral mean: runs of pixels of one high row, or of two that look at
-// the same low rows, as many pixels at a time as a vector has lanes.
+// The fast form of the joint bilateral mean: runs of pixels of one high row, or of two high rows
+// over the same low rows. It computes as many pixels at a time as a vector has lanes.
 #pragma once
 
 #include <cstddef>
@@ -9,25 +9,25 @@
 #include "haze/Haze.h"
 #include "haze/RangeWeights.h"
 
-// What the fast form may take for granted of a row of pixels: the later, the less.
+// What the fast form may assume about a row of pixels, from most to least.
 enum class Content {
   unit,       // colours within 0 to 1, alpha not 0
   opaque,     // alpha not 0
-  transparent // the alpha of some pixel is 0
+  transparent // some pixels have alpha 0
 };
 Content contentOf(const float* row, int32_t width);
 
-// The rows of the low grid that one high row looks at, one plane after another, so that neighbours
-// along a row lie side by side. Each thread has its own and goes down the rows, splitting each
-// once.
+// The low-grid rows that one high row needs, one plane after another, so that neighbours along a
+// row are adjacent in memory. Each thread has its own object, goes down the rows, and splits each
+// row once.
 class LowRows {
 public:
   enum Plane { red, green, blue, solution, planes };
 
-  // solution: a float for each pixel of low.
+  // solution: one float per pixel of low.
   LowRows(const SHaze& low, const float* solution);
 
-  // Takes the rows in; `first` never goes back. Says what all of them together are.
+  // Loads the rows; `first` never decreases. Returns what holds for all of them together.
   Content load(int32_t first, int32_t last);
 
   const float* plane(int32_t row, int32_t plane) const {
@@ -47,14 +47,14 @@ private:
 
 // A row of the high grid and its place on the low one.
 struct HighRows {
-  const float* pixels[2];    // of a row; the second null, or of the row below, with the same lowRow
-  float* means[2];           // out: a float a pixel; the second null where pixels are
+  const float* pixels[2];    // `second` is null, or the row below if it has the same lowRow
+  float* means[2];           // out: one float per pixel; the second is null if pixels[1] is
   int32_t lowRow;            // of the neighbourhood's centre
   int32_t first, last;       // offsets of the neighbourhood's rows that lie inside the low grid
-  const int32_t* lowColumns; // of each high column, ascending by at most 1
+  const int32_t* lowColumns; // for each high column, ascending by at most 1
 };
 
-// The means of the columns [begin, end), which are at least as many as a vector has lanes. The
+// Computes the means of the columns [begin, end), at least as many as a vector has lanes. The
 // neighbourhoods' columns lie inside the low grid, all rows are opaque, and `unit` says that all
-// are unit. A mean does not depend on which pixels are taken together.
+// are unit. A mean does not depend on how the pixels are grouped.
 void fastMeans(const LowRows& low, const HighRows& rows, int32_t begin, int32_t end, bool unit);

@@ -1,15 +1,15 @@
-// One round of joint bilateral upsampling (Kopf et al. 2007): a solution on the grid of a low guide
-// comes to the grid of a high guide.
+// One round of joint bilateral upsampling (Kopf et al. 2007): transfers a solution from the grid of
+// a low guide to the grid of a high guide.
 //
 // A pixel is the mean of the 5 by 5 solution values around its place on the low grid, weighted by a
 // fixed spatial kernel and, channel by channel, by the normal density of the difference between the
-// guides' colours in whole thousandths. Two forms of the same mean: the plain one reads the range
-// table, and serves the image's edges, transparent pixels and enlarged low grids; the fast one
-// (BilateralKernel.h) takes several pixels at once and evaluates the product of the three densities
-// as one exponential. The two differ by the table's rounding to six digits: below 5e-6 of the
-// solution's range. Where all weights lie below float's normal range (colours about 0.8 apart in
-// each channel) they have a few bits left, and the two may differ by a hundredth before both become
-// 0.
+// guides' colours in whole thousandths. Two forms compute the same mean. The plain form reads the
+// range table; it handles the image's edges, transparent pixels and enlarged low grids. The fast
+// form (BilateralKernel.h) takes several pixels at once and evaluates the product of the three
+// densities as one exponential. They differ by less than 5e-6 of the solution's range, because the
+// table is rounded to six digits. If all weights lie below float's normal range (colours about 0.8
+// apart in each channel), the weights keep only a few bits, and the two forms may differ by a
+// hundredth before both become 0.
 #include <algorithm>
 #include <vector>
 
@@ -23,7 +23,7 @@
 
 namespace {
 
-// The two grids, and the step on the low grid for one pixel of the high one.
+// The two grids, and the step on the low grid per pixel of the high one.
 struct Round {
   const float* solution;
   const SHaze& low;
@@ -39,7 +39,7 @@ struct Round {
   int32_t lowY(int32_t y) const { return int32_t(float(y) * yScale); }
 };
 
-// Offsets of the neighbourhood that lie inside a low grid of `size`: first and last.
+// First and last neighbourhood offset that lies inside a low grid of `size`.
 struct Reach {
   int32_t first, last;
   Reach(int32_t centre, int32_t size)
@@ -88,12 +88,11 @@ struct InnerColumns {
   }
 };
 
-// What every row of a round shares.
+// What all rows of a round share.
 struct RowPlan {
   InnerColumns inner;
-  std::vector<int32_t> lowColumns; // of each high column
-  bool fast;                       // the inner columns fill a vector, which spans at most as many
-                                   // low ones
+  std::vector<int32_t> lowColumns; // for each high column
+  bool fast; // the inner columns fill a vector, which spans at most as many low ones
 
   explicit RowPlan(const Round& r)
       : inner(r), lowColumns(size_t(r.high.width)),
@@ -108,8 +107,8 @@ void plainPixels(const Round& r, int32_t y, int32_t begin, int32_t end, float* o
     out[x] = plainPixel(r, x, y);
 }
 
-// Rows y to y + count - 1, one or two, of the same place on the low grid: plain at their ends and
-// where a pixel is transparent, fast elsewhere.
+// Rows y to y + count - 1 (count is 1 or 2) with the same low row: plain at their ends and for rows
+// with a transparent pixel, fast elsewhere.
 void upsampleRows(const Round& r, const RowPlan& plan, LowRows& low, int32_t y, int32_t count,
                   float* newSolution) {
   const int32_t ly = r.lowY(y), width = r.high.width;
@@ -122,7 +121,7 @@ void upsampleRows(const Round& r, const RowPlan& plan, LowRows& low, int32_t y, 
     content = std::max(content, contentOf(rows.pixels[k], width));
   }
   const bool fast = content != Content::transparent;
-  if (!fast && count > 1) { // a row's form does not depend on its neighbour
+  if (!fast && count > 1) { // a row's form must not depend on its neighbour
     for (int32_t k = 0; k < count; ++k)
       upsampleRows(r, plan, low, y + k, 1, newSolution);
     return;
@@ -148,7 +147,7 @@ void upsampleSolution(const float* solution, const SHaze* low, const SHaze* high
       count = y + 1 < rows.end && r.lowY(y + 1) == r.lowY(y) ? 2 : 1;
       upsampleRows(r, plan, lowRows, y, count, newSolution);
       for (int32_t k = 0; k < count; ++k)
-        stepProgress(); // the caller sees an abort after the round; the rows go on
+        stepProgress(); // the caller checks for an abort after the round; the rows continue
     }
   });
 }

@@ -1,9 +1,10 @@
-// The last stage: the haze map becomes a depth-dependent amount of haze, which every pixel loses.
+// The last stage: turns the haze map into a depth-dependent amount of haze, and removes it from
+// every pixel.
 //
-// Inverts the model of scattered light, observed = true * t + light * (1 - t) (Koschmieder 1924),
-// with a transmission t that comes from a ramp between two positions on the map, bent by the
-// exponent `power`, between two end strengths. Every intermediate value is a float, in this order
-// of operations; the power alone comes from a polynomial, whose error stays below 1e-6.
+// Inverts the model of scattered light, observed = true * t + light * (1 - t) (Koschmieder 1924).
+// The transmission t comes from a ramp between two positions on the map, bent by the exponent
+// `power`, between two end strengths. Every intermediate value is a float, in this order of
+// operations; only the power comes from a polynomial, with an error below 1e-6.
 #include <omp.h>
 
 #include <cmath>
@@ -18,23 +19,23 @@
 namespace {
 
 constexpr float lowestTransmission = 0.1f;
-constexpr int32_t chunk = 512; // pixels whose haze amounts are made at a time, to stay in the cache
+constexpr int32_t chunk = 512; // pixels per batch of haze amounts, so that they stay in the cache
 
 struct Ramp {
   float foregroundPosition, backgroundPosition;
-  float positionScale; // infinite for equal positions, and then never used
+  float positionScale; // infinite for equal positions, and then not used
   float foregroundIntensity, intensityRange;
   float power;
 };
 
-// 0 in the foreground, 1 in the background; the foreground's test comes first.
+// 0 in the foreground, 1 in the background; the foreground is tested first.
 inline float depthOf(Ramp r, float m) {
   const float between = (m - r.foregroundPosition) * r.positionScale;
   return r.foregroundPosition >= m ? 0.0f : r.backgroundPosition <= m ? 1.0f : between;
 }
 
-// The haze amounts for one form of the curve. The ramp comes by value: a load under a condition
-// would keep the loop scalar.
+// The haze amounts for one form of the curve. The ramp is passed by value: a load inside a
+// condition would keep the loop scalar.
 template <class Curve>
 void fillHaze(Ramp ramp, const float* map, int32_t pixels, float* haze, Curve curve) {
   for (int32_t i = 0; i < pixels; ++i)
@@ -43,8 +44,8 @@ void fillHaze(Ramp ramp, const float* map, int32_t pixels, float* haze, Curve cu
 
 constexpr float largestFastPower = 16.0f; // the dialog's range ends at exp(2)
 
-// Three forms of the curve: a straight line, the fast power, and the library's for exponents that
-// the dialog does not give.
+// Three forms of the curve: a straight line, the fast power, and the library's power for exponents
+// outside the dialog's range.
 void hazeAmounts(const Ramp& ramp, const float* map, int32_t pixels, float* haze) {
   const float power = ramp.power;
   if (power == 1.0f)
@@ -57,7 +58,7 @@ void hazeAmounts(const Ramp& ramp, const float* map, int32_t pixels, float* haze
 
 constexpr int32_t pixelsTogether = widestLanes / 4;
 
-// What stands in the lanes of whole pixels.
+// The content of each lane when vectors hold whole pixels.
 struct PixelLanes {
   IntV pixel, alpha, isColour; // number of the pixel; lane of its alpha; -1 for a colour
   PixelLanes() {
@@ -69,15 +70,15 @@ struct PixelLanes {
   }
 };
 
-// Below 0 becomes 0, above 1 becomes 1; NaN stays.
+// Values below 0 become 0, values above 1 become 1; NaN stays.
 FloatV clampToUnit(FloatV v) {
   const FloatV zero = {}, one = splat<FloatV>(1.0f);
   v = v < zero ? zero : v;
   return v > one ? one : v;
 }
 
-// New colours for one vector of pixels: colour(before, haze), which has the pixel's haze in each of
-// its lanes. A pixel whose alpha is exactly 0 stays as it is, and so does every alpha.
+// New colours for one vector of pixels: calls colour(before, haze), with the pixel's haze in each
+// of its lanes. Alpha never changes, and a pixel whose alpha is exactly 0 does not change at all.
 template <class Colour>
 inline void eachLane(const PixelLanes& lanes, const float* haze, float* image, Colour colour) {
   const auto before = loadVector<FloatV>(image);
@@ -87,14 +88,14 @@ inline void eachLane(const PixelLanes& lanes, const float* haze, float* image, C
   storeVector(image, (lanes.isColour & isOpaque) ? after : before);
 }
 
-// Memory is asked for this far ahead: the processor's own guesses end with each page, and do not
-// know that what they fetch will be written. Void where it lies beyond the image.
+// Prefetches this far ahead for writing: the processor's own prefetch stops at each page boundary
+// and does not expect writes. Has no effect beyond the image.
 inline void askAhead(const float* image) {
   constexpr uintptr_t bytesAhead = 64 * 4 * sizeof(float);
   __builtin_prefetch(reinterpret_cast<void*>(reinterpret_cast<uintptr_t>(image) + bytesAhead), 1);
 }
 
-// haze: as many as pixels, and a vector's lanes more.
+// haze: one value per pixel, plus one vector.
 template <class Colour>
 void eachPixel(const float* haze, int32_t pixels, float* image, Colour colour) {
   const PixelLanes lanes;
@@ -123,7 +124,7 @@ void removeHaze(const float* haze, const float* light, int32_t pixels, float* im
 
 void correctRow(const Ramp& ramp, const float* map, const float* light, bool showMap, int32_t width,
                 float* image) {
-  float haze[chunk + widestLanes] = {}; // whole vectors are read
+  float haze[chunk + widestLanes] = {}; // the kernel reads whole vectors
   for (int32_t x = 0; x < width; x += chunk) {
     const int32_t pixels = width - x < chunk ? width - x : chunk;
     float* first = image + size_t(x) * 4;
@@ -150,7 +151,7 @@ void hazeCorrection(const float* map, const float* light, const SHaze* image,
   omp_set_num_threads(gThreadCount);
 #pragma omp parallel for schedule(static)
   for (int32_t y = 0; y < image->height; ++y) {
-    stepProgress(); // the driver sees an abort after the stage; the rows go on
+    stepProgress(); // the driver checks for an abort after the stage; the rows continue
     correctRow(ramp, map + size_t(y) * size_t(image->width), light, showMap, image->width,
                pixelAt(*image, 0, y));
   }

@@ -1,10 +1,9 @@
 // Dark channel and haze light of the reduced image.
 //
-// A pixel that is not hazy has a dark channel near it; behind haze none is left, because the light
-// is added to all three. The smallest value over a square window and over the channels measures the
-// haze, in proportion to the light; the light is the most luminous among the pixels whose dark
-// values are the highest. After He, Sun and Tang, "Single image haze removal using dark channel
-// prior".
+// Near a pixel without haze there is a dark channel; haze leaves none, because it adds light to all
+// three channels. The smallest value over a square window and over the channels, in proportion to
+// the light, measures the haze. The light is the most luminous of the pixels with the highest dark
+// values. After He, Sun and Tang, "Single image haze removal using dark channel prior" (2009).
 #include <QMultiMap>
 #include <omp.h>
 
@@ -20,8 +19,8 @@
 
 namespace {
 
-constexpr int32_t windowShare = 100;     // the window's radius is this part of the longer side
-constexpr int32_t rowsPerSeedRow = 1000; // one seed row of candidates for so many rows
+constexpr int32_t windowShare = 100;     // the window's radius is the longer side divided by this
+constexpr int32_t rowsPerSeedRow = 1000; // rows per seed row of candidates
 
 float darkValue(const float* filtered) {
   return std::min(filtered[0], std::min(filtered[1], filtered[2]));
@@ -31,7 +30,7 @@ int32_t windowRadius(const SHaze& image) {
   return std::max(image.width, image.height) / windowShare + 1;
 }
 
-// Pixels with the highest dark values, ascending; of equal values the newest first.
+// The pixels with the highest dark values, ascending; among equal values the newest first.
 using BrightestPixels = QMultiMap<float, const float*>;
 
 int32_t seedRows(const SHaze& low) {
@@ -44,7 +43,7 @@ void seedCandidates(const SHaze& low, const SHaze& filtered, BrightestPixels& br
       brightestPixels.insert(darkValue(pixelAt(filtered, x, y)), pixelAt(low, x, y));
 }
 
-// A pixel above the smallest candidate takes its place; an equal one displaces nothing.
+// A pixel above the smallest candidate replaces it; an equal one does not.
 void scanForCandidates(const SHaze& low, const SHaze& filtered, BrightestPixels& brightestPixels) {
   float smallest = brightestPixels.firstKey();
   for (int32_t y = seedRows(low); y < low.height; ++y) {
@@ -63,7 +62,7 @@ float luminance(const float* pixel) {
   return float(0.59 * pixel[1] + 0.3 * pixel[0] + 0.11 * pixel[2]);
 }
 
-// The most luminous candidate; of equal ones the first in ascending order.
+// The most luminous candidate; among equals the first in ascending order.
 void chooseLight(const BrightestPixels& brightestPixels, float* light) {
   float best = -1.0f;
   for (const float* pixel : brightestPixels) {
@@ -75,12 +74,11 @@ void chooseLight(const BrightestPixels& brightestPixels, float* light) {
   }
 }
 
-// The smaller of two numbers; a number rather than a NaN, on either side.
+// The smaller of two numbers; if one is NaN, the other.
 float smaller(float a, float b) { return a < b || std::isnan(b) ? a : b; }
 
-// Smallest channel in proportion to the light. A light channel of 0 gives infinities and, where the
-// pixel is 0 too, NaN: the other channels then decide, whichever channel it is. Only if all three
-// are 0 is the map NaN.
+// Smallest channel in proportion to the light. A light channel of 0 gives infinity or, where the
+// pixel is 0 too, NaN: the other channels then decide. The map is NaN only if all three are.
 void fillDarkMap(const SHaze& filtered, const float* light, float* dark) {
   omp_set_num_threads(gThreadCount);
 #pragma omp parallel for schedule(static)
@@ -93,7 +91,7 @@ void fillDarkMap(const SHaze& filtered, const float* light, float* dark) {
   }
 }
 
-// From the filtered image to light and map; each progress step may end it.
+// From the filtered image to light and map; an abort can end it at each progress step.
 void findLightAndMap(float* light, const SHaze& low, const SHaze& filtered, float* dark) {
   BrightestPixels brightestPixels;
   seedCandidates(low, filtered, brightestPixels);

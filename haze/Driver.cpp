@@ -1,8 +1,8 @@
-// The driver of the haze core: which map, which reduced size, and the stages in their order.
+// The driver of the haze core: chooses the map and the reduced size, and runs the stages in order.
 //
 // A haze map depends on the image alone, and the run record keeps one for the proxy and one for the
-// filter. The user's values act in the correction only; a second call with the same map runs
-// nothing else.
+// filter. Only the correction uses the user's values; a second call with the same map runs nothing
+// else.
 #include <algorithm>
 
 #include "frame/contract/Limits.h"
@@ -20,16 +20,16 @@ namespace {
 constexpr int32_t pixelBytes = 4 * sizeof(float);
 constexpr int32_t mapPixelBytes = sizeof(float);
 
-// Steps of the dark channel stage, which a run on a kept map skips.
+// Steps of the dark channel stage; a run with a kept map skips them.
 constexpr int32_t skippedSteps = 4;
 
-// For more pixels than these the map and the guides take more memory than the matting did. What its
-// many small blocks leave in the heap then goes back to the system first.
+// Above this number of pixels, the map and the guides take more memory than the matting did. The
+// driver then first returns the heap memory of the matting's many small blocks to the system.
 constexpr size_t pixelsToTrimFor = size_t(10) << 20;
 
-// Host memory of one call; an id and a size of 0 for what was not taken.
+// Host memory of one call; id and size are 0 if not taken.
 struct ReducedBuffers {
-  HostBuffer image; // the reduced image, unless that is the proxy itself
+  HostBuffer image; // the reduced image, if it is not the proxy itself
   HostBuffer map;   // the reduced map
   int32_t mapSize = 0;
 };
@@ -40,14 +40,14 @@ SHaze viewOf(float* data, int32_t width, int32_t height) {
 
 bool proxyExists() { return gData->proxyBuffer != nullptr; }
 
-// The proxy's very size if there is one.
+// Exactly the proxy's size if there is a proxy.
 EstimateSize reducedSize(int32_t width, int32_t height) {
   if (proxyExists())
     return {gData->proxyWidth, gData->proxyHeight};
   return estimateSize(width, height);
 }
 
-// A host buffer of whole pixels, or none for a size that is not one.
+// A host buffer for whole pixels, or none for an invalid size.
 HostBuffer takePixels(const EstimateSize& size, int32_t bytesPerPixel, int32_t* bytes) {
   const int64_t wanted = int64_t(size.width) * size.height * bytesPerPixel;
   if (size.width < 1 || size.height < 1 || wanted > INT32_MAX)
@@ -56,8 +56,8 @@ HostBuffer takePixels(const EstimateSize& size, int32_t bytesPerPixel, int32_t* 
   return TakeHostBuffer(*bytes);
 }
 
-// Resamples the image into the reduced one, with a work buffer that is left to the host. False: no
-// memory for it.
+// Resamples the image into the reduced one; the work buffer stays with the host. False: no memory
+// for it.
 bool reduceImage(const SHaze& image, const SHaze& low) {
   const PrimitiveRect from = {0, 0, image.width, image.height};
   const PrimitiveRect to = {0, 0, low.width, low.height};
@@ -80,8 +80,8 @@ bool reduceImage(const SHaze& image, const SHaze& low) {
   return true;
 }
 
-// The reduced image: the proxy itself when the call corrects the proxy, otherwise a resampled copy.
-// False: no memory; a copy already made is left to the host.
+// The reduced image: the proxy itself if the call corrects the proxy, otherwise a resampled copy.
+// False: out of memory; the host keeps a copy that was already made.
 bool makeReducedImage(const SHaze& image, const EstimateSize& size, bool isFilter,
                       ReducedBuffers& buffers, SHaze& low) {
   float* data = image.data;
@@ -112,8 +112,8 @@ void releaseReducedImage(const ReducedBuffers& buffers) {
   TraceMemory("DoFogdissolve", __LINE__);
 }
 
-// The one exit for every failure. After a finished map it releases the reduced map a second time,
-// and the host refuses that.
+// The common exit for every failure. After a finished map it releases the reduced map a second
+// time, and the host refuses that.
 void releaseAfterFailure(const ReducedBuffers& buffers) {
   ReleaseHostBuffer(buffers.map.id);
   CountReleased(buffers.mapSize);
@@ -121,8 +121,8 @@ void releaseAfterFailure(const ReducedBuffers& buffers) {
   releaseReducedImage(buffers);
 }
 
-// Replaces both intensities by the estimates if the user has not set them; the foreground's alone
-// says so.
+// Replaces both intensities by the estimates if the user has not set them; only the foreground's
+// value is checked.
 void takeEstimates(float fmin, float bmax) {
   if (gParams->foregroundIntensity != intensityUnset)
     return;
@@ -163,7 +163,7 @@ Outcome computeMap(const SHaze& image, bool isFilter, ReducedBuffers& buffers, i
   TraceMemory("DoFogdissolve", __LINE__);
 
   float* dark = static_cast<float*>(buffers.map.data);
-  // A stopped stage may leave the map unwritten while the next one is not stopped again.
+  // A stopped stage may leave the map unwritten, and the next stage may not stop.
   std::fill_n(dark, size_t(low.width) * size_t(low.height), 0.0f);
   estimateDarkChannel(gData->light, &low, dark, error);
   if (*error)
@@ -190,14 +190,14 @@ Outcome computeMap(const SHaze& image, bool isFilter, ReducedBuffers& buffers, i
   keepMap(std::move(map), pixels, isFilter);
 
   ReleaseHostBuffer(buffers.map.id);
-  // The proxy's size, whatever the reduced map's was.
+  // Counts the proxy's size, even if the reduced map had another one.
   CountReleased(
       wrappingMultiply(wrappingMultiply(gData->proxyWidth, gData->proxyHeight), mapPixelBytes));
   TraceMemory("DoFogdissolve", __LINE__);
   return Outcome::mapReady;
 }
 
-// True when the user wants to stop a filter run; the global result is then -128.
+// True if the user wants to stop a filter run; sets the global result to -128.
 bool aborted(bool isFilter) {
   if (!isFilter || !gFilterRecord->abortProc())
     return false;

@@ -1,7 +1,8 @@
-// Views of the images that the haze core works on, and its one entry.
+// Views of the images that the haze core processes, and its entry.
 //
-// Float image: four 32-bit floats a pixel (red, green, blue, alpha), rows packed, colours nominally
-// 0 to 1, alpha 1. Haze map: one float a pixel, packed; low is near, high is far.
+// Float image: four 32-bit floats per pixel (red, green, blue, alpha), rows packed, colours
+// nominally 0 to 1, alpha 1. Haze map: one float per pixel, packed; low values are near, high
+// values far.
 #pragma once
 
 #include <cstddef>
@@ -30,9 +31,9 @@ constexpr int32_t hazeCancelled = 1;
 constexpr int32_t hazeOutOfMemory = 2;
 
 // Removes the haze from `image` in place, or turns it into the haze mask if showMap is not 0.
-//   rect      only its width and height count
+//   rect      only its width and height are used
 //   isFilter  true: the whole image, with progress and abort; false: the proxy
-//   error     set to hazeOutOfMemory when memory runs out; 0 before the call
+//   error     set to hazeOutOfMemory if memory runs out; must be 0 before the call
 // mask, depth and outRowBytes are not used.
 void DoFogdissolve(float* image, const void* mask, VRect rect, int32_t depth, bool isFilter,
                    int32_t outRowBytes, int32_t showMap, int32_t* error);

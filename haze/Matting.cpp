@@ -1,7 +1,7 @@
-// Refinement of the dark map: one sparse system over every pixel of the reduced image.
+// Refinement of the dark map: solves one sparse system over every pixel of the reduced image.
 //
 // A x = lambda d with A = L + lambda I, where L is the matting Laplacian of the image and d the
-// dark map. Only the upper triangle is stored. The solution is normalised to 0..1 in place.
+// dark map. Stores only the upper triangle. Normalises the solution to 0..1 in place.
 #include "frame/record/Globals.h"
 #include "frame/record/Memory.h"
 #include "haze/MattingMatrix.h"
@@ -17,8 +17,8 @@ constexpr float lambdaDiagonal = 0.001f; // and on the matrix diagonal
 constexpr float minimumStart = 100000.0f;
 constexpr float maximumStart = 0.0f; // so that the highest value is never below 0
 
-// Weights the right-hand side and sets the diagonal, which also makes all rows: from the last one
-// on, so that room for them is made once.
+// Weights the right-hand side and sets the diagonal. This also creates all rows, starting with the
+// last one, so that room for them is allocated once.
 void seedSystem(float* dark, int32_t unknowns, CSparseSingle& matrix) {
   for (int32_t k = unknowns; k-- > 0;) {
     dark[k] = float(dark[k] * lambda);
@@ -38,7 +38,7 @@ void widen(float v, float& minimum, float& maximum) {
     minimum = v;
 }
 
-// Scans the solution and, beside it, the solver's work vector. False: the user wants to stop.
+// Scans the solution and the solver's work vector. False: the user wants to stop.
 bool scanSolution(const float* solution, const float* work, const SHaze& image, float* fmin,
                   float* bmax, Range& workRange) {
   *fmin = minimumStart;
@@ -55,7 +55,7 @@ bool scanSolution(const float* solution, const float* work, const SHaze& image, 
   return true;
 }
 
-// Whether to scale depends on the work vector, the divisor on the solution.
+// The work vector decides whether to scale; the solution gives the divisor.
 void normalise(float* solution, const SHaze& image, float fmin, float bmax, const Range& work) {
   const float scale = work.maximum != work.minimum ? 1.0f / (bmax - fmin) : 1.0f;
   for (int32_t y = 0; y < image.height; ++y) {

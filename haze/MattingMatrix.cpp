@@ -1,11 +1,11 @@
-// The windows of the matting matrix: for each the statistics of its nine colours, and its share in
-// the entries of all pairs of its pixels.
+// The windows of the matting matrix: for each window, the statistics of its nine colours and its
+// contribution to the entries of all pairs of its pixels.
 //
-// Each thread owns a block of image rows, and it alone sums and stores their entries. A row of
-// windows covers three image rows, so a thread also computes the two window rows before its block,
-// which the thread before it computes too. Every entry is thus summed in one order, whatever the
-// team, and the matrix has the same bits for every team. All rows exist before: no two threads
-// touch the same one, and none needs a lock.
+// Each thread owns a block of image rows, and only this thread sums and stores their entries. A row
+// of windows covers three image rows, so a thread also computes the two window rows before its
+// block, which the previous thread computes too. Every entry is summed in the same order, so that
+// the matrix has the same bits for every team. All rows exist beforehand and no two threads access
+// the same row, so no lock is needed.
 #include "haze/MattingMatrix.h"
 
 #include <algorithm>
@@ -22,7 +22,7 @@ namespace {
 
 constexpr double epsilon = 0.001; // regularisation of the window covariance
 
-// Sum of the three variances up to which the covariance may be held in float; colours within 0 to 1
+// Largest sum of the three variances for which the covariance may be a float; colours within 0 to 1
 // stay below 0.75.
 constexpr float largestSpread = 1.0f;
 
@@ -32,7 +32,7 @@ constexpr int32_t rowOffset[windowPixels] = {0, 0, 0, 1, 1, 1, 2, 2, 2};
 constexpr int32_t colOffset[windowPixels] = {0, 1, 2, 0, 1, 2, 0, 1, 2};
 
 // Upper-triangle neighbours of a pixel, as offsets to the pixel that comes later in raster order:
-// its own row, and two columns to either side in each of the next two rows.
+// in its own row, and up to two columns to either side in each of the next two rows.
 constexpr int neighbours = 13;
 constexpr int32_t neighbourRow[neighbours] = {0, 0, 0, 1, 1, 1, 1, 1, 2, 2, 2, 2, 2};
 constexpr int32_t neighbourCol[neighbours] = {0, 1, 2, -2, -1, 0, 1, 2, -2, -1, 0, 1, 2};
@@ -43,8 +43,8 @@ constexpr int neighbourOf(int i, int j) {
   return dRow == 0 ? dCol : 3 + 5 * (dRow - 1) + 2 + dCol;
 }
 
-// Sums of the entries of three image rows, as many as one row of windows covers. A row is stored
-// when the windows have left it: one look-up an entry instead of one a window.
+// Sums of the entries of three image rows, the height of one row of windows. A row is stored after
+// the last window over it: one look-up per entry instead of one per window.
 class RowAccumulator {
 public:
   explicit RowAccumulator(int32_t width)
@@ -54,7 +54,7 @@ public:
     return &sums_[(size_t(row % windowSide) * size_t(width_) + size_t(col)) * neighbours];
   }
 
-  // Adds the row's sums to the matrix of an image of that height.
+  // Adds the row's sums to the matrix of an image with this height.
   void store(int32_t row, int32_t height, CSparseSingle& matrix) {
     for (int32_t col = 0; col < width_; ++col) {
       const float* sums = pixel(row, col);
@@ -66,7 +66,7 @@ public:
     }
   }
 
-  // Makes the row's place ready for the row that is three below.
+  // Clears the row's slot for the row three below.
   void clear(int32_t row) { std::fill_n(pixel(row, 0), size_t(width_) * neighbours, 0.0f); }
 
 private:
@@ -74,7 +74,7 @@ private:
   std::vector<float> sums_;
 };
 
-// One window's colours, as two vectors a pixel whose products are the affinities:
+// One window's colours, as two vectors per pixel whose products are the affinities:
 //   left_i . right_j = (I_i - mu)^T (Sigma + (epsilon/9) U)^-1 (I_j - mu).
 struct Window {
   double left[windowPixels][3];
@@ -84,8 +84,9 @@ struct Window {
     const float* p[windowPixels];
     for (int i = 0; i < windowPixels; ++i)
       p[i] = pixelAt(image, x + colOffset[i], y + rowOffset[i]);
-    // From the mean, which stays in double: in a flat area of some thousands the error of a float
-    // mean is as large as the deviations themselves, and the system is not positive definite.
+    // From the mean, which is a double: in a flat area with values of some thousands, the error of
+    // a float mean is as large as the deviations themselves, and the system is then not positive
+    // definite.
     float deviation[windowPixels][3];
     for (int c = 0; c < 3; ++c) {
       double sum = 0;
@@ -101,11 +102,11 @@ struct Window {
 
 private:
   // left = inverse of the covariance * deviation, in float. False: the colours spread beyond the
-  // range of 0 to 1, and float may lose epsilon beside them.
+  // range of 0 to 1, and epsilon may vanish in float.
   //
-  // The covariance is the mean of products of deviations, in double. The mean of the products less
-  // the product of the means is the same number, but cancels in float pictures that hold values of
-  // 50 and more, and the system is then not positive definite.
+  // The covariance is the mean of products of deviations, in double. The mean of the products minus
+  // the product of the means is equal in theory, but cancels in float pictures with values of 50
+  // and more, and the system is then not positive definite.
   bool multiplyByInverse(const float (&deviation)[windowPixels][3]) {
     float covariance[9], work[13], inverse[9], product[3];
     for (int c = 0; c < 3; ++c) {
@@ -126,9 +127,9 @@ private:
     return true;
   }
 
-  // The same affinities without the covariance, after Gram and Schmidt: once the columns of the
-  // deviations, with sqrt(epsilon) U below them, are orthonormal, their rows are such vectors. No
-  // digits are lost however far the colours spread.
+  // The same affinities without the covariance, by Gram-Schmidt: append sqrt(epsilon) U below the
+  // columns of the deviations and orthonormalise the columns; the rows are then such vectors. This
+  // loses no digits, however far the colours spread.
   void orthonormalise() {
     double basis[windowPixels + 3][3] = {};
     for (int i = 0; i < windowPixels; ++i)
@@ -136,7 +137,7 @@ private:
     for (int c = 0; c < 3; ++c)
       basis[windowPixels + c][c] = std::sqrt(epsilon);
     for (int c = 0; c < 3; ++c) {
-      for (int d = 0; d <= c; ++d) { // the columns before this one, then its own length
+      for (int d = 0; d <= c; ++d) { // subtract the previous columns, then normalise
         double product = 0;
         for (const auto& row : basis)
           product += row[c] * row[d];
@@ -150,7 +151,7 @@ private:
   }
 };
 
-// Subtracts one window's share from the entries of all pairs of its pixels.
+// Subtracts one window's contribution from the entries of all pairs of its pixels.
 void addWindow(const SHaze& image, int32_t x, int32_t y, RowAccumulator& sums) {
   const Window window(image, x, y);
   for (int i = 0; i < windowPixels; ++i) {
@@ -166,8 +167,8 @@ void addWindow(const SHaze& image, int32_t x, int32_t y, RowAccumulator& sums) {
   }
 }
 
-// Stores the entries of the image rows of `own`, and counts their rows of windows as progress.
-// False: the user wants to stop; the rows are complete all the same.
+// Stores the entries of the image rows of `own`, and reports their rows of windows as progress.
+// False: the user wants to stop; the rows are still complete.
 bool assembleRows(const SHaze& image, Share own, CSparseSingle& matrix) {
   const int32_t first = int32_t(own.begin), last = int32_t(own.end);
   const int32_t windowRows = image.height - windowSide + 1;

@@ -7,6 +7,6 @@
 #include "haze/Haze.h"
 
 // Adds the upper triangle of L to a matrix that has a row for every pixel, row by row. An image
-// narrower or lower than a window adds nothing. One progress step a row of windows. False: the user
-// wants to stop; the matrix is complete all the same. Its bits do not depend on the team.
+// narrower or lower than a window adds nothing. One progress step per row of windows. False: the
+// user wants to stop; the matrix is still complete. Its bits do not depend on the team.
 bool addMattingWindows(const SHaze& image, CSparseSingle& matrix);

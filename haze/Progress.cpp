@@ -1,7 +1,7 @@
-// The total of a computation's steps, and the step itself.
+// The total number of steps of a computation, and the single step.
 //
-// Several threads use the counters; relaxed loads and stores cost no more than plain ones and are
-// defined.
+// Several threads use the counters; relaxed loads and stores are defined behaviour and cost no more
+// than plain ones.
 #include "haze/Progress.h"
 
 #include <atomic>
@@ -17,7 +17,7 @@ namespace {
 
 constexpr int32_t darkChannelSteps = 4;
 
-// Rows of all rounds of the upsampling but the last.
+// Rows of all rounds of the upsampling except the last.
 int32_t intermediateRows(int32_t lowWidth, int32_t lowHeight, int32_t width) {
   int32_t rows = 0, factor = 2;
   for (float ratio = float(width / lowWidth); ratio > 2.0f; ratio *= 0.5f) {

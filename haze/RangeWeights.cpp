@@ -1,5 +1,5 @@
-// The range table, filled once. Its values are rounded in decimal, and so go through decimal text,
-// which does not depend on the locale here.
+// The range table, filled once. Its values are rounded in decimal, so the code converts them to
+// decimal text and back, independently of the locale.
 #include "haze/RangeWeights.h"
 
 #include <array>

@@ -1,4 +1,5 @@
-// Weights of the joint bilateral upsampling: how much a neighbour counts by place and by colour.
+// Weights of the joint bilateral upsampling: how much a neighbour counts, by its position and its
+// colour.
 #pragma once
 
 #include <cstdint>
@@ -20,7 +21,7 @@ constexpr double spatialWeight(int32_t dx, int32_t dy) {
 }
 
 // Range table: colour differences in thousandths, from -rangeEnd to rangeEnd. A difference beyond
-// the table, or NaN, takes its end, whose weight is zero in float.
+// the table, or NaN, uses the table's end, whose weight is zero in float.
 constexpr int32_t rangeEnd = 2000;
 constexpr float rangeScale = 1000.0f;
 constexpr double rangeDeviation = 0.1; // standard deviation of the normal density, full scale 1.0

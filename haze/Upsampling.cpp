@@ -1,8 +1,8 @@
-// The refined map brought to full size: a pyramid of guides from the top down, and one round of
-// joint bilateral upsampling for each of its steps from the bottom up.
+// Upsamples the refined map to full size: builds a pyramid of guides from the top down, then runs
+// one round of joint bilateral upsampling per level from the bottom up.
 //
 // The guides below the full image are exact doublings of the reduced image's size; the last round
-// has whatever factor is left, at least 1 and below 3. All memory here comes from the heap.
+// has the remaining factor, at least 1 and below 3. All memory here comes from the heap.
 #include <QVector>
 #include <algorithm>
 #include <new>
@@ -19,7 +19,7 @@ namespace {
 constexpr const char* name = "upsampleSolutionBySteps";
 constexpr int32_t pixelBytes = 4 * sizeof(float);
 
-// Rounds for this ratio of the widths; heights follow.
+// Number of rounds, from the ratio of the widths; heights follow.
 int32_t stepsFor(const SHaze& low, const SHaze& full) {
   int32_t steps = 1;
   for (float f = float(full.width / low.width); f > 2.0f; f *= 0.5f)
@@ -38,8 +38,8 @@ void traceDelete(int line, const void* block) {
   TRACE("%s (%d) - delete ptr: %p\n", name, line, block);
 }
 
-// Guides from the reduced image (index 0) to the full one (index steps). Those between are owned
-// here; the two ends belong to the caller.
+// Guides from the reduced image (index 0) to the full one (index steps). This object owns those in
+// between; the caller owns the two ends.
 class GuidePyramid {
 public:
   GuidePyramid(const SHaze& low, const SHaze& full, int32_t steps)
@@ -58,7 +58,7 @@ public:
       release(k);
   }
 
-  // Frees a level that is needed no more, unless it is the caller's.
+  // Frees a level after its last use, unless the caller owns it.
   void release(int32_t k) {
     if (k == 0 || k == steps_ || !levels_[k].first)
       return;
@@ -71,7 +71,7 @@ public:
 
   const SHaze* level(int32_t k) const { return levels_[k].first; }
 
-  // Makes every level below the full image from the one above it. False: no memory.
+  // Makes every level below the full image from the level above it. False: out of memory.
   bool build() {
     for (int32_t k = steps_ - 1; k >= 1; --k)
       if (!buildLevel(k))
@@ -118,10 +118,10 @@ private:
   int32_t steps_;
 };
 
-// The rounds, from the reduced solution to the full map, which the last one writes. A guide and a
-// solution go when the round above them is done.
+// The rounds, from the reduced solution to the full map, which the last round writes. Each round
+// frees the guide and the solution of the level below.
 void runRounds(const float* dark, GuidePyramid& guides, int32_t steps, float* map, int32_t* error) {
-  HeapArray<float> solution; // of the round before; null in round 0, whose solution is the caller's
+  HeapArray<float> solution; // of the previous round; null in round 0, which uses the caller's
   for (int32_t round = 0; round < steps; ++round) {
     const SHaze* low = guides.level(round);
     const SHaze* high = guides.level(round + 1);

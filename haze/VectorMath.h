@@ -1,16 +1,16 @@
-// Base-2 exponential and logarithm, and the power made of them: no calls, no tables, no branches,
+// Base-2 exponential and logarithm, and the power made from them: no calls, no tables, no branches,
 // so that loops over them vectorise at every level.
 //
-// Coefficients are Chebyshev fits over the stated intervals; the tests hold the stated errors.
+// Coefficients are Chebyshev fits over the stated intervals; the tests verify the stated errors.
 #pragma once
 
 #include <bit>
 #include <cstdint>
 #include <limits>
 
-// 2^y for y up to 127; relative error below 2e-7, exactly 1 at 0. The power of two is applied as
-// two factors, so that a result below float's normal range is rounded once. Far below the smallest
-// float y stops counting.
+// 2^y for y up to 127; relative error below 2e-7, exactly 1 at 0. The code applies the power of two
+// as two factors, so that a result below float's normal range is rounded once. Clamps y far below
+// the smallest float's exponent.
 inline float exp2Fast(float y) {
   constexpr float lowestExponent = -252.0f;
   constexpr float roundingShift = 12582912.0f; // 1.5 * 2^23: adding it rounds to a whole number

@@ -1,14 +1,14 @@
 // Scalars, rectangles and codes shared by a host and the plug-in.
 //
 // Everything in hostapi/ is plain data and C-style procedure pointers: a host fills the records,
-// the plug-in reads them, and neither links against the other. Header only; includes nothing of
-// ours.
+// the plug-in reads them, and neither links against the other. Headers only; they include no other
+// folder.
 #pragma once
 
 #include <cstdint>
 
 using Boolean = uint8_t;           // 0 or 1
-using HostResult = int16_t;        // 0 is success, anything else one of the codes below
+using HostResult = int16_t;        // 0 is success, other values are codes below
 using Fixed = int32_t;             // 16.16 fixed point; 0x10000 is 1.0
 using FourCharCode = uint32_t;     // first character in the most significant byte
 using BufferID = intptr_t;         // block of the host's buffer suite; 0 is no block
@@ -19,7 +19,7 @@ constexpr FourCharCode fourCharCode(const char (&code)[5]) {
          FourCharCode(uint8_t(code[2])) << 8 | FourCharCode(uint8_t(code[3]));
 }
 
-// Rectangle of the first interface generation: sides limited to 16 bits.
+// Rectangle of the first interface generation, with 16-bit sides; bottom and right lie outside.
 struct Rect16 {
   int16_t top, left, bottom, right;
 };
@@ -74,7 +74,7 @@ enum ImageMode : int16_t {
   plugInModeGray32 = 17,
 };
 
-// Dialog options of a replay (DescriptorParameters::playInfo) and of a recording (recordInfo).
+// Dialog options for a replay (DescriptorParameters::playInfo) and for a recording (recordInfo).
 constexpr int16_t plugInDialogDontDisplay = 0;
 constexpr int16_t plugInDialogDisplay = 1;
 constexpr int16_t plugInDialogSilent = 2;

@@ -1,25 +1,25 @@
 // Procedure records of the host: buffers, handles, scripting descriptors, suites.
 //
-// Each record carries its version and the number of procedures that follow, so that a plug-in
-// knows what it may call.
+// Each record carries its version and the number of procedures that follow, so that a plug-in knows
+// what it may call.
 #pragma once
 
 #include "hostapi/HostTypes.h"
 
-using UnusedProc = HostResult (*)(); // a slot that this interface has no use for; never null
+using UnusedProc = HostResult (*)(); // a slot that this interface does not use; never null
 
 // Blocks that count against the memory budget of a run. Host thread only.
 struct BufferProcs {
   int16_t version;                                        // 2
   int16_t count;                                          // 5
   HostResult (*allocateProc)(int32_t size, BufferID* id); // size in bytes
-  void* (*lockProc)(BufferID id, Boolean moveHigh);       // null if the block cannot be had
+  void* (*lockProc)(BufferID id, Boolean moveHigh);       // null if the block is not available
   void (*unlockProc)(BufferID id);
   void (*freeProc)(BufferID id);
-  int32_t (*spaceProc)(); // bytes still to be had
+  int32_t (*spaceProc)(); // bytes still available
 };
 
-// Small blocks that the host keeps for the plug-in between its calls. Host thread only.
+// Small blocks that the host keeps for the plug-in between calls. Host thread only.
 struct HandleProcs {
   int16_t version;                 // 1
   int16_t count;                   // 8
@@ -32,7 +32,7 @@ struct HandleProcs {
   UnusedProc unused[2];
 };
 
-// Scripting descriptors. A token stands for one descriptor being read or written.
+// Scripting descriptors. A token identifies one descriptor while it is read or written.
 using ReadToken = struct HostReadToken*;
 using WriteToken = struct HostWriteToken*;
 using ScriptDescriptor = Handle;
@@ -40,9 +40,10 @@ using ScriptDescriptor = Handle;
 struct ReadDescriptorProcs {
   int16_t version; // 0
   int16_t count;   // 18
-  // keys: zero-terminated list of the keys that the plug-in knows. Null if nothing can be read.
+  // keys: zero-terminated list of the keys that the plug-in knows. Null if there is nothing to
+  // read.
   ReadToken (*openReadDescriptorProc)(ScriptDescriptor descriptor, const FourCharCode* keys);
-  // Ends the reading; the code is that of the first failed read, or 0.
+  // Ends the reading; returns the code of the first failed read, or 0.
   HostResult (*closeReadDescriptorProc)(ReadToken token);
   // Steps to the next key. False at the end.
   Boolean (*getKeyProc)(ReadToken token, FourCharCode* key, FourCharCode* type, int32_t* flags);
@@ -59,23 +60,23 @@ struct WriteDescriptorProcs {
   UnusedProc unused[13];
 };
 
-// One invocation's script: what the host plays and what it records.
+// The script of one call: what the host plays and what it records.
 struct DescriptorParameters {
   int16_t version;             // 0
   int16_t playInfo;            // plugInDialogDontDisplay, ...Display, ...Silent
   int16_t recordInfo;          // plugInDialogOptional, ...Required, ...
-  ScriptDescriptor descriptor; // null: nothing to play. The plug-in disposes of what it has read.
+  ScriptDescriptor descriptor; // null: nothing to play. The plug-in disposes of it after reading.
   ReadDescriptorProcs* readDescriptorProcs;
   WriteDescriptorProcs* writeDescriptorProcs;
 };
 
-// Way to every named suite of the host. Codes are 0 on success.
+// Access to every named suite of the host. Returns 0 on success.
 struct SPBasicSuite {
   int32_t (*AcquireSuite)(const char* name, int32_t version, const void** suite);
   int32_t (*ReleaseSuite)(const char* name, int32_t version);
 };
 
-// Keyed collection of values, in memory.
+// A collection of keyed values in memory.
 using ActionDescriptor = struct HostActionDescriptor*;
 
 // Suite "df135115-c769-11d0-8079-00c04fd7ec47", version 2.
@@ -86,11 +87,11 @@ struct ActionDescriptorSuite {
   int32_t (*PutBoolean)(ActionDescriptor descriptor, FourCharCode key, Boolean value);
 };
 
-// Suite "61e608b0-40fd-11d1-8da3-00c04fd5f7ee", version 1: descriptors kept under a string key.
+// Suite "61e608b0-40fd-11d1-8da3-00c04fd5f7ee", version 1: descriptors stored under string keys.
 struct DescriptorRegistrySuite {
-  // A persistent entry survives the host. The registry keeps a copy of its own.
+  // A persistent entry outlives the host process. The registry keeps its own copy.
   int32_t (*Register)(const char* key, ActionDescriptor descriptor, Boolean isPersistent);
-  // A descriptor for the caller to free; null with code 0 if there is none under the key.
+  // Gives a descriptor that the caller frees; null with code 0 if the key has no entry.
   int32_t (*Get)(const char* key, ActionDescriptor* descriptor);
 };
 

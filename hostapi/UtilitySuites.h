@@ -1,11 +1,11 @@
-// Suites of the host that only the plug-in's utility layer asks for. No run of the filter needs
-// them, and a host may leave any of them out.
+// Suites of the host that only the plug-in's utility layer uses. No run of the filter needs them,
+// and a host may omit any of them.
 #pragma once
 
 #include "hostapi/HostTypes.h"
 
-// Answer to one question about the host or its front document: a number, or for what is larger (a
-// text, a path, metadata) a handle, which then belongs to whoever asked.
+// The answer to one question about the host or its front document: a number, or a handle for larger
+// data (text, path, metadata). The caller then owns the handle.
 struct PropertyAnswer {
   intptr_t number;
   Handle handle; // null: the number is the answer
@@ -13,7 +13,7 @@ struct PropertyAnswer {
 
 // Suite "Photoshop Property Suite for Plug-ins", version 1.
 struct PropertySuite {
-  // signature: whose property it is; index: which of several (channel, path, layer), from 0.
+  // signature: owner of the property; index: which of several (channel, path, layer), from 0.
   // Non-zero if there is no such property.
   HostResult (*getProperty)(FourCharCode signature, FourCharCode key, int32_t index,
                             PropertyAnswer* answer);
@@ -29,12 +29,12 @@ struct HandleSuite {
   void (*unlock)(Handle handle);
 };
 
-// Suite "SP Access Suite", version 3: a loaded plug-in and the system's handles of its module.
-// Codes are 0 on success.
+// Suite "SP Access Suite", version 3: a loaded plug-in and the system handles of its module.
+// Returns 0 on success.
 using PluginAccess = struct HostPluginAccess*;
 struct PlatformAccess {
   void* first;
-  void* second; // null: the first one counts
+  void* second; // null: use the first one
 };
 struct AccessSuite {
   int32_t (*getPluginAccess)(void* plugInRef, PluginAccess* access);
@@ -44,5 +44,5 @@ struct AccessSuite {
 // Suite "Photoshop GetFileList Suite for Plug-ins", version 4. Only its fourth procedure is used.
 struct FileListSuite {
   HostResult (*unused[3])();
-  HostResult (*openAddress)(const char* address); // in the user's browser
+  HostResult (*openAddress)(const char* address); // opens it in the user's browser
 };

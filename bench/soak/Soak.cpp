@@ -1,5 +1,5 @@
-// A host's long day: photographs of ten sizes, one after the other, through one process. Each is a
-// document and a session of its own, is run, and dropped. What stays in memory must not grow.
+// A long run of a host: photographs of ten sizes, one after the other, in one process. For each it
+// creates a document and a session, runs them, and drops them. Resident memory must not grow.
 //
 //   soak [COUNT] [FOLDER OF THE MODULES]
 
@@ -16,9 +16,9 @@
 
 namespace {
 
-constexpr int warmUp = 100;         // photographs after which memory is to stand still
-constexpr int report = 100;         // photographs between two figures
-constexpr double mostGrowth = 0.01; // of what was resident after the warm-up
+constexpr int warmUp = 100;         // photographs after which memory must stay constant
+constexpr int report = 100;         // photographs between two printed figures
+constexpr double mostGrowth = 0.01; // relative to the resident memory after the warm-up
 constexpr int32_t widths[] = {64, 97, 128, 200, 256, 320, 403, 500, 640, 800};
 
 double residentMegabytes() {

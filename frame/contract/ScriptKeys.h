@@ -1,4 +1,4 @@
-// The names under which the export flag outlives a run.
+// The names under which the export flag is stored between runs.
 #pragma once
 
 #include "hostapi/HostTypes.h"

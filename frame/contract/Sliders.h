@@ -1,7 +1,8 @@
-// Settings and the slider positions that stand for them, 0 to 100.
+// Conversion between settings and slider positions, 0 to 100.
 //
-// Values are floats and positions are truncated: 0.35 is held a little below itself, and its slider
-// shows 34. The dialog and the programs share these rules, so that both mean the same by a number.
+// Values are floats and positions are truncated: the float for 0.35 is slightly below 0.35, so its
+// slider shows 34. The dialog and the programs share these rules, so that a number means the same
+// in both.
 #pragma once
 
 #include <cmath>
@@ -11,12 +12,12 @@
 
 constexpr int32_t leastPosition = 0, greatestPosition = 100;
 
-// Of the four positions and intensities: a hundredth for each step.
+// For the two positions and the two intensities: one hundredth per step.
 inline float ValueOfPosition(double position) { return float(position / 100.0); }
 inline int32_t PositionOfValue(float value) { return truncateToInt32(value * 100.0); }
 
-// Of the balance: exp(-2) at 0, 1 in the middle, exp(2) at 100. The exponent and the logarithm are
-// rounded to float.
+// For the balance: exp(-2) at 0, 1 at 50, exp(2) at 100. The exponent and the logarithm are rounded
+// to float.
 inline float PowerOfPosition(double position) {
   const float exponent = float(position / 25.0 - 2.0);
   return float(std::exp(double(exponent)));

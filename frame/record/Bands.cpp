@@ -1,9 +1,9 @@
-// Conversion of samples to floats of full scale 1.0, and of floats to samples.
+// Conversion of samples to floats with a full scale of 1.0, and of floats to samples.
 //
-// Reading gives 256 levels: 16-bit samples are cut to those on purpose. 8 bits are read four pixels
-// at a time by an exact formula, the rest through a table. Writing rounds to the nearest in double
-// precision, four floats at a time; a negative result, read as unsigned, lies above the range and
-// so becomes its top.
+// Reading gives 256 levels; 16-bit samples are deliberately reduced to these. 8-bit samples use an
+// exact formula, four pixels at a time; 16-bit samples use a table. Writing rounds to the nearest
+// in double precision, four floats at a time. A negative result, read as unsigned, lies above the
+// range and so becomes the maximum.
 #include "frame/record/Bands.h"
 
 #include <algorithm>
@@ -16,7 +16,7 @@
 
 namespace {
 
-// Samples above the host's range of 0 to 32768 have an entry too.
+// Samples above the host's range of 0 to 32768 have an entry, too.
 constexpr int32_t tableLength = levelOf16(65535) + 1;
 
 constexpr std::array<float, tableLength> makeLevelTable() {
@@ -41,8 +41,8 @@ template <class Sample> void readEach(const Sample* in, size_t pixels, float* ou
 
 void readLevels(const uint16_t* in, size_t pixels, float* out) { readEach(in, pixels, out); }
 
-// i / 255 for 0 to 255 is the sum of two products: 255 * 0x10101 is 2^24 - 1, so that the first is
-// exact and the second, what is missing, small.
+// The sum of two products gives i / 255 for 0 to 255 exactly: 255 * 0x10101 is 2^24 - 1, so the
+// first product is exact, and the second, the rest, is small.
 constexpr float mostOfLevel = 0x10101 / 16777216.0f, restOfLevel = float(1 / 255.0 / 16777216.0);
 static_assert([] {
   for (size_t i = 0; i < 256; ++i)
@@ -51,12 +51,12 @@ static_assert([] {
   return true;
 }());
 
-// Four pixels of 8 bits at a time, read with the four bytes behind them: each pixel's bytes become
-// the low ones of four numbers, the fourth of which is 255. The places of the first pixel are those
-// of the others, too, counted from three further on.
+// Converts four 8-bit pixels at a time, and reads four bytes beyond them. Each pixel's bytes become
+// the low bytes of four numbers; the fourth number is 255. The shuffle of the first pixel serves
+// the other pixels, too: each starts three bytes later.
 void readLevels(const uint8_t* in, size_t pixels, float* out) {
   constexpr size_t together = 4;
-  constexpr Byte16 beside = {255, 0, 0, 255, 0, 0, 255, 0, 0, 255}; // places from 16 on
+  constexpr Byte16 beside = {255, 0, 0, 255, 0, 0, 255, 0, 0, 255}; // byte indices from 16 on
   constexpr Byte16 places = {0, 17, 17, 17, 1, 17, 17, 17, 2, 17, 17, 17, 16, 17, 17, 17};
   for (; pixels * rgbPlanes >= sizeof(Byte16); pixels -= together) {
     const auto samples = loadVector<Byte16>(in);
@@ -79,11 +79,11 @@ void readFloats(const float* in, size_t pixels, float* out) {
   }
 }
 
-// Magnitude below which a scaled float surely fits 32 bits, so that the conversion to 32 bits gives
-// the low half of the conversion to 64.
+// Scaled floats below this magnitude fit 32 bits, so that the 32-bit conversion gives the low half
+// of the 64-bit conversion.
 constexpr float safeMagnitude = 32768.0f;
 
-// NaN is not safe.
+// False for NaN.
 bool allSafe(const float* image, size_t pixels) {
   int unsafe = 0;
   for (size_t i = 0; i < pixels * floatsPerPixel; ++i)
@@ -104,7 +104,7 @@ void writeAny(const float* image, size_t pixels, double scale, Sample* out) {
       out[plane] = sampleOf<Sample>(image[plane], scale);
 }
 
-// Stores the low bytes of four numbers, side by side.
+// Stores the low bytes of four numbers next to each other.
 template <class Sample> void storeFour(UInt4 n, Sample* out) {
   constexpr Byte16 order =
       sizeof(Sample) == 1 ? Byte16{0, 4, 8, 12} : Byte16{0, 1, 4, 5, 8, 9, 12, 13};
@@ -112,7 +112,8 @@ template <class Sample> void storeFour(UInt4 n, Sample* out) {
   std::memcpy(out, &samples, 4 * sizeof(Sample));
 }
 
-// Writes four samples a pixel, the fourth over the next pixel's first; the last pixel goes alone.
+// Writes four samples per pixel; the fourth lands on the next pixel's first, which then overwrites
+// it. The last pixel is written separately.
 template <class Sample>
 void writeSafe(const float* image, size_t pixels, double scale, Sample* out) {
   const UInt4 top = splat<UInt4>(uint32_t(scale));
@@ -126,7 +127,7 @@ void writeSafe(const float* image, size_t pixels, double scale, Sample* out) {
   writeAny(image, pixels - i, scale, out);
 }
 
-// In pieces that stay in the nearest cache from the test of their magnitudes to their conversion.
+// In pieces that stay in the nearest cache between the magnitude test and the conversion.
 constexpr size_t piece = 256; // pixels
 
 template <class Sample>

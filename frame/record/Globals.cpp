@@ -1,4 +1,4 @@
-// Storage of the process-wide variables, and the reading of the team size.
+// Storage of the process-wide variables, and the code that reads the team size.
 #include "frame/record/Globals.h"
 
 #include <omp.h>
@@ -14,8 +14,8 @@ int32_t gCoreCount = 1;
 void* gDllInstance = nullptr;
 FILE* gLog = nullptr;
 
-// A host that calls from outside any parallel region gets a team of one. One that calls from inside
-// a region of N threads, with two active levels allowed, gets teams of N.
+// A host that calls from outside any parallel region gets a team of one. A host that calls from
+// inside a region of N threads, with two active levels allowed, gets teams of N.
 void ReadThreadCount() {
   gThreadCount = omp_get_num_threads();
   gCoreCount = omp_get_num_procs();

@@ -1,4 +1,4 @@
-// The two handles on which gParams and gData rest: making, locking, filling with defaults.
+// Creates, locks and initialises the two handles behind gParams and gData.
 #include "frame/record/Handles.h"
 
 #include "frame/record/Globals.h"
@@ -26,14 +26,14 @@ bool LockHandles() {
   return false;
 }
 
-// All but displayMap, which the start selector sets.
+// Sets everything except displayMap, which the start selector sets.
 void InitParameters() {
   const int32_t displayMap = gParams->displayMap;
   *gParams = defaultParameters;
   gParams->displayMap = displayMap;
 }
 
-// All but the two memory counters, which the start selector zeroes.
+// Sets everything except the two memory counters, which the start selector zeroes.
 void InitData() {
   const int32_t memoryInUse = gData->memoryInUse, memoryPeak = gData->memoryPeak;
   *gData = Data{};

@@ -1,10 +1,10 @@
-// The two handles on which gParams and gData rest.
+// The two handles behind gParams and gData.
 #pragma once
 
 void CreateDataHandle();
-bool LockHandles(); // false: no handle (-30100) or no memory (-108), in *gResult
+bool LockHandles(); // false: no handle (-30100) or out of memory (-108), in *gResult
 void InitParameters();
 void InitData();
 
-// Creates those of the two handles that are missing; *gResult becomes -108 without memory.
+// Creates the missing handles; *gResult becomes -108 if out of memory.
 void CreateMissingHandles();

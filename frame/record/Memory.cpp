@@ -1,4 +1,4 @@
-// Counting of host memory in wrapping 32-bit arithmetic, and the trace line that shows it.
+// Counts host memory in wrapping 32-bit arithmetic, and traces it.
 #include "frame/record/Memory.h"
 
 #include <algorithm>
@@ -8,7 +8,7 @@
 HostBuffer TakeHostBuffer(int32_t size) {
   const BufferProcs* procs = gFilterRecord->bufferProcs;
   HostBuffer buffer;
-  // A failed request leaves the id 0, for which the lock gives null.
+  // A failed request leaves the id at 0, for which the lock returns null.
   procs->allocateProc(size, &buffer.id);
   buffer.data = procs->lockProc(buffer.id, 1);
   return buffer;

@@ -8,14 +8,14 @@
 
 namespace {
 
-// Where this code lies, by the address of something in it.
+// The file that contains this code, found by the address of a variable in it.
 Dl_info ownInfo() {
   Dl_info info = {};
   dladdr(reinterpret_cast<const void*>(&ModuleFile), &info);
   return info;
 }
 
-// The loader runs this: it sets the handle and does nothing else.
+// The loader runs this; it only sets the handle.
 __attribute__((constructor)) void attachProcess() { gDllInstance = ownInfo().dli_fbase; }
 
 } // namespace
@@ -28,6 +28,6 @@ std::filesystem::path ModuleFile() {
   std::filesystem::path file = std::filesystem::canonical(info.dli_fname, failed);
   if (!failed)
     return file;
-  // A program's own name may be a bare word that was found along PATH.
+  // The program's name may be a bare word that the shell found along PATH.
   return std::filesystem::read_symlink("/proc/self/exe", failed);
 }

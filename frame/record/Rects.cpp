@@ -1,4 +1,4 @@
-// Rectangle accessors over either generation of the host's rectangles, and the planes of a mode.
+// Accessors for both generations of the host's rectangles, and the planes of an image mode.
 #include "frame/record/Rects.h"
 
 #include "frame/record/Globals.h"

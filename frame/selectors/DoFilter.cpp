@@ -1,5 +1,5 @@
-// A whole filtering run: the filter rectangle is read in bands into one float image, corrected by
-// the haze core, and written back in bands.
+// A whole filtering run: reads the filter rectangle in bands into one float image, corrects it with
+// the haze core, and writes it back in bands.
 #include <limits>
 
 #include "frame/contract/Limits.h"
@@ -21,7 +21,7 @@ struct Extent {
 
 void traceAdvanceError() { TRACE("%s :: Error with advanceState (%d)\n", "DoFilter", *gResult); }
 
-// Full resolution, colour planes only; the selection is left to the host's own masking.
+// Requests full resolution and colour planes only; the host applies the selection itself.
 void askForColourPlanes(const VRect& kept, const VRect& filter, int32_t planes) {
   gFilterRecord->maskRate = fullRate;
   gFilterRecord->inputRate = fullRate;
@@ -32,7 +32,7 @@ void askForColourPlanes(const VRect& kept, const VRect& filter, int32_t planes) 
   gFilterRecord->inHiPlane = gFilterRecord->outHiPlane = int16_t(planes - 1);
 }
 
-// An image beyond the limit asks for more than any heap has, and so throws std::bad_alloc.
+// An image beyond the limit requests more than any heap has, and so throws std::bad_alloc.
 HeapArray<float> allocateFloatImage(const Extent& size) {
   const int64_t pixels = int64_t(size.width) * size.height;
   const size_t floats = size_t(pixels) * floatsPerPixel;
@@ -46,8 +46,8 @@ HeapArray<float> allocateFloatImage(const Extent& size) {
   return image;
 }
 
-// Moves the image in bands; transfer gets a band of it and the pixels there. False: the host
-// failed, and *gResult holds its code.
+// Moves the image in bands; transfer gets a band of the image and its number of pixels. False: the
+// host failed, and *gResult holds its code.
 template <class SetRect, class Transfer>
 bool moveImage(const VRect& filter, float* image, SetRect setRect, Transfer transfer) {
   const size_t rowPixels = size_t(RectWidth(filter));
@@ -71,7 +71,7 @@ bool writeImage(const VRect& filter, float* image) {
   });
 }
 
-// A failure or a cancel does not stop the run: the image holds what the core left in it.
+// A failure or a cancel does not stop the run: the image keeps what the core left in it.
 void correct(float* image, const VRect& filter) {
   int32_t failure = hazeNoError;
   DoFogdissolve(image, gFilterRecord->maskData, filter, gFilterRecord->depth, true,
@@ -93,7 +93,7 @@ void DoFilter() {
 
   const int32_t planes = CSPlanesFromMode(gFilterRecord->imageMode, 0);
   if (planes != rgbPlanes || size.width < 0 || size.height < 0) {
-    *gResult = filterBadParameters; // the property list keeps such images from arriving
+    *gResult = filterBadParameters; // the property list prevents such images
     return;
   }
   askForColourPlanes(kept, filter, planes);

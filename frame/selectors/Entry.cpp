@@ -31,14 +31,14 @@ void enterCall(int16_t selector, FilterRecord* record, intptr_t* data, int16_t* 
 
 // False: the user cancelled.
 bool serveStart() {
-  // The handles are not locked yet; gData still points where the prepare selector locked it.
+  // The handles are not locked yet; gData is still the address from the prepare selector's lock.
   if (gData)
     gData->memoryPeak = gData->memoryInUse = 0;
   TRACE("%s :: %d threads, %d cores\n", "PluginMain_core", gThreadCount, gCoreCount);
   return DoStart();
 }
 
-// True when this run calls for nothing more.
+// True if this run needs no further selector.
 bool serve(int16_t selector) {
   switch (selector) {
   case filterSelectorAbout:
@@ -81,8 +81,8 @@ void deleteMap(float*& map) {
   map = nullptr;
 }
 
-// Deletes the run's two haze maps on every way out of the start selector; after an exception the
-// proxy too, which the next dialog would otherwise keep at its old size.
+// Deletes the run's two haze maps on every way out of the start selector. After an exception it
+// also deletes the proxy, because the next dialog would otherwise keep it at its old size.
 struct RunGuard {
   Data* data;
   int exceptionsBefore = std::uncaught_exceptions();
@@ -113,7 +113,7 @@ bool DoStart() {
   TRACE("%s :: depth: %ld bits, %d planes\n", "DoStart", long(gFilterRecord->depth),
         gFilterRecord->planes);
   if (!LockHandles())
-    return true; // nothing to run on; *gResult tells why
+    return true; // nothing to run on; *gResult has the reason
   gFilterRecord->wantsAbsolute = 1;
   const RunGuard guard{gData};
 

@@ -1,4 +1,5 @@
-// The export flag between runs: in the host's persistent registry and in the scripting descriptor.
+// Keeps the export flag between runs: in the host's persistent registry and in the scripting
+// descriptor.
 #include "frame/selectors/Persistence.h"
 
 #include "frame/contract/ScriptKeys.h"
@@ -6,7 +7,7 @@
 
 namespace {
 
-// The two suites of a registry access, released in the order in which they were acquired.
+// The two suites of a registry access, released in the order of their acquisition.
 class RegistrySuites {
 public:
   RegistrySuites() {
@@ -47,7 +48,7 @@ private:
 
 Boolean lowByte(int32_t flag) { return Boolean(uint32_t(flag) & 0xff); }
 
-// Takes the flag out of the open descriptor; any other key is an error.
+// Reads the flag from the open descriptor; any other key is an error.
 int32_t readKeys(const ReadDescriptorProcs* procs, ReadToken token) {
   FourCharCode key = 0, type = 0;
   int32_t flags = 0, code = noErr;
@@ -73,7 +74,7 @@ int32_t ReadRegistryParameters() {
 
   ActionDescriptor stored = nullptr;
   int32_t code = suites.registry()->Get(pluginUniqueString, &stored);
-  if (code != 0 || !stored) // none stored: the first run on this host
+  if (code != 0 || !stored) // nothing stored: the first run on this host
     return code;
   Boolean value = 0;
   code = suites.descriptors()->GetBoolean(stored, keyOutputMap, &value);
@@ -115,14 +116,14 @@ int32_t ReadScriptParameters(uint8_t* displayDialog) {
   int32_t code = noErr;
   if (const ReadToken token = procs->openReadDescriptorProc(script->descriptor, keys)) {
     code = readKeys(procs, token);
-    // The close gives the code of the whole reading; only its low half replaces ours.
+    // Closing returns the code of the whole reading; only its low half replaces ours.
     const uint32_t closeCode = uint16_t(procs->closeReadDescriptorProc(token));
     code = int32_t((uint32_t(code) & 0xffff0000u) | closeCode);
     gFilterRecord->handleProcs->disposeProc(script->descriptor);
     script->descriptor = nullptr;
   }
 
-  // A run that came with a descriptor follows the host's options instead of our own wish.
+  // If the run has a descriptor, the host's options decide about the dialog, not our own wish.
   *displayDialog =
       script->recordInfo == plugInDialogRequired || script->playInfo == plugInDialogDisplay;
   return code;
@@ -141,7 +142,7 @@ int32_t WriteScriptParameters() {
   gFilterRecord->handleProcs->disposeProc(script->descriptor);
   ScriptDescriptor recorded = nullptr;
   procs->closeWriteDescriptorProc(token, &recorded);
-  // The record holds no strengths: played back, the step has to ask for them.
+  // The recording holds no intensities, so a replay must show the dialog.
   script->recordInfo = plugInDialogRequired;
   script->descriptor = recorded;
   return noErr;

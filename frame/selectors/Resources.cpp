@@ -1,7 +1,7 @@
 // The module's resource records, composed at compile time from the tables below.
 //
-// Four-character codes are stored with their bytes reversed, as the little-endian numbers that they
-// are; a Pascal string is its length in a byte and then its characters.
+// Four-character codes are little-endian numbers, so their bytes are stored in reverse; a Pascal
+// string is a length byte and then its characters.
 #include "frame/selectors/Resources.h"
 
 #include <iterator>
@@ -12,7 +12,7 @@
 
 namespace {
 
-// Bytes appended one after another. Constant evaluation ends in an error where they do not fit.
+// Appends bytes. Constant evaluation fails if they do not fit.
 struct Composer {
   std::array<uint8_t, 512> bytes = {};
   size_t size = 0;
@@ -64,11 +64,11 @@ constexpr uint32_t resourceNumber = 16000;
 constexpr char pluginName[] = "Fogdissolver";
 constexpr char pluginCategory[] = "Velso";
 constexpr char entryName[] = "PluginMain"; // the forwarding entry, outside this module
-constexpr uint32_t largestSide = 2000000;  // pixels, as the host's own limit for 32-bit rectangles
+constexpr uint32_t largestSide = 2000000;  // pixels, like the host's limit for 32-bit rectangles
 
 // How the plug-in wants each of the host's filter cases: flat image without and with selection,
-// floating selection, editable transparency without and with, protected transparency without and
-// with. Transparency never reaches the filter: it is matted with white.
+// floating selection, editable transparency without and with selection, protected transparency
+// without and with selection. The filter never sees transparency: the host mattes it with white.
 constexpr int filterCases = 7;
 constexpr uint32_t whiteMatte = 4;
 constexpr uint32_t worksWithBlankData = 1 << 1, filtersLayerMasks = 1 << 2;
@@ -87,7 +87,7 @@ constexpr Property properties[] = {
     // version of the property list, 4.0
     {"vers", 4, [](Composer& c) { c.int32(0x00040000); }},
     {"wx86", 12, [](Composer& c) { c.zeroTerminated(entryName); }},
-    // image modes: of the flags only RGB
+    // image modes: only the RGB flag
     {"mode", 4, [](Composer& c) { c.int32(0x10); }},
     // link to the terminology
     {"hstm", 56,
@@ -138,8 +138,8 @@ constexpr Composer composePropertyList() {
   return list;
 }
 
-// One suite with one event with one parameter: the words under which a script knows the filter.
-// The parameter's key here is not the one that recorded actions use.
+// One suite with one event with one parameter: the names by which a script addresses the filter.
+// The parameter's key here differs from the key in recorded actions.
 constexpr Composer composeTerminology() {
   Composer t;
   t.int16(1);

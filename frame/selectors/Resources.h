@@ -1,5 +1,5 @@
-// What a host reads of the module without calling it: the property list and the terminology, as
-// binary records. Beside them the module's version record, which no code reads.
+// What a host reads from the module without calling it: the property list and the terminology, as
+// binary records; and the module's version record, which no code reads.
 #pragma once
 
 #include <array>
@@ -9,8 +9,7 @@
 constexpr size_t propertyListSize = 414; // bytes
 constexpr size_t terminologySize = 155;  // bytes
 
-// A reader finds the end of each record by the counts and lengths in it. All numbers are
-// little-endian.
+// Counts and lengths inside each record tell a reader where it ends. All numbers are little-endian.
 extern "C" {
 extern __attribute__((visibility("default"))) const std::array<uint8_t, propertyListSize>
     PIPL_16000;

@@ -1,6 +1,6 @@
-// The entry and its selectors: Entry.cpp has the entry, start, continue and finish; Prepare.cpp
-// parameters and prepare; DoFilter.cpp the filtering run inside start. They take no arguments: they
-// reach the host through the globals and report in *gResult.
+// The entry and its selectors. Entry.cpp has the entry, start, continue and finish; Prepare.cpp has
+// parameters and prepare; DoFilter.cpp has the filtering run inside start. They take no arguments:
+// they reach the host through the globals and report in *gResult.
 #pragma once
 
 #include <cstdint>

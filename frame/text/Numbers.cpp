@@ -1,4 +1,4 @@
-// Reading whole numbers and writing decimal ones.
+// Reads whole numbers and writes decimal numbers.
 #include "frame/text/Numbers.h"
 
 #include <algorithm>
@@ -8,10 +8,10 @@
 
 namespace {
 
-constexpr size_t mostDigits = 9; // every number of so many digits fits 32 bits
+constexpr size_t mostDigits = 9; // every number of up to this many digits fits 32 bits
 constexpr int32_t tooLarge = 0x7fffffff;
 
-// Adds one to the last digit of a decimal number, points skipped.
+// Adds one to the last digit of a decimal number, ignoring the point.
 void roundUp(std::string& digits) {
   for (size_t i = digits.size(); i-- > 0;) {
     if (digits[i] == '.')
@@ -53,8 +53,8 @@ NumberKind StringToNumber(PascalString& text, int32_t& number) {
 }
 
 PascalString NumberToString(double value, int precision) {
-  // Room for the longest double in fixed notation: 309 digits before the point or 324 zeros and
-  // 17 digits behind it.
+  // Room for the longest double in fixed notation: 309 digits before the point, or 324 zeros and 17
+  // digits after it.
   char buffer[400];
   const char* end =
       std::to_chars(buffer, buffer + sizeof buffer, std::fabs(value), std::chars_format::fixed).ptr;
@@ -62,7 +62,7 @@ PascalString NumberToString(double value, int precision) {
   if (!std::isfinite(value))
     return std::string_view(digits);
 
-  // Cut behind the last place, or filled with zeros up to it.
+  // Cuts after the last place, or pads with zeros up to it.
   if (digits.find('.') == std::string::npos)
     digits += '.';
   const size_t wanted = digits.find('.') + 1 + size_t(std::max(precision, 0));

@@ -8,7 +8,7 @@ void PascalString::append(std::string_view text) {
   const size_t old = length();
   const size_t added = std::min(text.size(), limit - old);
   std::copy_n(text.begin(), added, bytes_ + 1 + old);
-  bytes_[0] = uint8_t(old + added); // the zeros behind it were there from the start
+  bytes_[0] = uint8_t(old + added); // the bytes after it are zero from the start
 }
 
 void PascalString::append(int32_t number) {

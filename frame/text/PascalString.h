@@ -1,5 +1,5 @@
-// Short texts as the host and the alerts take them: the length in the first byte, then at most 255
-// bytes (UTF-8 here), and behind them always a zero, so that the text also reads as a C string.
+// Short texts in the format of the host and the alerts: a length byte, then at most 255 bytes
+// (UTF-8 here). A zero always follows, so that the text is also a C string.
 #pragma once
 
 #include <cstdint>
@@ -18,7 +18,7 @@ public:
   std::string_view view() const { return {text(), length()}; }
   const uint8_t* bytes() const { return bytes_; } // length first
 
-  void append(std::string_view text); // what goes beyond the limit is lost
+  void append(std::string_view text); // drops what exceeds the limit
   void append(int32_t number);        // in decimal
 
   bool operator==(const PascalString& other) const { return view() == other.view(); }
@@ -27,7 +27,7 @@ private:
   uint8_t bytes_[1 + limit + 1] = {};
 };
 
-// Replaces each ^0, ^1, ^2 in the text by the argument of that number; an empty argument just
-// removes it. A ^ before anything else stays, and so does one that an argument brings.
+// Replaces each ^0, ^1, ^2 in the text by the argument of that number; an empty argument removes
+// it. A ^ before any other character stays, and so does a ^ inside an argument.
 void ParamString(PascalString& text, const PascalString& arg0, const PascalString& arg1,
                  const PascalString& arg2);

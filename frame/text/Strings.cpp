@@ -1,4 +1,4 @@
-// The string tables, and the places where the documentation pages are looked for.
+// The string tables, and the search for the documentation pages.
 #include "frame/text/Strings.h"
 
 #include <QString>
@@ -36,7 +36,7 @@ constexpr Text texts[] = {
      nullptr},
     {stringHostTooNew, "This plug-in is incompatible with this version of the host program.",
      nullptr},
-    // The backslashes belong to the text: a resource compiler keeps an escape that it does not
+    // The backslashes are part of the text: a resource compiler keeps an escape that it does not
     // know.
     {stringSuiteMissing, R"(the required suite \'^0\' is unavailable)", nullptr},
 };
@@ -52,11 +52,11 @@ constexpr Page pages[] = {
     {stringHelpPage, "help.html", "fr/help.html"},
 };
 
-// Documentation folder below an installation's prefix; a build tree has the same one.
+// Documentation folder, relative to an installation's prefix; a build tree has the same layout.
 constexpr char documentationFolder[] = "share/doc/fogdissolver";
 
-// Address of the page below the nearest folder above the module that has it. How deep the module
-// lies below the prefix differs between systems (lib/, lib/<architecture>/).
+// Searches the folders above the module, nearest first, and returns the page's address. The
+// module's depth below the prefix depends on the system (lib/, lib/<architecture>/).
 std::string pageAddress(const char* page) {
   namespace fs = std::filesystem;
   const fs::path module = ModuleFile();
@@ -75,7 +75,7 @@ std::string_view environment(const char* name) {
   return value ? value : "";
 }
 
-// Code of the language in a locale's name: language[_territory][.codeset][@modifier].
+// Language code of a locale name: language[_territory][.codeset][@modifier].
 std::string_view languageOf(std::string_view locale) {
   return locale.substr(0, locale.find_first_of("_.@"));
 }
@@ -92,7 +92,7 @@ bool systemLanguageIsFrench() {
   if (const std::string_view list = environment("LANGUAGE"); !list.empty())
     wanted = list;
 
-  // The first language that there are texts in; one locale is a list of one.
+  // The first language with texts decides; a single locale is a list of one.
   while (!wanted.empty()) {
     const size_t end = std::min(wanted.find(':'), wanted.size());
     const std::string_view language = languageOf(wanted.substr(0, end));

@@ -1,4 +1,4 @@
-// The module's handle, and the end of the suites when the module is unloaded.
+// The module's handle, and the release of the suites when the module is unloaded.
 #include "frame/utility/DllInstance.h"
 
 #include "frame/record/Globals.h"

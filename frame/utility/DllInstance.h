@@ -1,8 +1,7 @@
-// The module's handle, for the suites and dialogs that ask for it.
+// The module's handle, for the suites and dialogs that need it.
 #pragma once
 
-// The module's handle, the address at which it is loaded. A non-null plugInRef asks the host for
-// the handle instead, through its access suite, and keeps the answer in gDllInstance; throws int32
-// if the suite cannot be had (AcquireHostSuite), and leaves gDllInstance as it is if the suite
-// fails.
+// Returns the module's handle, the address at which it is loaded. With a non-null plugInRef it asks
+// the host's access suite instead, and keeps the answer in gDllInstance. Throws int32 if the suite
+// is not available (AcquireHostSuite); leaves gDllInstance unchanged if the suite fails.
 void* GetDLLInstance(void* plugInRef);

@@ -1,4 +1,4 @@
-// The table of hosts, and the reading of the running program's name and version.
+// The table of hosts, and the detection of the running program's name and version.
 #include "frame/utility/HostIdentity.h"
 
 #include <QCoreApplication>
@@ -12,11 +12,11 @@
 namespace {
 
 struct Host {
-  const char* namePart; // of the program's internal name
+  const char* namePart; // part of the program's internal name
   FourCharCode signature;
 };
 
-// The first row that fits counts.
+// The first matching row counts.
 constexpr Host hosts[] = {
     {"CorelDrw", fourCharCode("Cdrw")},
     {"PhotoPnt", fourCharCode("Mprn")},
@@ -31,7 +31,7 @@ constexpr Host hosts[] = {
     {"Adobe Premiere", fourCharCode("PrMr")},
 };
 
-// Signatures that count as one host; zeros fill a row.
+// Signatures that count as one host; zeros fill the rows.
 constexpr FourCharCode groups[][4] = {
     {fourCharCode("Cdrw")},
     {fourCharCode("Mprn")},
@@ -49,8 +49,8 @@ struct Identity {
   uint32_t version;
 };
 
-// Programs of this system carry no version block: the name of the file stands for the internal
-// name, and the version is the one that the program gave its toolkit.
+// Programs on this system have no version block: the file name serves as the internal name, and the
+// version is the one that the program has set in its toolkit.
 Identity identifyRunningProgram() {
   const std::string name =
       QFileInfo("/proc/self/exe").canonicalFilePath().section('/', -1).toStdString();

@@ -1,4 +1,4 @@
-// Table of the known property keys, and the one function that asks for them.
+// Table of the known property keys, and the function that asks for them.
 #include "frame/utility/HostProperties.h"
 
 #include <algorithm>

@@ -1,4 +1,4 @@
-// The test of any record of procedures, read as the bytes that it is.
+// Checks any record of procedures by its bytes.
 #include "frame/utility/HostRecords.h"
 
 #include <cstddef>

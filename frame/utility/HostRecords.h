@@ -1,13 +1,13 @@
-// Whether a record of procedures that a host offers can be used.
+// Checks whether the plug-in can use a record of procedures that a host offers.
 #pragma once
 
 #include <cstdint>
 
 // Every such record begins with its version and count; its procedures follow.
 struct HostRecordRule {
-  int16_t version;    // expected; the plug-in does not know a record above it
-  int16_t leastCount; // as the record states it
-  int16_t procedures; // how many of the first must not be null
+  int16_t version;    // expected version; the plug-in does not know newer records
+  int16_t leastCount; // lowest count that the record may state
+  int16_t procedures; // number of leading procedures that must not be null
 };
 
 enum class HostRecordFitness { usable, tooOld, tooNew };

@@ -1,4 +1,4 @@
-// Table of the host's suites, their acquisition and release.
+// Table of the host's suites, and their acquisition and release.
 #include "frame/utility/HostSuites.h"
 
 #include <iterator>

@@ -1,5 +1,5 @@
-// The named suites of the host that the utility layer may want, each acquired when first asked for
-// and kept until the module is unloaded. The filter's own path acquires what it needs by itself.
+// The named host suites for the utility layer. Each is acquired on first use and kept until the
+// module is unloaded. The filter's own code acquires its suites separately.
 #pragma once
 
 #include <cstdint>
@@ -15,7 +15,7 @@ struct HostSuite {
 
 enum class HostSuiteId {
   actionDescriptor,
-  bc1e4d70, // these three have no other name than the first word of their identifiers
+  bc1e4d70, // these three have no name except the first word of their identifiers
   df135117,
   df135116,
   descriptorRegistry,
@@ -33,7 +33,7 @@ enum class HostSuiteId {
   count
 };
 
-// Thrown, as an int32, where there is no host to ask.
+// Thrown, as an int32, if there is no host to ask.
 constexpr int32_t errNoBasicSuite = int32_t(fourCharCode("Parm"));
 
 // Asks the host for the suite. Throws int32: errNoBasicSuite, or the host's code, which lastError
@@ -43,8 +43,8 @@ void AcquireHostSuite(HostSuite& suite);
 // Record of one suite; valid while the module is loaded.
 HostSuite& HostSuiteRecord(HostSuiteId id);
 
-// The suite, acquired if it is not yet there. Throws as AcquireHostSuite. Suite: the record of that
-// suite in hostapi/.
+// Returns the suite, and acquires it first if necessary. Throws like AcquireHostSuite. Suite: the
+// record of that suite in hostapi/.
 template <class Suite> const Suite* GetHostSuite(HostSuiteId id) {
   HostSuite& record = HostSuiteRecord(id);
   if (!record.suite)
@@ -52,6 +52,6 @@ template <class Suite> const Suite* GetHostSuite(HostSuiteId id) {
   return static_cast<const Suite*>(record.suite);
 }
 
-// Gives back what has been acquired, if there is a host to give it to, and forgets it. Run at
-// unloading: a host keeps its basic suite until then.
+// Releases all acquired suites if there is a host, and forgets them. Runs at unloading: a host
+// keeps its basic suite until then.
 void ReleaseHostSuites();

@@ -1,4 +1,4 @@
-// The host's handle procedures, or blocks of our own in their place.
+// The host's handle procedures, or our own blocks instead.
 #include "frame/utility/UtilityHandles.h"
 
 #include <algorithm>
@@ -14,7 +14,7 @@ HostResult gUtilityHandleError = noErr;
 
 namespace {
 
-// A handle of our own is the address of one of these; its first word points at the content.
+// A handle of our own is the address of a Block; its first word points to the content.
 struct Block {
   std::unique_ptr<std::byte[]> content;
   intptr_t size; // bytes
@@ -39,7 +39,7 @@ auto findBlock(Handle handle) {
   return found;
 }
 
-// Null on failure, with gUtilityHandleError set.
+// Returns null on failure, and sets gUtilityHandleError.
 std::unique_ptr<std::byte[]> newContent(int32_t size) {
   std::unique_ptr<std::byte[]> content(size >= 0 ? new (std::nothrow) std::byte[size]() : nullptr);
   gUtilityHandleError = content ? noErr : memFullErr;
@@ -97,5 +97,5 @@ void UnlockUtilityHandle(const HandleProcs* procs, Handle handle) {
   if (usable(procs))
     procs->unlockProc(handle);
   else
-    findBlock(handle); // a block of ours never moves: only the error code is set
+    findBlock(handle); // our own blocks never move: this only sets the error code
 }

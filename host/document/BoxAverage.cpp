@@ -12,8 +12,8 @@ namespace {
 
 __extension__ using Wide = unsigned __int128;
 
-// Types of the sum down a column and of the sum over the box. The narrow pair serves where the
-// box's weight times the largest sample fits it; huge or oddly divided boxes take the wide pair.
+// Types of a column's sum and of the box's sum. The narrow pair is used if the box's weight times
+// the largest sample fits it; very large boxes and boxes with awkward fractions take the wide pair.
 template <class ColumnSum, class BoxSum> struct Sums {
   using Column = ColumnSum;
   using Box = BoxSum;

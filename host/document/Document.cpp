@@ -42,7 +42,7 @@ template <class Sample> const Sample* samplesOf(const Document& document, int32_
   return reinterpret_cast<const Sample*>(document.row(y));
 }
 
-// Averages of a document without transparency, rows first to end.
+// Averages of a document without transparency, rows `first` to `end`.
 template <class Sample>
 void reduceOpaque(const Document& from, const BoxAxis& columns, const BoxAxis& rows, int32_t first,
                   int32_t end, Document& to) {
@@ -68,8 +68,8 @@ template <class Sample> Sample roundedTo(float v) {
     return Sample(std::clamp(v + 0.5f, 0.0f, float(std::numeric_limits<Sample>::max())));
 }
 
-// The same with colours weighted by alpha, so that what cannot be seen does not bleed: averages of
-// c * a and of a, and their quotient.
+// The same with colours weighted by alpha, so that invisible colours do not bleed: averages of c *
+// a and of a, and their quotient.
 template <class Sample>
 void reduceWithAlpha(const Document& from, const BoxAxis& columns, const BoxAxis& rows,
                      int32_t first, int32_t end, Document& to) {
@@ -144,7 +144,7 @@ int16_t Document::imageMode() const {
     return byDepth(plugInModeGrayScale, plugInModeGray16, plugInModeGray32);
   case ColourMode::rgb:
     return byDepth(plugInModeRGBColor, plugInModeRGB48, plugInModeRGB96);
-  case ColourMode::cmyk: // the interface has no mode for ink in floating point
+  case ColourMode::cmyk: // the interface has no mode for floating-point CMYK
     return byDepth(plugInModeCMYKColor, plugInModeCMYK64, plugInModeDeepMultichannel);
   default:
     return byDepth(plugInModeMultichannel, plugInModeDeepMultichannel, plugInModeDeepMultichannel);

@@ -10,17 +10,17 @@ namespace host {
 
 namespace {
 
-// NaN fails the comparison too.
+// NaN fails the comparison, too.
 bool isFinite(float v) { return std::abs(v) <= std::numeric_limits<float>::max(); }
 float finiteOrZero(float v) { return isFinite(v) ? v : 0.0f; }
 
-// Most pixels of most pictures with transparency: they pass as they are, both ways. An infinite
-// alpha is none of them: like every one that is not finite, it counts as 0.
+// True for most pixels of most pictures with transparency: they pass unchanged in both directions.
+// False for an infinite alpha: like every non-finite alpha, it counts as 0.
 template <class Sample> bool isOpaque(Sample alpha) {
   return alpha >= whiteOf<Sample>() && alpha <= std::numeric_limits<Sample>::max();
 }
 
-// What the filter sees of a colour sample under an alpha.
+// What the filter gets for a colour sample with this alpha.
 uint8_t matte(uint8_t c, uint8_t a) {
   return uint8_t((uint32_t(c) * a + 255u * (255u - a) + 127u) / 255u);
 }
@@ -33,7 +33,7 @@ float matte(float c, float alpha) {
   return finiteOrZero(c) * a + (1.0f - a);
 }
 
-// The colour that shows as `seen` under an alpha above 0.
+// The colour that appears as `seen` with an alpha above 0.
 uint8_t unmatte(uint8_t seen, uint8_t a) {
   const uint32_t below = (255u * (255u - seen) + a / 2) / a; // distance from white
   return uint8_t(255u - std::min(below, 255u));
@@ -52,12 +52,12 @@ template <class Sample> Sample blend(Sample old, Sample now, uint8_t weight) {
     return Sample((uint32_t(old) * (255u - weight) + uint32_t(now) * weight + 127u) / 255u);
 }
 
-// Number of the range's planes that the alpha mattes: those are the first ones.
+// Number of planes in the range that the alpha mattes; these come first.
 int32_t mattedPlanes(const PlaneRange& range) {
   return range.alpha < 0 ? 0 : std::clamp(range.alpha - range.low, 0, range.planes);
 }
 
-// Loops over the pixels of one layout; a fixed count of 0 means that the range tells it.
+// Loops over the pixels of one layout; a fixed count of 0 means that the range has the count.
 template <class Sample, int fixedPlanes, int fixedChannels, bool hasMatte>
 void fetchRun(const Sample* document, const PlaneRange& range, int64_t count, Sample* seen) {
   const int32_t planes = fixedPlanes ? fixedPlanes : range.planes;
@@ -77,9 +77,9 @@ void fetchRun(const Sample* document, const PlaneRange& range, int64_t count, Sa
   }
 }
 
-// What a colour sample becomes. alpha: null if the filter saw the colour itself.
+// The new value of a colour sample. alpha: null if the filter got the colour without matting.
 template <class Sample> Sample stored(Sample old, Sample seen, const Sample* alpha, int64_t& lost) {
-  // `!(a > 0)` catches an alpha that is not a number, too.
+  // `!(a > 0)` is true for NaN, too.
   if (alpha && (!(*alpha > Sample(0)) || *alpha > std::numeric_limits<Sample>::max()))
     return old;
   if constexpr (std::is_floating_point_v<Sample>) {
@@ -99,7 +99,7 @@ template <class Sample> Sample stored(Sample old, Sample seen, const Sample* alp
   return now;
 }
 
-// The layout is copied to locals: the compiler must assume that a byte stored may change the range.
+// Copies the layout to locals: the compiler must assume that storing a byte may change the range.
 template <class Sample, int fixedPlanes, int fixedChannels>
 int64_t storeRun(const Sample* seen, const uint8_t* weights, const PlaneRange& range, int64_t count,
                  Sample* document) {

@@ -22,7 +22,7 @@ VRect chosen(bool wide, const VRect& rect32, const Rect16& rect16) {
   return wide ? rect32 : VRect{rect16.top, rect16.left, rect16.bottom, rect16.right};
 }
 
-// Pixels in memory: those of the document, or the selection as one plane of bytes.
+// Pixels in memory: the document's, or the selection as one plane of bytes.
 struct Raster {
   const void* samples;
   int32_t width, height;
@@ -34,7 +34,7 @@ template <class Sample> const Sample* pixelAt(const Raster& raster, int32_t x, i
          (int64_t(y) * raster.width + x) * raster.range.channels;
 }
 
-// Columns left to right of one row, which may lie outside, as the filter sees them.
+// Columns `left` to `right` of one row, converted for the filter; the row may lie outside.
 template <class Sample>
 void fetchRow(const Raster& raster, int64_t y, int64_t left, int64_t right, Sample* seen) {
   const int32_t row = int32_t(std::clamp<int64_t>(y, 0, raster.height - 1));
@@ -42,7 +42,7 @@ void fetchRow(const Raster& raster, int64_t y, int64_t left, int64_t right, Samp
   const int64_t lastColumn = raster.width - 1;
   const int64_t first = std::clamp<int64_t>(left, 0, lastColumn);
   const int64_t last = std::clamp<int64_t>(right - 1, 0, lastColumn);
-  // Place of the first of these pixels; a run wholly outside keeps room for one.
+  // Place of the first of these pixels; a run completely outside keeps room for one.
   Sample* const inside = seen + std::clamp<int64_t>(first - left, 0, right - left - 1) * planes;
   fetchPixels(pixelAt<Sample>(raster, int32_t(first), row), raster.range, last - first + 1, inside);
   for (Sample* p = seen; p < inside; p += planes)
@@ -130,7 +130,8 @@ void Transfer::drop() {
   lostSamples_ = 0;
 }
 
-// Whether the rectangle is whole rows of colours alone, neither matted nor masked, and all finite.
+// Whether the rectangle consists of whole rows of colours only, neither matted nor masked, and all
+// finite.
 bool Transfer::outInPlace(const Delivery& out) {
   const VRect& r = out.rect;
   if (r.left != 0 || r.right != document_.width() || r.top < 0 || r.bottom > document_.height() ||
@@ -235,7 +236,7 @@ void Transfer::flush() {
   outRect_ = {};
 }
 
-// The rows are in the document already, but for samples that are not finite.
+// The rows are already in the document; only non-finite samples must be replaced.
 void Transfer::checkRows() {
   if (document_.depth() == 32)
     lostSamples_ +=

@@ -1,11 +1,11 @@
-// advanceState: copies the rectangles that a filter asks for out of the document and back into it.
+// advanceState: copies the rectangles that a filter requests out of the document and back into it.
 //
 // The in rectangle counts in delivered pixels: at an inputRate above 1.0 each is the box average of
-// the document pixels that it covers. The out rectangle always counts in document pixels; at a
-// reduced maskRate the mask rectangle counts as the in rectangle does. Beyond the document's edges
-// the edge pixels repeat, and what comes back from there is dropped. Rows are packed: width times
-// planes samples. Only the rectangles are copied; an out rectangle of whole rows that the filter
-// sees unchanged is lent in place.
+// the document pixels that it covers. The out rectangle always counts in document pixels. The mask
+// rectangle follows maskRate as the in rectangle follows inputRate. Beyond the document's edges the
+// edge pixels repeat, and what the filter writes there is dropped. Rows are packed: width times
+// planes samples. Only the rectangles are copied; an out rectangle of whole rows that needs no
+// conversion is lent in place.
 #pragma once
 
 #include <cstddef>
@@ -20,21 +20,21 @@ namespace host {
 
 class Transfer {
 public:
-  // The record's image fields must be filled; its rectangles, planes and rates are read at each
-  // advance, its data pointers written.
+  // The record's image fields must be filled; each advance reads its rectangles, planes and rates,
+  // and writes its data pointers.
   Transfer(Document& document, FilterRecord& record) : document_(document), record_(record) {}
 
-  // Gives back the last out rectangle and delivers the present ones. filterBadParameters for planes
-  // that the document does not have or a rate not above 0, memFullErr.
+  // Takes the last out rectangle back and delivers the current ones. Returns filterBadParameters
+  // for planes that the document does not have or a rate not above 0, or memFullErr.
   HostResult advance();
 
-  // Gives back the last out rectangle and delivers nothing.
+  // Takes the last out rectangle back and delivers nothing.
   void flush();
 
-  // For the start of a run: forgets an out rectangle that was not given back.
+  // For the start of a run: forgets an out rectangle that was not taken back.
   void drop();
 
-  // Samples of this run that the filter returned as no finite number; they are 0 in the document.
+  // Number of non-finite samples that the filter returned in this run; they are 0 in the document.
   int64_t lostSamples() const { return lostSamples_; }
 
 private:
@@ -62,8 +62,8 @@ private:
   FilterRecord& record_;
   Band in_, out_, mask_;
   VRect outRect_{};            // what outData holds now; empty: nothing to give back
-  bool lentInPlace_ = false;   // outData is the document's own rows
-  PlaneRange outRange_{};      // planes of outData
+  bool lentInPlace_ = false;   // current content of outData; empty: nothing to take back
+  PlaneRange outRange_{};      // outData points into the document's own rows
   std::optional<bool> finite_; // whether the document's samples are; asked once a run
   int64_t lostSamples_ = 0;
 };

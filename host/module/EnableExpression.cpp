@@ -10,7 +10,7 @@ namespace host {
 
 namespace {
 
-constexpr int deepestNesting = 100; // of parentheses and negations: nobody means more
+constexpr int deepestNesting = 100; // of parentheses and negations
 
 struct NamedValue {
   std::string_view name;
@@ -40,8 +40,8 @@ constexpr NamedValue constants[] = {
     {"false", 0},
 };
 
-// Every rule reads and evaluates at once; both sides of an operator are always read, so that an
-// expression is understood as a whole or not at all.
+// Every rule parses and evaluates at once. It always parses both sides of an operator, so that a
+// syntax error is found in every part of an expression.
 class Parser {
 public:
   Parser(std::string_view text, const EnableFacts& facts) : text_(text), facts_(facts) {}

@@ -1,4 +1,4 @@
-// The language in which a property list says for which images its filter is offered.
+// The language in which a property list says which images its filter supports.
 //
 //   expression  or { "||" or },  and { "&&" and },  "!" unary,  comparison with == != < <= > >=
 //   primary     integer, name, "(" expression ")", "in(" value, choice, ... ")"
@@ -12,13 +12,13 @@
 
 namespace host {
 
-// What an expression may ask about an image.
+// What an expression can query about an image.
 struct EnableFacts {
   int32_t imageMode;    // ImageMode
   int32_t trueChannels; // colour channels
 };
 
-// Throws std::runtime_error naming the place and what was expected there.
+// Throws std::runtime_error with the position and what was expected there.
 bool evaluateEnable(const std::string& expression, const EnableFacts& facts);
 
 } // namespace host

@@ -17,7 +17,8 @@ namespace host {
 
 namespace {
 
-#ifdef __clang__ // knows the extensions only; the last of each level to come stands for it
+#ifdef __clang__ // Clang knows only the extensions; the last extension of each level represents the
+                 // level
 bool runsLevel4() {
   return __builtin_cpu_supports("avx512bw") && __builtin_cpu_supports("avx512vl");
 }
@@ -29,7 +30,7 @@ bool runsLevel3() { return __builtin_cpu_supports("x86-64-v3"); }
 bool runsLevel2() { return __builtin_cpu_supports("x86-64-v2"); }
 #endif
 
-// Levels of the processor, the best first.
+// Levels of the processor, best first.
 constexpr struct {
   const char* file;
   bool (*runs)();
@@ -39,7 +40,7 @@ constexpr struct {
     {"fogdissolver-v2.so", runsLevel2},
 };
 
-// Readable name of the type of the exception being handled.
+// Readable type name of the exception that is being handled.
 std::string thrownType() {
   const std::type_info* type = abi::__cxa_current_exception_type();
   if (!type)
@@ -50,8 +51,8 @@ std::string thrownType() {
   return "exception " + std::string(name ? name.get() : type->name());
 }
 
-// The message of a filter that threw; empty without the memory for one. what: null if the exception
-// has none.
+// The message for a filter that threw; empty if there is no memory for one. what: null if the
+// exception has none.
 std::string describe(const char* what) {
   try {
     return messageFor(errPlugInThrew) + " (" + (what ? what : thrownType()) + ")";
@@ -65,7 +66,7 @@ std::string describe(const char* what) {
 Module Module::open(const std::filesystem::path& file) {
   Module module;
   module.file_ = file;
-  // A name without a slash would be searched for elsewhere.
+  // dlopen would search elsewhere for a name without a slash.
   module.handle_ = dlopen(std::filesystem::absolute(file).c_str(), RTLD_NOW | RTLD_LOCAL);
   if (!module.handle_)
     throw std::runtime_error("cannot load " + file.string() + ": " + dlerror());
@@ -110,7 +111,7 @@ const void* Module::symbol(const char* name) const { return dlsym(handle_, name)
 std::span<const std::byte> Module::record(const char* name) const {
   const void* start = symbol(name);
   Dl_info info;
-  void* entry = nullptr; // of the symbol table: it knows the size
+  void* entry = nullptr; // an entry of the symbol table, which knows the size
   if (!start || !dladdr1(start, &info, &entry, RTLD_DL_SYMENT) || !entry)
     return {};
   return {static_cast<const std::byte*>(start),
@@ -127,7 +128,7 @@ bool Module::setTrace(std::FILE* stream) const {
 CallOutcome PluginMain(PluginMainCore entry, int16_t selector, FilterRecord* record,
                        intptr_t* data) noexcept {
   CallOutcome outcome;
-  uint8_t runEnded = 0; // the result says the same to this host
+  uint8_t runEnded = 0; // for this host, the result code already says the same
   try {
     entry(selector, record, data, &outcome.result, &runEnded);
   } catch (const std::bad_alloc&) {

@@ -1,4 +1,4 @@
-// A filter module, loaded at run time, and the forwarding entry through which it is called.
+// A filter module, loaded at run time, and the forwarding entry that calls it.
 #pragma once
 
 #include <cstdint>
@@ -11,14 +11,14 @@
 
 namespace host {
 
-// A loaded module; unloaded with the last owner. Movable, not copyable.
+// A loaded module, unloaded with its last owner. Movable, not copyable.
 class Module {
 public:
-  // Opens one module file. Throws std::runtime_error naming the file and the loader's reason.
+  // Opens one module file. Throws std::runtime_error with the file and the loader's reason.
   static Module open(const std::filesystem::path& file);
 
-  // Opens the best of fogdissolver-v2.so, -v3.so, -v4.so in the folder that this processor runs.
-  // Throws std::runtime_error when there is none.
+  // Opens the best of fogdissolver-v2.so, -v3.so, -v4.so in the folder that this processor
+  // supports. Throws std::runtime_error if there is none.
   static Module openBest(const std::filesystem::path& folder);
 
   Module(Module&&) noexcept;
@@ -29,10 +29,10 @@ public:
   const std::filesystem::path& file() const { return file_; }
   const void* symbol(const char* name) const; // null if the module does not export it
 
-  // Bytes of a resource record that the module exports; empty if it exports none of this name.
+  // Bytes of a resource record that the module exports; empty if it exports none with this name.
   std::span<const std::byte> record(const char* name) const;
 
-  // Sends the module's trace to the stream (null: nowhere). False if it has no trace.
+  // Sends the module's trace to the stream (null: no trace). False if the module has no trace.
   bool setTrace(std::FILE* stream) const;
 
 private:
@@ -45,12 +45,12 @@ private:
 // How a call of the entry ended.
 struct CallOutcome {
   int16_t result = 0;  // the host's code; 0 is success
-  bool threw = false;  // the entry did not return by itself
-  std::string message; // of an exception, if it had one
+  bool threw = false;  // the entry threw an exception
+  std::string message; // the exception's message, if it had one
 };
 
-// Forwarding entry: calls the module's entry and catches everything that it throws. No memory gives
-// memFullErr, anything else errPlugInThrew. Throws nothing.
+// Forwarding entry: calls the module's entry and catches every exception. std::bad_alloc gives
+// memFullErr, any other exception errPlugInThrew. Throws nothing.
 constexpr HostResult errPlugInThrew = -30902;
 CallOutcome PluginMain(PluginMainCore entry, int16_t selector, FilterRecord* record,
                        intptr_t* data) noexcept;

@@ -10,18 +10,18 @@ namespace host {
 
 namespace {
 
-// Reads the little-endian fields of a record one after the other, never beyond its end.
+// Reads the little-endian fields of a record in sequence, never beyond its end.
 class RecordReader {
 public:
-  // what: the record's name in the message of the std::runtime_error that a missing byte throws.
+  // what: the record's name for the message of the std::runtime_error that a missing byte throws.
   RecordReader(std::span<const std::byte> bytes, const char* what) : bytes_(bytes), what_(what) {}
 
   uint8_t byte() { return uint8_t(take(1)[0]); }
   int16_t int16() { return int16_t(littleEndian(2)); }
   int32_t int32() { return int32_t(littleEndian(4)); }
-  FourCharCode code() { return littleEndian(4); } // stored reversed, so it reads as it is
+  FourCharCode code() { return littleEndian(4); } // stored reversed
 
-  // Text up to a zero or to the end.
+  // Text up to a zero byte or the end.
   std::string text() {
     std::string result;
     for (const std::byte b : bytes_) {
@@ -32,7 +32,7 @@ public:
     return result;
   }
 
-  // Text behind a byte with its length.
+  // Text after a byte with its length.
   std::string countedText() {
     const auto letters = take(byte());
     return {reinterpret_cast<const char*>(letters.data()), letters.size()};
@@ -61,12 +61,12 @@ private:
 
 constexpr FourCharCode vendor = fourCharCode("8BIM");
 constexpr FourCharCode filterKind = fourCharCode("8BFM");
-constexpr int32_t mostColourChannels = 56; // of any document
+constexpr int32_t mostColourChannels = 56; // limit for any document
 
 void readCases(RecordReader& data, PropertyList& list) {
   for (FilterCase& c : list.cases) {
     c = {data.byte(), data.byte()};
-    data.take(2); // flags of cases that documents of this host are never in
+    data.take(2); // flags of cases in which this host's documents never are
   }
   list.hasCases = true;
 }
@@ -92,7 +92,7 @@ const struct {
     {fourCharCode("fici"), readCases},
 };
 
-// The modes that a document can have. The mode flags know a deep mode by its 8-bit one.
+// The modes that a document can have. The mode flags represent a deep mode by its 8-bit mode.
 struct Mode {
   ImageMode mode, shallow;
   const char* name; // for people
@@ -114,7 +114,7 @@ bool hasModeFlag(const PropertyList& list, int32_t mode) {
   return list.modeFlags[size_t(mode) / 8] & (0x80 >> mode % 8);
 }
 
-// The flags of this generation know the 8-bit modes; an expression lets the deep ones in as well.
+// This generation's flags cover the 8-bit modes; an expression can also allow the deep modes.
 bool allowsMode(const PropertyList& list, const Mode& mode) {
   if (list.enableExpression.empty())
     return hasModeFlag(list, mode.mode);

@@ -1,9 +1,9 @@
-// The property list of a module (resource PIPL 16000), as far as it decides for which documents the
-// filter is offered.
+// The property list of a module (resource PIPL 16000): the parts that decide for which documents
+// the filter is offered.
 //
 // The record: int16 1, int32 version, int32 count, then properties of vendor code, key, int32 id,
-// int32 length and that many bytes. Little-endian; four-character codes are stored reversed.
-// Nothing is read beyond the bytes given.
+// int32 length and that many bytes. Little-endian; four-character codes are stored reversed. The
+// reader never reads beyond the given bytes.
 #pragma once
 
 #include <array>
@@ -24,7 +24,7 @@ struct FilterCase {
   uint8_t inputHandling, outputHandling; // 0: cannot filter; 4: white matte
 };
 
-// The cases in their order. Transparency is editable here, never protected.
+// The cases in their order. Transparency is editable in this host, never protected.
 enum FilterCaseIndex {
   flatWithoutSelection,
   flatWithSelection,
@@ -40,20 +40,20 @@ struct PropertyList {
   FourCharCode kind = 0;               // '8BFM' for a filter
   std::string name, category;          // of the menu item and of its submenu
   std::array<uint8_t, 4> modeFlags{};  // ImageMode m: byte m / 8, bit 0x80 >> m % 8
-  std::string enableExpression;        // empty: the mode flags decide alone
+  std::string enableExpression;        // empty: only the mode flags decide
   int32_t maxRows = 0, maxColumns = 0; // 0: no limit
-  bool hasCases = false;               // false: every case is fine
+  bool hasCases = false;               // false: the filter supports every case
   std::array<FilterCase, filterCaseCount> cases{};
 };
 
-// Throws std::runtime_error saying what is wrong with the record. Other properties are skipped.
+// Skips other properties. Throws std::runtime_error that says what is wrong with the record.
 PropertyList readPropertyList(std::span<const std::byte> record);
 
 // For a filter without a property list: RGB images of any depth and size.
 PropertyList assumedPropertyList();
 
-// The reason in words for which the filter cannot take the document; empty if it can. Throws
-// std::runtime_error for an enable expression that cannot be understood.
+// A sentence that says why the filter cannot process the document; empty if it can. Throws
+// std::runtime_error for an enable expression with a syntax error.
 std::string refusalReason(const PropertyList& list, const Document& document);
 
 } // namespace host

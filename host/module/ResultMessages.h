@@ -1,4 +1,4 @@
-// What a result code of the interface means, for people.
+// Messages for users about the interface's result codes.
 #pragma once
 
 #include <string>
@@ -10,7 +10,7 @@ namespace host {
 // Sentences without a capital and a full stop, to follow a file's name; empty for 0.
 std::string messageFor(HostResult code);
 
-// Of a filter that returned without an error, but short of its last step.
+// For a filter that returned without an error, but before its last step.
 extern const char unfinishedMessage[];
 
 } // namespace host

@@ -11,12 +11,12 @@ namespace host {
 
 namespace {
 
-// Slashes mean groups to QSettings; the keys here are flat.
+// QSettings treats slashes as groups; the keys here are flat.
 QString settingsKey(const std::string& key) {
   return "registry/" + QString::fromLatin1(QByteArray::fromStdString(key).toPercentEncoding());
 }
 
-// A key of letters and digits is written as it reads, any other as "0x" and its eight hex digits.
+// A key of letters and digits is written as it is, any other as "0x" and eight hex digits.
 QString keyText(FourCharCode key) {
   QString text;
   for (int shift = 24; shift >= 0; shift -= 8) {
@@ -49,7 +49,7 @@ QStringList toList(const Script& script) {
   return list;
 }
 
-// Nothing for a list that this class did not write: the user may edit the file.
+// Empty for a list that this class did not write: the user may edit the file.
 std::optional<Script> fromList(const QStringList& list) {
   Script script;
   for (const QString& item : list) {
@@ -81,7 +81,7 @@ std::filesystem::path Registry::defaultFile() {
 bool Registry::put(const std::string& key, const Script& script, bool persistent) {
   if (persistent && !file_.empty()) {
     QSettings store(fileName(file_), QSettings::IniFormat);
-    // Most runs change nothing; they leave the file alone.
+    // Most runs change nothing and then do not touch the file.
     const QStringList list = toList(script);
     if (!store.contains(settingsKey(key)) || store.value(settingsKey(key)).toStringList() != list) {
       store.setValue(settingsKey(key), list);

@@ -1,6 +1,6 @@
-// The store behind the descriptor registry suite: scripts under a string key.
+// The store behind the descriptor registry suite: scripts under string keys.
 //
-// Persistent entries live in a settings file that several processes may share: one value an entry,
+// Persistent entries live in a settings file that several processes may share: one value per entry,
 // a list of "key=true" or "key=false". Other entries live as long as the object.
 #pragma once
 
@@ -15,7 +15,7 @@
 
 namespace host {
 
-// What a scripting descriptor holds: booleans under four-character keys, in order.
+// The content of a scripting descriptor: booleans under four-character keys, in order.
 using Script = std::vector<std::pair<FourCharCode, bool>>;
 
 class Registry {
@@ -26,8 +26,8 @@ public:
   // registry.ini in the program's folder of the user's configuration.
   static std::filesystem::path defaultFile();
 
-  // The newest entry under the key wins, whether it persists or not. False if a persistent entry
-  // could not be written; it is then kept in memory.
+  // The newest entry under a key wins, persistent or not. False if a persistent entry could not be
+  // written; it then stays in memory.
   bool put(const std::string& key, const Script& script, bool persistent);
   std::optional<Script> get(const std::string& key) const;
 

@@ -1,8 +1,7 @@
-// Scripting descriptors, as the filter reads and writes them, and the keyed collections of the
-// action descriptor suite.
+// Scripting descriptors for the filter, and the keyed collections of the action descriptor suite.
 //
-// A scripting descriptor is a handle, because the plug-in disposes of it as one: its block holds
-// the entries one behind the other, four bytes of key and one of value.
+// A scripting descriptor is a handle, because the plug-in disposes of it as a handle. Its block
+// holds the entries in sequence, four bytes of key and one of value each.
 #pragma once
 
 #include <algorithm>
@@ -14,10 +13,10 @@
 #include "host/scripting/Registry.h"
 #include "hostapi/Procs.h"
 
-// A descriptor being read.
+// A descriptor that is being read.
 struct HostReadToken {
   host::Script script;
-  size_t next = 0;            // entry that getKey gives next
+  size_t next = 0;            // entry that getKey returns next
   HostResult failure = noErr; // of the reading so far
 };
 
@@ -31,17 +30,17 @@ struct HostActionDescriptor {
 
 namespace host {
 
-// Sets a key's value, in its place or as a new last entry.
+// Sets a key's value; a new key goes to the end.
 void setEntry(Script& script, FourCharCode key, bool value);
 const bool* findEntry(const Script& script, FourCharCode key); // null: none
 
-// Handle of a new block with the script, or null without memory. It is the host's own and not
+// Handle of a new block with the script, or null if out of memory. The host owns it; it is not
 // counted.
 Handle makeDescriptor(BlockStore& handles, const Script& script);
-// Nothing for a null or unknown descriptor, and for a block of another shape.
+// Empty for a null or unknown descriptor, and for a block with another layout.
 std::optional<Script> readDescriptor(BlockStore& handles, ScriptDescriptor descriptor);
 
-// Objects lent to the plug-in by address; an address that is not lent is refused.
+// Objects lent to the plug-in by address; other addresses are refused.
 template <class Object> class Lent {
 public:
   Object* lend(Object object) {

@@ -1,4 +1,5 @@
-// displayPixels: an 8-bit RGB block drawn into a surface of 32 bits a pixel, clipped on all sides.
+// displayPixels: draws an 8-bit RGB block into a surface of 32 bits per pixel, clipped on all
+// sides.
 #include <algorithm>
 
 #include "host/session/Host.h"
@@ -8,9 +9,9 @@ namespace host {
 HostResult displayPixels(const PSPixelMap* map, const VRect* srcRect, int32_t dstRow,
                          int32_t dstCol, void* surface) {
   auto* target = static_cast<DisplaySurface*>(surface);
-  if (map->imageMode != plugInModeRGBColor || !map->baseAddr) // every image that the filter takes
-    return filterBadParameters;                               // is of this mode
-  // From a row or column of the map to that of the surface.
+  if (map->imageMode != plugInModeRGBColor || !map->baseAddr) // the filter takes only images
+    return filterBadParameters;                               // of this mode
+  // Offset from a row or column of the map to that of the surface.
   const int64_t down = int64_t(dstRow) - srcRect->top, along = int64_t(dstCol) - srcRect->left;
   const int64_t top = std::max<int64_t>({srcRect->top, map->bounds.top, -down});
   const int64_t left = std::max<int64_t>({srcRect->left, map->bounds.left, -along});

@@ -38,8 +38,8 @@ HostResult setHandleSize(Host& host, Handle handle, int32_t size) {
 void* lockHandle(Host& host, Handle handle, Boolean) { return host.handles.lock(identity(handle)); }
 void unlockHandle(Host& host, Handle handle) { host.handles.unlock(identity(handle)); }
 
-// The filter writes its settings while no thread of its team runs, so that between questions of
-// the team they change under the lock only.
+// The filter writes its settings while none of its team's threads run; between two abort questions
+// of the team, the settings therefore change only under the lock.
 void letSettingsBeAdjusted(Host& host) {
   if (host.settingsAdjusted || !host.runSettings)
     return;
@@ -48,7 +48,7 @@ void letSettingsBeAdjusted(Host& host) {
     host.settingsAdjusted = host.options.adjustSettings(host.runSettings);
 }
 
-// A callback of the program that throws counts as a wish to stop.
+// If a callback of the program throws, this counts as a wish to stop.
 Boolean abortProc() {
   Host* host = currentHost();
   if (!host)
@@ -63,7 +63,7 @@ Boolean abortProc() {
   return host->stopWanted;
 }
 
-// Threads report their rows in any order; the program sees a number that only grows.
+// Threads report their rows in any order; the program gets a number that only grows.
 void progressProc(int32_t done, int32_t total) {
   Host* host = currentHost();
   if (!host)
@@ -84,8 +84,9 @@ void progressProc(int32_t done, int32_t total) {
   }
 }
 
-// Who has stopped the run gets nothing more out of it. Bands at full rate after reduced ones are no
-// longer a preview's: the filter works, and asks by itself only when it has them all.
+// After the user has stopped the run, the filter gets no more pixels. Bands at full rate after
+// reduced ones mean that the preview is over: the filter works, and itself asks for an abort only
+// after it has all bands.
 HostResult advanceState(Host& host) {
   const bool isReduced = host.record.inputRate > fullRate;
   host.previewed = host.previewed || isReduced;
@@ -102,8 +103,8 @@ Rect16 cut(const VRect& r) {
   return {side(r.top), side(r.left), side(r.bottom), side(r.right)};
 }
 
-// Box around the pixels that the selection takes; the whole document without a selection. Empty if
-// a selection takes none.
+// Bounding box of the selected pixels; the whole document without a selection. Empty if no pixel is
+// selected.
 VRect selectedRect(const Document& document) {
   VRect box{0, 0, document.height(), document.width()};
   const std::vector<uint8_t>& weights = document.selection();

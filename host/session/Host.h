@@ -1,7 +1,7 @@
 // The state behind the procedures of one session, and those procedures.
 //
-// A procedure of the interface has no context argument: it serves the session whose plug-in call
-// runs at the moment.
+// A procedure of the interface has no context argument: it serves the session whose plug-in call is
+// running.
 #pragma once
 
 #include <atomic>
@@ -18,10 +18,10 @@
 
 namespace host {
 
-// The progress of a run, counted by the calls of progressProc. A call is one step done, whichever
-// number it carries: threads that count without a lock may report a number twice.
+// The progress of a run, counted by the calls of progressProc. Each call is one finished step,
+// whatever its number says: threads that count without a lock may report a number twice.
 struct Steps {
-  int32_t announced = 0; // total of the newest call; 0 before the first
+  int32_t announced = 0; // total of the last call; 0 before the first
   int32_t reported = 0;  // calls with this total
   int32_t shown = -1;    // highest number passed to the program
   bool complete() const { return announced > 0 && reported >= announced; }
@@ -42,7 +42,7 @@ struct Host {
   DescriptorParameters descriptorParameters{};
   Transfer transfer;
 
-  Registry ownRegistry; // for options that name none
+  Registry ownRegistry; // used if the options name none
   Registry& registry;
   Lent<HostReadToken> readTokens;
   Lent<HostWriteToken> writeTokens;
@@ -54,22 +54,22 @@ struct Host {
   } suiteCounts;
 
   std::atomic<bool> stopWanted = false; // the user has asked to stop during this run
-  void* runSettings = nullptr;          // block of parameters during the start selector, else null
-  std::mutex settingsLock; // guards what lies behind it against other threads' questions
+  void* runSettings = nullptr; // block of parameters during the start selector, otherwise null
+  std::mutex settingsLock; // protects the settings behind it against questions from other threads
   std::atomic<bool> settingsAdjusted =
-      true;                // this run's settings stand, or no program changes them
-  std::mutex progressLock; // guards steps and the program's progress callback
+      true;                // this run's settings are final, or the program does not change them
+  std::mutex progressLock; // protects steps and the program's progress callback
   Steps steps;
-  bool previewed = false; // this run has asked for reduced bands, as a preview does
+  bool previewed = false; // this run has requested reduced bands, as a preview does
 
-  // Fills the record anew for a run.
+  // Fills the record for a new run.
   void prepareRecord();
 };
 
-// The host whose call runs, or null. Callable from any thread.
+// The host whose call is running, or null. Safe from any thread.
 Host* currentHost();
 
-// Makes a host the current one for its lifetime. Only one at a time: acquired() is false while
+// Makes a host the current one for its lifetime. There can be only one: acquired() is false while
 // another session's call runs.
 class CurrentHost {
 public:
@@ -82,9 +82,9 @@ private:
   bool acquired_;
 };
 
-// A procedure of the interface around a function that serves it: Proc<serve, otherwise>::call. No
-// exception may unwind through the plug-in, so one (which is memory running out) gives `otherwise`,
-// as does a call that comes while no session runs.
+// A procedure of the interface that calls a function: Proc<serve, otherwise>::call. No exception
+// may unwind through the plug-in, so an exception (out of memory) returns `otherwise`, and so does
+// a call while no session runs.
 template <auto serve, auto otherwise = 0> struct Proc;
 template <class Result, class... Arguments, Result (*serve)(Host&, Arguments...), auto otherwise>
 struct Proc<serve, otherwise> {
@@ -112,7 +112,7 @@ SPBasicSuite* basicSuite();
 HostResult displayPixels(const PSPixelMap* map, const VRect* srcRect, int32_t dstRow,
                          int32_t dstCol, void* surface);
 
-// Fills the procedure slots that have no use.
+// Fills unused procedure slots.
 HostResult unusedProc();
 
 } // namespace host

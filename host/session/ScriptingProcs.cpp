@@ -32,7 +32,7 @@ Boolean getKey(Host& host, ReadToken token, FourCharCode* key, FourCharCode* typ
   return true;
 }
 
-// The value of the key that getKey gave last.
+// The value of the key that getKey returned last.
 HostResult getBoolean(Host& host, ReadToken token, Boolean* value) {
   if (!host.readTokens.has(token))
     return filterBadParameters;

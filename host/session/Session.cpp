@@ -24,7 +24,7 @@ intptr_t identity(Handle handle) { return reinterpret_cast<intptr_t>(handle); }
 
 RunOutcome refused(std::string why) { return {filterBadParameters, false, std::move(why)}; }
 
-// What the call gives, or that memory ran out in it.
+// Returns the call's outcome, or an outcome that says that memory ran out.
 template <class Call> RunOutcome attempt(Call call) {
   try {
     return call();
@@ -49,9 +49,9 @@ struct Session::State : Host {
 
   const Module& module;
   PropertyList propertyList;
-  std::string brokenList;            // what is wrong with the module's own; empty: nothing
-  intptr_t data = 0;                 // the plug-in's word
-  ScriptDescriptor played = nullptr; // what this run was given to play
+  std::string brokenList; // what is wrong with the module's own property list; empty: nothing
+  intptr_t data = 0;      // the plug-in's word
+  ScriptDescriptor played = nullptr; // the descriptor that this run plays
   std::optional<Recording> recorded;
 };
 
@@ -94,10 +94,10 @@ CallOutcome Session::State::call(int16_t selector, FilterRecord* callRecord) {
   CallOutcome outcome;
   callInTeam(options.threads,
              [&] { outcome = PluginMain(module.entry(), selector, callRecord, &data); });
-  // An exception skips the plug-in's own unlocking.
+  // After an exception the plug-in does not unlock its blocks.
   if (outcome.threw)
     handles.unlockAll();
-  // Settings made by a call that failed may not hold the plug-in's defaults.
+  // Settings from a failed call may not hold the plug-in's defaults.
   if (outcome.result != noErr && !settingsBefore && record.parameters) {
     handles.release(identity(record.parameters));
     record.parameters = nullptr;
@@ -112,8 +112,8 @@ RunOutcome Session::State::outcomeOf(const CallOutcome& call) const {
   return outcome;
 }
 
-// False: there is no memory for the descriptor. The plug-in would take a null one for a run from
-// the menu, and open its dialog.
+// False: there is no memory for the descriptor. The plug-in would take a null descriptor for a run
+// from the menu, and open its dialog.
 bool Session::State::offerRecording(const Recording* recording, int16_t playInfo) {
   played = recording ? makeDescriptor(handles, recording->script) : nullptr;
   const int16_t recordInfo = recording ? recording->recordInfo : plugInDialogOptional;
@@ -123,7 +123,8 @@ bool Session::State::offerRecording(const Recording* recording, int16_t playInfo
   return !recording || played;
 }
 
-// Keeps what the plug-in wrote, and disposes of what it was given if it has not done so itself.
+// Keeps what the plug-in wrote, and disposes of the played descriptor if the plug-in has not done
+// so.
 void Session::State::takeRecorded() {
   const ScriptDescriptor left = std::exchange(descriptorParameters.descriptor, nullptr);
   recorded.reset();
@@ -135,8 +136,8 @@ void Session::State::takeRecorded() {
       handles.release(id);
 }
 
-// From the first selector to finish, until one fails. A start that succeeds although the user wants
-// to stop is finished in good order.
+// Calls the selectors from `first` to finish, until one fails. If start succeeds although the user
+// wants to stop, finish is still called.
 CallOutcome Session::State::callSelectors(int16_t first) {
   CallOutcome last;
   for (int16_t selector = first; selector <= filterSelectorFinish; selector++) {

@@ -1,4 +1,4 @@
-// SPBasicSuite: the suites of this host by name and version.
+// SPBasicSuite: this host's suites by name and version.
 #include <cstring>
 
 #include "host/session/Host.h"

@@ -1,8 +1,8 @@
-// The one allocator: uninitialised, aligned, owned blocks of the heap, for images, maps, matrices
-// and what a host lends.
+// The only allocator: uninitialised, aligned, owned heap blocks for images, maps, matrices and the
+// blocks that a host lends.
 //
-// Large blocks are aligned for huge pages and ask the system for them: the first touch of a float
-// image of 24 megapixels in pages of 4 KB costs more time than correcting its pixels.
+// Large blocks are aligned for huge pages and request them: the first touch of a 24-megapixel float
+// image in 4 KB pages costs more time than correcting its pixels.
 #pragma once
 
 #include <malloc.h>
@@ -19,23 +19,23 @@
 constexpr size_t hugePageBytes = size_t(2) << 20;
 constexpr size_t vectorAlignment = 64; // bytes of the widest vector
 
-// `alignment` is a power of two, at most hugePageBytes. Null when there is no memory; 0 bytes give
-// a block too. Released with freeHeap.
+// `alignment` is a power of two, at most hugePageBytes. Returns null if out of memory; 0 bytes give
+// a block too. Release with freeHeap.
 inline void* allocateHeap(size_t bytes, size_t alignment = vectorAlignment) {
   if (bytes > size_t(std::numeric_limits<ptrdiff_t>::max()) - hugePageBytes)
     return nullptr;
-  const bool isLarge = bytes >= 2 * hugePageBytes; // below, part of a huge page would be shared
+  const bool isLarge = bytes >= 2 * hugePageBytes; // smaller blocks would share a huge page
   const size_t unit = isLarge ? hugePageBytes : std::max(alignment, vectorAlignment);
   const size_t padded = std::max((bytes + unit - 1) / unit, size_t(1)) * unit;
   void* block = std::aligned_alloc(unit, padded);
   if (block && isLarge)
-    madvise(block, padded, MADV_HUGEPAGE); // a wish: small pages serve too
+    madvise(block, padded, MADV_HUGEPAGE); // a hint: small pages work too
   return block;
 }
 
 inline void freeHeap(void* block) { std::free(block); }
 
-// Gives what many small blocks have left behind back to the system.
+// Returns free heap memory, as many small blocks leave it behind, to the system.
 inline void trimHeap() { malloc_trim(0); }
 
 struct HeapDeleter {
@@ -45,14 +45,14 @@ struct HeapDeleter {
 // Array of plain values; null until allocated.
 template <class T> using HeapArray = std::unique_ptr<T[], HeapDeleter>;
 
-// Null when there is no memory.
+// Returns null if out of memory.
 template <class T> HeapArray<T> tryAllocateArray(size_t count) {
   if (count > std::numeric_limits<size_t>::max() / sizeof(T))
     return nullptr;
   return HeapArray<T>(static_cast<T*>(allocateHeap(count * sizeof(T))));
 }
 
-// Throws std::bad_alloc when there is no memory.
+// Throws std::bad_alloc if out of memory.
 template <class T> HeapArray<T> allocateArray(size_t count) {
   HeapArray<T> array = tryAllocateArray<T>(count);
   if (!array)
@@ -60,8 +60,8 @@ template <class T> HeapArray<T> allocateArray(size_t count) {
   return array;
 }
 
-// The allocator by the names that the sparse system knows. Null for 0 bytes, for an alignment that
-// is no power of two, and when there is no memory.
+// The allocator under the names that the sparse code uses. Returns null for 0 bytes, for an
+// alignment that is not a power of two, and if out of memory.
 inline void* mkl_malloc(size_t bytes, int alignment) {
   const bool isValid = bytes > 0 && alignment > 0 && std::has_single_bit(unsigned(alignment)) &&
                        size_t(alignment) <= hugePageBytes;

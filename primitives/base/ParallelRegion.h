@@ -1,5 +1,5 @@
-// Teams of threads, and exceptions carried out of their regions: OpenMP itself ends the process
-// when one leaves a region.
+// Teams of threads that pass exceptions out of their parallel regions: OpenMP itself ends the
+// process when an exception leaves a region.
 #pragma once
 
 #include <omp.h>
@@ -10,7 +10,7 @@
 #include <cstdint>
 #include <exception>
 
-// Keeps the first exception of many bodies, on any threads.
+// Keeps the first exception from many bodies, on any threads.
 class FirstException {
 public:
   template <class Body> void guard(Body&& body) noexcept {
@@ -24,7 +24,7 @@ public:
 
   bool isCaught() const noexcept { return taken.test(); }
 
-  // Outside the region, once all bodies have ended.
+  // Call outside the region, after all bodies have ended.
   void rethrow() const {
     if (first)
       std::rethrow_exception(first);
@@ -35,8 +35,8 @@ private:
   std::exception_ptr first;
 };
 
-// Runs body(thread, team) on each thread of a team of `threads`, which the runtime may make
-// smaller. Throws the first exception of a body when all have ended.
+// Runs body(thread, team) on each thread of a team of `threads`; the runtime may make the team
+// smaller. Throws the first exception of a body after all have ended.
 template <class Body> void runOnTeam(int threads, Body&& body) {
   FirstException exception;
 #pragma omp parallel num_threads(threads)
@@ -44,8 +44,7 @@ template <class Body> void runOnTeam(int threads, Body&& body) {
   exception.rethrow();
 }
 
-// The contiguous share of `count` things that a thread of a team has; the shares differ by at
-// most 1.
+// The contiguous share of `count` items for one thread of a team; shares differ by at most 1.
 struct Share {
   int64_t begin, end; // end outside
 };
@@ -53,7 +52,7 @@ inline Share shareOf(int64_t count, int thread, int team) {
   return {count * thread / team, count * (thread + 1) / team};
 }
 
-// Runs the two at once where there are two threads.
+// Runs both at the same time if there are two threads.
 template <class First, class Second> void runBoth(int threads, First&& first, Second&& second) {
   runOnTeam(std::min(threads, 2), [&](int thread, int team) {
     if (thread == 0)
@@ -63,12 +62,12 @@ template <class First, class Second> void runBoth(int threads, First&& first, Se
   });
 }
 
-// Touches each page of a fresh block on a team, each thread its share: the system zeroes a page
-// when it is touched first, on the thread that does it.
+// Touches each page of a new block, each thread its share: the system zeroes a page on its first
+// touch, on the touching thread.
 inline void touchPages(void* block, size_t bytes, int threads) {
   constexpr size_t pageBytes = 4096;
   if (threads == 1)
-    return; // whoever writes the block touches it as fast
+    return; // the code that writes the block touches it as fast
   runOnTeam(threads, [&](int thread, int team) {
     const Share pages = shareOf(int64_t(bytes / pageBytes), thread, team);
     for (size_t page = size_t(pages.begin); page < size_t(pages.end); ++page)

@@ -1,8 +1,8 @@
-// Short vectors of numbers, as the compiler's vector extension has them: one vocabulary for all
-// kernels.
+// Short vectors of numbers with the compiler's vector extension; all kernels use these types.
 //
-// Operators work lane by lane, and with a plain number on either side. A comparison gives -1 (true)
-// or 0 in each lane, and `condition ? a : b` chooses by lane. __builtin_convertvector converts.
+// Operators work lane by lane, also with a plain number on either side. A comparison gives -1
+// (true) or 0 in each lane, and `condition ? a : b` selects by lane. __builtin_convertvector
+// converts.
 #pragma once
 
 #include <cstdint>
@@ -14,7 +14,7 @@ using UInt4 = uint32_t __attribute__((vector_size(16)));
 using Double4 = double __attribute__((vector_size(32)));
 using Byte16 = uint8_t __attribute__((vector_size(16)));
 
-// Lanes of the widest vectors of 32-bit numbers that the level has.
+// Lanes of the level's widest vector of 32-bit numbers.
 #if defined(__AVX512F__)
 constexpr int32_t widestLanes = 16;
 #elif defined(__AVX__)
@@ -25,8 +25,8 @@ constexpr int32_t widestLanes = 4;
 using FloatV = float __attribute__((vector_size(widestLanes * 4)));
 using IntV = int32_t __attribute__((vector_size(widestLanes * 4)));
 
-// Memory may have any alignment. Templates, because their symbols carry the vector's width: objects
-// of two levels do not share them.
+// Memory may have any alignment. These are templates, so that their symbols contain the vector's
+// width and objects of two levels do not share them.
 template <class Vector> Vector loadVector(const void* from) {
   Vector v;
   std::memcpy(&v, from, sizeof v);

@@ -10,10 +10,10 @@ namespace {
 
 constexpr int32_t singularMatrix = -10;
 
-// Quadratic convergence makes six sweeps ample; the bound is for matrices that are not finite.
+// Quadratic convergence needs fewer than six sweeps; the bound stops matrices that are not finite.
 constexpr int mostSweeps = 20;
 
-// Turns row and column p and q of the symmetric matrix so that element (p, q) vanishes, and the
+// Rotates rows and columns p and q of the symmetric matrix so that element (p, q) vanishes, and the
 // columns of v with them.
 void rotate(double (&a)[3][3], double* v, int p, int q) {
   // The smaller root of t^2 + 2*theta*t - 1, the tangent of the angle (Golub & Van Loan, Matrix
@@ -35,7 +35,8 @@ void rotate(double (&a)[3][3], double* v, int p, int q) {
   }
 }
 
-// Too small, beside the diagonal elements of its row and column, to change the eigenvalues.
+// True if the element is too small, relative to the two diagonal elements, to change the
+// eigenvalues.
 bool isNegligible(const double (&a)[3][3], int p, int q) {
   return std::abs(a[p][q]) <= 1e-17 * std::sqrt(std::abs(a[p][p])) * std::sqrt(std::abs(a[q][q]));
 }
@@ -70,7 +71,7 @@ int32_t invert3x3(const double* source, double* inverse) {
     largest = std::max(largest, std::abs(source[k]));
   if (!(largest > 0) || !std::isfinite(largest))
     return singularMatrix;
-  // Brought near 1 by a power of two, exactly: products of three elements keep within the range.
+  // Scales by a power of two, which is exact, to about 1: products of three elements stay in range.
   const int exponent = std::ilogb(largest);
   double scaled[9], result[9];
   for (int k = 0; k < 9; ++k)
@@ -97,7 +98,7 @@ void eigenSymmetric3x3(const double* source, double* values, double* vectors) {
         turned = 1;
       }
   }
-  // Three compared pairs sort three values.
+  // Three comparisons sort three values.
   for (const auto& [p, q] : {std::pair{0, 1}, {1, 2}, {0, 1}})
     if (a[p][p] < a[q][q]) {
       std::swap(a[p][p], a[q][q]);

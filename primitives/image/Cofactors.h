@@ -1,10 +1,10 @@
-// Inverse of a 3 by 3 matrix by cofactors, in double, for the inverses of either precision.
+// Inverse of a 3 by 3 matrix by cofactors in double precision, for both precisions of callers.
 #pragma once
 
 #include <cmath>
 
-// Nine elements in, nine out, both row by row or both column by column. False when the determinant
-// is zero or not finite; the inverse is then as the division leaves it.
+// Nine elements in and nine out, both in row order or both in column order. Returns false if the
+// determinant is zero or not finite; `inverse` then holds the result of the division.
 inline bool invertByCofactors(const double (&m)[9], double (&inverse)[9]) {
   const double cofactors[9] = {
       m[4] * m[8] - m[5] * m[7], m[2] * m[7] - m[1] * m[8], m[1] * m[5] - m[2] * m[4],

@@ -1,14 +1,15 @@
-// Minimum over a rectangular window with a cost that the window does not change.
+// Minimum over a rectangular window, at a cost that does not depend on the window's size.
 //
 // M. van Herk, "A fast algorithm for local minimum and maximum filters on rectangular and octagonal
 // kernels", Pattern Recognition Letters 13 (1992), and J. Gil, M. Werman, "Computing 2-D min,
-// median and max filters", IEEE PAMI 15 (1993): cut an axis into blocks as long as the window; then
-// a window is the end of one block and the beginning of the next, and its minimum that of a running
-// minimum to the block's end ("suffix") and one from the block's beginning ("prefix").
+// median and max filters", IEEE PAMI 15 (1993). Cut an axis into blocks as long as the window: a
+// window is then the end of one block and the beginning of the next. Its minimum is the smaller of
+// two running minima: from the window's start to the end of the first block ("suffix"), and from
+// the start of the second block to the window's end ("prefix").
 //
-// Rows first, each as it is needed, then columns, a whole row at a time. The suffixes of the column
-// pass stand in the destination itself, where the result will be, so that the work buffer is four
-// rows.
+// The row pass runs on demand, row by row; the column pass works on whole rows. The column pass
+// keeps its suffixes in the destination, where it later writes the result, so that the work buffer
+// is only four rows.
 #include <algorithm>
 #include <limits>
 
@@ -19,14 +20,15 @@ namespace {
 
 constexpr int64_t workRows = 4;
 
-// One axis of the window.
+// The window on one axis.
 struct Window {
   int64_t length; // of the image on this axis
   int64_t side;   // of the window
-  int64_t anchor; // pixels of the window before its own
+  int64_t anchor; // window pixels before the pixel itself
 };
 
-// The window of every pixel of a row. prefix, suffix: a row each; out may be prefix.
+// The minimum of every pixel's window in a row. prefix and suffix are one row each; out may be
+// prefix.
 void minimumOfRow(const float* in, Window w, float* prefix, float* suffix, float* out) {
   for (int64_t begin = 0; begin < w.length; begin += w.side) {
     const int64_t end = std::min(begin + w.side, w.length);
@@ -39,7 +41,8 @@ void minimumOfRow(const float* in, Window w, float* prefix, float* suffix, float
   }
   const int64_t last = w.length - 1;
   const int64_t lastBlock = last / w.side * w.side;
-  // Windows that begin before the image, lie inside, end behind it in another block, in the same.
+  // In this order: windows that begin before the image; that lie inside; that end behind it, in
+  // another block; the same in one block.
   int64_t x = 0;
   for (; x < std::min(w.anchor, w.length); ++x)
     storePixel(out, x, loadPixel(prefix, std::min(x - w.anchor + w.side - 1, last)));
@@ -62,17 +65,17 @@ void smallerRow(float* inOut, const float* other, int64_t width) {
 
 void copyRow(float* to, const float* from, int64_t width) { std::copy(from, from + 4 * width, to); }
 
-// The column pass. Row r of the row pass is the top of the window of destination row r + anchor:
-// there it is written, there it becomes the suffix from r to its block's end, and there the result
-// is put together. Rows that are no window's top are only wanted as `tail`, their minimum.
+// The column pass. Row r of the row pass is the top of the window of destination row r + anchor.
+// The pass writes it there, turns it there into the suffix from r to its block's end, and forms the
+// result there. Rows that are not the top of a window count only for `tail`, their minimum.
 struct ColumnPass {
   const float* source;
   int32_t sourceStep;
   float* destination;
   int32_t destinationStep;
   Window across, down;
-  float* prefix; // the minimum from the beginning of the newest row's block
-  float* tail;   // over the rows without a place in the newest row's block
+  float* prefix; // minimum from the beginning of the newest row's block
+  float* tail;   // minimum of those rows of the newest block that have no place
   float *rowPrefix, *rowSuffix;
 
   int64_t blockOf(int64_t r) const { return r / down.side * down.side; }
@@ -82,7 +85,7 @@ struct ColumnPass {
   void takeRow(int64_t r) {
     const int64_t block = blockOf(r);
     const bool startsTail = !hasPlace(r) && (r == block || hasPlace(r - 1));
-    // A row without a place of its own may overwrite its prefixes: each is read before that.
+    // A row without a place may overwrite its prefixes: each is read before it is written.
     float* row = hasPlace(r) ? placeOf(r) : startsTail ? tail : rowPrefix;
     minimumOfRow(rowOf(source, sourceStep, r), across, rowPrefix, rowSuffix, row);
     if (r == block)

@@ -1,9 +1,9 @@
 // Resampling of float images: area mean (super-sampling) and bilinear.
 //
-// What an axis contributes (which source pixels, with which weights) is worked out once for each
-// destination column, into the work buffer, and once for each destination row. The pixels then pass
-// in one sweep over the source: each destination row is made by itself, by one thread, from the
-// source rows that it covers.
+// For each axis, the code computes which source pixels contribute with which weights: once per
+// destination column, into the work buffer, and once per destination row. The pixels then pass in
+// one sweep over the source: one thread makes each destination row from the source rows that it
+// covers.
 #include <algorithm>
 #include <cmath>
 #include <limits>
@@ -15,20 +15,20 @@ namespace {
 
 thread_local int primitiveThreads = 1;
 
-// Ends of an interval this close to a pixel's edge stand on it: what rounding leaves of i / factor
-// must not draw in a neighbour. Far above the rounding at 2000000 pixels, far below a float's
-// weight.
+// An interval end this close to a pixel's edge counts as on the edge, so that the rounding of i /
+// factor does not include a neighbour. Far above the rounding error at 2000000 pixels, far below
+// the precision of a float weight.
 constexpr double edgeTolerance = 1e-7;
 
-// The mean over an interval of one axis: weights of the pixel where it begins, of the pixels inside
-// and of the pixel where it ends. They sum to 1.
+// The mean over an interval of one axis: the weights of the first pixel, of the inner pixels and of
+// the last pixel. They sum to 1.
 struct Coverage {
   int32_t first;
-  int32_t count; // pixels touched; 1: only firstWeight counts
+  int32_t count; // pixels touched; 1: only firstWeight is used
   float firstWeight, innerWeight, lastWeight;
 };
 
-// The two neighbours of a position on one axis, and how far it is from the left to the right one.
+// The two neighbours of a position on one axis, and its distance from the left one (0 to 1).
 struct Neighbours {
   int32_t left, right;
   float fraction;
@@ -42,7 +42,7 @@ double onEdge(double position) {
 Coverage coverageOf(int32_t i, double factor, double shift, int32_t length) {
   const double begin = std::clamp(onEdge(i / factor + shift), 0.0, double(length));
   const double end = std::clamp(onEdge((i + 1.0) / factor + shift), 0.0, double(length));
-  if (end <= begin) // wholly outside
+  if (end <= begin) // completely outside
     return {std::min(int32_t(begin), length - 1), 1, 1, 0, 0};
   const int32_t first = int32_t(begin);
   const int32_t last = int32_t(std::ceil(end)) - 1;
@@ -59,8 +59,8 @@ Neighbours neighboursOf(int32_t i, double factor, double shift, int32_t length) 
   return {left, std::min(left + 1, length - 1), float(centre - left)};
 }
 
-// out = (or +=, when it is not the first row) weight times the means of the columns over one source
-// row. One row at a time reads the source as one stream, which measured faster than several.
+// out = (or +=, after the first row) weight times the means of the columns over one source row. One
+// row at a time reads the source as one stream; in measurements this is faster than several rows.
 void addRow(const float* source, float weight, const Coverage* columns, int32_t width, float* out,
             bool isFirst) {
   for (int32_t x = 0; x < width; ++x) {
@@ -103,8 +103,8 @@ void linearRow(const float* source, int32_t step, const Neighbours& rows, const 
   }
 }
 
-// Runs makeRow(first source pixel, its step, the row's axis entry, the columns' entries, width, row
-// of the destination) for every destination row.
+// Calls makeRow(first source pixel, its step, the row's axis entry, the columns' entries, width,
+// destination row) for every destination row.
 template <typename Entry, typename AxisEntry, typename MakeRow>
 void resample(const float* source, int32_t sourceStep, PrimitiveRect sourceRect, float* destination,
               int32_t destinationStep, PrimitiveRect destinationRect, double xFactor,

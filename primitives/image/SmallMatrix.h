@@ -1,4 +1,4 @@
-// 3 by 3 single-precision inverse and product. Strides in bytes. Safe from any thread.
+// 3 by 3 single-precision inverse and product. Strides are in bytes. Safe from any thread.
 #pragma once
 
 #include <cstdint>
@@ -8,11 +8,10 @@ constexpr int32_t smallMatrixBadSize = -6;
 constexpr int32_t smallMatrixNullPointer = -8;
 constexpr int32_t smallMatrixSingular = -10;
 
-// Inverse by cofactors, which are formed in double: the covariance of a flat window has cofactors
-// that cancel all but a few bits of a float. work: 13 floats of the caller's own, their content
-// open afterwards; source and destination may overlap. Returns 0, or a negative status when the
-// matrix is singular or not finite (destination as the division leaves it), a pointer is null or
-// the size is not 3.
+// Inverse by cofactors. The cofactors are computed in double, because for the covariance of a flat
+// window they cancel all but a few bits of a float. work: 13 floats of scratch space; source and
+// destination may overlap. Returns 0, or a negative status if the matrix is singular or not finite
+// (the destination then holds the result of the division), a pointer is null or the size is not 3.
 int32_t invert3x3(const float* source, int32_t sourceRowStride, int32_t sourceElementStride,
                   float* work, float* destination, int32_t destinationRowStride,
                   int32_t destinationElementStride, int32_t size);

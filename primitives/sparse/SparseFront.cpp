@@ -9,12 +9,12 @@ namespace {
 FloatV load(const float* p) { return loadVector<FloatV>(p); }
 void store(float* p, FloatV v) { storeVector(p, v); }
 
-// Columns of a tile: with two vectors of rows its sums, two factors and one more fit the registers.
+// Columns of a tile: the sums for two vectors of rows, two factors and one more fit the registers.
 constexpr int32_t tileColumns = widestLanes == 16 ? 12 : 6;
-// Pivots of a panel between two passes over the rest of the front: what a pass reads of the panel
-// stays in the nearest caches.
+// Pivots that the panel advances between two passes over the rest of the front: the part of the
+// panel that a pass reads stays in the nearest caches.
 constexpr int32_t blockPivots = 96;
-// Columns of a team's share of a pass.
+// Columns of one work share of a pass when a team splits it.
 constexpr int32_t shareColumns = 8 * tileColumns;
 
 // The factor of one tile's triangle.
@@ -24,8 +24,8 @@ struct Triangle {
 };
 
 // c -= rows * columns^T over `depth` columns of the panel; with a triangle, then c * triangle^-T.
-// The products are summed apart and taken from c once: that rounds at the size of the products
-// rather than at that of c, and the solution comes out several times closer.
+// The code sums the products separately and subtracts them from c once. The rounding then depends
+// on the size of the products, not on that of c, and the solution is several times more accurate.
 template <int vectors, int count, bool solve>
 inline void tile(float* c, ptrdiff_t strideC, const float* rows, const float* columns,
                  ptrdiff_t stride, int32_t depth, [[maybe_unused]] const Triangle* triangle) {
@@ -64,8 +64,8 @@ inline void tile(float* c, ptrdiff_t strideC, const float* rows, const float* co
       store(c + q * strideC + v * widestLanes, sum[q][v]);
 }
 
-// Rows [begin, end), whole vectors, of a strip of columns. c, rows: row 0 of the strip and of the
-// panel; columns: the panel's rows that have the numbers of the strip's columns.
+// Rows [begin, end), whole vectors, of a strip of columns. c and rows: row 0 of the strip and of
+// the panel; columns: the panel's rows that belong to the strip's columns.
 template <int count, bool solve>
 void strip(float* c, ptrdiff_t strideC, int32_t begin, int32_t end, const float* rows,
            const float* columns, ptrdiff_t stride, int32_t depth, const Triangle* triangle) {
@@ -86,7 +86,7 @@ void stripOf(int32_t columns, Arguments... arguments) {
 
 constexpr int32_t wholeVectors(int32_t row) { return row - row % widestLanes; }
 
-// Cholesky factor of the first columns of `block`, column by column with tileColumns rows or more.
+// Cholesky factor of the first columns of `block`, whose columns have at least tileColumns rows.
 Pivoting factoriseTriangle(const float* block, ptrdiff_t stride, int32_t columns,
                            Triangle& triangle) {
   for (int32_t q = 0; q < columns; ++q) {
@@ -108,7 +108,8 @@ Pivoting factoriseTriangle(const float* block, ptrdiff_t stride, int32_t columns
   return Pivoting::positive;
 }
 
-// Columns [begin, end) of the panel, tile by tile, each updated by those of the block before it.
+// Factorises columns [begin, end) of the panel, tile by tile; the earlier columns of the block
+// update each tile.
 Pivoting factoriseBlock(const Front& front, int32_t begin, int32_t end) {
   constexpr int32_t blockRows = (tileColumns + widestLanes - 1) / widestLanes * widestLanes;
   const int32_t stride = frontStride(front.rows);
@@ -132,8 +133,8 @@ Pivoting factoriseBlock(const Front& front, int32_t begin, int32_t end) {
   return Pivoting::positive;
 }
 
-// What the pivots [begin, end) take from columns [first, last) of the front, of which those from
-// the number of pivots on are the update's.
+// Subtracts the contribution of pivots [begin, end) from columns [first, last) of the front.
+// Columns from the number of pivots on belong to the update.
 void subtract(const Front& front, int32_t begin, int32_t end, int32_t first, int32_t last) {
   const int32_t stride = frontStride(front.rows), strideC = frontStride(front.rows - front.pivots);
   const float* done = front.panel + ptrdiff_t(begin) * stride;
@@ -152,10 +153,11 @@ void subtract(const Front& front, int32_t begin, int32_t end, int32_t first, int
   }
 }
 
-// Columns that a substitution takes at a time, so that w is read once for all of them.
+// Columns that a substitution processes at once, so that it reads w once for all of them.
 constexpr int solveColumns = 4;
 
-// The solution at the pivots j to j + count - 1, and what they take from the rows below.
+// Computes the solution at the pivots j to j + count - 1, and subtracts their part from the rows
+// below.
 template <int count>
 void forward(const float* panel, ptrdiff_t stride, int32_t rows, int32_t j, float* w) {
   const float* column[count];
@@ -175,8 +177,8 @@ void forward(const float* panel, ptrdiff_t stride, int32_t rows, int32_t j, floa
   }
 }
 
-// The solution at the pivots j to j + count - 1 from that of the rows below. A column's scalar
-// product with them has a sum in each lane.
+// Computes the solution at the pivots j to j + count - 1 from the rows below. The scalar product of
+// a column keeps one sum per lane.
 template <int count>
 void backward(const float* panel, ptrdiff_t stride, int32_t rows, int32_t j, float* w) {
   const float* column[count];

@@ -1,9 +1,9 @@
-// Dense kernels of one front, in single precision: partial Cholesky factorisation, and the solves.
+// Dense single-precision kernels for one front: partial Cholesky factorisation, and the solves.
 //
-// A front of m rows and k pivots is kept as a panel, the factor's columns of the pivots, and an
-// update, what is left of the other rows; lower triangles, column by column. What lies above a
-// diagonal is scratch. The arithmetic of an entry depends neither on the team nor on its tile, so
-// any number of threads gives the same bits.
+// A front of m rows and k pivots consists of a panel (the factor's columns for the pivots) and an
+// update (the remaining rows and columns). Both are lower triangles, stored column by column; the
+// part above the diagonal is scratch. The arithmetic of an entry depends neither on the team nor on
+// its tile, so that the result is the same, bit for bit, for any number of threads.
 #pragma once
 
 #include <cstddef>
@@ -11,11 +11,12 @@
 
 #include "primitives/base/Vector.h"
 
-// Floats that may be read (not written) beyond the last column of a panel.
+// Floats beyond the last column of a panel that the kernels may read, but do not write.
 constexpr int32_t frontSlack = 4 * widestLanes;
 
-// Distance of the columns of a matrix of this many rows: whole vectors, and in large ones an odd
-// number of them, for columns a power of two apart would share a few cache sets.
+// Distance between columns of a matrix with this many rows, in floats: a whole number of vectors.
+// For large matrices this number is odd, because columns a power of two apart would share a few
+// cache sets.
 constexpr int32_t frontStride(int32_t rows) {
   constexpr int32_t large = 128;
   const int32_t vectors = (rows + widestLanes - 1) / widestLanes;
@@ -31,12 +32,13 @@ struct Front {
   bool team;            // the caller's team may share the work
 };
 
-// Panel = factor's columns, update -= lower * lower^T.
+// Replaces the panel by the factor's columns; update -= lower * lower^T.
 Pivoting factorise(const Front& front);
 
-// w: m floats, the right-hand side at the pivots and 0 below. Comes back with the solution of the
-// triangle at the pivots, and what has to be added to the other rows.
+// w: m floats; on entry the right-hand side at the pivots and 0 below. On return the triangle's
+// solution at the pivots, and below the values to add to the other rows.
 void solveForward(const float* panel, int32_t rows, int32_t pivots, float* w);
 
-// w: m floats, the solution at the rows below the pivots. The pivots are turned into theirs.
+// w: m floats; on entry the pivots' forward solution, and the solution at the rows below. On return
+// the pivots hold their solution.
 void solveBackward(const float* panel, int32_t rows, int32_t pivots, float* w);

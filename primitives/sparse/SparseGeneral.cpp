@@ -27,7 +27,7 @@ GeneralFactorOwner factoriseGeneral(const SparseStructure& structure, const floa
                                     bool symmetric) {
   GeneralFactorOwner factor(new GeneralFactor);
   factor->lu.compute(expand(structure, values, symmetric));
-  // Every failure leaves a message; info() is not set when the first memory is not there.
+  // Every failure sets a message; info() is not set if the first allocation fails.
   return factor->lu.lastErrorMessage().empty() ? std::move(factor) : nullptr;
 }
 

@@ -1,5 +1,5 @@
-// Sparse LU factorisation with pivoting, for matrices that have no Cholesky factor: unsymmetric
-// ones, and symmetric ones that are not positive definite. Slow and seldom taken. Single precision.
+// Sparse LU factorisation with pivoting, for matrices without a Cholesky factor: unsymmetric ones,
+// and symmetric ones that are not positive definite. Slow and rarely used. Single precision.
 #pragma once
 
 #include <memory>
@@ -12,8 +12,8 @@ struct GeneralFactorDelete {
 };
 using GeneralFactorOwner = std::unique_ptr<GeneralFactor, GeneralFactorDelete>;
 
-// The structure is an upper triangle when `symmetric`, else the whole matrix. Null when a column
-// has no pivot left; throws std::bad_alloc.
+// The structure is an upper triangle if `symmetric`, otherwise the whole matrix. Returns null if a
+// column has no pivot left; throws std::bad_alloc.
 GeneralFactorOwner factoriseGeneral(const SparseStructure& structure, const float* values,
                                     bool symmetric);
 

@@ -8,13 +8,13 @@
 
 namespace {
 
-// All that the factorisation of a front reads and writes.
+// Everything that the factorisation of a front reads and writes.
 struct Job {
   const FrontTree& tree;
   const float* values;
   const std::vector<int64_t>& panelStart;
   float* panels;
-  std::vector<HeapArray<float>> updates; // [fronts] from a front's factorisation to its parent's
+  std::vector<HeapArray<float>> updates; // [fronts] each lives until its parent is factorised
   std::atomic<Pivoting> state{Pivoting::positive};
   FirstException exception;
 
@@ -31,7 +31,7 @@ void addMatrix(const Job& job, int32_t front, const Front& dense) {
   }
 }
 
-// Columns [begin, end) of a child's update into the front.
+// Adds columns [begin, end) of a child's update to the front.
 void addColumns(const Job& job, int32_t child, const Front& dense, int32_t begin, int32_t end) {
   const FrontTree& tree = job.tree;
   const int32_t* place = tree.place.data() + tree.rowStart[child];
@@ -61,9 +61,9 @@ void addChild(const Job& job, int32_t child, const Front& dense) {
     addColumns(job, child, dense, begin, std::min(begin + columnsOfShare, count));
 }
 
-// team: the threads of the caller's team wait for tasks.
+// team: the threads of the caller's team are waiting for tasks.
 void eliminate(Job& job, int32_t front, bool team) {
-  constexpr double flopOfTeam = 2e6; // for less, waking the team takes longer
+  constexpr double flopOfTeam = 2e6; // below this, waking the team takes longer than the work
   const FrontTree& tree = job.tree;
   const int32_t rows = tree.size(front), pivots = tree.pivots(front);
   const int64_t panelFloats = job.panelStart[front + 1] - job.panelStart[front];
@@ -89,12 +89,12 @@ void eliminateRange(Job& job, int32_t begin, int32_t end, bool team) {
   });
 }
 
-// The front that takes a front's update; for a root the number behind the last front.
+// The front that receives a front's update; for a root, the number after the last front.
 int32_t above(const FrontTree& tree, int32_t front) {
   return tree.parent[front] < 0 ? tree.fronts : tree.parent[front];
 }
 
-// Work of each front and all that is below it; at the end, of all.
+// Work of each front and everything below it, in operations; the last element is the total.
 std::vector<double> subtreeFlop(const FrontTree& tree) {
   std::vector<double> flop(size_t(tree.fronts) + 1, 0);
   for (int32_t f = 0; f < tree.fronts; ++f) {
@@ -104,18 +104,18 @@ std::vector<double> subtreeFlop(const FrontTree& tree) {
   return flop;
 }
 
-// A range of fronts that one thread works on: a small subtree, or one of the fronts above them, in
-// whose work the team may share.
+// A range of fronts that one thread works on: a small subtree, or one of the fronts above the
+// subtrees, whose work the team may share.
 struct Piece {
-  int32_t begin, end; // end outside; its last front is the highest
-  int32_t parent;     // of that one; the number behind the last front for a root
+  int32_t begin, end; // end outside; its last front is the topmost
+  int32_t parent;     // of the topmost front; for a root the number after the last front
   bool isShared;
 };
 
 // In ascending order.
 std::vector<Piece> piecesFor(const FrontTree& tree, int threads) {
-  // No subtree of one piece is more than this part of a thread's even share of the work, so that
-  // the threads end together.
+  // Largest share of a thread's fair part of the work that a subtree in one piece may have, so that
+  // the threads finish at about the same time.
   constexpr double largestPiece = 0.25;
   const std::vector<double> flop = subtreeFlop(tree);
   const double limit =
@@ -132,9 +132,9 @@ std::vector<Piece> piecesFor(const FrontTree& tree, int threads) {
   return pieces;
 }
 
-// Runs body(piece) on a team for each of the pieces [first, last), which are in ascending order,
-// children before their parents, or in descending order, parents first. Their fronts' places in
-// `first` of the tree stand for them where one waits for another. The body must not throw.
+// Runs body(piece) on a team for each of the pieces [first, last): in ascending order, children
+// before their parents, or in descending order, parents first. For OpenMP's dependences, the
+// elements of the tree's `first` represent the pieces' fronts. The body must not throw.
 template <class Iterator, class Body>
 void runPieces(const FrontTree& tree, Iterator first, Iterator last, int threads, Body body) {
   [[maybe_unused]] const int32_t* front = tree.first.data();
@@ -150,8 +150,9 @@ void runPieces(const FrontTree& tree, Iterator first, Iterator last, int threads
   }
 }
 
-// The forward substitution of one front. What it takes from the rows below its pivots waits in
-// `given` for the parent, who adds it up child by child: in one order, whatever the team.
+// The forward substitution of one front. Its contribution to the rows below its pivots waits in
+// `given` until the parent adds the contributions of its children, always in the same order, for
+// any team.
 void forwardFront(const FrontTree& tree, const CholeskyFactor& factor, int32_t f, float* y,
                   float* given, float* w) {
   const int32_t pivots = tree.pivots(f), rows = tree.size(f);
@@ -182,7 +183,7 @@ Pivoting factorise(const FrontTree& tree, const float* values, int threads,
                    CholeskyFactor& factor) {
   factor.panels.reset();
   factor.panelStart.assign(size_t(tree.fronts) + 1, 0);
-  // With room behind each panel: the next one may be another thread's, who writes it.
+  // Leaves slack behind each panel: another thread may be writing the next panel.
   for (int32_t f = 0; f < tree.fronts; ++f)
     factor.panelStart[f + 1] =
         factor.panelStart[f] + int64_t(tree.pivots(f)) * frontStride(tree.size(f)) + frontSlack;

@@ -2,8 +2,8 @@
 //
 // Each front is assembled from the matrix and from the updates of its children, then factorised (I.
 // Duff, J. Reid, The multifrontal solution of indefinite sparse symmetric linear equations, 1983).
-// On a team a small subtree is one task, and each front above them another, whose work the threads
-// share. The result is the same, bit for bit, for any number of threads.
+// In a team, a small subtree is one task; each front above these subtrees is a task whose work the
+// threads share. The result is the same, bit for bit, for any number of threads.
 #pragma once
 
 #include "primitives/base/HeapBlock.h"
@@ -11,21 +11,21 @@
 #include "primitives/sparse/SparseSymbolic.h"
 
 struct CholeskyFactor {
-  HeapArray<float> panels;         // null until there is a factor
+  HeapArray<float> panels;         // null before the factorisation
   std::vector<int64_t> panelStart; // [fronts + 1] into the panels
 };
 
-// values: as the structure's ja. Throws std::bad_alloc.
+// values: in the order of the structure's ja. Throws std::bad_alloc.
 Pivoting factorise(const FrontTree& tree, const float* values, int threads, CholeskyFactor& factor);
 
-// What a substitution works in.
+// Work space of a substitution.
 struct SubstitutionRoom {
-  std::vector<float> y;                 // [unknowns] the solution by pivots
-  std::vector<float> given;             // as the tree's rows: what each front leaves to its parent
-  std::vector<std::vector<float>> rows; // of one front, for each thread
+  std::vector<float> y;     // [unknowns] the solution in pivot order
+  std::vector<float> given; // parallel to the tree's `row`: what each front leaves to its parent
+  std::vector<std::vector<float>> rows; // of one front, one per thread
 };
 SubstitutionRoom roomFor(const FrontTree& tree, int threads); // throws std::bad_alloc
 
-// x: right-hand side on entry, solution on return, by unknowns. On as many threads as the room has
-// rows for; the same bits for any number.
+// x: right-hand side on entry, solution on return, in the order of the unknowns. Uses as many
+// threads as the room has rows for; the result has the same bits for any number.
 void solve(const FrontTree& tree, const CholeskyFactor& factor, float* x, SubstitutionRoom& room);

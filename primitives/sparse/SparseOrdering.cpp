@@ -8,7 +8,7 @@
 
 namespace {
 
-// Unknown k is the pixel in column k % width of row k / width; an entry ties it to pixels at most
+// Unknown k is the pixel in column k % width and row k / width; an entry ties it to pixels at most
 // reachX columns and reachY rows away.
 struct Grid {
   int32_t width, height, reachX, reachY;
@@ -18,10 +18,10 @@ struct Box {
   int32_t left, top, right, bottom; // right and bottom outside
 };
 
-// A box of this many pixels is not cut further: its strips would be as large as its halves.
+// A box of up to this many pixels is not cut further: its strips would be as large as its halves.
 constexpr int64_t leafPixels = 24;
 
-// No entry reaches round the left or right edge of the grid. Only unknowns near an edge can.
+// True if no entry wraps around the left or right edge of the grid. Only unknowns near an edge can.
 bool staysInRows(const SparseStructure& s, const Grid& grid) {
   for (int32_t i = 0, x = 0; i < s.n; ++i, x = x + 1 == grid.width ? 0 : x + 1) {
     if (x >= grid.reachX && x < grid.width - grid.reachX)
@@ -33,7 +33,7 @@ bool staysInRows(const SparseStructure& s, const Grid& grid) {
   return true;
 }
 
-// On a grid with reach r the differences column - row are 0..r, w-r..w+r, 2w-r..2w+r and so on.
+// On a grid with reach r, the differences column - row are 0..r, w-r..w+r, 2w-r..2w+r and so on.
 bool findGrid(const SparseStructure& s, Grid& grid) {
   std::vector<uint8_t> seen(s.n, 0);
   for (int32_t i = 0; i < s.n; ++i)
@@ -55,11 +55,11 @@ bool findGrid(const SparseStructure& s, Grid& grid) {
   return width > 2 * grid.reachX && staysInRows(s, grid);
 }
 
-// Row by row, so that the pixels beside a piece of a strip are neighbours in the order.
+// Emits row by row, so that pixels next to each other in a strip are neighbours in the order.
 void emit(const Grid& grid, const Box& box, int32_t n, std::vector<int32_t>& order) {
   for (int32_t y = box.top; y < box.bottom; ++y)
     for (int32_t x = box.left; x < box.right; ++x)
-      if (const int64_t k = int64_t(y) * grid.width + x; k < n) // the last row may be a part of one
+      if (const int64_t k = int64_t(y) * grid.width + x; k < n) // the last row may be incomplete
         order.push_back(int32_t(k));
 }
 
@@ -85,7 +85,7 @@ void dissect(const Grid& grid, const Box& box, int32_t n, std::vector<int32_t>& 
 
 std::vector<int32_t> minimumDegree(const SparseStructure& s) {
   const ZeroBased upper(s);
-  const std::vector<char> values(upper.column.size()); // the order does not depend on them
+  const std::vector<char> values(upper.column.size()); // the order does not depend on the values
   // A row of the upper triangle is a column of the lower one.
   const Eigen::Map<const Eigen::SparseMatrix<char, Eigen::ColMajor, int32_t>> lower(
       s.n, s.n, s.entries(), upper.start.data(), upper.column.data(), values.data());

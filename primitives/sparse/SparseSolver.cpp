@@ -1,4 +1,4 @@
-// The phases of the direct solver: checks, the handle, the choice of the factorisation, refinement.
+// The phases of the direct solver: checks, the handle, choice of the factorisation, refinement.
 #include "primitives/sparse/SparseSolver.h"
 
 #include <algorithm>
@@ -18,22 +18,22 @@ constexpr int32_t phaseAnalyse = 11, phaseFactorise = 22, phaseSolve = 33, phase
 constexpr int32_t indexSolutionOnB = 5, indexRefinement = 7;
 constexpr int32_t errorInput = -1, errorMemory = -2, errorNumerical = -4, errorPhase = -10;
 
-// More threads than any solve can feed; to start them may fail, which would end the process.
+// More threads than any solve can use; starting more may fail, and that would end the process.
 constexpr int mostThreads = 64;
 thread_local int threadCount = 1;
 
-// All that belongs to a handle.
+// Everything that belongs to a handle.
 struct Solver {
   bool symmetric;
   SparseStructure structure;
   FrontTree tree;          // symmetric matrices only
-  CholeskyFactor cholesky; // at most one of the two is there
+  CholeskyFactor cholesky; // at most one of the two exists
   GeneralFactorOwner general;
 
   bool hasFactor() const { return cholesky.panels || general || structure.n == 0; }
 };
 
-// The first words of the handle are the solver's address.
+// The first words of the handle hold the solver's address.
 Solver* solverBehind(const int32_t* pt) {
   Solver* solver;
   std::memcpy(&solver, pt, sizeof solver);
@@ -46,7 +46,7 @@ void release(int32_t* pt) {
   setSolver(pt, nullptr);
 }
 
-// The columns of a row ascend, so its first and its last tell of all.
+// The columns of a row ascend, so it is enough to check the first and the last.
 bool isConsistent(const SparseStructure& s, bool symmetric) {
   if (s.n <= 0 || s.ia[0] != 1)
     return s.n == 0;
@@ -64,7 +64,7 @@ int32_t analysePhase(int32_t* pt, const SparseStructure& structure, bool symmetr
   release(pt);
   if (!isConsistent(structure, symmetric))
     return errorInput;
-  constexpr int32_t mostEntries = 1 << 29; // both triangles and the order's room fit 32-bit indices
+  constexpr int32_t mostEntries = 1 << 29; // both triangles and the ordering fit 32-bit indices
   if (structure.entries() > mostEntries)
     return errorMemory;
   auto solver = std::make_unique<Solver>(Solver{symmetric, structure, {}, {}, {}});
@@ -119,14 +119,14 @@ float largest(const std::vector<float>& v) {
   return most;
 }
 
-// Iterative refinement. A step removes all but the part of the error that the step itself is of the
-// solution. So when the square of that part is below the last bit, another step would find nothing.
-// False: the first step is more than half of the solution.
+// Iterative refinement. Let r be the size of a step relative to the solution. The step reduces the
+// error by about this factor, so when r squared is below the last bit, another step changes
+// nothing. Returns false if the first step is larger than half the solution.
 template <class BackSolve>
 bool refine(const Solver& solver, const float* values, const float* b, int32_t mostSteps,
             std::vector<float>& x, BackSolve backSolve) {
   constexpr float lastStep = 1.7e-4f; // sqrt(2^-25)
-  constexpr float leastGain = 0.5f;   // of a solution that has a correct digit
+  constexpr float leastGain = 0.5f;   // in relation to a solution that has a correct digit
   std::vector<float> step(x.size());
   std::vector<double> sum(x.size());
   float before = leastGain * largest(x);
@@ -135,7 +135,7 @@ bool refine(const Solver& solver, const float* values, const float* b, int32_t m
     backSolve(step);
     const float size = largest(step);
     if (size > before)
-      return k > 0; // the steps do not converge: what is there is the best there is
+      return k > 0; // the steps do not converge: this solution is the best available
     before = size;
     for (size_t i = 0; i < x.size(); ++i)
       x[i] += step[i];
@@ -159,7 +159,7 @@ int32_t solvePhase(const Solver& solver, const float* values, const int32_t* ipa
       solve(solver.tree, solver.cholesky, v.data(), room);
   };
   backSolve(x);
-  // A right-hand side without numbers has a solution without: no fault of the matrix.
+  // A right-hand side that is not finite has such a solution, too: this is no fault of the matrix.
   if (allFinite(b, n) &&
       (!refine(solver, values, b, iparm[indexRefinement], x, backSolve) || !allFinite(x.data(), n)))
     return errorNumerical;
@@ -190,7 +190,7 @@ void PARDISO(int32_t* pt, const int32_t*, const int32_t*, const int32_t* mtype,
   else
     *error =
         *phase == phaseFactorise ? factorisePhase(*solver, a) : solvePhase(*solver, a, iparm, b, x);
-} catch (const std::exception&) { // no memory, or a vector longer than any memory
+} catch (const std::exception&) { // out of memory, or a vector longer than any memory
   *error = errorMemory;
 }
 

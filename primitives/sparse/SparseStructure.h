@@ -1,10 +1,10 @@
-// The structure of a sparse matrix, row by row, as the solver's callers have it.
+// The structure of a sparse matrix, row by row, in the layout of the solver's callers.
 #pragma once
 
 #include <cstdint>
 #include <vector>
 
-// A view: the arrays are the caller's. Of a symmetric matrix the upper triangle, with every
+// A view: the caller owns the arrays. A symmetric matrix is stored as its upper triangle with every
 // diagonal entry.
 struct SparseStructure {
   int32_t n;         // unknowns
@@ -14,7 +14,7 @@ struct SparseStructure {
   int32_t entries() const { return n > 0 ? ia[n] - 1 : 0; }
 };
 
-// The same with indices from 0, owned, as Eigen wants them.
+// The same with indices from 0, owned, in Eigen's layout.
 struct ZeroBased {
   std::vector<int32_t> start, column;
 

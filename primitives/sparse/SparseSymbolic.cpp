@@ -9,7 +9,7 @@ namespace {
 
 using Ints = std::vector<int32_t>;
 
-// The neighbours of each unknown, in both triangles.
+// The neighbours of each unknown, from both triangles.
 struct Graph {
   std::vector<int64_t> start; // [n + 1]
   Ints neighbour;
@@ -18,7 +18,7 @@ struct Graph {
 Graph bothTriangles(const SparseStructure& s) {
   Graph graph;
   graph.start.assign(size_t(s.n) + 2, 0);
-  int64_t* fill = graph.start.data() + 1; // one ahead: filling moves each start to its place
+  int64_t* fill = graph.start.data() + 1; // shifted by one: filling moves each start to its place
   auto eachPair = [&](auto&& visit) {
     for (int32_t i = 0; i < s.n; ++i)
       for (int32_t p = s.ia[i]; p < s.ia[i + 1] - 1; ++p) // the diagonal comes first
@@ -71,7 +71,7 @@ struct Elimination {
   }
 };
 
-// parent[k]: the first row below the diagonal of the factor's column k, or -1.
+// parent[k]: the first row below the diagonal in column k of the factor, or -1.
 Ints eliminationTree(const Elimination& e) {
   Ints parent(e.size(), -1), shortcut(e.size(), -1);
   for (int32_t k = 0; k < e.size(); ++k)
@@ -89,8 +89,9 @@ Ints eliminationTree(const Elimination& e) {
   return parent;
 }
 
-// Numbers the tree so that each subtree is an unbroken range that ends with its root, children in
-// their old order. Gives the old number of each new one, and turns the parents into new numbers.
+// Renumbers the tree so that each subtree is a contiguous range that ends with its root, with
+// children in their old order. Returns the old number of each new one, and changes the parents to
+// new numbers.
 Ints postorder(Ints& parent) {
   const auto n = int32_t(parent.size());
   Ints head(n, -1), next(n, -1), old;
@@ -103,7 +104,7 @@ Ints postorder(Ints& parent) {
   old.reserve(n);
   for (int32_t k = roots; k >= 0;) {
     if (const int32_t child = head[k]; child >= 0) {
-      head[k] = -1; // on the way back up there is nothing left below
+      head[k] = -1; // nothing is left below on the way back up
       k = child;
       continue;
     }
@@ -120,10 +121,11 @@ Ints postorder(Ints& parent) {
   return old;
 }
 
-// Entries of each column of the factor, the diagonal with it. Row r of the factor is a subtree of
-// the elimination tree with r at its top. A weight of 1 at each leaf of it, -1 where the paths of
-// two leaves in turn meet, and -1 above r sum, over all that is below a node, to 1 inside the
-// subtree and 0 outside: the counts are these sums over all rows.
+// Number of entries in each column of the factor, the diagonal included. Row r of the factor is a
+// subtree of the elimination tree with root r. Give each leaf of it the weight 1, each meeting
+// point of the paths of two successive leaves the weight -1, and the parent of r the weight -1. The
+// sum of all weights at and below a node is then 1 inside the subtree and 0 outside; the counts are
+// these sums over all rows.
 Ints columnCounts(const Elimination& e, const Ints& parent) {
   const int32_t n = e.size();
   Ints count(n, 0), firstBelow(n), lastLeaf(n, -1), above(n);
@@ -140,7 +142,7 @@ Ints columnCounts(const Elimination& e, const Ints& parent) {
   for (int32_t k = 0; k < n; ++k) {
     auto visit = [&](int32_t row) {
       if (lastLeaf[row] >= firstBelow[k])
-        return; // an entry of this row stands below k: no leaf
+        return; // this row has an entry below k, so k is no leaf
       ++count[k];
       if (lastLeaf[row] >= 0)
         --count[meet(lastLeaf[row])];
@@ -159,11 +161,11 @@ Ints columnCounts(const Elimination& e, const Ints& parent) {
   return count;
 }
 
-// A supernode on its way to a front.
+// A supernode that becomes a front.
 struct Supernode {
   int32_t first, pivots, size; // first column, columns, rows of the front
   int32_t parent,
-      into; // supernode above; the one that has taken this one in, or -1
+      into; // parent supernode; the supernode that absorbed this one, or -1
 };
 
 std::vector<Supernode> supernodes(const Ints& parent, const Ints& count, Ints& superOf) {
@@ -183,15 +185,15 @@ std::vector<Supernode> supernodes(const Ints& parent, const Ints& count, Ints& s
   return list;
 }
 
-// Time of a front in nanoseconds, fitted to measurements on one core with 8-lane multiply-add: the
-// bookkeeping of a front, setting up and solving with an entry of the factor, adding an entry of
-// the update into the parent, an operation.
+// Estimated time of a front in nanoseconds, fitted to measurements on one core with 8-lane
+// multiply-add. The terms: bookkeeping per front, setting up and solving with an entry of the
+// factor, adding an entry of the update to the parent, one arithmetic operation.
 double frontTime(double m, double k) {
   constexpr double perFront = 400, perEntry = 1.0, perUpdate = 0.5, perFlop = 0.02;
   return perFront + perEntry * m * k + perUpdate * (m - k) * (m - k) + perFlop * frontFlop(m, k);
 }
 
-// Takes children into their parents where that saves time. Rows of a child beyond its pivots are
+// Merges children into their parents if that saves time. The rows of a child below its pivots are
 // rows of the parent, so the merged front has the parent's rows and the child's pivots.
 void mergeChildren(std::vector<Supernode>& list) {
   const auto count = int32_t(list.size());
@@ -213,7 +215,7 @@ void mergeChildren(std::vector<Supernode>& list) {
       head[node.parent] = s;
     }
   }
-  for (int32_t s = count; s-- > 0;) { // what has been taken in stands below its taker
+  for (int32_t s = count; s-- > 0;) { // an absorbed supernode comes before the one that absorbed it
     Supernode& node = list[s];
     if (node.into >= 0 && list[node.into].into >= 0)
       node.into = list[node.into].into;
@@ -233,8 +235,8 @@ void listChildren(FrontTree& tree) {
     }
 }
 
-// Numbers what is left of the supernodes as fronts, and the pivots front by front. Gives the old
-// number of each new pivot.
+// Numbers the remaining supernodes as fronts, and the pivots front by front. Returns the old number
+// of each new pivot.
 Ints layOutFronts(const std::vector<Supernode>& list, FrontTree& tree) {
   Ints front(list.size(), -1);
   tree.fronts = 0;
@@ -254,7 +256,7 @@ Ints layOutFronts(const std::vector<Supernode>& list, FrontTree& tree) {
 
   Ints old(tree.unknowns), next(tree.first);
   for (size_t s = 0; s < list.size(); ++s) {
-    // A supernode's own columns, not those that it took in.
+    // A supernode's own columns, without those of absorbed supernodes.
     const int32_t end = s + 1 < list.size() ? list[s + 1].first : tree.unknowns;
     const int32_t f = front[list[s].into < 0 ? int32_t(s) : list[s].into];
     for (int32_t k = list[s].first; k < end; ++k)
@@ -263,7 +265,8 @@ Ints layOutFronts(const std::vector<Supernode>& list, FrontTree& tree) {
   return old;
 }
 
-// Row r stands in each front from those of its entries up to the one that eliminates it.
+// Row r belongs to each front on the path from the fronts of its entries to the one that eliminates
+// it.
 void fillRows(const Elimination& e, const Ints& frontOf, FrontTree& tree) {
   tree.row.resize(tree.rowStart[tree.fronts]);
   std::vector<int64_t> fill(tree.rowStart);
@@ -294,12 +297,12 @@ void fillEntries(const SparseStructure& s, const Elimination& e, FrontTree& tree
   tree.entrySource.resize(fill[s.n]);
   eachEntry([&](int32_t i, int32_t j, int32_t source) {
     const int32_t at = fill[std::min(i, j)]++;
-    tree.entryPlace[at] = std::max(i, j); // a row in pivot numbers until fillPlaces
+    tree.entryPlace[at] = std::max(i, j); // a row in pivot numbers; fillPlaces converts it
     tree.entrySource[at] = source;
   });
 }
 
-// Rows as places in a front, once for all factorisations.
+// Converts rows to places in a front, once for all factorisations.
 void fillPlaces(FrontTree& tree) {
   tree.place.resize(tree.row.size());
   tree.run.resize(tree.row.size());

@@ -1,10 +1,11 @@
-// Symbolic phase of the multifrontal factorisation: which fronts there are, and where entries go.
+// Symbolic phase of the multifrontal factorisation: finds the fronts and the place of each entry.
 //
-// From the order: elimination tree (J. Liu, The role of elimination trees in sparse factorization,
-// 1990), entries of each column (J. Gilbert, E. Ng, B. Peyton, 1994), supernodes, and their relaxed
-// merging where fewer and larger fronts cost less time than the zeros they hold (C. Ashcraft, R.
-// Grimes, 1989). A front is a dense lower triangle of m rows: its k pivots first, then the rows
-// that they update. The subtree of each front is an unbroken range of fronts that ends with it.
+// From the order follow the elimination tree (J. Liu, The role of elimination trees in sparse
+// factorization, 1990), the number of entries in each column (J. Gilbert, E. Ng, B. Peyton, 1994),
+// the supernodes, and their relaxed merging: fewer and larger fronts, where they save more time
+// than their extra zeros cost (C. Ashcraft, R. Grimes, 1989). A front is a dense lower triangle of
+// m rows: its k pivots first, then the rows that they update. The subtree of each front is a
+// contiguous range of fronts; the front itself is the last one.
 #pragma once
 
 #include "primitives/sparse/SparseStructure.h"
@@ -18,11 +19,11 @@ struct FrontTree {
   std::vector<int32_t> sibling;     // [fronts] next child of the same parent, -1 for none
   std::vector<int64_t> rowStart;    // [fronts + 1] into the next three
   std::vector<int32_t> row;         // rows below the pivots, as pivot numbers, ascending
-  std::vector<int32_t> place;       // the row of the parent's front that each of them is
-  std::vector<int32_t> run;         // how many places, from each one on, follow one another
+  std::vector<int32_t> place;       // the row's place in the parent's front
+  std::vector<int32_t> run;         // number of consecutive places from this one on
   std::vector<int32_t> entryStart;  // [unknowns + 1] matrix entries of each pivot's column
   std::vector<int32_t> entryPlace;  // their row in the front
-  std::vector<int32_t> entrySource; // their position in the matrix's values
+  std::vector<int32_t> entrySource; // their index in the matrix's values
 
   int32_t pivots(int32_t front) const { return first[front + 1] - first[front]; }
   int32_t updates(int32_t front) const { return int32_t(rowStart[front + 1] - rowStart[front]); }

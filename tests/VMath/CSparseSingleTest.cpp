@@ -32,8 +32,8 @@ TEST(CSparseSingle, GrowsByDoubling) {
     EXPECT_EQ(m.rowCapacity, 16);
     EXPECT_EQ(m.rows, 9);
     EXPECT_EQ(m.cols, 0);
-    EXPECT_EQ(m.element(7, 3), 2.5f); // moved along
-    EXPECT_EQ(m.element(2, 1), 0.0f); // and stored now
+    EXPECT_EQ(m.element(7, 3), 2.5f); // moved with the row maps
+    EXPECT_EQ(m.element(2, 1), 0.0f); // and now stored
     expectCompressed(m, {1, 1, 1, 2, 2, 2, 2, 2, 3, 4}, {2, 4, 41}, {0, 2.5, 3.5});
     m.element(1000, 0) = 1;
     EXPECT_EQ(m.rowCapacity, 1024);
@@ -52,7 +52,7 @@ TEST(CSparseSingle, FixedModeReservesTheDenseBound) {
   EXPECT_EQ(m.nonZeros, 20);
   EXPECT_EQ(m.rowIndexCount, 5);
   EXPECT_EQ(m.rowIndices[0], 0); // nothing to solve yet
-  m.element(3, 99) = 1;          // cols is not asked
+  m.element(3, 99) = 1;          // cols does not matter
   m.element(3, 2) = 2;
   m.element(0, 1) = 3;
   m.compress();
@@ -60,7 +60,7 @@ TEST(CSparseSingle, FixedModeReservesTheDenseBound) {
   for (const void* block : {(void*)m.rowIndices, (void*)m.columnIndices, (void*)m.values})
     EXPECT_EQ(reinterpret_cast<uintptr_t>(block) % 128, 0u);
   m.element(3, 2) = 4;
-  // The structure is unchanged: the arrays are used again.
+  // The structure is unchanged: the arrays are reused.
   expectCompressed(m, {1, 2, 2, 2, 4}, {2, 3, 100}, {3, 4, 1});
   EXPECT_EQ(m.values, before);
 }
@@ -84,7 +84,7 @@ std::mt19937 engine(5);
 int below(int n) { return int(engine() % unsigned(n)); }
 float weight() { return std::uniform_real_distribution<float>(-1, 1)(engine); }
 
-// A matrix and the same densely in double.
+// A matrix, sparse and dense in double precision.
 struct Both {
   CSparseSingle sparse{0, 0};
   Eigen::MatrixXd dense;
@@ -98,7 +98,7 @@ struct Both {
     if (symmetric)
       dense(j, i) = dense(i, j);
   }
-  // What is thrown, up to its marker; empty when nothing is.
+  // The message of the exception, up to its marker; empty if there is none.
   std::string solve(VectorXf& b, VectorXf& x, bool onB = true) {
     sparse.compress();
     try {
@@ -110,8 +110,8 @@ struct Both {
   }
 };
 
-// Symmetric: definite, with one negative diagonal, a saddle point. Unsymmetric: with and without a
-// diagonal.
+// Symmetric: definite, with one negative diagonal entry, a saddle point. Unsymmetric: with and
+// without a diagonal.
 TEST(CSparseSingle, SolvesDefiniteIndefiniteAndUnsymmetricMatrices) {
   constexpr int n = 150;
   for (const bool onB : {true, false}) {
@@ -132,13 +132,13 @@ TEST(CSparseSingle, SolvesDefiniteIndefiniteAndUnsymmetricMatrices) {
       EXPECT_EQ(m.solve(b, x, onB), "");
       const VectorXf expected = m.dense.fullPivLu().solve(right.cast<double>()).cast<float>();
       EXPECT_LT((x - expected).norm(), 1e-6 * expected.norm()) << &m - kinds;
-      EXPECT_EQ(b, onB ? x : right); // the work vector holds the solution too
+      EXPECT_EQ(b, onB ? x : right); // the work vector holds the solution, too
     }
   }
 }
 
-// Singular by construction, in whole numbers, so that no rounding hides it: definite but for the
-// constants, indefinite, rows that sum to nothing, an empty row or column.
+// Singular by construction, in whole numbers, so that no rounding hides it: definite except for the
+// constants, indefinite, rows that sum to zero, an empty row or column.
 TEST(CSparseSingle, RefusesSingularMatricesOfEverySize) {
   for (int n = 1; n < 300; n += 1 + n / 6) {
     Both definite(n, true), indefinite(n, true), zeroSums(n, false), hole(n, false);
@@ -157,7 +157,7 @@ TEST(CSparseSingle, RefusesSingularMatricesOfEverySize) {
   }
 }
 
-// The message keeps its marker and never tells the number; the place keeps its two backslashes.
+// The message keeps its marker and never contains the number; the place keeps its two backslashes.
 TEST(CSparseSingle, FailuresTellTheirPhase) {
   const auto told = [](std::string phase, std::string line) {
     return "PARDISO error during " + phase + R"(: %d File: "VMath\\CSparseSingle" Line: )" + line;
@@ -172,7 +172,7 @@ TEST(CSparseSingle, FailuresTellTheirPhase) {
   EXPECT_EQ(solved(1, 2), told("symbolic factorization", "88"));
   EXPECT_EQ(solved(NAN, -1), told("numerical factorization", "98"));
   EXPECT_EQ(solved(1e-20f, -1), told("solution", "109"));
-  // Arrays that do not belong to the rows: of before, none, and none left.
+  // Arrays that do not match the rows: old ones, none yet, and none because memory ran out.
   CSparseSingle grown(0, 0), fixed(3, 3), starved(0, 0);
   grown.element(0, 0) = fixed.element(0, 0) = starved.element(0, 0) = 1;
   grown.compress();
@@ -188,7 +188,8 @@ TEST(CSparseSingle, FailuresTellTheirPhase) {
     EXPECT_THROW(m->solve(b, x, false, true), VException);
 }
 
-// Each request for memory fails in turn, until a run gets through: an exception, and nothing lost.
+// Each request for memory fails in turn, until a run succeeds: every failure is an exception, and
+// nothing leaks.
 TEST(CSparseSingle, EveryRequestForMemoryMayFail) {
   for (const auto& [threads, first] : {std::pair{1, 12}, {2, 12}, {1, -9}}) {
     mkl_set_num_threads(threads);

@@ -1,4 +1,4 @@
-// The dense classes against Eigen in double.
+// The dense classes against Eigen in double precision.
 #include <gmock/gmock.h>
 
 #include <Eigen/Dense>
@@ -31,7 +31,7 @@ void expectSame(const Matrix& m, const MatrixXd& expected, double tolerance = 0)
 }
 bool isEmpty(const Matrix& m) { return !m.data && m.nRows == 0 && m.nCols == 0; }
 
-// The lines that `print` writes through qDebug.
+// The lines that `print` writes with qDebug.
 template <class Print> std::string printed(Print print) {
   static std::string lines;
   lines.clear();
@@ -52,8 +52,8 @@ TEST(Matrix, Products) {
     Matrix sum = from(start);
     sum.multiply(from(a), from(c), -1.5, 0.25);
     expectSame(sum, -1.5 * a * c + 0.25 * start, 1e-13);
-    // A vector of another length is made anew, and no old value shines through; one that lies
-    // stays.
+    // A vector of another length is allocated anew, and no old value remains; a row vector of the
+    // right length stays a row.
     const MatrixXd old = MatrixXd::Random(1, rows);
     Matrix y, longer = from(MatrixXd::Random(rows + 1, 1)), lying = from(old);
     for (Matrix* target : {&y, &longer}) {
@@ -68,7 +68,7 @@ TEST(Matrix, Products) {
 TEST(Matrix, SingularValuesRebuildWhatIsFinite) {
   for (const auto& [rows, cols] : sizes) {
     const MatrixXd a = MatrixXd::Random(rows, cols);
-    Matrix U(2, 9), S, Vt; // what they held is dropped
+    Matrix U(2, 9), S, Vt; // their old content is dropped
     Matrix::svd(from(a), U, S, Vt);
     MatrixXd diagonal = MatrixXd::Zero(rows, cols);
     diagonal.diagonal() = a.jacobiSvd().singularValues();
@@ -106,7 +106,7 @@ TEST(Matrix, ElementsRowsAndColumns) {
                                                  {A.row(rows - 1), a.row(rows - 1)},
                                                  {A.column(cols - 1), a.col(cols - 1)},
                                                  {turned, a.transpose()},
-                                                 {line, a.reshaped()}, // column after column
+                                                 {line, a.reshaped()}, // column by column
                                                  {identity, MatrixXd::Identity(rows, cols)},
                                                  {A.homogeneous().scaled(8).fromHomogeneous(), a}};
     for (const auto& [m, expected] : cases)
@@ -121,16 +121,16 @@ TEST(Matrix, ElementsRowsAndColumns) {
 }
 
 TEST(Matrix, RoundsInTheWordedPlaces) {
-  // Divided and multiplied by the reciprocal, 5/3 differs in the last bit.
+  // 5/3 and 5 times the reciprocal of 3 differ in the last bit.
   const volatile double three = 3.0;
   Matrix m = from(MatrixXd::Constant(2, 2, 5.0));
   EXPECT_EQ(m.scaledInverse(3.0).at(0, 1), 5.0 * (1.0 / three));
   EXPECT_EQ((m /= 3.0).at(1, 0), 5.0 * (1.0 / three));
-  // sqrt(1 + 1) is no float: the divisor is the nearest one.
+  // sqrt(1 + 1) is not a float: the divisor is the nearest float.
   const Matrix lines = from((MatrixXd(3, 2) << 1, 3, 1, -4, 8, 20).finished()).normalizedLines();
   EXPECT_EQ(lines.at(2, 0), 8.0 / 1.41421353816986083984375);
   expectSame(lines.column(1), Eigen::Vector3d(0.6, -0.8, 4));
-  // Equal to the threshold, just above, below the float (which is rounded up), far off.
+  // Equal to the threshold, just above it, below the float (which is rounded up), far away.
   const Eigen::Matrix2d four{{0.001f, std::nextafter(0.001f, 1.0)}, {0.001, -3}};
   EXPECT_EQ(from(four).countDifferences(Matrix(2, 2)), 2.0);
   for (const Matrix& other : {Matrix(3, 2), Matrix(2, 3), Matrix()})
@@ -175,7 +175,7 @@ TEST(Matrix, PrintsAHeadingAndItsRows) {
                    "  0.00e+00  -2.25e+01   0.00e+00 \n  0.00e+00   0.00e+00  1.00e-300 \n");
 }
 
-// At any size that doubles have: the determinant of the outer two lies far beyond their range.
+// At any magnitude of doubles: the determinants of the first and last lie far outside the range.
 TEST(VMatrix3, ArithmeticIsThatOfEigen) {
   for (const double size : {1e-150, 1e-3, 1.0, 1e150})
     for (int round = 0; round < 20; ++round) {
@@ -194,7 +194,7 @@ TEST(VMatrix3, ArithmeticIsThatOfEigen) {
   EXPECT_EQ(view(VMatrix3().inverse()), Matrix3d::Zero());
 }
 
-// Full, singular, graded, indefinite and diagonal matrices, and eigenvalues that coincide.
+// Full, singular, graded, indefinite and diagonal matrices, and matrices with equal eigenvalues.
 TEST(VMatrix3, EigenDecompositionRebuildsSymmetricMatrices) {
   constexpr double spectra[][3] = {{3, 2, 1},      {5, 0, -4}, {1, 1, 1},    {2, 2, 1e-12},
                                    {1e9, 1, 1e-9}, {0, 0, 0},  {-1, -2, -2}, {1e-200, 0, 0}};
@@ -210,12 +210,12 @@ TEST(VMatrix3, EigenDecompositionRebuildsSymmetricMatrices) {
       from3(symmetric).svd(U, S, V);
       const double tolerance = 1e-14 * values.cwiseAbs().maxCoeff();
       EXPECT_LE((view(U) * view(S) * view(V) - symmetric).norm(), tolerance);
-      EXPECT_LE((view(S) - Matrix3d(values.asDiagonal())).norm(), tolerance); // greatest first
+      EXPECT_LE((view(S) - Matrix3d(values.asDiagonal())).norm(), tolerance); // descending
       EXPECT_LT((view(U) * view(V) - Matrix3d::Identity()).norm(), 1e-14);
       EXPECT_EQ(view(V), view(U).transpose());
     }
   spoiled.element(0, 1) = spoiled.element(1, 0) = NAN;
-  spoiled.svd(U, S, V); // ends
+  spoiled.svd(U, S, V); // returns
   EXPECT_FALSE(view(S).allFinite());
 }
 

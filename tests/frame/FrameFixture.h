@@ -1,5 +1,5 @@
-// The plug-in's frame called through its entry by a real host, over a desktop on which the test
-// answers the dialog.
+// A real host calls the plug-in's frame through its entry, on a desktop where the test answers the
+// dialog.
 #pragma once
 
 #include "frame/contract/ScriptKeys.h"
@@ -25,7 +25,7 @@ protected:
   }
   ~FrameTest() override { gServices = &noServices; }
 
-  // Another document and host in place of the first. No selector is called yet.
+  // Replaces the document and the host. No selector has been called yet.
   void open(int32_t width, int32_t height, int32_t depth, host::SessionOptions options = {}) {
     in.reset();
     registry = {};
@@ -50,7 +50,7 @@ protected:
   std::optional<fixture::PlugInHost> in;
   uint8_t runEnded = 9;
 
-  // The dialog: what the user answers and ticks, and how often it was opened.
+  // The dialog: the user's answer and ticks, and how often it was opened.
   static inline intptr_t answer = 1;
   static inline int32_t ticked = 0;
   static inline int opened = 0;

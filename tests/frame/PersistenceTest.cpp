@@ -1,4 +1,4 @@
-// The export flag's way through a run: registry, script, dialog and back, with every call failing.
+// The export flag's path through a run: registry, script, dialog and back, with every call failing.
 #include "tests/frame/FrameFixture.h"
 
 namespace {
@@ -9,7 +9,7 @@ class Persistence : public FrameTest {
 protected:
   Persistence() { reset(); }
 
-  // A fresh host before the start selector, each of whose calls can fail.
+  // A new host before the start selector; each of its calls can fail.
   void reset() {
     open(7, 5, 8);
     prepare();
@@ -31,7 +31,7 @@ protected:
     writeProcs = *host::writeDescriptorProcs();
     record().sSPBasic = &suites;
     record().descriptorParameters = &script;
-    record().advanceState = [] { return HostResult(-77); }; // a run ends there
+    record().advanceState = [] { return HostResult(-77); }; // the run ends there
     offer({}, plugInDialogSilent, plugInDialogOptional);
   }
   void offer(const host::Script& content, int play, int recorded) {
@@ -50,15 +50,15 @@ protected:
   DescriptorParameters script;
 };
 
-// Whatever fails: the flag and the store stay, what was acquired is released, what was made is
-// freed.
+// Whatever fails: the flag and the store stay as they are, what was acquired is released, what was
+// allocated is freed.
 TEST_F(Persistence, EachRegistryCallFails) {
   for (bool write : {false, true})
     for (int calls = write ? 5 : 4, k = 1; k <= calls + 1; ++k) {
       reset();
       store(true);
       Strike::at = k;
-      gParams->outputMap = 0x500; // its low byte counts
+      gParams->outputMap = 0x500; // only its low byte counts
       const bool done = k > calls;
       EXPECT_EQ(write ? WriteRegistryParameters() : ReadRegistryParameters(), done ? 0 : struck);
       EXPECT_EQ(Strike::calls, std::min(k, calls));
@@ -82,7 +82,7 @@ TEST_F(Persistence, EachRegistryCallFails) {
 
 TEST_F(Persistence, ScriptReading) {
   // The script, the call that fails (getBoolean, close), the code, the setting. The fourth stops at
-  // the other key, and the close gives the code.
+  // another key, and close returns the code.
   const host::Script on = flagged(true), off = flagged(false),
                      two = {{fourCharCode("Amnt"), true}, {fourCharCode("oMap"), true}};
   const std::tuple<host::Script, int, int, int> cases[] = {{on, 0, 0, 1},  {off, 0, 0, 0},
@@ -102,7 +102,7 @@ TEST_F(Persistence, ScriptReading) {
   EXPECT_EQ(ReadScriptParameters(nullptr), errMissingParameter);
 }
 
-// With a descriptor the host's options decide; without one the plug-in's own wish.
+// With a descriptor the host's options decide; without one the plug-in itself.
 TEST_F(Persistence, WhoDecidesOnTheDialog) {
   answer = 2;
   for (int i = 0; i < 2 * 3 * 3 * 5; ++i) {
@@ -129,12 +129,12 @@ TEST_F(Persistence, WhoDecidesOnTheDialog) {
   reset();
   offer(flagged(true), plugInDialogDisplay, plugInDialogRequired);
   readProcs.closeReadDescriptorProc = [](ReadToken) { return struck; };
-  EXPECT_EQ(call(filterSelectorStart), -77); // a script in error: no dialog, and the run goes on
+  EXPECT_EQ(call(filterSelectorStart), -77); // script error: no dialog, and the run continues
   EXPECT_EQ(opened + runEnded, 0);
 }
 
-// A cancel stores the flag as it was before the script and the dialog, an OK what the user ticked;
-// the mask is shown as the registry says.
+// Cancel stores the flag from before the script and the dialog, OK stores the user's choice; the
+// registry's flag decides whether the mask is shown.
 TEST_F(Persistence, WhatTheDialogLeaves) {
   for (bool ok : {false, true})
     for (bool before : {false, true}) {
@@ -151,7 +151,7 @@ TEST_F(Persistence, WhatTheDialogLeaves) {
 
 TEST_F(Persistence, ScriptWriting) {
   const auto given = reinterpret_cast<intptr_t>(script.descriptor);
-  gParams->outputMap = 0x201; // its low byte counts
+  gParams->outputMap = 0x201; // only its low byte counts
   EXPECT_EQ(call(filterSelectorFinish), 0);
   EXPECT_FALSE(in->host.handles.has(given));
   EXPECT_EQ(*host::readDescriptor(in->host.handles, script.descriptor), flagged(true));

@@ -1,4 +1,4 @@
-// The two records that a host reads of the module, byte for byte, and the texts in two languages.
+// The two records that a host reads from the module, byte for byte, and the texts in two languages.
 #include <gmock/gmock.h>
 
 #include <QUrl>
@@ -35,7 +35,7 @@ TEST(Resources, AreGolden) {
   EXPECT_STREQ(moduleVersion.comment, "Adobe Photoshop® plug-in cleaning haze from images.");
 }
 
-// Leaves no other variables of the locale than the given ones.
+// Sets these variables of the locale, and removes all others.
 void speak(const std::string& assignments) {
   for (const char* name : {"LC_ALL", "LC_MESSAGES", "LANG", "LANGUAGE"})
     unsetenv(name);
@@ -58,7 +58,8 @@ TEST(Strings, FollowTheLocaleAndThenTheList) {
     EXPECT_FALSE((speak(locale), systemLanguageIsFrench())) << locale;
 }
 
-// A page is told by what only that page says. The build tree has them as an installation does.
+// A phrase identifies each page. The build tree has the pages in the same layout as an
+// installation.
 TEST(Strings, ReadInBothLanguages) {
   using testing::HasSubstr, testing::Matcher;
   const std::string about = "Velso Fogdissolver\nVersion " FOG_VERSION

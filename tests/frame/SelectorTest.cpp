@@ -1,4 +1,4 @@
-// The entry, its selectors, the memory budget, and the way of the pixels in and out.
+// The entry, its selectors, the memory budget, and the pixels' path in and out.
 #include <climits>
 
 #include "frame/contract/Limits.h"
@@ -13,7 +13,7 @@ using testing::HasSubstr;
 using Selectors = FrameTest;
 
 TEST_F(Selectors, OutOfRangeOnlyUnlock) {
-  call(6); // a host without any handle
+  call(6); // a host without handles
   prepare();
   for (int16_t selector : {6, -1, SHRT_MAX, SHRT_MIN}) {
     LockHandles();
@@ -32,7 +32,7 @@ TEST_F(Selectors, ParametersResetsAndPrepareKeeps) {
   EXPECT_EQ(std::tuple(gParams->outputMap, gParams->preview), std::tuple(0, 1));
   EXPECT_EQ(std::tuple(gData->queryForParameters, gData->scaleFactor), std::tuple(1, 1.0f));
   gParams->foregroundIntensity = 0.3f;
-  gParams->displayMap = 7; // the start selector's to set
+  gParams->displayMap = 7; // the start selector sets it
   gData->proxyWidth = gData->memoryInUse = gData->memoryPeak = 11;
   const auto kept = [&](int16_t selector) {
     EXPECT_EQ(call(selector), 0);
@@ -44,7 +44,7 @@ TEST_F(Selectors, ParametersResetsAndPrepareKeeps) {
   EXPECT_EQ(kept(filterSelectorParameters), std::pair(-1.0f, 0));
   in->host.handles.release(std::exchange(in->data, 0));
   gParams->power = 3.0f;
-  EXPECT_EQ(call(filterSelectorPrepare), 0); // makes what is missing, and the defaults
+  EXPECT_EQ(call(filterSelectorPrepare), 0); // creates what is missing, with the defaults
   EXPECT_EQ(gParams->power, 1.0f);
 }
 
@@ -101,7 +101,7 @@ TEST_F(Selectors, RectanglesOfEitherGeneration) {
   EXPECT_EQ(planes, "1133433913133491319");
 }
 
-// 172800 pixels of six bytes, stretched by the shape; beyond a height of 12427 the product wraps.
+// 172800 pixels of six bytes, scaled by the shape; above a height of 12427 the product wraps.
 TEST_F(Selectors, PrepareAsksForItsBudget) {
   constexpr int32_t refused = -1;
   const std::array<int32_t, 4> cases[] = {
@@ -120,12 +120,12 @@ TEST_F(Selectors, PrepareAsksForItsBudget) {
 
 using Filtering = FrameTest;
 
-// What the host is asked for, call by call: the in and the out rectangle. The k-th call can fail.
+// The rectangles in each request to the host: in and out. The k-th call can fail.
 std::vector<std::pair<VRect, VRect>> asked;
 size_t failingAdvance = 0;
 
-// The reduced image cannot be had, so the core touches nothing: each sample makes the way in and
-// out. The host delivers ten rows at a time, and at last takes the whole rectangle back.
+// The reduced image is not available, so the core changes nothing: each sample goes in and out. The
+// host delivers ten rows at a time, and finally takes the whole rectangle back.
 TEST_F(Filtering, MovesBandsOfTenRows) {
   for (int32_t depth : {8, 16, 32})
     for (int32_t height : {1, 10, 23}) {
@@ -155,7 +155,7 @@ TEST_F(Filtering, MovesBandsOfTenRows) {
         const double was = fixture::sampleAt(before, i / 4 % 7, i / 28, i % 4);
         const double coarse = std::floor(std::floor(was * 10 / 1285) / 255.0 * 32768 + 0.5);
         ASSERT_EQ(fixture::sampleAt(*document, i / 4 % 7, i / 28, i % 4),
-                  depth == 16 && i % 4 < 3 ? coarse : was); // 16 bits pass in 256 levels
+                  depth == 16 && i % 4 < 3 ? coarse : was); // 16 bits pass with 256 levels
       }
     }
 }
@@ -173,7 +173,7 @@ TEST_F(Filtering, KeepsTheRectanglesAndTellsItsSteps) {
   EXPECT_EQ(call(filterSelectorStart), -77);
   EXPECT_EQ(std::tuple(record().wantsAbsolute, record().inputRate, record().maskRate),
             std::tuple(1, 0x10000, 0x10000));
-  EXPECT_EQ(in->host.bigDocumentData.maskRect32, (VRect{2, 0, 4, 7})); // as tall as it was
+  EXPECT_EQ(in->host.bigDocumentData.maskRect32, (VRect{2, 0, 4, 7})); // the old height stays
   EXPECT_FALSE(gData->memoryInUse || gData->memoryPeak || gData->proxyHazeMap);
   gData->memoryPeak = 2048;
   gData->light[2] = 0.5f;
@@ -187,7 +187,7 @@ TEST_F(Filtering, KeepsTheRectanglesAndTellsItsSteps) {
         "main haze buffer (1048576 pixels)\n", "DoFilter :: Error with advanceState (-77)\n",
         "0 KBytes (peak: 2 KBytes)\n"})
     EXPECT_THAT(trace, HasSubstr(line));
-  in->host.bigDocumentData.filterRect32 = {0, 0, 0, 0}; // one advance, after no band
+  in->host.bigDocumentData.filterRect32 = {0, 0, 0, 0}; // one advance, after the last band
   SetInRect(2, 3, 4, 5);
   EXPECT_EQ(call(filterSelectorStart), -77);
   EXPECT_EQ(GetInRect(), (VRect{2, 0, 4, 0}));
@@ -208,12 +208,12 @@ TEST_F(Filtering, BuffersAreCountedAndGivenBack) {
   EXPECT_EQ(in->host.buffers.counts().live + in->host.buffers.counts().refusedUses, 0);
 }
 
-// What both sides of the interface agree on.
+// The rules that both sides of the interface share.
 TEST(Contract, SlidersAndLimits) {
   EXPECT_EQ(PowerOfPosition(33), float(std::exp(double(float(33 / 25.0 - 2.0)))));
   EXPECT_EQ(PositionOfPower(PowerOfPosition(100)), 100);
   EXPECT_NEAR(BalanceOfPower(PowerOfPosition(62.5)), 62.5, 1e-4);
-  EXPECT_EQ(PositionOfValue(0.35f), 34); // a float a little below
+  EXPECT_EQ(PositionOfValue(0.35f), 34); // the float is slightly below
   EXPECT_EQ(PositionOfValue(ValueOfPosition(-70)), -69);
   const std::array<int32_t, 4> sizes[] = {
       {3000, 2000, 387, 258}, {100, 100, 316, 316}, {1, 100000, 1, 100000}, {0, 9, 0, 0}};

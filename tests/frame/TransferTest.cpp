@@ -1,4 +1,4 @@
-// The conversion of samples against its rules, one value at a time.
+// The conversion of samples against its rules, value by value.
 #include "frame/record/Bands.h"
 
 #include <gmock/gmock.h>
@@ -9,14 +9,14 @@
 
 namespace {
 
-// The write rule in the widest types there are.
+// The rule for writing, in the widest types.
 uint32_t slowSample(float f, double scale) {
   const double scaled = double(f) * scale + 0.5;
-  const bool fits = scaled > -9.2e18 && scaled < 9.2e18; // NaN does not
+  const bool fits = scaled > -9.2e18 && scaled < 9.2e18; // false for NaN
   return std::min(fits ? uint32_t(int64_t(scaled)) : 0, uint32_t(scale));
 }
 
-// Bytes have a level each, words one for 128.5 of them: 128 is still 0.
+// Each byte has its own level; 16-bit samples have one level per 128.5 values: 128 is still 0.
 template <class Sample> void everySample() {
   constexpr size_t values = (size_t(1) << 8 * sizeof(Sample)) + 45; // not a whole number of vectors
   std::vector<Sample> in(values * 3);
@@ -46,8 +46,9 @@ TEST(Transfer, EverySample) {
   EXPECT_EQ(std::memcmp(in, out, sizeof in), 0);
 }
 
-// Below 0 wraps to the top, but for what rounds to 0; above 1 is the top; what leaves 32 bits shows
-// its low half. Runs of ordinary and of extreme values, of every length; nothing behind the band.
+// Below 0 wraps to the top, except values that round to 0; above 1 gives the top; values beyond 32
+// bits give their low half. Runs of ordinary and of extreme values, of every length; nothing is
+// written beyond the band.
 TEST(Transfer, WriteRule) {
   std::vector<float> values = {-0.001f, -0.0019f, -0.002f, 131072.0f, 16843010.0f, 1e7f,
                                -7e4f,   3e4f,     -3e4f,   4e4f,      -4e4f,       1e10f,

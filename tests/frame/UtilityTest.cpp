@@ -1,4 +1,5 @@
-// The frame's utility layer: texts and numbers, suites, properties, handles, and which host runs.
+// The frame's utility layer: texts and numbers, suites, properties, handles, and the detection of
+// the host.
 #include "frame/text/Numbers.h"
 #include "frame/utility/DllInstance.h"
 #include "frame/utility/HostIdentity.h"
@@ -48,7 +49,7 @@ TEST_F(Suites, AreAcquiredOnceAndReleasedTogether) {
   ReleaseHostSuites();
   GetHostSuite<void>(HostSuiteId::descriptorRegistry);
   gBasicSuite = nullptr;
-  ReleaseHostSuites(); // forgets without a host to tell
+  ReleaseHostSuites(); // forgets the suites even without a host
   EXPECT_EQ(in->host.suiteCounts.released, 1);
   EXPECT_THROW(GetHostSuite<void>(HostSuiteId::descriptorRegistry), int32_t);
 }
@@ -101,7 +102,7 @@ TEST_F(Handles, AreTheHostsWhereItsRecordIsComplete) {
     EXPECT_EQ(in->host.handles.counts().live, flaw == 9);
     std::memcpy(LockUtilityHandle(&procs, handle), "abcd", 4);
     UnlockUtilityHandle(&procs, handle);
-    EXPECT_EQ(SetUtilityHandleSize(&procs, handle, 6), 0); // it is unlocked
+    EXPECT_EQ(SetUtilityHandleSize(&procs, handle, 6), 0); // because it is unlocked
     EXPECT_EQ(GetUtilityHandleSize(&procs, handle), 6);
     EXPECT_EQ(std::memcmp(LockUtilityHandle(&procs, handle), "abcd\0\0", 6), 0);
     DisposeUtilityHandle(&procs, handle);

@@ -6,8 +6,8 @@
 
 namespace {
 
-// What a channel x of light L becomes, and how far the fast form may be from it: the power's error
-// of 1e-6 (1e-5 below float's normal range) and the roundings of h and t, carried through the
+// The result for a channel x with light L, and the tolerance of the fast form: the power's error of
+// 1e-6 (1e-5 below float's normal range) and the roundings of h and t, propagated through the
 // division by t.
 std::pair<float, float> slowCorrection(float x, float L, float m, const float (&position)[2],
                                        const float (&intensity)[2], float power, bool showMap) {
@@ -28,7 +28,7 @@ std::pair<float, float> slowCorrection(float x, float L, float m, const float (&
 
 struct Correction : HazeTest {};
 
-// With all that is odd: maps on and beyond the positions, NaN, alphas of 0, -0 and NaN.
+// Includes special cases: maps on and beyond the positions, NaN, alphas of 0, -0 and NaN.
 TEST_F(Correction, FollowsItsDefinition) {
   constexpr float light[] = {0.85f, 0.9f, 0.7f}, alphas[] = {0.0f, -0.0f, NAN, 1e-30f};
   constexpr float positions[][2] = {{0, 1}, {0.3f, 0.7f}, {0.7f, 0.3f}, {0.5f, 0.5f}};

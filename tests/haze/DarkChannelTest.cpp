@@ -16,7 +16,7 @@ struct Estimate {
 using Candidate = std::pair<float, const float*>;
 bool isBelow(const Candidate& a, const Candidate& b) { return a.first < b.first; }
 
-// The candidates as a plain list, newest first among equals, searched through each time.
+// The candidates as a plain list, newest first among equals, searched completely each time.
 Estimate slowEstimate(FloatImage& low) {
   const int w = low.width, h = low.height, radius = std::max(w, h) / 100 + 1;
   FloatImage filtered = low;
@@ -36,7 +36,7 @@ Estimate slowEstimate(FloatImage& low) {
         const auto lowest = std::min_element(candidates.begin(), candidates.end(), isBelow);
         if (!(lowest->first < v))
           continue;
-        candidates.erase(lowest); // of equal keys the newest
+        candidates.erase(lowest); // the newest of equal keys
       }
       candidates.insert(candidates.begin(), {v, low.at(x, y)});
     }
@@ -68,20 +68,20 @@ struct DarkChannel : HazeTest {
   }
 };
 
-// Few levels, so that ties abound; heights about the limits of the seed rows, one row, one column,
-// windows larger than the image; channels without light, but for a few pixels: the map is NaN only
-// where all three are 0.
+// Few levels, so that ties are frequent; heights around the limits of the seed rows, one row, one
+// column, windows larger than the image; channels without light except in a few pixels: the map is
+// NaN only if all three are 0.
 TEST_F(DarkChannel, FollowsItsDefinition) {
   constexpr int32_t sizes[][2] = {{1, 1},   {2, 3},    {97, 1},   {1, 97},   {43, 31},
                                   {210, 7}, {3, 1000}, {3, 1001}, {3, 1999}, {3, 2000}};
   for (const auto& [width, height] : sizes)
-    for (unsigned unlit = 0; unlit < 8; ++unlit) { // one bit a channel
+    for (unsigned unlit = 0; unlit < 8; ++unlit) { // one bit per channel
       const float levels = 3.0f + 1e3f * ((unlit + width) % 3);
       FloatImage low = noiseImage(width, height, unlit, 0.5f, levels + 0.5f);
       for (size_t k = 0; k < low.samples.size(); ++k)
         low.samples[k] =
             (unlit >> k % 4 & 1) && k % 400 > 8 ? 0.0f : std::floor(low.samples[k]) / levels;
-      low.setAlpha(3, 0.0f); // the fourth channel has no say
+      low.setAlpha(3, 0.0f); // the fourth channel has no influence
       const Estimate slow = slowEstimate(low), found = estimate(low);
       SCOPED_TRACE(testing::PrintToString(std::tuple(width, height, unlit)));
       ASSERT_THAT(found.light, testing::ElementsAreArray(slow.light));
@@ -90,7 +90,7 @@ TEST_F(DarkChannel, FollowsItsDefinition) {
     }
 }
 
-// All dark values and, rounded, all luminances are equal: the light is the seed that came last.
+// All dark values and, after rounding, all luminances are equal: the light is the last seed.
 TEST_F(DarkChannel, UniformImageTakesTheRightmostSeed) {
   FloatImage low(30, 20, 1.0f);
   const float bluer = std::nextafter(1.0f, 2.0f), bluest = std::nextafter(bluer, 2.0f);

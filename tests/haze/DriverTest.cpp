@@ -1,5 +1,5 @@
-// The driver as the frame calls it: sizes, kept maps, what a run takes and gives back, and what is
-// left when memory fails or the user stops at any place.
+// The driver as the frame calls it: sizes, kept maps, the memory that a run takes and releases, and
+// the state after a failed allocation or an abort at any point.
 #include <algorithm>
 #include <cmath>
 #include <map>
@@ -30,8 +30,8 @@ struct Driver : HazeTest {
   }
 };
 
-// The plan adds up: one thread reports each step once, from 0 to the last but the total, for every
-// number of rounds. Steps beyond the plan are not reported, but for the total itself.
+// The total is right: one thread reports each step once, from 0 to the total minus one, for every
+// number of rounds. Steps beyond the plan are not reported, except the total itself.
 TEST_F(Driver, EveryStepIsReported) {
   for (int32_t width : {10, 16, 47, 48, 79, 80, 143, 144}) {
     restartWithProxy();
@@ -48,7 +48,7 @@ TEST_F(Driver, EveryStepIsReported) {
 
 // The host refuses the k-th request: reduced image, its work buffer, map; filtered image, its work
 // buffer; the solver's vector; none. The first work buffer is not counted and stays with the host,
-// the reduced image stays counted, and the map is subtracted by the proxy's size.
+// the reduced image stays counted, and the proxy's size is subtracted for the map.
 TEST_F(Driver, CountsWhatItTakes) {
   const FloatImage before = scene(40, 30);
   for (int k = 1; k <= 7; ++k) {
@@ -63,7 +63,7 @@ TEST_F(Driver, CountsWhatItTakes) {
     EXPECT_EQ(host->result + buffers().refusedReleases, 0);
   }
   EXPECT_EQ(gData->memoryPeak, buffers().bytesPeak - buffers().bytesInUse);
-  FloatImage black(40, 30); // has a map without numbers, and the estimates that a scan starts with
+  FloatImage black(40, 30); // its map is NaN, and the estimates are the start values of the scan
   restartWithProxy();
   EXPECT_EQ(run(black), 0);
   EXPECT_TRUE(std::isnan(gData->filterHazeMap[0]));
@@ -75,8 +75,8 @@ TEST_F(Driver, CountsWhatItTakes) {
   EXPECT_EQ(gData->memoryInUse, 90000 * (16 + 4));
 }
 
-// The heap refuses the k-th request, of any thread. The run ends by an error, an exception of the
-// allocator or one of the solver, of two phases at least, with the picture as it was.
+// The heap refuses the k-th request, on any thread. The run ends with an error, a std::bad_alloc or
+// a solver exception (from at least two phases), and the picture is unchanged.
 TEST_F(Driver, EachFailingHeapBlock) {
   const FloatImage before = scene(20, 11);
   for (int threads : {1, 2}) {
@@ -102,12 +102,12 @@ TEST_F(Driver, EachFailingHeapBlock) {
   }
 }
 
-// The user stops at the k-th question, and means it or thinks better of it. Stopped before its
-// solve, the matting leaves the marker of the intensities, and both become 0.
+// The user stops at the k-th question, permanently or only once. After a stop before the solve, the
+// matting leaves the intensities at their "unset" marker, and both become 0.
 TEST_F(Driver, AbortAtEachStep) {
   const FloatImage before = scene(50, 30);
   constexpr int solved = 4 + 1 + 10 + 2, corrections = 4 + 37 + 24 + 30; // steps before each
-  constexpr int questions = corrections + 30 + 2; // the driver asks before the correction and after
+  constexpr int questions = corrections + 30 + 2; // the driver asks before and after the correction
   restartWithProxy();
   FloatImage corrected = before;
   host->startTrace();
@@ -122,7 +122,7 @@ TEST_F(Driver, AbortAtEachStep) {
       abortStays = stays;
       FloatImage image = before;
       const bool mapReady = k > corrections, isCorrected = k > corrections + 1;
-      // An abort inside the correction that does not last ends the run in the ordinary way.
+      // A temporary abort inside the correction ends the run in the ordinary way.
       const bool failureExit = mapReady && (stays || !isCorrected || k == questions);
       EXPECT_EQ(run(image), mapReady ? 0 : hazeCancelled) << k;
       EXPECT_EQ(host->result, userCanceledErr) << k;
@@ -130,29 +130,29 @@ TEST_F(Driver, AbortAtEachStep) {
       EXPECT_EQ(gData->filterHazeMap != nullptr, mapReady) << k;
       EXPECT_EQ(gData->light[0] != 0, k > 2) << k;
       const bool isEstimated = k > solved + 12 || (k == 4 && !stays);
-      const bool isInScan = k > solved && !isEstimated; // which has looked at part of the solution
+      const bool isInScan = k > solved && !isEstimated; // part of the solution has been scanned
       EXPECT_TRUE(isInScan || (gParams->backgroundIntensity > 0) == isEstimated) << k;
       EXPECT_EQ(gData->memoryInUse, lowImage - (failureExit ? lowMap : 0)) << k;
-      EXPECT_EQ(buffers().live, 1) << k; // and the one exit releases the map again
+      EXPECT_EQ(buffers().live, 1) << k; // the common exit releases the map again
       EXPECT_EQ(buffers().refusedReleases, failureExit) << k;
     }
 }
 
-// A proxy is its own reduced image, nobody is asked or told, and all memory is given back. A second
-// pass runs the correction alone, on the kept map and with values that the user has set.
+// A proxy is its own reduced image: there are no abort questions and no progress, and all memory is
+// released. A second pass runs only the correction, with the kept map and the user's values.
 TEST_F(Driver, ProxyKeepsItsMap) {
   restartWithProxy(40, 30);
   abortAt = 1;
   FloatImage proxy = scene(40, 30), image = proxy, grey(40, 30, 0.5f);
   const int already = requests().count;
   EXPECT_EQ(run(proxy, false), 0);
-  EXPECT_EQ(requests().count, already + 4); // map, filtered image and its work, the solver's vector
+  EXPECT_EQ(requests().count, already + 4); // map, filtered image, its work, the solver's vector
   EXPECT_EQ(gData->memoryInUse + buffers().live, 0);
   EXPECT_EQ(gData->proxyHazeMapSize, 4800);
   EXPECT_GT(gParams->backgroundIntensity, gParams->foregroundIntensity);
 
   gParams->foregroundIntensity = 0.25f;
-  gParams->backgroundIntensity = -1.0f; // goes on to the correction as it is
+  gParams->backgroundIntensity = -1.0f; // reaches the correction unchanged
   gProgressStep = 7;
   EXPECT_EQ(run(grey, false, 1), 0);
   EXPECT_EQ(gProgressStep, 11);
@@ -161,17 +161,17 @@ TEST_F(Driver, ProxyKeepsItsMap) {
     ASSERT_NEAR(grey.samples[k * 4], std::max(0.0f, 0.25f - 1.25f * gData->proxyHazeMap[k]), 1e-6);
   EXPECT_EQ(abortCalls, 0);
 
-  abortAt = 0; // the background's marker asks for no estimates in a new computation either
+  abortAt = 0; // in a new computation, too, the background's marker does not request estimates
   EXPECT_EQ(run(image) + gParams->backgroundIntensity, -1.0f);
   EXPECT_EQ(gData->filterHazeMapSize, gData->proxyHazeMapSize);
   const int32_t inUse = gData->memoryInUse;
-  abortAt = 1; // on a kept map the abort's exit gives back nothing
+  abortAt = 1; // with a kept map, an abort releases nothing
   EXPECT_EQ(run(image) + host->result, userCanceledErr);
   EXPECT_EQ(gData->memoryInUse, inUse);
 }
 
-// The scene's own haze, removed with the estimates taken in full: how often the square error of the
-// hazy picture holds that of the result. Measured 4.4. Teams agree to the bit.
+// Adds haze to a scene and removes it with the full estimates; the ratio of the square errors of
+// the hazy picture and of the result. Measured: 4.4. All teams give the same bits.
 TEST_F(Driver, InventedHazeIsRemoved) {
   constexpr int32_t width = 241, height = 181;
   const FloatImage hazy = scene(width, height);

@@ -1,5 +1,5 @@
-// What the tests of the haze core share: float pictures, and a host whose user stops a run where a
-// test wants it.
+// Shared by the tests of the haze core: float pictures, and a host whose user stops a run at a
+// chosen step.
 #pragma once
 
 #include <malloc.h>
@@ -60,19 +60,19 @@ inline FloatImage scene(int32_t width, int32_t height) {
 
 class HazeTest : public testing::Test {
 protected:
-  int abortAt = 0;        // k > 0: the k-th question whether to stop is answered yes
-  bool abortStays = true; // and so are all later ones
+  int abortAt = 0;        // k > 0: the k-th question whether to stop gets the answer yes
+  bool abortStays = true; // and so do all later ones
   std::atomic<int> abortCalls = 0;
   std::vector<std::pair<int32_t, int32_t>> progress; // done, total
   std::optional<fixture::PlugInHost> host;
 
   HazeTest() {
     current = this;
-    mallopt(M_PERTURB, 0x80); // new blocks hold floats of 3e38
+    mallopt(M_PERTURB, 0x80); // new blocks contain floats of 3e38
     restart();
   }
 
-  // A new host, as before the first run.
+  // A new host, in the state before the first run.
   void restart() {
     host.reset();
     host::SessionOptions options;

@@ -1,4 +1,4 @@
-// The matting solve against the dense system in double, written down from the paper's formula.
+// The matting solve against the dense system in double precision, written from the paper's formula.
 #include "haze/MattingMatrix.h"
 
 #include <Eigen/Dense>
@@ -32,8 +32,8 @@ Eigen::MatrixXd denseMatrix(FloatImage& image) {
   return a;
 }
 
-// Strong or weak grain, in colour or grey, scaled as float pictures may be; kind 4: some last bits
-// of large values, as the reduction leaves them in an area of one colour.
+// Strong or weak grain, in colour or grey, at scales of float pictures; kind 4: a few last bits of
+// large values, as the reduction leaves them in an area of one colour.
 FloatImage picture(int32_t width, int32_t height, int kind, float scale) {
   const float highest = kind == 4 ? 0.4000002f : kind & 1 ? 0.44f : 1.0f;
   FloatImage image = noiseImage(width, height, 3, 0.4f, highest);
@@ -68,9 +68,9 @@ struct Matting : HazeTest {
   }
 };
 
-// The matrix stores each pair of pixels that a window holds, and no other, with the same bits for
-// every team, larger ones than there are rows among them. The solution may be off by what the
-// rounding of the entries moves it: 0.001 is all that holds its mean.
+// The matrix stores each pair of pixels in a common window, and no other pair, with the same bits
+// for every team, including teams larger than the number of rows. The solution may differ by as
+// much as the rounding of the entries can move it: only lambda, 0.001, determines its mean.
 TEST_F(Matting, AgreesWithADenseSystemInDouble) {
   constexpr int32_t sizes[][2] = {{1, 1}, {2, 9}, {9, 2}, {1, 7}, {3, 3}, {3, 8}, {8, 3}, {21, 13}};
   for (const auto& [w, h] : sizes)
@@ -100,8 +100,8 @@ TEST_F(Matting, AgreesWithADenseSystemInDouble) {
       }
 }
 
-// A map of nothing stays at nothing; one below 0 keeps 0 as its top.
-// A map without numbers is no fault of the matrix: the solve does not fail.
+// A map of zeros stays zero; a negative map keeps 0 as its maximum. A NaN map is not the matrix's
+// fault: the solve does not fail.
 TEST_F(Matting, OddMaps) {
   FloatImage image = scene(20, 15);
   EXPECT_THAT(refine(image, std::vector<float>(300, 0.0f)), testing::Each(0.0f));
@@ -113,7 +113,7 @@ TEST_F(Matting, OddMaps) {
   EXPECT_EQ(std::pair(fmin, bmax), std::pair(100000.0f, 0.0f));
 }
 
-// A picture that is not finite makes a matrix that cannot be factored. The work vector stays with
+// A picture that is not finite makes a matrix that cannot be factorised. The work vector stays with
 // the host, and counted.
 TEST_F(Matting, FailureOfTheSolverThrows) {
   FloatImage image = scene(20, 15);
@@ -124,9 +124,9 @@ TEST_F(Matting, FailureOfTheSolverThrows) {
   EXPECT_EQ(gData->memoryInUse, 1200);
 }
 
-// 3 h + 1 steps. An abort, even one that does not last, ends the stage: before the window loop with
-// the map untouched, within it with the weighted map and before the work vector is asked for,
-// before the solve with the weighted map, in the scan with the solution, after it with part
+// 3 h + 1 steps. An abort, even a temporary one, ends the stage: before the window loop, with the
+// map untouched; inside it, with the weighted map and before the work vector is requested; before
+// the solve, with the weighted map; in the scan, with the solution; after the scan, with part of it
 // normalised.
 TEST_F(Matting, EveryAbortEndsTheStage) {
   constexpr int w = 12, h = 9, loop = 1 + (h - 2), scan = loop + 2, normalisation = scan + h;

@@ -1,5 +1,5 @@
-// The joint bilateral upsampling against its definition with the table read for each weight, and
-// the rounds against rounds made by hand.
+// The joint bilateral upsampling against its definition, reading the table for each weight, and the
+// rounds against rounds built by hand.
 #include <algorithm>
 #include <cmath>
 
@@ -35,8 +35,8 @@ std::pair<float, float> slowPixel(const std::vector<float>& solution, FloatImage
   return {sumW == 0.0f ? 0.0f : sum / sumW, sumW};
 }
 
-// Largest difference of one round from the slow twin. Weights below float's normal range have lost
-// their bits; a difference then counts so much less.
+// Largest difference of one round from the slow form. Weights below float's normal range have lost
+// bits; a difference then counts proportionally less.
 double round(FloatImage low, FloatImage high) {
   const std::vector<float> solution = noiseMap(low.pixels(), 3);
   std::vector<float> found(high.pixels(), -7.0f);
@@ -58,8 +58,8 @@ constexpr double bound = 5e-6; // of solutions from 0 to 1
 struct Upsampling : HazeTest {};
 
 // Low and high grids: ratios 1 to 3 and below 1, grids narrower than the neighbourhood, a row, a
-// column. The plain form, which an enlarged low grid or a transparent pixel a row brings, gives the
-// very bits.
+// column. The plain form, used for an enlarged low grid or a transparent pixel in each row, gives
+// identical bits.
 TEST_F(Upsampling, FollowsItsDefinition) {
   constexpr int32_t grids[][4] = {{1, 1, 1, 1},    {1, 1, 3, 2},     {4, 3, 9, 7},
                                   {5, 5, 10, 10},  {17, 9, 17, 9},   {23, 11, 46, 22},
@@ -76,9 +76,9 @@ TEST_F(Upsampling, FollowsItsDefinition) {
     }
 }
 
-// Colours that differ beyond the table's end, and NaN, weigh nothing; transparent pixels take no
-// part, and rows far from them take the fast form all the same. Ever lighter places on dark ground:
-// the weights fall below float's normal range, and end at 0 for both forms at the same place.
+// Colours that differ beyond the table's end, and NaN, have no weight; transparent pixels are
+// ignored, and rows far from them still use the fast form. Increasingly light places on dark
+// ground: the weights fall below float's normal range, and both forms reach 0 at the same place.
 TEST_F(Upsampling, OddPixels) {
   FloatImage low = noiseImage(60, 20, 1, -3.0f, 4.0f), high = noiseImage(130, 39, 2, -3.0f, 4.0f);
   low.at(11, 9)[1] = high.at(22, 17)[0] = NAN;
@@ -102,7 +102,7 @@ TEST_F(Upsampling, RangeTableIsRoundedToSixDigits) {
     EXPECT_EQ(std::pair(rangeTable()[index], rangeTable()[-index]), std::pair(value, value));
 }
 
-// Every pixel of an image as a square of so many: what resampling it to half its size undoes.
+// Each pixel of an image becomes a square with this side; resampling to the old size reverses it.
 FloatImage squares(FloatImage from, int32_t side) {
   FloatImage to(from.width * side, from.height * side);
   for (int32_t k = 0; k < int32_t(to.pixels()); ++k)
@@ -110,7 +110,7 @@ FloatImage squares(FloatImage from, int32_t side) {
   return to;
 }
 
-// Three rounds, each guide from the one above it.
+// Three rounds, each guide made from the one above it.
 TEST_F(Upsampling, RoundsClimbThePyramid) {
   FloatImage low = noiseImage(20, 13, 1, 0.4f, 0.6f), full = squares(low, 8);
   const std::vector<float> dark = noiseMap(low.pixels(), 5);

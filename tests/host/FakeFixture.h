@@ -1,4 +1,4 @@
-// Sessions over the fake module, whose selectors are lambdas of the test.
+// Sessions with the fake module, whose selectors are the test's lambdas.
 #pragma once
 
 #include <functional>
@@ -34,7 +34,7 @@ struct FakeModuleTest : testing::Test {
   host::Module module = host::Module::open(FAKE_FOLDER "/fake-plugin.so");
   std::vector<int> selectors; // in the order of the calls
   std::function<void(int16_t selector, FilterRecord&, int16_t& result)> serve;
-  int steps = 3; // of three announced ones, reported at the end of the start selector
+  int steps = 3; // out of three announced steps, reported at the end of the start selector
   bool throwOwnType = false;
   host::Document document = fixture::noise(20, 13, 8);
   host::SessionOptions options;

@@ -1,4 +1,4 @@
-// A filter module that does what a test tells it: it calls the test's own handler.
+// A filter module for tests: it calls the test's own handler.
 #include "tests/host/FakePlugin.h"
 
 namespace {

@@ -1,4 +1,4 @@
-// What a test and the fake module share.
+// Shared by the tests and the fake module.
 #pragma once
 
 #include "hostapi/FilterRecord.h"

@@ -1,5 +1,5 @@
-// Loading of modules, their property lists (the filter's own one, changed, cut and damaged), and
-// the registry's file, seen by other instances, another process, and with other contents.
+// Loading modules; their property lists (the filter's own one, changed, cut and damaged); the
+// registry's file, read by other instances and another process, and with other contents.
 #include <dlfcn.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -37,7 +37,7 @@ TEST_F(FakeModuleTest, TheLoaderTakesTheBestThatRunsAndSaysWhatFails) {
   std::filesystem::create_directories(folder);
   const auto best = [&] { return Module::openBest(folder).file(); };
   EXPECT_THAT(failureOf([&] { Module::open(v2); }), HasSubstr("v2.so: "));
-  Dl_info library; // a shared library that is no module
+  Dl_info library; // a shared library that is not a module
   ASSERT_NE(dladdr(reinterpret_cast<void*>(&std::fopen), &library), 0);
   EXPECT_THAT(failureOf([&] { Module::open(library.dli_fname); }), HasSubstr("no filter module"));
   EXPECT_THAT(failureOf(best), HasSubstr("no filter module for this processor"));
@@ -59,7 +59,7 @@ TEST_F(FakeModuleTest, TheLoaderTakesTheBestThatRunsAndSaysWhatFails) {
 constexpr char rgb3[] =
     "in(PSHOP_ImageMode, RGBMode, RGB48Mode, RGB96Mode) && PSHOP_NumTrueChannels >= 3";
 
-// The filter's own list with another expression, and a filter case that it does not work on.
+// The filter's own list with another expression, and without support for one filter case.
 std::vector<std::byte> changedList(const std::string& expression, int noCase = -1) {
   const auto own = fixture::builtModule().record(host::propertyListName);
   std::vector<std::byte> list(own.begin(), own.end());
@@ -88,7 +88,7 @@ TEST(PropertyList, SaysWhyADocumentIsRefused) {
       {"PSHOP_NumTrueChannels > 3", -1, 2, 1, 4, 8, 1, 1, 0, "needs at least 4 colour channels"},
       {"PSHOP_ImageMode == 11", -1, 2, 1, 3, 8, 1, 0, 0, onlyRgb},
       {"0", -1, 2, 1, 3, 8, 1, 0, 0, "works on no image that this program knows"},
-      {"", -1, 2, 1, 3, 8, 1, 0, 0, ""}, // the flags decide alone: 8 bits only
+      {"", -1, 2, 1, 3, 8, 1, 0, 0, ""}, // only the flags decide: 8 bits only
       {"", -1, 2, 1, 3, 16, 1, 0, 0, onlyRgb},
       {rgb3, 0, 2, 1, 3, 8, 1, 0, 0, noWork + "out transparency"},
       {rgb3, 1, 2, 1, 3, 8, 1, 0, 1, noWork + "out transparency within a selection"},
@@ -104,7 +104,7 @@ TEST(PropertyList, SaysWhyADocumentIsRefused) {
     EXPECT_EQ(reason.empty(), c.reason.empty());
   }
 
-  // In a block of its exact size, so that the sanitizer sees a byte too many.
+  // In a block of its exact size, so that the sanitizer detects reads beyond it.
   const auto readDamaged = [](std::vector<std::byte> bytes, size_t at, int value) {
     bytes[at] = std::byte(value);
     bytes.shrink_to_fit();
@@ -167,7 +167,7 @@ TEST(Registry, KeepsPersistentEntriesAcrossProcesses) {
 
   const auto before = std::filesystem::last_write_time(file) - std::chrono::hours(1);
   std::filesystem::last_write_time(file, before);
-  EXPECT_TRUE(mine.put(key, {}, true)); // an unchanged entry leaves the file alone
+  EXPECT_TRUE(mine.put(key, {}, true)); // an unchanged entry does not touch the file
   EXPECT_EQ(std::filesystem::last_write_time(file), before);
   EXPECT_TRUE(mine.put(key, script, false)); // lives as long as the object, hides the other one
   EXPECT_THAT(mine.get(key), Optional(script));
@@ -176,18 +176,18 @@ TEST(Registry, KeepsPersistentEntriesAcrossProcesses) {
   EXPECT_THAT(mine.get(key), Optional(Script{}));
 
   auto time = before;
-  // The file is the user's to edit: what this class cannot have written is no script.
+  // The user may edit the file: a value that this class cannot have written is not a script.
   for (const std::string value : {"5", "oMap=yes", "toolong=true", "0xzzzzzzzz=true",
                                   "1x01020304=true", "0x6f4d6170=true", "oMap=true"}) {
     std::ofstream(file) << "[registry]\nk=\"" << value << "\"\n" << std::flush;
-    std::filesystem::last_write_time(file, time += std::chrono::hours(1)); // or it is not read anew
+    std::filesystem::last_write_time(file, time += std::chrono::hours(1)); // else not read again
     const bool good = value.ends_with("70=true") || value == "oMap=true";
     EXPECT_EQ(Registry(file).get("k").value_or(Script{}), good ? (Script{{oMap, true}}) : Script{});
   }
   std::filesystem::remove_all(folder);
   std::ofstream(folder) << "a file where the folder should be";
   EXPECT_FALSE(mine.put(key, script, true));
-  EXPECT_THAT(mine.get(key), Optional(script)); // kept for the session at least
+  EXPECT_THAT(mine.get(key), Optional(script)); // kept at least for the session
   std::filesystem::remove(folder);
 }
 

@@ -1,5 +1,5 @@
-// Pixels on their way between a document and a filter, and reduced documents, against plain twins
-// that look up every pixel by itself.
+// Pixels between a document and a filter, and reduced documents, against plain reference code that
+// looks up every pixel separately.
 #include <limits>
 
 #include "host/lending/AdvanceState.h"
@@ -17,7 +17,7 @@ constexpr int32_t most = std::numeric_limits<int32_t>::max();
 struct Dice {
   std::mt19937 random;
   int pick(int low, int high) { return low + int(random() % uint32_t(high - low + 1)); }
-  // Every depth, with alpha and further channels or without, of three colours or of one.
+  // Every depth, with or without alpha and further channels, with three colours or one.
   Document picture(int round, int32_t widest, int32_t highest) {
     const bool alpha = round / 3 % 2, grey = round / 6 % 4 == 3;
     Document d = fixture::noise(pick(1, widest), pick(1, highest), 8 << round % 3,
@@ -25,7 +25,7 @@ struct Dice {
                                 grey ? ColourMode::grayscale : ColourMode::rgb, alpha, random());
     if (d.depth() == 32 && round % 5 == 0)
       fixture::setSample(d, 0, pick(0, d.height() - 1), pick(0, d.channels() - 1), INFINITY);
-    for (int y = 0; alpha && y < d.height(); y += 2) // nothing shows there
+    for (int y = 0; alpha && y < d.height(); y += 2) // fully transparent
       fixture::setSample(d, 0, y, d.colourChannels(), 0);
     return d;
   }
@@ -33,7 +33,7 @@ struct Dice {
 
 double finite(double v) { return std::isfinite(v) ? v : 0; }
 
-// Opacity of a colour sample, 0 to 1; 1 of any other.
+// Opacity of a colour sample, 0 to 1; 1 for other samples.
 double opacity(const Document& d, int32_t x, int32_t y, int32_t channel) {
   if (!d.hasTransparency() || channel >= d.colourChannels())
     return 1;
@@ -41,18 +41,18 @@ double opacity(const Document& d, int32_t x, int32_t y, int32_t channel) {
   return std::clamp(finite(a), 0.0, 1.0);
 }
 
-// What the filter sees of a sample at full rate: the colour over white.
+// The filter's view of a sample at full rate: the colour over white.
 double seenAt(const Document& d, int32_t x, int32_t y, int32_t channel) {
   const double v = finite(sampleAt(d, x, y, channel)), a = opacity(d, x, y, channel);
   const double matted = v * a + fixture::fullScale(d) * (1 - a);
   return d.depth() == 32 ? matted : std::floor(matted + 0.5);
 }
 
-// One direction: an output pixel is `step` units large, a source pixel `unit`.
+// One axis: an output pixel is `step` units large, a source pixel `unit`.
 struct Axis {
   int64_t step, unit;
   int32_t size;
-  // How much of source pixel p output pixel i covers; one outside takes the nearest.
+  // How much of source pixel p output pixel i covers; an output pixel outside takes the nearest.
   double share(int64_t i, int32_t p) const {
     if (i < 0 || i * step >= size * unit)
       return p == (i < 0 ? 0 : size - 1);
@@ -61,7 +61,7 @@ struct Axis {
   }
 };
 
-// Weighted mean over what output pixel (x, y) covers; valueAt and weightAt take a source pixel.
+// Weighted mean over the area of output pixel (x, y); valueAt and weightAt take a source pixel.
 double evenly(int, int) { return 1; }
 template <class Value, class Weight = double(int, int)>
 double mean(const Axis& columns, int64_t x, const Axis& rows, int64_t y, Value valueAt,
@@ -76,7 +76,7 @@ double mean(const Axis& columns, int64_t x, const Axis& rows, int64_t y, Value v
   return weights > 0 ? sum / weights : 0;
 }
 
-struct Asker { // a record that asks for pixels
+struct Asker { // a record that requests pixels
   explicit Asker(Document& d, int low = 0, int high = 2) : transfer(d, record) {
     record.inputRate = record.maskRate = rateOne;
     record.bigDocumentData = &big;
@@ -90,7 +90,7 @@ struct Asker { // a record that asks for pixels
   host::Transfer transfer;
 };
 
-// In and mask at any rate, of any rectangle and planes; then the band of the output, which comes
+// In and mask at any rate, for any rectangle and planes; then the band of the output, which comes
 // back matted, masked and finite.
 TEST(AdvanceState, LendsAnyRectangleAndTakesItBack) {
   constexpr double untouched = INFINITY;
@@ -107,14 +107,14 @@ TEST(AdvanceState, LendsAnyRectangleAndTakesItBack) {
     if (masking % 3)
       d.setSelection(weights);
     const Document before = fixture::copyOf(d);
-    const bool whole = round % 11 < 4; // lent in place where nothing has to be hidden
+    const bool whole = round % 11 < 4; // lent in place if nothing needs conversion
     const int low = whole ? 0 : dice.pick(0, d.channels() - 1);
     const int high = whole ? d.channels() - 1 : dice.pick(low, d.channels() - 1);
     const int left = whole ? 0 : dice.pick(-4, d.width() - 1);
     const int top = dice.pick(whole ? 0 : -4, d.height() - 1);
     const VRect band{top, left, dice.pick(top + 1, d.height() + 4 * !whole),
                      whole ? d.width() : dice.pick(left + 1, d.width() + 4)};
-    // Whole rates, odd ones, one below 1, and one that only wide sums hold.
+    // Whole rates, fractional ones, one below 1, and one that needs the wide sums.
     const Fixed rates[] = {rateOne, 2 * rateOne, 5 * rateOne, 100 * rateOne, dice.pick(1, 400000),
                            0x8000,  0x10001,     most};
     const Fixed rate = rates[size_t(round / 7) % std::size(rates)];
@@ -173,8 +173,8 @@ TEST(AdvanceState, LendsAnyRectangleAndTakesItBack) {
         EXPECT_EQ(now, old) << x << ", " << y << ", " << c;
         return;
       }
-      // The colour under the matte, blended by the selection; compared as it shows over white,
-      // where rounding has not been magnified.
+      // The colour below the matte, blended by the selection; compared as it appears over white,
+      // where rounding errors are not magnified.
       lost += std::isnan(seen);
       double colour = std::isnan(seen) ? 0 : full - (full - seen) / a;
       colour = d.depth() == 32 ? colour : std::clamp(colour, 0.0, full);
@@ -220,7 +220,7 @@ TEST(Document, ReducedIsTheMeanOfWhatEachPixelCovers) {
   Dice dice{std::mt19937(5)};
   for (int round = 0; round < 48; round++) {
     const Document d = dice.picture(round, 20, 16);
-    // Halves and the size itself among them.
+    // Includes halves and the size itself.
     const int32_t width = round % 5 ? dice.pick(1, d.width()) : d.width();
     const int32_t height = round % 7 ? dice.pick(1, d.height()) : (d.height() + 1) / 2;
     const Document low = host::reduced(d, width, height);

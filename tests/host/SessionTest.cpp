@@ -1,5 +1,5 @@
-// Sessions over a module that does what a test tells it, and over the built one: selectors, memory,
-// stops, threads and failures.
+// Sessions with a module that the test controls, and with the built one: selectors, memory, stops,
+// threads and failures.
 #include <omp.h>
 
 #include <stdexcept>
@@ -27,7 +27,7 @@ TEST_F(SessionTest, CallsTheSelectorsOfEachKindOfRun) {
     result = fail ? memFullErr : noErr;
   };
   Session session(module, document, {});
-  RunOutcome outcome; // what a failing first selector left are no settings
+  RunOutcome outcome; // what a failed first selector left does not count as settings
   EXPECT_EQ(session.parameters(&outcome), nullptr);
   EXPECT_EQ(outcome.result, memFullErr);
   EXPECT_EQ(session.playSilently({}).result, memFullErr);
@@ -38,7 +38,7 @@ TEST_F(SessionTest, CallsTheSelectorsOfEachKindOfRun) {
   for (const RunOutcome& run : {session.repeat(), session.playSilently({}), session.replay({}, 1),
                                 session.runFromMenu(), session.about()})
     EXPECT_TRUE(run.ok() && run.message.empty());
-  fail = true; // settings from before stay
+  fail = true; // earlier settings stay
   EXPECT_FALSE(session.runFromMenu().ok());
   EXPECT_NE(session.parameters(), nullptr);
   EXPECT_THAT(selectors, ElementsAre(1, 1, 1, 2, 3, 4, 5, 2, 3, 4, 5, 2, 3, 4, 5, 2, 3, 4, 5, 1, 2,
@@ -48,7 +48,7 @@ TEST_F(SessionTest, CallsTheSelectorsOfEachKindOfRun) {
   EXPECT_THAT(outcome.message, HasSubstr("no settings"));
 }
 
-// The last band counts too, though the plug-in asks for no other one.
+// The last band counts, too, although the plug-in requests no further one.
 TEST_F(SessionTest, BandsReachTheDocumentAndTheFilterRectIsTheSelection) {
   for (const bool selected : {false, true}) {
     document = fixture::noise(20, 13, 32);
@@ -76,7 +76,7 @@ TEST_F(SessionTest, BandsReachTheDocumentAndTheFilterRectIsTheSelection) {
   }
 }
 
-// The plug-in reports success whatever happened; its progress tells.
+// The plug-in always reports success; only its progress shows the failure.
 TEST_F(SessionTest, ARunShortOfItsLastStepIsUnfinished) {
   for (steps = 0; steps < 5; steps++)
     for (const bool refused : {false, true}) {
@@ -118,7 +118,7 @@ TEST_F(SessionTest, FailuresOfEveryKindBecomeCodesAndTheSessionGoesOn) {
         if (selector != failing)
           return;
         held = held ? held : r.handleProcs->newProc(4);
-        EXPECT_EQ(r.handleProcs->setSizeProc(held, 8), noErr); // refused for a lock left behind
+        EXPECT_EQ(r.handleProcs->setSizeProc(held, 8), noErr); // a leftover lock would refuse it
         r.handleProcs->lockProc(held, 1);
         c.fail(result);
         if (!throwOwnType)
@@ -154,7 +154,7 @@ TEST_F(SessionTest, AReplayGetsWhatTheRecordingKept) {
               ElementsAre(plugInDialogDisplay, plugInDialogOptional, 0, plugInDialogDontDisplay,
                           plugInDialogRequired, 5, plugInDialogSilent, plugInDialogRequired, 5,
                           plugInDialogDontDisplay, plugInDialogOptional, 0));
-  serve = nullptr; // leaves what it is given: that is no recording, and nothing is lost
+  serve = nullptr; // leaves its descriptor alone: that is not a recording, and nothing leaks
   ASSERT_TRUE(session.replay(recording, 0).ok());
   EXPECT_FALSE(session.recorded());
   EXPECT_EQ(session.handles().live, 0);
@@ -180,7 +180,7 @@ TEST_F(SessionTest, BuffersAndHandlesKeepTheBudgetAndRefuseMisuse) {
       EXPECT_EQ(h.setSizeProc(kept, size), size < 0 ? memFullErr : noErr);
     EXPECT_EQ(std::memcmp(h.lockProc(kept, 1), "abcd\0\0\0\0", 8), 0);
     h.disposeProc(gone);
-    h.disposeProc(gone); // refused, as are the next three
+    h.disposeProc(gone); // refused, like the next three
     EXPECT_EQ(h.lockProc(gone, 1), nullptr);
     EXPECT_EQ(h.getSizeProc(gone), 0);
     EXPECT_EQ(h.setSizeProc(gone, 1), nilHandleErr);
@@ -189,7 +189,7 @@ TEST_F(SessionTest, BuffersAndHandlesKeepTheBudgetAndRefuseMisuse) {
     EXPECT_EQ(b.allocateProc(400, &id), noErr);
     EXPECT_EQ(b.allocateProc(600, &id), noErr);
     std::memset(b.lockProc(id, 1), 1, 600);
-    for (int releases = 0; releases < 2; releases++) { // one each refused, as are the next two
+    for (int releases = 0; releases < 2; releases++) { // each refused once, like the next two
       b.unlockProc(id);
       b.freeProc(id);
     }
@@ -198,7 +198,7 @@ TEST_F(SessionTest, BuffersAndHandlesKeepTheBudgetAndRefuseMisuse) {
       EXPECT_EQ(b.allocateProc(size, &id), memFullErr);
     EXPECT_EQ(id, 0);
     EXPECT_EQ(b.spaceProc(), r.maxSpace - 400);
-    EXPECT_EQ(b.allocateProc(0, &id), noErr); // an empty block is a block
+    EXPECT_EQ(b.allocateProc(0, &id), noErr); // an empty block is a valid block
     EXPECT_NE(b.lockProc(id, 1), nullptr);
   };
   EXPECT_TRUE(session.runFromMenu().ok());
@@ -239,10 +239,10 @@ TEST_F(SessionTest, StopsAndReportsFromAnyThreadOfASleepingTeam) {
         r.progressProc(i / 2 * 4 + omp_get_thread_num(), 400);
         r.abortProc();
       }
-      EXPECT_EQ(r.abortProc(), stop); // a wish to stop stays
+      EXPECT_EQ(r.abortProc(), stop); // a wish to stop is permanent
     });
     EXPECT_EQ(shown, 399);
-    EXPECT_EQ(outcome.result, noErr); // the plug-in went through to its end
+    EXPECT_EQ(outcome.result, noErr); // the plug-in ran to its end
     EXPECT_EQ(outcome.cancelled, stop);
   }
   EXPECT_EQ(omp_get_max_active_levels(), 1);
@@ -274,8 +274,8 @@ TEST_F(SessionTest, RefusesBeforeAnySelector) {
   EXPECT_TRUE(selectors.empty());
 }
 
-// The filter asks for an abort after it has set its estimates and before it reads them: adjusted
-// then, they make what they make when they are given.
+// The filter asks for an abort after it sets its estimates and before it reads them: values
+// adjusted at that point have the same effect as given values.
 TEST(BuiltModule, ReadsItsEstimatesOnceTheyAreAdjusted) {
   host::Document adjusted = fixture::hazyScene(60, 41, 8), given = fixture::copyOf(adjusted);
   std::vector<Parameters> seen;
@@ -295,7 +295,7 @@ TEST(BuiltModule, ReadsItsEstimatesOnceTheyAreAdjusted) {
   EXPECT_GT(fixture::largestDifference(given, fixture::hazyScene(60, 41, 8)), 9);
 }
 
-// Over the real filter, whose k-th request of the heap fails: the first ones, and some later ones.
+// With the real filter; its k-th heap request fails: the first ones, and some later ones.
 TEST(BuiltModule, ARunWithoutMemoryIsNeverTakenForAResult) {
   const host::Document before = fixture::hazyScene(60, 41, 8);
   const host::Script script = {{fourCharCode("oMap"), false}};

@@ -1,5 +1,5 @@
-// Resampling and minimum filter against plain loops in double over the definitions, the 3 by 3
-// operations against Eigen in double, and the ground that all primitives stand on.
+// Resampling and minimum filter against plain loops in double precision, the 3 by 3 operations
+// against Eigen in double precision, and the base of all primitives.
 #include "primitives/image/ImagePrimitives.h"
 
 #include <gmock/gmock.h>
@@ -21,7 +21,7 @@ namespace {
 constexpr float untouched = -77.0f, nan = std::numeric_limits<float>::quiet_NaN();
 constexpr int32_t highest = std::numeric_limits<int32_t>::max();
 
-// Rows are a few floats longer than the pixels, and those must stay as they are.
+// Rows have a few more floats than the pixels need; these must not change.
 struct Image {
   static constexpr int32_t spare = 3;
   int32_t width, height, step;
@@ -38,10 +38,10 @@ struct Image {
   float at(int64_t x, int64_t y, int64_t c) const { return samples[y * (step / 4) + x * 4 + c]; }
 };
 
-constexpr int32_t minimum = 0; // beside the modes of a resampling
+constexpr int32_t minimum = 0; // in addition to the modes of a resampling
 
-// The arguments of a resampling, by default of the whole of one image to the whole of another, or
-// of a minimum filter.
+// The arguments of a resampling (by default the whole of one image to the whole of another), or of
+// a minimum filter.
 struct Operation {
   PrimitiveSize size, mask;
   PrimitivePoint anchor;
@@ -69,7 +69,7 @@ struct Operation {
                            : ResizeGetBufSize(from, to, 4, mode, bytes);
   }
 
-  // With a work buffer of the size that is told, at an odd address, with a fence on both sides.
+  // With a work buffer of the reported size, at an odd address, with a fence on both sides.
   void run() {
     int32_t bytes = -1;
     ASSERT_EQ(bufferSize(&bytes), primitiveOk);
@@ -80,7 +80,7 @@ struct Operation {
     EXPECT_EQ(std::count(buffer.end() - 8, buffer.end(), 0xA5), 8);
   }
 
-  // Calls with one faulty argument after the other.
+  // Calls with one invalid argument at a time.
   template <class T = int32_t>
   void expectRefused(int32_t status, std::initializer_list<std::pair<T*, T>> faults) {
     for (const auto& [argument, fault] : faults) {
@@ -100,7 +100,7 @@ struct Operation {
   }
 };
 
-// Joins, for each destination sample, the source samples that have a share of it. `share` has the
+// Joins, for each destination sample, the source samples that have a share in it. `share` gets the
 // axis (0 is x), the source's place on it and the destination's.
 template <class Share, class Join>
 Image plainly(const Image& source, PrimitiveRect from, Image result, PrimitiveRect to, double start,
@@ -118,7 +118,7 @@ Image plainly(const Image& source, PrimitiveRect from, Image result, PrimitiveRe
   return result;
 }
 
-// Share of a destination pixel that source pixel k of an axis has.
+// Share of source pixel k of an axis in a destination pixel.
 double weightOf(int64_t k, int64_t i, double factor, double shift, int32_t length, int32_t mode) {
   double begin = std::clamp(i / factor + shift, 0.0, length - 1.0);
   double end = std::clamp((i + 1) / factor + shift, begin, double(length));
@@ -129,8 +129,8 @@ double weightOf(int64_t k, int64_t i, double factor, double shift, int32_t lengt
   return std::max(0.0, 1.0 - std::abs(begin - k));
 }
 
-// Of whole images, and with shifts of rectangles in them, which may lie wholly outside: then the
-// nearest edge pixel counts.
+// Whole images, and rectangles with shifts, which may lie completely outside: then the nearest edge
+// pixel counts.
 TEST(Resampling, IsTheAreaMeanOrTheBilinearValueAtTheCentre) {
   constexpr int32_t sizes[][4] = {{1, 1, 1, 1},   {7, 5, 3, 2},     {13, 1, 4, 1},
                                   {1, 17, 1, 5},  {31, 23, 31, 23}, {40, 21, 39, 1},
@@ -182,7 +182,7 @@ TEST(Resampling, AreasEndWhereTheyShould) {
   }
 }
 
-// A window too long for the image on the one axis is not on the other.
+// A window that is too long for the image on one axis is not too long on the other.
 TEST(MinimumFilter, IsTheMinimumOfEveryWindow) {
   constexpr int32_t sides[] = {1, 2, 3, 5, 8, 17, highest};
   for (const auto& [width, height] : {std::pair{1, 1}, {1, 19}, {23, 1}, {4, 3}, {21, 26}})
@@ -238,8 +238,8 @@ TEST(ImagePrimitives, FaultyArgumentsAreRefused) {
   EXPECT_EQ(bytes, 123);
 }
 
-// Rows of 2000000 pixels: the 68th already lies beyond what 32 bits count. Only the pages of the
-// few pixels that are touched come into being.
+// Rows of 2000000 pixels: the 68th row is beyond 32-bit offsets. The system allocates only the
+// pages of the few pixels that are accessed.
 TEST(LargeImages, OffsetsBeyond32BitsAreReached) {
   constexpr int32_t width = 2000000, rows = 150, step = width * 16, left = width - 8;
   constexpr size_t bytes = size_t(step) * rows;
@@ -259,8 +259,8 @@ TEST(LargeImages, OffsetsBeyond32BitsAreReached) {
   munmap(both, 2 * bytes);
 }
 
-// Elements some floats apart; what lies between stays. Every second matrix is a covariance of
-// colours that are nearly alike, as a smooth photograph gives.
+// Elements some floats apart; the floats between them must not change. Every second matrix is a
+// covariance of nearly equal colours, as a smooth photograph gives.
 TEST(SmallMatrix, InverseAndProductAreThoseOfDoublePrecision) {
   using Strided = Eigen::Map<Eigen::Matrix3f, 0, Eigen::Stride<-1, -1>>;
   float work[13];
@@ -292,10 +292,10 @@ TEST(SmallMatrix, WhatHasNoInverseIsReported) {
     return invert3x3(m.data(), 12, 4, work, inverse, 12, 4, size);
   };
   EXPECT_EQ(status({1, 2, 3, 4, 5, 6, 7, 8, 9}), smallMatrixSingular);
-  EXPECT_FALSE(std::isfinite(inverse[0])); // as the division leaves it
+  EXPECT_FALSE(std::isfinite(inverse[0])); // the result of the division
   for (const float bad : {0.0f, nan, HUGE_VALF})
     EXPECT_EQ(status({bad, 0, 0, 0, 1, 0, 0, 0, 1}), smallMatrixSingular);
-  // The smallest regular floats: the determinant lies far below a float's range.
+  // The smallest regular floats: the determinant is far below a float's range.
   EXPECT_EQ(status({1e-30f, 0, 0, 0, 1e-30f, 0, 0, 0, 1e-30f}), smallMatrixOk);
   EXPECT_FLOAT_EQ(inverse[4], 1e30f);
   EXPECT_EQ(status({1, 0, 0, 0, 1, 0, 0, 0, 1}, 4), smallMatrixBadSize);

@@ -1,5 +1,5 @@
-// The direct solver against a factorisation in double: structures of many shapes, teams, broken
-// input, phases. Matrices that are not positive definite are solved in tests/VMath/.
+// The direct solver against a factorisation in double precision: structures of many shapes, teams,
+// invalid input, phases. tests/VMath/ solves matrices that are not positive definite.
 #include "primitives/sparse/SparseSolver.h"
 
 #include <gmock/gmock.h>
@@ -37,7 +37,7 @@ struct Session {
             &error);
     return error;
   }
-  int32_t solve(const SparseMatrix& matrix, VectorXf& b) { // up to the first error
+  int32_t solve(const SparseMatrix& matrix, VectorXf& b) { // stops at the first error
     int32_t error = run(11, matrix);
     error = error ? error : run(22, matrix);
     return error ? error : run(33, matrix, &b);
@@ -47,14 +47,14 @@ struct Session {
 std::mt19937 engine(5);
 int32_t below(int32_t n) { return int32_t(engine() % uint32_t(n)); }
 
-// Largest difference, as a part of the largest value.
+// Largest difference, relative to the largest value.
 double error(const VectorXf& found, const VectorXd& exact) {
   return (found.cast<double>() - exact).cwiseAbs().maxCoeff() / exact.cwiseAbs().maxCoeff();
 }
 constexpr double roundingError = 1.3e-7; // two last bits of single precision
 
-// Name, matrix, and operations if they are counted: a worse order or other supernodes are as right,
-// but slower.
+// Name, matrix, and operations if they are counted: a worse order or other supernodes are also
+// correct, but slower.
 std::vector<std::tuple<std::string, Rows, double>> definiteMatrices() {
   std::vector<std::tuple<std::string, Rows, double>> list;
   constexpr int32_t grids[][3] = {{1, 1, 1},        {1, 40, 0},          {40, 1, 0},
@@ -76,7 +76,7 @@ std::vector<std::tuple<std::string, Rows, double>> definiteMatrices() {
   add("cube", 1728, [](int32_t i) {
     return Ints{i % 12 < 11 ? i + 1 : -1, i / 12 % 12 < 11 ? i + 12 : -1, i + 144};
   });
-  // A grid of 20 columns whose rows' ends are tied to the next row's beginnings, and half a row.
+  // A grid of 20 columns where each row's end is tied to the next row's beginning, and half a row.
   add("rolled grid", 990, [](int32_t i) { return Ints{i + 1, i + 19, i + 20}; });
   add("diagonal", 500, [](int32_t) { return Ints{-1, -1, -1}; });
   return list;
@@ -90,7 +90,7 @@ double flopOf(const SparseMatrix& matrix) {
   return flop;
 }
 
-// Solved on a thread of an outer team, with two active levels, as a host would.
+// Solves on a thread of an outer team, with two active levels, as a host would.
 VectorXf solveInside(int outer, int threads, const SparseMatrix& matrix, const VectorXf& b) {
   VectorXf x = b;
   omp_set_max_active_levels(2);
@@ -130,8 +130,8 @@ TEST(SparseSolver, ControlWordsAskForRefinementAndForThePlaceOfTheSolution) {
   session.iparm[5] = session.iparm[7] = 0;
   ASSERT_EQ(session.run(33, matrix, &untouched), 0);
   EXPECT_EQ(untouched, b);
-  // The smallest eigenvalue is a ten-thousandth of the largest: so many digits a factor in single
-  // precision loses.
+  // The smallest eigenvalue is a ten-thousandth of the largest: a factor in single precision loses
+  // that many digits.
   EXPECT_LT(error(session.x, refined.cast<double>()), 2e-4);
   EXPECT_GT(error(session.x, refined.cast<double>()), roundingError);
 }
@@ -147,12 +147,12 @@ TEST(SparseSolver, WhatIsNotFinite) {
         EXPECT_EQ(session.run(11, spoiled), 0);
         EXPECT_EQ(session.run(22, spoiled), -4);
       }
-      VectorXf b = VectorXf::Ones(400); // no fault of the matrix: it has no solution, but a result
+      VectorXf b = VectorXf::Ones(400); // not the matrix's fault: a result, but no solution
       b[place] = bad;
       EXPECT_EQ(Session().solve(matrix, b), 0);
       EXPECT_FALSE(std::isfinite(b[place]));
     }
-  // Finite as they come, beyond the largest number on the way. The solution: tests/VMath/.
+  // Finite at the end, beyond the largest number in between. The solution: tests/VMath/.
   VectorXf pair = VectorXf::Ones(2);
   EXPECT_EQ(Session().solve(matrixOf(2, {{0, 0, 1e-30f}, {0, 1, 1e30f}, {1, 1, 1}}), pair), -4);
 }
@@ -178,19 +178,19 @@ TEST(SparseSolver, PhasesInAnyOrder) {
   const SparseMatrix matrix = mattingMatrix(9, 8);
   SparseMatrix scaled = matrix, spoiled = matrix;
   for (float& value : scaled.a)
-    value *= 4; // the factor doubles: no other rounding
+    value *= 4; // the factor doubles exactly: same rounding
   spoiled.a[3] = infinity;
   VectorXf x = VectorXf::Random(matrix.n), quarter = x;
   Session session;
   const std::tuple<int32_t, const SparseMatrix&, VectorXf*, int32_t> steps[] = {
       {-1, matrix, nullptr, 0},   {22, matrix, nullptr, -10},  {11, matrix, nullptr, 0},
       {33, matrix, &x, -10},      {22, matrix, nullptr, 0},    {33, matrix, &x, 0},
-      {22, spoiled, nullptr, -4}, {33, matrix, &quarter, -10}, // the factor before is gone
+      {22, spoiled, nullptr, -4}, {33, matrix, &quarter, -10}, // the previous factor is gone
       {22, scaled, nullptr, 0},   {33, scaled, &quarter, 0}};
   for (const auto& [phase, values, b, error] : steps)
     ASSERT_EQ(session.run(phase, values, b), error) << phase;
   EXPECT_EQ(4 * quarter, x);
-  for (const int32_t mtype : {symmetric, unsymmetric, symmetric}) { // each frees the one before
+  for (const int32_t mtype : {symmetric, unsymmetric, symmetric}) { // each frees the previous one
     session.mtype = mtype;
     EXPECT_EQ(session.solve(Rows(0, 0), quarter), 0);
   }

@@ -1,4 +1,4 @@
-// Records of procedures, as a host hands them out, whose k-th call fails.
+// Copies of a host's procedure records whose k-th call fails.
 #pragma once
 
 #include <cstdint>
@@ -6,9 +6,9 @@
 
 namespace fixture {
 
-constexpr int16_t struck = -42; // code of a call that fails
+constexpr int16_t struck = -42; // code of the failing call
 
-// Counts the calls that pass through it, and gives one of them the code above in place of its work.
+// Counts the calls, and makes one of them return the code above instead of doing its work.
 struct Strike {
   static inline int at = 0, calls = 0;
   template <class Result, class... Args> static Result code(Result (*real)(Args...), Args... args) {
@@ -25,7 +25,7 @@ struct Struck<procedure> {
         std::exchange(record.*procedure, [](Args... args) { return Strike::code(real, args...); });
   }
 };
-// A copy of a host's record whose named procedures can be struck.
+// A copy of a host's record in which the named procedures can fail.
 template <auto... procedures, class Record> Record failing(Record record) {
   (Struck<procedures>::install(record), ...);
   return record;

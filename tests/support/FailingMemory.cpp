@@ -5,7 +5,7 @@
 #include <cstdlib>
 #include <new>
 
-// Requests of all threads until the one that fails; below 0 when it has, or none is to.
+// Requests of all threads until the failing one; negative after the failure, or if none shall fail.
 static std::atomic<long> requestsLeft = -1;
 
 static bool refuse() {

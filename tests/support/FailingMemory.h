@@ -1,5 +1,5 @@
-// Lets the k-th request for heap memory of this program fail: operator new, and aligned_alloc, from
-// which primitives/base/HeapBlock.h takes its blocks. The test's sources list FailingMemory.cpp.
+// Makes the k-th heap request of this program fail: operator new, and aligned_alloc, from which
+// primitives/base/HeapBlock.h takes its blocks. The test's sources list FailingMemory.cpp.
 //
 //   for (int k = 0;; ++k) {
 //     FailingMemory memory(k);     // lets k requests through, refuses the next, and no other

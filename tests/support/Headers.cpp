@@ -1,1 +1,1 @@
-// The precompiled header of the tests needs a source to be made for.
+// A source file is necessary to build the tests' precompiled header.

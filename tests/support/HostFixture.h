@@ -1,4 +1,4 @@
-// Documents with known patterns, and the built module, for tests over the host library.
+// Documents with known patterns, and the built module, for tests of the host library.
 //
 // FOG_MODULE_FOLDER names the folder of the built modules (fog_host_test in tests/CMakeLists.txt).
 #pragma once
@@ -16,7 +16,7 @@
 
 namespace fixture {
 
-// Samples as numbers of their depth: 0 to 255, 0 to 32768, or floats.
+// Samples as numbers at their depth: 0 to 255, 0 to 32768, or floats.
 inline double getSample(const void* samples, int32_t depth, size_t i) {
   return depth == 8    ? static_cast<const uint8_t*>(samples)[i]
          : depth == 16 ? static_cast<const uint16_t*>(samples)[i]
@@ -56,7 +56,7 @@ template <class Unit> void fill(host::Document& d, Unit unit) {
   });
 }
 
-// Noise over the whole range: nothing about it repeats, so a pixel out of place is found.
+// Noise over the whole range: it does not repeat, so a misplaced pixel is detected.
 inline host::Document noise(int32_t width, int32_t height, int32_t depth, int32_t channels = 3,
                             host::ColourMode mode = host::ColourMode::rgb,
                             bool transparency = false, uint32_t seed = 1) {
@@ -67,8 +67,8 @@ inline host::Document noise(int32_t width, int32_t height, int32_t depth, int32_
   return d;
 }
 
-// A scene for the haze method: blocks of strong colours, darker ones among them, under a haze that
-// grows from the bottom (clear) to the top, in light of the given grey.
+// A scene for the haze method: blocks of strong colours, some of them dark, with haze that grows
+// from the bottom (clear) to the top, in light of the given grey.
 inline host::Document hazyScene(int32_t width, int32_t height, int32_t depth, double light = 0.85) {
   host::Document d(width, height, 3, depth);
   fill(d, [&](int32_t x, int32_t y, int32_t c) {
@@ -88,7 +88,7 @@ inline host::Document copyOf(const host::Document& d) {
   return copy;
 }
 
-// Of documents of one shape.
+// For documents of the same shape.
 inline bool sameSamples(const host::Document& a, const host::Document& b) {
   return std::memcmp(a.row(0), b.row(0), a.rowBytes() * size_t(a.height())) == 0;
 }
@@ -101,7 +101,7 @@ inline double largestDifference(const host::Document& a, const host::Document& b
 }
 
 #ifdef FOG_MODULE_FOLDER
-// The built module, the best level that was built and that this processor runs.
+// The built module: the best level that was built and that this processor supports.
 inline const host::Module& builtModule() {
   static const host::Module module = host::Module::openBest(FOG_MODULE_FOLDER);
   return module;

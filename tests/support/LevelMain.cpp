@@ -1,5 +1,5 @@
-// Entry of every unit test: leaves with ctest's skip code on a processor that does not run the
-// level that the module's objects were built for. Built for any x86-64.
+// Entry of every unit test: exits with ctest's skip code if the processor does not support the
+// level of the module's objects. This file is built for any x86-64.
 #include <gmock/gmock.h>
 
 #include <cstdio>

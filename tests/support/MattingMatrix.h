@@ -1,6 +1,6 @@
 // Positive definite matrices for tests and benchmarks of the solver, as upper triangles: Laplacians
-// of graphs, plus a multiple of the identity. One is of the matting matrix's structure and
-// condition: each pixel is tied to its neighbours up to two columns and rows away.
+// of graphs, plus a multiple of the identity. One has the matting matrix's structure and condition:
+// each pixel is tied to its neighbours up to two columns and rows away.
 #pragma once
 
 #include <Eigen/SparseCore>
@@ -11,7 +11,7 @@
 
 using Rows = Eigen::SparseMatrix<float, Eigen::RowMajor, int32_t>;
 
-// As the solver wants it: compressed rows, 1-based.
+// In the solver's format: compressed rows, 1-based.
 struct SparseMatrix {
   int32_t n;
   std::vector<int32_t> ia, ja;
@@ -27,14 +27,14 @@ struct SparseMatrix {
   }
 };
 
-// The sum of these, compressed.
+// The sum of the entries, compressed.
 inline Rows matrixOf(int32_t n, const std::vector<Eigen::Triplet<float>>& sums) {
   Rows matrix(n, n);
   matrix.setFromTriplets(sums.begin(), sums.end());
   return matrix;
 }
 
-// Each unknown i is tied to those that `to` gives, if they are there, by weights of 1 to 1/128.
+// Ties each unknown i to those that `to` returns, if they exist, with weights of 1 to 1/128.
 template <class To> Rows tied(int32_t n, float rest, To to) {
   std::vector<Eigen::Triplet<float>> sums;
   uint32_t noise = 1;
@@ -55,7 +55,7 @@ template <class To> Rows tied(int32_t n, float rest, To to) {
 inline Rows mattingMatrix(int32_t width, int32_t height) {
   return tied(width * height, 0.001f, [=](int32_t k) {
     std::vector<int32_t> near;
-    for (int32_t place = 13; place < 25; ++place) { // of 5 by 5 pixels around k, those after it
+    for (int32_t place = 13; place < 25; ++place) { // of the 5 by 5 pixels around k, those after k
       const int32_t x = k % width + place % 5 - 2, y = k / width + place / 5 - 2;
       if (x >= 0 && x < width && y < height)
         near.push_back(y * width + x);

@@ -1,8 +1,7 @@
-// Plays the host for code of the module that a test links in: the real host library stands behind
-// the plug-in's globals.
+// A host for module code that a test links in: the real host library behind the plug-in's globals.
 //
-// host::SessionOptions sets what goes wrong (failAllocation, maxSpace, suites, wideRects, abort);
-// the stores of `host` count what was taken, given back and refused. One at a time.
+// host::SessionOptions selects failures (failAllocation, maxSpace, suites, wideRects, abort); the
+// stores of `host` count what was taken, released and refused. One object at a time.
 #pragma once
 
 #include <gmock/gmock.h>

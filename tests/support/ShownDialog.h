@@ -1,6 +1,5 @@
-// Dialogs as a user finds them: real widgets, and input sent back to back, as
-// it arrives on a machine that was busy: between two events nothing is handled
-// unless a test says settle().
+// Dialogs with real widgets. Input events follow each other immediately, as on a busy machine: no
+// event is handled between two of them unless a test calls settle().
 #pragma once
 
 #include <gmock/gmock.h>
@@ -16,7 +15,8 @@
 
 namespace fixture {
 
-// The one application of a program. Never destroyed: the platform's devices do not outlive main.
+// The program's only application object. Never destroyed: the platform's devices do not outlive
+// main.
 inline void needApplication() {
   static int argc = 1;
   static char name[] = "test", *argv[] = {name, nullptr};
@@ -39,7 +39,7 @@ struct Shown {
     keyEvent(QEvent::KeyPress, key, held);
   }
   void release(int key) const { keyEvent(QEvent::KeyRelease, key); }
-  // Types a text in which <Tab>, <Alt+D>, <Shift+Home> stand for those keys.
+  // Types a text in which <Tab>, <Alt+D>, <Shift+Home> represent these keys.
   void keys(const QString& text) const {
     for (qsizetype i = 0; i < text.size(); ++i) {
       const qsizetype end = text[i] == '<' ? text.indexOf('>', i) : i;
@@ -68,9 +68,8 @@ struct Shown {
   }
 };
 
-// Calls run(), which opens a modal dialog, and the script once the dialog is
-// active. A dialog that does not come, or that the script leaves open, fails
-// the test.
+// Calls run(), which opens a modal dialog, and calls the script when the dialog is active. The test
+// fails if the dialog does not appear, or if the script leaves it open.
 inline void whileShown(const std::function<void(const Shown&)>& script,
                        const std::function<void()>& run) {
   needApplication();
@@ -83,7 +82,7 @@ inline void whileShown(const std::function<void(const Shown&)>& script,
       ADD_FAILURE() << (dialog ? "the dialog is still open" : "there is no dialog");
       QCoreApplication::exit();
     } else if (dialog && dialog->isActiveWindow()) {
-      timer.stop(); // the script may wait
+      timer.stop(); // the script may wait for events
       ran = true;
       script(Shown{dialog});
       timer.start(2);

@@ -1,7 +1,7 @@
-// What this project uses of OpenMP's runtime, made of threads and barriers that the thread
-// sanitizer sees: those of the compiler's own runtime it cannot, and calls every loop a race.
-// Loaded before a program in its place. Tasks run where they are made, so only what teams share is
-// looked at.
+// The parts of OpenMP's runtime that this project uses, built from threads and barriers that the
+// thread sanitizer can see. It cannot see those of the compiler's own runtime, and reports a race
+// for every loop. This library is preloaded instead of it. Tasks run immediately where they are
+// created, so only data shared by teams is checked.
 
 #include <atomic>
 #include <barrier>
@@ -18,9 +18,9 @@ namespace {
 struct Team {
   int size, level;
   std::barrier<> barrier{size};
-  std::atomic<int> singles{0}; // that a thread has taken
+  std::atomic<int> singles{0}; // taken by a thread
 };
-thread_local Team* team = nullptr; // null outside of all
+thread_local Team* team = nullptr; // null outside of all teams
 thread_local int thread = 0, singles = 0;
 std::atomic<int> standardSize{2}, mostLevels{1};
 
@@ -75,7 +75,7 @@ void GOMP_task(void (*body)(void*), void* data, void (*copy)(void*, void*), long
 void GOMP_taskloop(void (*body)(void*), void* data, void (*copy)(void*, void*), long size, long,
                    unsigned, unsigned long, int, long begin, long end, long) {
   auto own = copyOf(data, copy, size);
-  const long range[] = {begin, end}; // which its data begin with
+  const long range[] = {begin, end}; // at the beginning of the loop's data
   std::memcpy(own.data(), range, sizeof range);
   body(own.data());
 }
