@@ -1,12 +1,12 @@
 # The folders of the module as object libraries, and the links between them.
 #
 # fog_folder(NAME [ONCE] SOURCES file... [BELOW name...] [LIBRARIES library...])
-#   One object library: fog_NAME_<level> for each x86-64 level, or with ONCE a single fog_NAME for any
-#   x86-64 (dialogs, tables, strings). BELOW names the folders that it calls; LIBRARIES what it links.
+#   Makes an object library fog_NAME_<level> for each x86-64 level, or with ONCE a single fog_NAME for any
+#   x86-64 (dialogs, tables, strings). BELOW: the folders that it calls; LIBRARIES: what it links.
 # fog_use(target level name...)
-#   Links those folders, all that is below them, and nothing else: a call upwards has no definition.
+#   Links these folders, everything below them, and nothing else: a call upwards has no definition.
 # fog_build_modules()
-#   The module of each level: fogdissolver-<level>.so.
+#   Makes the module of each level: fogdissolver-<level>.so.
 
 function(fog_folder name)
   cmake_parse_arguments(PARSE_ARGV 1 folder "ONCE" "" "SOURCES;BELOW;LIBRARIES")
@@ -27,12 +27,12 @@ macro(fog_objects target level)
   target_link_libraries(${target} PUBLIC fog_options ${folder_LIBRARIES})
   target_compile_options(${target} PRIVATE -march=x86-64-${level})
   if("${level}" STREQUAL v4)
-    # GCC 12 takes the undefined operands of its own AVX-512 intrinsics for uninitialised ones.
+    # GCC 12 warns about the deliberately undefined operands in its own AVX-512 intrinsics.
     target_compile_options(${target} PRIVATE -Wno-maybe-uninitialized)
   endif()
 endmacro()
 
-# The folders named and all below them, once each.
+# The named folders and all folders below them, once each.
 function(fog_below result)
   set(open ${ARGN})
   set(all "")
@@ -59,7 +59,7 @@ function(fog_use target level)
   endforeach()
 endfunction()
 
-# What code that includes the folders' headers is compiled with, without their objects.
+# For code that only includes the folders' headers: their compile settings without their objects.
 function(fog_use_headers target)
   fog_below(names ${ARGN})
   foreach(name ${names})
@@ -68,7 +68,7 @@ function(fog_use_headers target)
   endforeach()
 endfunction()
 
-# The exported names carry a version that is a number, which gold and mold can write and others not.
+# The exported names have a number as their version; only the linkers gold and mold can write this.
 function(fog_find_versioning_linker)
   foreach(linker gold mold)
     find_program(FOG_LINKER_${linker} ld.${linker})

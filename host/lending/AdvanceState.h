@@ -61,10 +61,10 @@ private:
   Document& document_;
   FilterRecord& record_;
   Band in_, out_, mask_;
-  VRect outRect_{};            // what outData holds now; empty: nothing to give back
-  bool lentInPlace_ = false;   // current content of outData; empty: nothing to take back
-  PlaneRange outRange_{};      // outData points into the document's own rows
-  std::optional<bool> finite_; // whether the document's samples are; asked once a run
+  VRect outRect_{};            // current content of outData; empty: nothing to take back
+  bool lentInPlace_ = false;   // outData points into the document's own rows
+  PlaneRange outRange_{};      // planes of outData
+  std::optional<bool> finite_; // whether the document's samples are finite; determined once per run
   int64_t lostSamples_ = 0;
 };
 

@@ -146,7 +146,7 @@ TEST(Matrix, HasOneOwner) {
   expectSame(source, MatrixXd::Zero(3, 2));
   expectSame(copy, content);
   expectSame(Matrix(std::move(assigned)), content);
-  EXPECT_TRUE(isEmpty(assigned)); // NOLINT: what a move leaves is what is asked
+  EXPECT_TRUE(isEmpty(assigned)); // NOLINT: checks the state after a move
   assigned = VMatrix3::identity();
   expectSame(assigned, Matrix3d::Identity());
   EXPECT_THROW(large.resize(1 << 16, 1 << 16), std::bad_alloc);
