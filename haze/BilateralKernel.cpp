@@ -33,7 +33,7 @@ struct TapLogarithms {
   }
 };
 
-// The whole numbers that a processor's rounding modes give (_MM_FROUND_...).
+// Rounds to whole numbers with one of the processor's rounding modes (_MM_FROUND_...).
 template <int mode> FloatV whole(FloatV v) {
 #if defined(__AVX512F__)
   return _mm512_roundscale_ps(v, mode);

@@ -9,8 +9,8 @@ namespace {
 
 std::function<void(const std::string&)> endProcess;
 
-// Qt ends the process by an abort where it finds no display. Its other remarks are not for the user
-// of a command line.
+// Qt aborts the process if it finds no display. Its other messages are not for users of a command
+// line.
 void onMessage(QtMsgType type, const QMessageLogContext&, const QString&) {
   if (type == QtFatalMsg)
     endProcess("--dialog and --about need a display, and none can be opened");

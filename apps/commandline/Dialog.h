@@ -1,4 +1,4 @@
-// The filter's dialogs, for which alone the program starts a window system.
+// The filter's dialogs; only they need a window system.
 #pragma once
 
 #include <functional>
@@ -6,7 +6,7 @@
 
 namespace commandline {
 
-// Starts Qt. Where it finds no display, calls the function with the reason; it must end the
+// Starts Qt. If it finds no display, calls the function with the reason; the function must end the
 // process.
 void startWindows(std::function<void(const std::string&)> end);
 

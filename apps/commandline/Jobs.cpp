@@ -1,4 +1,4 @@
-// What the command line adds to the pool: signals, lines, the bar, the exit status.
+// What the command line adds to the pool: signals, messages, the progress bar, the exit status.
 
 #include "apps/commandline/Jobs.h"
 
@@ -23,9 +23,9 @@ namespace {
 
 using shared::Job;
 
-constexpr int turnMilliseconds = 200; // at most, and between two states of the bar
+constexpr int turnMilliseconds = 200; // longest wait, and the interval of the bar
 
-std::atomic<int> stopSignal{0}; // lock-free: set by a handler
+std::atomic<int> stopSignal{0}; // lock-free, because a handler sets it
 std::atomic<int> stopRequests{0};
 static_assert(std::atomic<int>::is_always_lock_free);
 
@@ -49,8 +49,8 @@ sigset_t none() {
   return set;
 }
 
-// Handles the signals that stop, and holds them back but while the pool waits, so that none is
-// missed. What the caller ignores, as nohup does for a hang-up, stays ignored.
+// Handles the signals that stop the program, and blocks them except while the pool waits, so that
+// none is lost. Signals that the caller ignores, as nohup does for a hang-up, stay ignored.
 void takeSignals() {
   sigset_t held = none();
   for (int signal : stoppingSignals) {
@@ -142,7 +142,7 @@ public:
     drawBar(running_.begin()->second);
   }
 
-  int summary() const { // gives the exit status
+  int summary() const { // returns the exit status
     const std::string of = " of " + std::to_string(jobs_.size()) + " photographs ";
     if (failed_ && jobs_.size() > 1)
       say("", std::to_string(failed_) + of + "failed");

@@ -1,4 +1,4 @@
-// Photographs in processes of their own, several at a time.
+// Photographs in separate processes, several at a time.
 #pragma once
 
 #include <vector>
@@ -11,9 +11,9 @@ namespace commandline {
 // Exit statuses of the program.
 constexpr int exitDone = 0, exitFailed = 1, exitUsage = 2, exitCancelled = 3;
 
-// Does the jobs that are not refused. Prints a line for each failure, and one that counts them.
+// Runs the jobs that are not refused. Prints a line for each failure, and one with their number.
 // Returns the exit status. A request to stop (Ctrl-C) ends all jobs; the process then ends by the
-// signal that asked.
+// same signal.
 int runJobs(const std::vector<shared::Job>& jobs, const Options& options,
             const host::Module& module);
 

@@ -1,4 +1,4 @@
-// The options, declared to CLI11.
+// The options, declared for CLI11.
 
 #include "apps/commandline/Options.h"
 
@@ -21,10 +21,10 @@ namespace {
 
 using shared::UsageError;
 
-constexpr int mostThreads = 256; // far beyond what the method gains from
+constexpr int mostThreads = 256; // far more than the module can use
 constexpr int mostJobs = 1024;
 constexpr double mostMegabytes = 1e9;
-constexpr size_t helpColumn = 28; // where descriptions begin; their lines keep to 80 columns
+constexpr size_t helpColumn = 28; // column of the descriptions; lines have at most 80 columns
 
 constexpr char examples[] =
     "Examples:\n"
@@ -37,7 +37,7 @@ constexpr char examples[] =
     "Exit status: 0 all written, 1 a photograph failed or was refused, 2 wrong usage,\n"
     "3 none failed but a dialog was left by Cancel.";
 
-// Options that are declared from here on go into the group.
+// Options that are declared after this call belong to the group.
 void begin(CLI::App& app, const char* group) { app.option_defaults()->group(group); }
 
 void addOutput(CLI::App& app, Options& options) {
@@ -94,7 +94,7 @@ void addRun(CLI::App& app, Options& options) {
   app.set_help_all_flag("--help-all", "print it with the developers' options");
 }
 
-// Hidden but from the second page of the help.
+// Hidden except on the second page of the help.
 void addForDevelopers(CLI::App& app, Options& options) {
   begin(app, "");
   app.add_option("--trace", options.trace, "write the filter's own trace to a file")
@@ -109,7 +109,7 @@ void refuseEmpty(const CLI::App& app) {
       throw UsageError("--" + option->get_lnames().front() + ": an empty name");
 }
 
-// Prints the text that was asked for.
+// Prints the requested text.
 void print(const CLI::App& app, const CLI::Success& text) {
   app.exit(text);
   if (!std::cout.flush())
@@ -130,13 +130,13 @@ void check(const Options& options) {
     throw UsageError("--about takes no photograph");
   if (options.inputs.empty() && options.saveSettings.empty() && !options.about)
     throw UsageError("no photograph is given; --help tells the usage");
-  // The dialog starts from its own standards each time, and holds what it is set to.
+  // The dialog always starts with its own defaults, and returns what the user sets.
   if (options.dialog && !isEmpty(options.look))
     throw UsageError("--dialog: the look is set in the dialog, not by options or a file");
 }
 
-// Fills threads and jobs that were not given: many photographs mean many jobs of few threads, one
-// photograph means one job of many.
+// Sets threads and jobs if they are not given: many photographs mean many jobs with few threads,
+// one photograph means one job with many.
 void shareCores(Options& options) {
   const int cores = std::max(1, int(std::thread::hardware_concurrency()));
   const int inputs = std::max(1, int(options.inputs.size()));
@@ -147,7 +147,8 @@ void shareCores(Options& options) {
     options.threads = std::max(1, cores / options.jobs);
 }
 
-// A file beside the results: it must be none of them, no input, and not there before.
+// Checks a file that is written in addition to the results: it must not be one of them, nor an
+// input, nor exist.
 void checkBeside(const char* option, const std::string& file, const std::vector<shared::Job>& jobs,
                  bool force) {
   auto refuse = [&](const std::string& why) {
@@ -170,7 +171,7 @@ std::vector<shared::Job> planOf(const Options& options) {
   const std::string &trace = options.trace, &settings = options.saveSettings;
   std::error_code ignored;
   if (!trace.empty() && (!fs::exists(trace, ignored) || fs::is_regular_file(trace, ignored)))
-    checkBeside("--trace", trace, jobs, options.force); // a pipe or a terminal may be one
+    checkBeside("--trace", trace, jobs, options.force); // it may be a pipe or a terminal
   if (!settings.empty())
     checkBeside("--save-settings", settings, jobs, options.force);
   if (!settings.empty() && !trace.empty() && shared::isSameFile(settings, trace))

@@ -15,18 +15,18 @@ namespace {
 
 constexpr char clearLine[] = "\r\033[K";
 constexpr int barWidth = 24;
-constexpr double tellsFrom = 0.03; // share before which the time left is a guess
+constexpr double tellsFrom = 0.03; // share below which the remaining time is a guess
 
 bool barInUse = false;
 
 void put(const std::string& text) {
-  // Whole in one call, so that lines of several processes do not mix. Nobody is left to tell when
-  // standard error itself fails.
+  // One call for the whole line, so that lines of several processes do not mix. If standard error
+  // itself fails, nothing can be reported.
   const ssize_t ignored = ::write(STDERR_FILENO, text.data(), text.size());
   (void)ignored;
 }
 
-// File names and libraries' texts may hold anything; a line stays a line.
+// File names and libraries' messages may contain any character; the output stays on one line.
 std::string printable(std::string text) {
   for (char& c : text)
     if (static_cast<unsigned char>(c) < 0x20 || c == 0x7f)

@@ -1,4 +1,4 @@
-// fogdissolver: haze out of photographs, from the command line.
+// fogdissolver: removes haze from photographs, from the command line.
 
 #include <csignal>
 #include <cstdio>
@@ -32,7 +32,7 @@ struct Closer {
 };
 using File = std::unique_ptr<std::FILE, Closer>;
 
-// Whole lines at a time, at the end of the file: several processes write there.
+// Appends whole lines at a time: several processes write there.
 File openTrace(const std::string& name) {
   File file(std::fopen(name.c_str(), "we"));
   if (file)
@@ -86,8 +86,8 @@ int run(const Options& options) {
   return status;
 }
 
-// Takes the numbers of standard streams that are closed, or a result would be opened under one of
-// them and messages written into it. Writing to them goes on failing.
+// Occupies the numbers of closed standard streams; otherwise a result could get such a number, and
+// messages would be written into it. Writing to them still fails.
 void reserveStandardStreams() {
   int number = ::open("/dev/null", O_RDONLY);
   while (number >= 0 && number <= STDERR_FILENO)
@@ -96,7 +96,7 @@ void reserveStandardStreams() {
     ::close(number);
 }
 
-// Qt's own remarks are not for the user of a command line.
+// Qt's own messages are not for users of a command line.
 void muteQt(QtMsgType, const QMessageLogContext&, const QString&) {}
 
 } // namespace

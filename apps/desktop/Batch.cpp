@@ -23,7 +23,7 @@ namespace {
 constexpr int mostNumbers = 10000;
 constexpr char existsAlready[] = "its result exists already";
 
-// Raw files and formats that are read only; those that are written stand in the table of formats.
+// Raw files and formats that are read only; the table of formats has those that are written.
 constexpr const char* readOnlyExtensions[] = {"arw",  "cr2",  "cr3",  "dng", "nef", "orf",
                                               "pef",  "raf",  "rw2",  "srw", "gif", "psd",
                                               "heic", "heif", "avif", "ico"};
@@ -35,7 +35,7 @@ bool isPictureName(const QString& file) {
              std::end(readOnlyExtensions);
 }
 
-// The result of another photograph of its folder, by its name.
+// Whether this file is the result of another photograph in its folder, by its name.
 bool isResult(const QString& file) {
   const QFileInfo info(file);
   QString original = info.completeBaseName();
@@ -45,7 +45,7 @@ bool isResult(const QString& file) {
   return QFileInfo::exists(info.path() + "/" + original + "." + info.suffix());
 }
 
-// name-2.jpg, name-3.jpg, ... until one is free.
+// name-2.jpg, name-3.jpg, ... until a name is free.
 std::string numbered(const std::string& output, const auto& isTaken) {
   const fs::path path = output;
   for (int number = 2; number < mostNumbers; ++number) {
@@ -78,7 +78,7 @@ std::vector<PlannedPhotograph> planBatch(const std::vector<std::string>& inputs,
       request.inputs = {input};
       request.format = settings.format;
       request.output = settings.folder.empty() ? "" : settings.folder + "/";
-      request.force = true; // existing files are looked after below
+      request.force = true; // existing files are handled below
       const shared::Job job = shared::planJobs(request).at(0);
       photograph.output = job.output;
       photograph.refusal = job.refusal;
@@ -121,7 +121,7 @@ QStringList photographsIn(const QStringList& filesAndFolders, const photo::Watch
 }
 
 Batch::Batch(const QString& program, QObject* parent) : QObject(parent), program_(program) {
-  // A group of its own, so that all its processes can be held at once.
+  // A separate process group, so that all its processes can be paused at once.
   process_.setChildProcessModifier([] { ::setpgid(0, 0); });
   process_.setProcessChannelMode(QProcess::ForwardedErrorChannel);
   connect(&process_, &QProcess::readyReadStandardOutput, this, &Batch::read);
@@ -194,7 +194,7 @@ void Batch::read() {
   }
 }
 
-// What the process did not tell of has not been done.
+// What the process did not report is not done.
 void Batch::ended() {
   read();
   const bool isWell = process_.exitStatus() == QProcess::NormalExit && process_.exitCode() == 0 &&

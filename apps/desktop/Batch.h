@@ -1,4 +1,4 @@
-// Many photographs with one look: what becomes of each, and the process that does it. No widgets.
+// Many photographs with one look: their plan, and the process that runs it. No widgets.
 #pragma once
 
 #include <string>
@@ -17,7 +17,7 @@ enum class Existing { skip, replace, number };
 
 struct BatchSettings {
   shared::Look look;
-  std::string folder; // of the results; "": beside each photograph
+  std::string folder; // of the results; "": next to each photograph
   std::string format; // extension; "": the photograph's
   int bits = 0, quality = 95;
   int jobs = 1;
@@ -26,16 +26,16 @@ struct BatchSettings {
 
 struct PlannedPhotograph {
   std::string input, output;
-  std::string refusal; // why nothing is done; empty otherwise
+  std::string refusal; // why it is not processed; otherwise empty
 };
 
-// The names of the results. Two photographs never get one name, and no result the name of a
-// photograph of the batch.
+// Plans the names of the results. Two photographs never get the same name, and no result gets the
+// name of a photograph in the batch.
 std::vector<PlannedPhotograph> planBatch(const std::vector<std::string>& inputs,
                                          const BatchSettings& settings);
 
-// The photographs among the files and in the folders, folders in depth, sorted, each once. In a
-// folder only files whose names have the extension of a picture count, and no results of others.
+// The photographs among the files and in the folders, including subfolders, sorted, each once. In
+// folders only files with a picture's extension count, and results of other photographs do not.
 // Throws photo::Stopped.
 QStringList photographsIn(const QStringList& filesAndFolders, const photo::Watch& watch);
 
@@ -46,12 +46,12 @@ class Batch : public QObject {
 public:
   enum class Phase { idle, running, paused };
 
-  // program: fogdissolver-desktop itself.
+  // program: the path of fogdissolver-desktop itself.
   explicit Batch(const QString& program, QObject* parent = nullptr);
   ~Batch() override; // ends the process
 
   void start(const BatchOrder& order);
-  void pause(); // holds all processes where they are
+  void pause(); // stops all processes where they are
   void resume();
   void cancel();
   Phase phase() const { return phase_; }

@@ -24,7 +24,7 @@ namespace desktop {
 namespace {
 
 constexpr int turnMilliseconds = 50;
-constexpr int patienceTurns = 3; // between asking the children to stop and ending them
+constexpr int patienceTurns = 3; // turns between asking the children to stop and killing them
 
 void write(QJsonObject event) {
   const QByteArray line = QJsonDocument(event).toJson(QJsonDocument::Compact) + '\n';
@@ -74,7 +74,7 @@ std::optional<BatchOrder> orderOf(const QByteArray& line) {
   return order;
 }
 
-// A line of standard input; what has come of it when the input ends.
+// A line of standard input; the incomplete rest at its end.
 QByteArray readLine() {
   QByteArray line;
   for (char c; !line.endsWith('\n');) {
@@ -167,7 +167,7 @@ BatchEvent eventOf(const QByteArray& line) {
 }
 
 int runBatchProcess() {
-  std::signal(SIGPIPE, SIG_IGN); // the window may be gone
+  std::signal(SIGPIPE, SIG_IGN); // the window may have closed
   try {
     const std::optional<BatchOrder> order = orderOf(readLine());
     return order ? runOrder(*order) : 2;

@@ -1,9 +1,9 @@
-// A batch runs in a process of its own, which turns the programs' job pool: the pool forks, and
-// that is for a process without threads. The window's program starts itself with an argument for
+// A batch runs in a separate process, which runs the programs' job pool: the pool forks, and a
+// process with threads should not. The desktop program starts itself with a special argument for
 // it.
 //
-// The process reads one line of JSON, the order; every line that it writes is one event. It stops
-// when its input ends, and leaves nobody behind.
+// The process reads its order, one line of JSON; every line that it writes is one event. It stops
+// when its input ends, and leaves no process behind.
 #pragma once
 
 #include <string>
@@ -33,12 +33,12 @@ QByteArray lineOf(const BatchOrder& order);
 // "started", "progress" with a share, "note" and "failed" with a text, "done", "stopped".
 struct BatchEvent {
   QString kind;
-  int photograph = 0; // its place in the order
+  int photograph = 0; // its index in the order
   double share = 0;
   QString text;
 };
 BatchEvent eventOf(const QByteArray& line);
 
-int runBatchProcess(); // gives the exit status
+int runBatchProcess(); // returns the exit status
 
 } // namespace desktop

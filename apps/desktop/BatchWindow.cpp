@@ -44,7 +44,7 @@ constexpr int standardQuality = 95, mostJobs = 64;
 
 int cores() { return std::max(1, int(std::thread::hardware_concurrency())); }
 
-// A row's share of the work as a progress bar.
+// Shows a row's progress as a progress bar.
 class ShareDelegate : public QStyledItemDelegate {
 public:
   using QStyledItemDelegate::QStyledItemDelegate;
@@ -70,13 +70,13 @@ public:
     bar.textVisible = true;
     if (bar.progress > 0)
       return style->drawControl(QStyle::CE_ProgressBar, &bar, painter, item.widget);
-    // Some styles draw an end of the bar where there is none yet.
+    // Some styles draw the end of the bar even at zero.
     style->drawControl(QStyle::CE_ProgressBarGroove, &bar, painter, item.widget);
     style->drawControl(QStyle::CE_ProgressBarLabel, &bar, painter, item.widget);
   }
 };
 
-// A small picture by Qt where it reads the format, else by the way of all photographs.
+// A thumbnail, made by Qt if it reads the format, otherwise like any photograph.
 QImage thumbnailOf(const QString& file, const QSize& size, const photo::Watch& watch) {
   QImageReader reader(file);
   reader.setAutoTransform(true);
@@ -301,7 +301,7 @@ void BatchWindow::askForThumbnail(QTreeWidgetItem* row) {
                        found->image = thumbnailOf(file, size, watch);
                      },
                      [this, found, file] {
-                       // The row may be gone, and another be in its place.
+                       // Meanwhile the row may be gone, or another one may be in its place.
                        for (int i = 0; i < list_->topLevelItemCount(); ++i) {
                          QTreeWidgetItem* item = list_->topLevelItem(i);
                          if (item->data(0, pathRole).toString() != file)
@@ -378,7 +378,7 @@ void BatchWindow::start() {
   startRows(rows);
 }
 
-// What failed, was stopped or left out; of the selected rows where there are any such.
+// Retries what failed, was stopped or omitted; only in the selected rows if there are any.
 void BatchWindow::retry() {
   std::vector<QTreeWidgetItem*> all, selected;
   for (int i = 0; i < list_->topLevelItemCount(); ++i) {

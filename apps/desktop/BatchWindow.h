@@ -1,4 +1,4 @@
-// Many photographs: a list with what becomes of each, and the settings for all of them.
+// Many photographs: a list with the state of each, and the settings for all of them.
 #pragma once
 
 #include <functional>
@@ -25,13 +25,14 @@ class BatchWindow : public QWidget {
   Q_OBJECT
 
 public:
-  // present: the look of the photograph in the main window. program: fogdissolver-desktop.
+  // present: returns the look of the photograph in the main window. program: the path of
+  // fogdissolver-desktop.
   BatchWindow(std::function<shared::Look()> present, const QString& program);
   ~BatchWindow() override;
 
-  // Folders are looked through beside the window.
+  // Searches folders in the background.
   void addFiles(const QStringList& filesAndFolders);
-  bool mayClose(); // asks when a batch runs
+  bool mayClose(); // asks the user if a batch is running
   Batch& batch() { return batch_; }
 
   static constexpr int stateRole = 0x101, shareRole = 0x102; // of a row
@@ -59,12 +60,12 @@ private:
   void chooseFolder();
   void chooseLook();
   void refresh();
-  BatchSettings settings() const; // throws what reading a look throws
+  BatchSettings settings() const; // throws like readLook
 
   std::function<shared::Look()> present_;
   std::unique_ptr<QSettings> store_;
   Batch batch_;
-  std::vector<QTreeWidgetItem*> running_; // rows of the batch, in the order's order
+  std::vector<QTreeWidgetItem*> running_; // rows of the batch, in the order's sequence
   QTreeWidget* list_;
   QComboBox *look_, *format_, *existing_;
   QLineEdit* folder_;
@@ -73,7 +74,7 @@ private:
   QProgressBar* whole_;
   QLabel* summary_;
   QString lookFile_;
-  Runner finder_, thumbnails_; // last: their threads end first
+  Runner finder_, thumbnails_; // last, so that their threads end first
 };
 
 } // namespace desktop

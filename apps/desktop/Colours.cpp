@@ -1,5 +1,5 @@
-// By Little CMS. Floats go through 16 bits: their transforms in whole numbers are several times as
-// fast, and the screen has 8.
+// Uses Little CMS. Floats go through 16 bits: whole-number transforms are several times faster, and
+// the screen has 8 bits.
 
 #include "apps/desktop/Colours.h"
 
@@ -36,7 +36,7 @@ Profile linearProfile() {
   return profile;
 }
 
-// A value for the screen's 8 bits, from a float of any kind.
+// Converts a float of any kind to the screen's 8 bits.
 uint8_t alphaOf(float value) { return uint8_t(std::clamp(value, 0.0f, 1.0f) * 255.0f + 0.5f); }
 
 uint32_t multiplied(uint32_t colour, uint32_t alpha) {
@@ -70,7 +70,7 @@ Colours::~Colours() {
     cmsDeleteTransform(transform_);
 }
 
-// The colours alone, in 16 bits. What is not a number becomes 0.
+// Only the colours, in 16 bits. NaN becomes 0.
 const void* Colours::limited(const float* samples, int count, std::vector<uint16_t>& room) const {
   room.resize(size_t(count) * 3);
   const auto factor = float(exposure_);

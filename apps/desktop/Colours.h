@@ -1,8 +1,9 @@
-// A picture's samples as colours of the screen, through the picture's profile and the screen's.
+// Converts a picture's samples to colours of the screen, with the picture's profile and the
+// screen's.
 //
-// Without a profile a picture is taken as sRGB, or as linear light with the primaries of sRGB where
-// its format says so. Floats are multiplied by the exposure, and limited to 0 to 1 first. Alpha
-// stays beside the colours, multiplied with them as Qt's premultiplied images have it.
+// A picture without a profile counts as sRGB, or as linear light with the primaries of sRGB if its
+// format says so. Floats are multiplied by the exposure and limited to 0 to 1 first. Alpha is kept,
+// and the colours are multiplied by it, as in Qt's premultiplied images.
 #pragma once
 
 #include <cstdint>
@@ -13,14 +14,14 @@
 namespace desktop {
 
 struct ColourSource {
-  photo::Bytes profile; // ICC; empty, broken or not of RGB: none
+  photo::Bytes profile; // ICC; empty, damaged or not RGB: no profile
   bool isLinear = false;
   int channels = 3;
   int depth = 8; // 8 or 32
   bool hasAlpha = false;
 };
 
-// Callable from several threads at a time.
+// Safe from several threads at a time.
 class Colours {
 public:
   // screen: the ICC profile of the screen; empty: sRGB. exposure: a factor.
@@ -30,7 +31,7 @@ public:
 
   double exposure() const { return exposure_; }
 
-  // `count` pixels into 0xAARRGGBB.
+  // Converts `count` pixels to 0xAARRGGBB.
   void convert(const void* samples, int count, uint32_t* out) const;
 
 private:
@@ -38,7 +39,7 @@ private:
 
   ColourSource source_;
   double exposure_;
-  void* transform_ = nullptr; // null: the samples are the screen's
+  void* transform_ = nullptr; // null: the samples already have the screen's colours
 };
 
 } // namespace desktop

@@ -1,5 +1,5 @@
-// A file is loaded only when its bytes name a property list: loading runs code, and the folder also
-// holds the image formats, with hundreds of libraries behind them.
+// A file is loaded only if its bytes contain a property list: loading runs code, and the folder
+// also holds the module with the image formats, which depends on hundreds of libraries.
 
 #include "apps/desktop/Filters.h"
 
@@ -14,7 +14,7 @@ namespace fs = std::filesystem;
 namespace desktop {
 namespace {
 
-constexpr std::string_view ownPrefix = "fogdissolver-v"; // of its levels
+constexpr std::string_view ownPrefix = "fogdissolver-v"; // of the files of its levels
 
 bool namesPropertyList(const fs::path& file) {
   const photo::Bytes bytes = photo::readWhole(file.string());
@@ -22,7 +22,7 @@ bool namesPropertyList(const fs::path& file) {
   return text.find(host::propertyListName) != std::string_view::npos;
 }
 
-// Nothing for a file that is no filter, or one of another machine.
+// Empty if the file is not a filter, or is for another machine.
 std::optional<Filter> openFilter(const fs::path& file) {
   try {
     if (!namesPropertyList(file))

@@ -1,4 +1,4 @@
-// The filter modules of the plug-in folder, by their property lists.
+// The filter modules in the plug-in folder, with their property lists.
 #pragma once
 
 #include <filesystem>
@@ -19,8 +19,8 @@ struct Filter {
 
 class Filters {
 public:
-  // Throws std::runtime_error when Fogdissolver itself is not among them. Files that are no filters
-  // are left out.
+  // Ignores files that are not filters. Throws std::runtime_error if Fogdissolver itself is
+  // missing.
   explicit Filters(const std::filesystem::path& folder);
 
   const std::vector<Filter>& all() const { return filters_; } // Fogdissolver first
@@ -30,7 +30,7 @@ private:
   std::vector<Filter> filters_;
 };
 
-// Why the filter cannot take the document; empty if it can.
+// Why the filter cannot process the document; empty if it can.
 std::string refusalOf(const Filter& filter, const host::Document& document);
 
 } // namespace desktop

@@ -45,7 +45,7 @@ void History::dropAt(size_t place) {
   ++dropped_;
 }
 
-// The oldest first, then what could be redone from its far end.
+// Drops the oldest states first, then redo states from the far end.
 void History::keepBudget() {
   while (bytes() > budget_)
     dropAt(at_ > 0 ? 0 : states_.size() - 1);

@@ -1,7 +1,7 @@
-// The states that a photograph has been brought to, for undo and redo.
+// The states of a photograph, for undo and redo.
 //
-// A state holds a whole picture, so that going back costs no run of the filter. What the states
-// hold beside the one on show is kept within a budget: beyond it the oldest fall away.
+// A state holds a whole picture, so that going back needs no run of the filter. All states except
+// the current one share a budget; beyond it the oldest are dropped.
 #pragma once
 
 #include <cstddef>
@@ -19,22 +19,22 @@ class Raster;
 
 using Picture = std::shared_ptr<photo::Picture>;
 
-// Who brought a photograph to a state.
+// What brought a photograph to a state.
 enum class Maker { nobody, opening, strength, dialog, lastFilter, otherFilter };
 
 struct State {
-  Picture picture;   // never null; of the uncorrected state that of the photograph itself
-  shared::Look look; // that makes it from the photograph
-  std::optional<shared::CorrectionReport> report; // none: no run of the filter
+  Picture picture;   // never null; the photograph itself for the uncorrected state
+  shared::Look look; // makes it from the photograph
+  std::optional<shared::CorrectionReport> report; // empty: no run of the filter
   Maker maker = Maker::nobody;
-  std::shared_ptr<const Raster> raster; // of the picture; null until it is to be shown
+  std::shared_ptr<const Raster> raster; // of the picture; null until it is displayed
 };
 
 size_t bytesOf(const photo::Picture& picture);
 
 class History {
 public:
-  // `original` is the uncorrected state, which does not count.
+  // `original` is the uncorrected state, which does not count against the budget.
   History(State original, size_t budget); // bytes
 
   const State& current() const { return states_[at_]; }
@@ -42,17 +42,17 @@ public:
   bool isOriginal() const { return current().picture == original_; }
   bool canUndo() const { return at_ > 0; }
   bool canRedo() const { return at_ + 1 < states_.size(); }
-  const State& undone() const { return states_[at_ - 1]; } // what undo would bring back
+  const State& undone() const { return states_[at_ - 1]; } // undo reverts this state
   void undo();
   void redo();
-  // What could be redone is dropped.
+  // Drops all redo states.
   void push(State state);
   void setBudget(size_t bytes);
 
-  size_t bytes() const;                    // of all states but the current one
-  int dropped() const { return dropped_; } // states that fell away for the budget, ever
+  size_t bytes() const;                    // of all states except the current one
+  int dropped() const { return dropped_; } // number of states ever dropped because of the budget
 
-  // Identifies the current state for as long as the history lives.
+  // Identifies the current state during the history's life.
   int id() const { return ids_[at_]; }
 
 private:

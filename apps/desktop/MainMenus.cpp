@@ -1,4 +1,4 @@
-// The menus and the tool bar of the main window.
+// The menus and the toolbar of the main window.
 
 #include "apps/desktop/MainWindow.h"
 
@@ -27,7 +27,7 @@ namespace {
 constexpr double zoomStep = 1.25;
 constexpr double exposureStep = 0.5; // stops
 
-// The page of the documentation in the person's language, where it is installed.
+// The documentation page in the user's language, if it is installed.
 QUrl helpPage() {
   //: the page's file: fr/desktop.html in French
   const QString page = MainWindow::tr("desktop.html");
@@ -96,7 +96,7 @@ void MainWindow::buildEditMenu() {
   add(menu, tr("Memory for Un&do…"), {}, [this] { askForUndoMemory(); });
 }
 
-// An item for each module, in a submenu for its category.
+// One item per module, in a submenu for its category.
 void MainWindow::buildFilterMenu() {
   QMenu* menu = menuBar()->addMenu(tr("Fi&lter"));
   lastFilter_ = add(menu, tr("&Last Filter"), "Ctrl+F", [this] { repeatLast(false); });
@@ -141,7 +141,7 @@ void MainWindow::buildViewMenu() {
     viewActions_.push_back(add(menu, text, keys, std::move(slot)));
   };
   Keys zoomIn = QKeySequence::ZoomIn;
-  zoomIn += QKeySequence("Ctrl+="); // the same key, where the plus takes Shift
+  zoomIn += QKeySequence("Ctrl+="); // the same key on keyboards where plus needs Shift
   zoom(tr("Zoom &In"), zoomIn, [this] { view_->zoomBy(zoomStep); });
   zoom(tr("Zoom &Out"), QKeySequence::ZoomOut, [this] { view_->zoomBy(1 / zoomStep); });
   zoom(tr("&Fit"), "Ctrl+0", [this] { view_->fit(); });
@@ -182,7 +182,8 @@ void MainWindow::buildToolBar() {
   markMode();
 }
 
-// The mode that is on is to be seen with every palette; styles darken its button by a trace only.
+// Marks the active mode's button so that it is visible with every palette; styles darken it only
+// slightly.
 void MainWindow::markMode() {
   QPalette marked = palette();
   marked.setColor(QPalette::Button, marked.color(QPalette::Highlight));
@@ -191,7 +192,7 @@ void MainWindow::markMode() {
     button->setPalette(action->isChecked() ? marked : QPalette());
 }
 
-// What the menus' actions are called by, and what has no menu item.
+// Lists the shortcuts of the menus' actions, and those without a menu item.
 void MainWindow::showShortcuts() {
   std::vector<std::pair<QString, QString>> rows = {
       {tr("Show the photograph as it was"), tr("B, held")},

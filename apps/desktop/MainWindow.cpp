@@ -34,7 +34,7 @@ namespace desktop {
 namespace {
 
 constexpr int progressMilliseconds = 60;
-constexpr int toldMilliseconds = 6000; // that a message stays in the status bar
+constexpr int toldMilliseconds = 6000; // display time of a message in the status bar
 constexpr int mostRecent = 10;
 constexpr QSize firstSize(1120, 760); // logical pixels
 constexpr int standardUndoMegabytes = 512;
@@ -60,7 +60,7 @@ MainWindow::MainWindow(const Filters& filters, const photo::Bytes& screen, const
   setAcceptDrops(true);
   setWindowIcon(QIcon(":/desktop/logo.png"));
   resize(
-      firstSize.boundedTo(QWidget::screen()->availableSize() * 9 / 10)); // a scaled screen has few
+      firstSize.boundedTo(QWidget::screen()->availableSize() * 9 / 10)); // few on a scaled screen
   setCentralWidget(buildCentre(!sample.isEmpty()));
   buildStatusBar();
   buildMenus();
@@ -76,12 +76,12 @@ MainWindow::MainWindow(const Filters& filters, const photo::Bytes& screen, const
   });
   connect(&workbench_, &Workbench::dialogOpens, this, [this] {
     QGuiApplication::setOverrideCursor(Qt::WaitCursor);
-    QTimer::singleShot(0, this, &QGuiApplication::restoreOverrideCursor); // when it takes events
+    QTimer::singleShot(0, this, &QGuiApplication::restoreOverrideCursor); // after its next events
   });
   connect(view_, &View::scaleChanged, this, &MainWindow::showScale);
   progressTimer_.setInterval(progressMilliseconds);
   connect(&progressTimer_, &QTimer::timeout, this, &MainWindow::tellProgress);
-  qApp->installEventFilter(this); // the key that shows the photograph as it was
+  qApp->installEventFilter(this); // for the key that shows the original photograph
   restore();
   photographChanged();
   refresh();
@@ -150,7 +150,7 @@ void MainWindow::buildStatusBar() {
   statusBar()->addPermanentWidget(scale_);
 }
 
-// ---- What is remembered
+// ---- Settings
 
 void MainWindow::restore() {
   restoreGeometry(settings_->value("geometry").toByteArray());
@@ -229,7 +229,7 @@ void MainWindow::openByDialog() {
   openFiles(files);
 }
 
-// What a file manager has copied, or the name of a file as text.
+// Opens the file copied in a file manager, or named by the text in the clipboard.
 void MainWindow::pasteFile() {
   const QMimeData* data = QGuiApplication::clipboard()->mimeData();
   QStringList files = data ? filesOf(*data) : QStringList();
@@ -291,7 +291,7 @@ void MainWindow::whenKept(const Slot& then) {
   }
 }
 
-// A save that runs is waited for, and a dialog's run ended first.
+// Waits for a running save, and first ends a dialog's run.
 void MainWindow::closeEvent(QCloseEvent* event) {
   if (workbench_.isInDialog() || workbench_.isSaving()) {
     if (workbench_.isInDialog())
@@ -315,7 +315,7 @@ void MainWindow::closeEvent(QCloseEvent* event) {
   remember();
   workbench_.close();
   if (batch_)
-    batch_->hide(); // its process ends with it
+    batch_->hide(); // closing the window ends its process, too
   event->accept();
 }
 
@@ -325,7 +325,7 @@ void MainWindow::changeEvent(QEvent* event) {
   QMainWindow::changeEvent(event);
 }
 
-// Where nothing runs that it would cancel, Escape takes the message away.
+// Escape hides the message if there is no run to cancel.
 void MainWindow::keyPressEvent(QKeyEvent* event) {
   if (event->key() == Qt::Key_Escape)
     return notice_->clear();
@@ -340,7 +340,7 @@ void MainWindow::dragEnterEvent(QDragEnterEvent* event) {
 void MainWindow::dropEvent(QDropEvent* event) {
   const QStringList files = filesOf(*event->mimeData());
   event->acceptProposedAction();
-  // Behind the drop: a question now would hold up the program that the files come from.
+  // After the drop: a question now would block the program that the files come from.
   QTimer::singleShot(0, this, [this, files] { openFiles(files); });
 }
 
@@ -410,7 +410,7 @@ bool MainWindow::eventFilter(QObject* watched, QEvent* event) {
     }
   }
   if (event->type() == QEvent::WindowDeactivate && watched == this)
-    view_->setBeforeHeld(false); // the release goes elsewhere
+    view_->setBeforeHeld(false); // another window gets the key's release
   return QMainWindow::eventFilter(watched, event);
 }
 
@@ -420,7 +420,7 @@ void MainWindow::showScale() {
                                         : QString());
 }
 
-// ---- What the window shows
+// ---- Display
 
 void MainWindow::photographChanged() {
   const Original* original = workbench_.original();
@@ -496,7 +496,7 @@ void MainWindow::refreshActions() {
   refreshFilters();
 }
 
-// A filter that refuses the photograph says so in the menu.
+// A filter that refuses the photograph shows the reason in the menu.
 void MainWindow::refreshFilters() {
   const Original* original = workbench_.original();
   for (const auto& [action, filter] : filterActions_) {

@@ -1,4 +1,4 @@
-// The window: a photograph, what is done with it, and the menus.
+// The main window: a photograph, its operations, and the menus.
 #pragma once
 
 #include <functional>
@@ -30,17 +30,17 @@ class MainWindow : public QMainWindow {
   Q_OBJECT
 
 public:
-  // The filters must outlive the window. sample: a photograph to try; empty: none.
+  // The filters must outlive the window. sample: a photograph to try out; empty: none.
   MainWindow(const Filters& filters, const photo::Bytes& screen, const QString& sample);
   ~MainWindow() override;
 
-  // One photograph is opened, after what is not saved was asked for; many, or a folder, go to the
+  // Opens one photograph, after asking about unsaved work; many photographs, or a folder, go to the
   // batch.
   void openFiles(const QStringList& files);
 
   Workbench& workbench() { return workbench_; }
   View& view() { return *view_; }
-  BatchWindow& batch(); // made when it is wanted first
+  BatchWindow& batch(); // created on first use
 
 protected:
   void closeEvent(QCloseEvent* event) override;
@@ -52,7 +52,7 @@ protected:
 
 private:
   using Slot = std::function<void()>;
-  // All that the platform has for the purpose, or one by its name.
+  // All of the platform's keys for the purpose, or one key by its name.
   struct Keys : QList<QKeySequence> {
     Keys() = default;
     Keys(QKeySequence::StandardKey purpose) : QList(QKeySequence::keyBindings(purpose)) {}
@@ -77,7 +77,7 @@ private:
   void refreshView();
   void photographChanged();
   void showScale();
-  void tell(const QString& text); // for a while
+  void tell(const QString& text); // shows a message for a while
   void tellProgress();
   void updateRecent();
   void noteRecent(const QString& file);
@@ -97,7 +97,7 @@ private:
   void changeExposure(double stops);
   void showShortcuts();
   void showAbout();
-  // Goes on when nothing is lost by it: at once, after a save, or not at all.
+  // Continues if nothing is lost: at once, after a save, or not at all.
   void whenKept(const Slot& then);
   bool isOnlyOneToClose();
 
@@ -126,8 +126,8 @@ private:
   QAction *lastFilter_, *lastAsMask_, *adjust_, *cancel_;
   QAction *brighter_, *darker_, *normal_;
   std::vector<std::pair<QAction*, const Filter*>> filterActions_;
-  std::vector<std::pair<QAction*, QWidget*>> modeButtons_; // of the tool bar
-  std::vector<QAction*> viewActions_;                      // for a photograph
+  std::vector<std::pair<QAction*, QWidget*>> modeButtons_; // of the toolbar
+  std::vector<QAction*> viewActions_;                      // that need a photograph
   std::vector<QAction*> namedActions_;                     // all that have a shortcut, for the help
 };
 

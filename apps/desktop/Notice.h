@@ -1,5 +1,5 @@
-// A line above the photograph that tells what went wrong, or what is to be known. It takes no
-// focus, and goes by its button, by Escape, or when another photograph comes.
+// A line above the photograph with an error or a note. It takes no focus, and disappears with its
+// button, with Escape, or with the next photograph.
 #pragma once
 
 #include <QFrame>
@@ -15,7 +15,7 @@ public:
   enum class Kind { note, failure };
 
   explicit Notice(QWidget* parent = nullptr);
-  void show(Kind kind, const QString& text); // under what it tells already, if that is a note
+  void show(Kind kind, const QString& text); // adds the text to a displayed note
   void clear();
   QString text() const;
 

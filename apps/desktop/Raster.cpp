@@ -8,7 +8,7 @@
 namespace desktop {
 namespace {
 
-constexpr int smallestSide = 64; // pixels; a level below would show nothing
+constexpr int smallestSide = 64; // pixels; a smaller level would be useless
 
 bool exchangesSides(int orientation) { return orientation >= 5; }
 bool fromRight(int orientation) {
@@ -25,14 +25,14 @@ QImage makeImage(const QSize& size, bool alpha) {
   return image;
 }
 
-// What a sample counts: a float that is not finite nothing, like in the filter.
+// The value of a sample: a float that is not finite counts as 0, as in the filter.
 uint8_t valueOf(uint8_t sample) { return sample; }
 float valueOf(float sample) { return std::isfinite(sample) ? sample : 0.0f; }
 uint8_t sampleOf(float value, uint8_t) { return uint8_t(value + 0.5f); }
 float sampleOf(float value, float) { return value; }
 
-// Which blocks of side by side samples: `count` from the block column `left` on, in the block row
-// `top`. Those at the right and lower edge of the picture are cut.
+// A row of blocks of `side` by `side` samples: `count` blocks from block column `left` on, in row
+// `top`. The picture's right and lower edges cut off blocks.
 struct Blocks {
   int side, left, top, count;
   int firstRow() const { return top * side; }
@@ -43,12 +43,12 @@ struct Blocks {
   }
 };
 
-// What of a sample counts in a sum that holds those of the largest block.
+// Type of a sum that can hold the samples of the largest block.
 template <class Sample> struct SumOf;
 template <> struct SumOf<uint8_t> { using Type = uint32_t; };
 template <> struct SumOf<float> { using Type = float; };
 
-// Rows are added up first, which is one pass over side by side numbers.
+// Adds up rows first, which is one pass over adjacent numbers.
 template <class Sample>
 void meanOpaque(const host::Document& document, const Blocks& blocks, Sample* out) {
   using Sum = typename SumOf<Sample>::Type;
@@ -77,7 +77,7 @@ void meanOpaque(const host::Document& document, const Blocks& blocks, Sample* ou
   }
 }
 
-// Colours weigh as much as their alpha.
+// Colours are weighted by their alpha.
 template <class Sample>
 void meanWithAlpha(const host::Document& document, const Blocks& blocks, Sample* out) {
   const auto channels = size_t(document.channels());
@@ -154,7 +154,7 @@ QImage Raster::part(int level, const QRect& where) const {
   return turned(stored(level, storedPlace(where, levelSize(level))));
 }
 
-// Where the part lies in the document: the inverse of `turned`.
+// Position of the part in the document: the inverse of `turned`.
 QRect Raster::storedPlace(const QRect& upright, const QSize& level) const {
   QRect place = upright;
   QSize size = level;
@@ -185,7 +185,7 @@ QImage Raster::stored(int level, const QRect& where) const {
   const auto stride = size_t(image.bytesPerLine()) / sizeof(uint32_t);
   const size_t pixelBytes = size_t(document.channels()) * document.sampleBytes();
   const int width = where.width();
-  // The few rows of a tile are not worth a team.
+  // The few rows of a tile do not need a team.
 #pragma omp parallel for schedule(static) if (int64_t(width) * where.height() > 400000)
   for (int v = 0; v < where.height(); ++v) {
     const int y = where.y() + v;

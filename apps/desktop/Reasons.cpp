@@ -8,7 +8,7 @@
 namespace desktop {
 namespace {
 
-// %1 and %2 stand for what changes in a sentence.
+// %1 and %2 represent the variable parts of a sentence.
 constexpr const char* sentences[] = {
     QT_TRANSLATE_NOOP("Reasons", "No such file or directory"),
     QT_TRANSLATE_NOOP("Reasons", "Permission denied"),

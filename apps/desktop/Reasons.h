@@ -1,7 +1,7 @@
-// The sentences of the programs' common code, in the person's language.
+// Translates the messages of the programs' common code to the user's language.
 //
-// That code speaks English, with names and numbers in its sentences. Those that people meet most
-// are translated; the others stay as they are.
+// That code produces English messages that contain names and numbers. This table translates the
+// most common ones; the others stay in English.
 #pragma once
 
 #include <exception>
@@ -13,7 +13,7 @@ namespace desktop {
 
 QString inWords(const std::string& sentence);
 
-// Of a failure; empty for one that the person wished for.
+// The message for a failure; empty for one that the user requested.
 QString reasonOf(const std::exception_ptr& failure);
 
 } // namespace desktop

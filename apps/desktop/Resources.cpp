@@ -5,15 +5,15 @@
 #include <QLocale>
 #include <QTranslator>
 
-// A library's resources are told of outside all namespaces.
+// Qt requires that a library initialises its resources outside all namespaces.
 static void initResources() { Q_INIT_RESOURCE(desktop); }
 
 namespace desktop {
 
 void loadResources() {
   initResources();
-  static QTranslator own, qt; // as long as the application
-  // Where the person's language is not there, and in none, English has its plurals.
+  static QTranslator own, qt; // as long as the application exists
+  // If there is no translation, the English file supplies the plural forms.
   if (own.load(QLocale(), "fogdissolver-desktop", "_", ":/desktop") ||
       own.load(":/desktop/fogdissolver-desktop_en"))
     QCoreApplication::installTranslator(&own);

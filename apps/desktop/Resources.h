@@ -1,9 +1,9 @@
-// What is built into the program: its icon and the translations of its texts.
+// Data built into the program: its icon and the translations of its texts.
 #pragma once
 
 namespace desktop {
 
-// Makes them available and installs the translators of the system's language; the application must
+// Registers them and installs the translators for the system's language; the application must
 // exist.
 void loadResources();
 

@@ -13,16 +13,16 @@
 namespace desktop {
 namespace {
 
-constexpr int restMilliseconds = 350; // after the last key or turn of the wheel
+constexpr int restMilliseconds = 350; // after the last key or wheel movement
 constexpr int greatest = 100;
 
 int standardStrength() { return int(std::lround(shared::strengthOf({}) * greatest)); }
 
-// The values of a look in the order in which the bar shows them.
+// The values of a look in the order of the bar.
 constexpr const char* valueNames[] = {"foreground", "background", "foreground-position",
                                       "background-position", "balance"};
 
-// As the dialog's sliders stand: on the last whole number. What is held a trace below one is meant.
+// Rounds down like the dialog's sliders. A value slightly below a whole number means this number.
 int positionOf(const shared::CorrectionReport& report, const QString& name) {
   constexpr double trace = 1e-3;
   for (const shared::LookParameter& parameter : shared::lookParameters())
@@ -82,7 +82,7 @@ ResultBar::ResultBar(QWidget* parent) : QWidget(parent) {
 
 int ResultBar::strength() const { return slider_->value(); }
 
-// While the mouse holds the slider nothing runs.
+// No run starts while the user holds the slider.
 void ResultBar::moved(int value) {
   const QSignalBlocker slider(slider_), number(number_);
   slider_->setValue(value);
@@ -102,9 +102,9 @@ void ResultBar::showState(const State* state) {
     values_[i]->setAccessibleName(values_[i]->text());
   }
   if (rest_.isActive() || slider_->isSliderDown())
-    return; // the person is about to choose
+    return; // the user is changing the value
   const QSignalBlocker slider(slider_), number(number_);
-  // A look of the dialog has no strength; the slider then stays where it was.
+  // A look from the dialog has no strength; the slider then does not move.
   if (state && !state->look.foreground) {
     slider_->setValue(int(std::lround(shared::strengthOf(state->look) * greatest)));
     number_->setValue(slider_->value());

@@ -1,4 +1,4 @@
-// The bar under the photograph: how strongly its haze is taken away, and what that came to.
+// The bar below the photograph: the strength of the correction, and the resulting values.
 #pragma once
 
 #include <QTimer>
@@ -19,11 +19,11 @@ class ResultBar : public QWidget {
 public:
   explicit ResultBar(QWidget* parent = nullptr);
   void showState(const State* state); // null: there is none
-  void setRunnable(bool runnable);    // whether the filter can be run now
+  void setRunnable(bool runnable);    // whether the filter can run now
   int strength() const;
 
 signals:
-  void strengthChosen(double percent); // a moment after the last move
+  void strengthChosen(double percent); // shortly after the last move
   void adjustWanted();
 
 private:

@@ -69,7 +69,7 @@ void Runner::serve() {
         failure = std::current_exception();
       }
     }
-    entry->task.work = nullptr; // and with it what only the work held
+    entry->task.work = nullptr; // also releases what only the work held
     QMetaObject::invokeMethod(
         this, [this, entry, failure] { finish(entry, failure); }, Qt::QueuedConnection);
     if (entry->task.holds) {
@@ -84,7 +84,7 @@ void Runner::finish(const EntryPtr& entry, const std::exception_ptr& failure) {
   const Task& task = entry->task;
   if (task.holds) {
     if (isFirst(entry) && !failure)
-      task.done(); // events may come meanwhile, and a wish to cancel
+      task.done(); // meanwhile it may handle events, including a cancel
     const std::lock_guard guard(lock_);
     entry->isLetGo = true;
     wake_.notify_all();

@@ -1,8 +1,8 @@
-// The one thread beside the window. It takes tasks one after the other; the filter's module serves
-// one call at a time.
+// The background thread. It runs one task after the other, because the filter's module serves one
+// call at a time.
 //
-// A task that is cancelled ends for its owner at once, and its thread as soon as the work sees the
-// wish: its next task waits for that. Nothing that belongs to a cancelled task is called any more.
+// For its owner, a cancelled task ends at once. The thread ends it when the work next checks its
+// watch, and then starts the next task. No callback of a cancelled task is called any more.
 #pragma once
 
 #include <atomic>
@@ -20,13 +20,13 @@
 
 namespace desktop {
 
-// All on the owner's thread but `work`.
+// All on the owner's thread, except `work`.
 struct Task {
-  std::function<void(const photo::Watch&)> work; // may throw; its result goes where it was told
+  std::function<void(const photo::Watch&)> work; // may throw; stores its result itself
   std::function<void()> done;
   std::function<void(const std::exception_ptr&)> failed;
   std::function<void()> cancelled;
-  // The thread waits until `done` has returned, so that nothing runs beside it.
+  // The thread waits until `done` has returned, so that nothing runs at the same time.
   bool holds = false;
 };
 
@@ -35,13 +35,13 @@ class Runner : public QObject {
 
 public:
   explicit Runner(QObject* parent = nullptr);
-  ~Runner() override; // cancels all, without a call, and waits for the thread
+  ~Runner() override; // cancels all tasks, without callbacks, and waits for the thread
 
-  void start(Task task); // behind those that wait
-  void cancel();         // the running task and those that wait
+  void start(Task task); // after the waiting tasks
+  void cancel();         // cancels the running task and the waiting ones
 
   bool isBusy() const { return !tasks_.empty(); }
-  double share() const; // of the running task that is done, 0 to 1
+  double share() const; // finished share of the running task, 0 to 1
 
 signals:
   void busyChanged();
@@ -51,7 +51,7 @@ private:
     Task task;
     std::atomic<bool> stop = false;
     std::atomic<double> share = 0;
-    bool isLetGo = false; // guarded by lock_: what held the thread is over
+    bool isLetGo = false; // protected by lock_: the thread need not wait any more
   };
   using EntryPtr = std::shared_ptr<Entry>;
 
@@ -59,10 +59,10 @@ private:
   void finish(const EntryPtr& entry, const std::exception_ptr& failure);
   bool isFirst(const EntryPtr& entry) const { return !tasks_.empty() && tasks_.front() == entry; }
 
-  std::deque<EntryPtr> tasks_; // the owner's: the first one runs
-  std::mutex lock_;            // of what follows
+  std::deque<EntryPtr> tasks_; // for the owner: the first one is running
+  std::mutex lock_;            // protects the following
   std::condition_variable wake_;
-  std::deque<EntryPtr> queue_; // the thread's
+  std::deque<EntryPtr> queue_; // for the thread
   bool ends_ = false;
   std::thread thread_;
 };

@@ -23,7 +23,7 @@ namespace {
 constexpr int nameWidth = 46; // letters
 constexpr int standardQuality = 95;
 
-// Formats that lose, and so have a quality.
+// Lossy formats, which have a quality.
 bool hasQuality(const photo::Format& format) {
   const std::string_view codec = format.codec;
   return codec == "jpeg" || codec == "webp";
@@ -78,12 +78,12 @@ SaveDialog::SaveDialog(const Original& original, const photo::Picture& picture,
   name_->setSelection(int(info.path().size()) + 1, int(info.completeBaseName().size()));
 }
 
-// All formats that can be written; those that cannot hold this picture are greyed and say why.
+// Lists all formats for writing; those that cannot store this picture are grey and show the reason.
 void SaveDialog::addFormats() {
   for (const QString& name : QString::fromStdString(photo::formatNames()).split(", ")) {
     const photo::Format* format = photo::formatOfExtension(name.toStdString());
     const int bits = photo::leastDepth(*format);
-    const std::string why = bits > picture_.document.depth() // the photograph is then read anew
+    const std::string why = bits > picture_.document.depth() // the photograph is then read again
                                 ? std::string()
                                 : photo::whyNotHeld(*format, picture_, bits);
     format_->addItem(QString(format->name) + " (." + name + ")", name);
@@ -91,7 +91,7 @@ void SaveDialog::addFormats() {
     if (why.empty())
       continue;
     format_->setItemData(row, inWords(why), Qt::ToolTipRole);
-    format_->setItemData(row, 0, Qt::UserRole - 1); // Qt's own flag of an item that is disabled
+    format_->setItemData(row, 0, Qt::UserRole - 1); // Qt's own flag of a disabled item
   }
 }
 
@@ -140,13 +140,13 @@ SaveOrder SaveDialog::order() const {
   SaveOrder order;
   order.file = QFileInfo(name_->text()).absoluteFilePath().toStdString();
   const int bits = bits_->currentData().toInt();
-  // The picture's own bits are not named: halves then stay halves.
+  // 0 for the picture's own bits, so that 16-bit floats stay 16-bit floats.
   order.bits = bits == photo::depthFor(*format(), picture_.fileBits) ? 0 : bits;
   order.quality = quality_->value();
   return order;
 }
 
-// What the command line program would refuse is refused here.
+// Refuses what the command line program would refuse.
 void SaveDialog::accept() {
   try {
     planSave(original_, order());

@@ -1,4 +1,4 @@
-// Where a result goes: its name, and the format, bits and quality that it is written with.
+// The dialog for a result's file: its name, and the format, bits and quality for writing it.
 #pragma once
 
 #include <QDialog>
@@ -16,7 +16,7 @@ class SaveDialog : public QDialog {
   Q_OBJECT
 
 public:
-  // suggested: the file's whole name. The original and the picture must outlive the dialog.
+  // suggested: the full path. The original and the picture must outlive the dialog.
   SaveDialog(const Original& original, const photo::Picture& picture, const QString& suggested,
              QWidget* parent = nullptr);
   SaveOrder order() const;
@@ -38,7 +38,8 @@ private:
   QLabel* reason_;
 };
 
-// NAME-clear.EXT beside the photograph, or with another word; of an extension that can be written.
+// NAME-clear.EXT next to the photograph, or with another word than "clear"; with an extension that
+// can be written.
 QString suggestedName(const Original& original, const QString& word);
 
 } // namespace desktop

@@ -1,5 +1,5 @@
-// X11 has it as a property of the root window. Under Wayland
-// the compositor manages colours itself.
+// X11 stores the profile as a property of the root window. Under Wayland the compositor manages
+// colours itself.
 
 #include "apps/desktop/ScreenProfile.h"
 

@@ -1,11 +1,11 @@
-// The colour profile of the screen, where the window system tells one.
+// The colour profile of the screen, if the window system knows it.
 #pragma once
 
 #include "apps/photo/Picture.h"
 
 namespace desktop {
 
-// ICC, of the first screen; empty: unknown, which is taken as sRGB.
+// ICC, of the first screen; empty: unknown, which counts as sRGB.
 photo::Bytes screenProfile();
 
 } // namespace desktop

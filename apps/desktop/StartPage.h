@@ -1,4 +1,4 @@
-// What the window shows before there is a photograph.
+// The window's content when no photograph is open.
 #pragma once
 
 #include <QWidget>

@@ -9,12 +9,13 @@ namespace {
 constexpr double sharpFrom = 2; // scale from which samples are shown as squares
 constexpr int checker = 8;      // device pixels
 
-// The area on a level with so many pixels for a device pixel, and a pixel more on each side.
+// Whole pixels of a level that cover the area, plus a margin for interpolation.
 QRect around(const QRectF& area, const QSize& level) {
   return area.toAlignedRect().adjusted(-2, -2, 2, 2).intersected(QRect(QPoint(0, 0), level));
 }
 
-// The area in pixels of a level, of which each has so many device pixels.
+// Converts an area from device pixels to pixels of a level; scale: device pixels per pixel of the
+// level.
 QRectF onLevel(const QRect& area, const QSizeF& scale) {
   return {area.x() / scale.width(), area.y() / scale.height(), area.width() / scale.width(),
           area.height() / scale.height()};
@@ -38,7 +39,7 @@ void Tiles::setScale(double scale) {
   cache_.clear();
 }
 
-// Both sides end on a device pixel, so that the scale along each differs by a trace.
+// Both sides end on a device pixel, so that the two scales differ slightly.
 QSizeF Tiles::levelScale(int level) const {
   const QSize all = size(), picture = raster_->size();
   const int side = 1 << level;
@@ -50,12 +51,12 @@ QImage Tiles::make(const QPoint& place) {
   const QRect area =
       QRect(place * side, QSize(side, side)).intersected(QRect(QPoint(0, 0), size()));
   auto* tile = new QImage(rendered(area));
-  const QImage copy = *tile; // shares the pixels
+  const QImage copy = *tile; // shares the pixel data
   cache_.insert(key(place), tile, qsizetype(tile->sizeInBytes()));
   return copy;
 }
 
-// From the level that has at least as many pixels as the window, and less than twice as many.
+// Uses the level with at least as many pixels as the window, and less than twice as many.
 QImage Tiles::rendered(const QRect& area) const {
   int level = scale_ < 1 ? int(std::floor(std::log2(1 / scale_) + 1e-9)) : 0;
   level = std::clamp(level, 0, raster_->levels() - 1);
@@ -79,7 +80,7 @@ QImage Tiles::rendered(const QRect& area) const {
 }
 
 void Tiles::paintCoarsely(QPainter& painter, const QRect& area) const {
-  constexpr int enough = 1024; // pixels a side
+  constexpr int enough = 1024; // pixels per side
   const int level = raster_->coarseLevel(enough);
   const double scale = scale_ * (1 << level);
   painter.drawImage(

@@ -1,4 +1,5 @@
-// Squares of a picture at one scale, ready to be copied to the window, and the newest of them kept.
+// Square parts of a picture at one scale, ready for copying to the window, with a cache of the
+// newest ones.
 #pragma once
 
 #include <memory>
@@ -19,14 +20,14 @@ public:
   explicit Tiles(std::shared_ptr<const Raster> raster) : raster_(std::move(raster)) {}
   const Raster& raster() const { return *raster_; }
 
-  // Tiles of other scales are dropped.
+  // Drops tiles of other scales.
   void setScale(double scale);
   void setBudget(int bytes) { cache_.setMaxCost(bytes); }
 
   const QImage* kept(const QPoint& place) const { return cache_.object(key(place)); }
-  QImage make(const QPoint& place); // and keeps it
+  QImage make(const QPoint& place); // stores it in the cache, too
 
-  // The area of the picture's device pixels, quickly and coarsely.
+  // Paints the area (in device pixels of the picture) quickly and coarsely.
   void paintCoarsely(QPainter& painter, const QRect& area) const;
 
   QSize size() const { return scaledSize(raster_->size(), scale_); } // device pixels, of all
@@ -34,14 +35,14 @@ public:
 private:
   static quint64 key(const QPoint& place) { return quint64(place.x()) << 32 | quint32(place.y()); }
   QImage rendered(const QRect& area) const;
-  QSizeF levelScale(int level) const; // device pixels for a pixel of the level
+  QSizeF levelScale(int level) const; // device pixels per pixel of the level
 
   std::shared_ptr<const Raster> raster_;
   double scale_ = 0;
   QCache<quint64, QImage> cache_{64 << 20}; // bytes
 };
 
-// Squares under what is transparent.
+// A checkerboard under transparent parts.
 void paintCheckers(QPainter& painter, const QRect& area);
 
 } // namespace desktop

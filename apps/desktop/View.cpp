@@ -14,13 +14,13 @@
 namespace desktop {
 namespace {
 
-constexpr int makingMilliseconds = 7; // a frame, of the twenty that it may take
+constexpr int makingMilliseconds = 7; // per frame, out of 20
 constexpr int gap = 2;                // device pixels between two panes
-constexpr int reach = 7;              // logical pixels on both sides of the line
-constexpr double wheelStep = 1.2;     // a notch
-constexpr int notch = 120;            // of a wheel, in Qt's units
-constexpr int keyStep = 64;           // device pixels
-constexpr double lineStep = 0.02;     // of the window's width
+constexpr int reach = 7; // logical pixels on both sides of the line where the mouse can grab it
+constexpr double wheelStep = 1.2; // zoom per notch
+constexpr int notch = 120;        // of a wheel, in Qt's units
+constexpr int keyStep = 64;       // device pixels
+constexpr double lineStep = 0.02; // of the window's width
 
 } // namespace
 
@@ -114,8 +114,8 @@ std::vector<View::Pane> View::panes() const {
           {beforeHeld_ ? before : after, QRect(second, half), second}};
 }
 
-// In device pixels, whatever the scaling: a fraction that the window's place in its parent leaves
-// is taken back, so that tiles are copied and not sampled anew.
+// Paints in device pixels at every scaling: removes the fraction that comes from the window's
+// position in its parent, so that tiles are copied without resampling.
 void View::paintEvent(QPaintEvent*) {
   QElapsedTimer clock;
   clock.start();
@@ -138,7 +138,7 @@ void View::paintEvent(QPaintEvent*) {
 
 void View::paintPane(QPainter& painter, const Pane& pane, const QElapsedTimer& clock) {
   Tiles& tiles = *tiles_[pane.side];
-  constexpr int frames = 3; // of tiles are kept
+  constexpr int frames = 3; // capacity of the cache, in frames
   tiles.setScale(viewport_.scale());
   tiles.setBudget(std::max(32 << 20, frames * deviceSize().width() * deviceSize().height() * 4));
   const QPoint origin = pane.corner + viewport_.origin();
@@ -166,7 +166,7 @@ void View::paintPane(QPainter& painter, const Pane& pane, const QElapsedTimer& c
   painter.restore();
 }
 
-// Light with dark edges, to be seen on every photograph.
+// Light with dark edges, visible on every photograph.
 void View::paintLine(QPainter& painter) {
   if (mode_ != ViewMode::split || beforeHeld_ || !tiles_[after])
     return;
@@ -246,7 +246,7 @@ void View::mouseReleaseEvent(QMouseEvent* event) {
   setCursor(isOnLine(event->position()) ? Qt::SplitHCursor : Qt::ArrowCursor);
 }
 
-// Between the whole picture and its samples.
+// Switches between the whole picture and 100 percent.
 void View::mouseDoubleClickEvent(QMouseEvent* event) {
   if (!viewport_.isFitted())
     viewport_.fit();

@@ -1,7 +1,7 @@
-// The photograph before and after, side by side or parted by a line, and the haze mask.
+// Shows the photograph before and after, side by side or with a dividing line, and the haze mask.
 //
-// Painting never waits for a picture: tiles that are not ready are drawn coarsely and made within a
-// few milliseconds a frame.
+// Painting never waits for a picture: missing tiles are drawn coarsely first, and each frame spends
+// a few milliseconds on making them.
 #pragma once
 
 #include <array>
@@ -26,18 +26,18 @@ public:
   explicit View(QWidget* parent = nullptr);
   ~View() override;
 
-  // Null: there is none. The position and the scale stay for pictures of one size.
+  // Null: no picture. Position and scale stay if the size is the same.
   void setRaster(Side side, std::shared_ptr<const Raster> raster);
   const Raster* raster(Side side) const { return tiles_[side] ? &tiles_[side]->raster() : nullptr; }
 
   ViewMode mode() const { return mode_; }
   void setMode(ViewMode mode);
-  void setBeforeHeld(bool held); // shows the photograph as it was, whatever the mode
+  void setBeforeHeld(bool held); // shows the original photograph, in every mode
   double split() const { return split_; }
-  void setSplit(double share); // of the window's width, 0 to 1
+  void setSplit(double share); // share of the window's width, 0 to 1
 
   void fit();
-  void setScale(double scale); // around the middle
+  void setScale(double scale); // around the centre
   void zoomBy(double factor);
   void panBy(const QPoint& devicePixels);
   const Viewport& viewport() const { return viewport_; }

@@ -6,7 +6,7 @@
 namespace desktop {
 namespace {
 
-// The corner along one side: no gap beside the picture, and in the middle where it is smaller.
+// Limits the corner along one axis: no gap next to the picture; a smaller picture is centred.
 double constrained(double origin, double length, double window) {
   return length <= window ? (window - length) / 2 : std::clamp(origin, window - length, 0.0);
 }

@@ -1,7 +1,7 @@
-// Which part of a picture a window shows, and how large: arithmetic without a window.
+// Computes which part of a picture a window shows, and at what scale.
 //
-// All lengths are device pixels of the window and samples of the picture; the scale is device
-// pixels for a sample, so that at 1 a sample is a device pixel at any scaling of the screen.
+// Lengths are in device pixels of the window and samples of the picture; the scale is device pixels
+// per sample, so that at 1 a sample is a device pixel at every scaling of the screen.
 #pragma once
 
 #include <QPointF>
@@ -16,11 +16,11 @@ QSize scaledSize(const QSize& picture, double scale);
 class Viewport {
 public:
   void setPicture(const QSize& size);
-  void setWindow(const QSize& size); // keeps what is in the middle, or the fit
+  void setWindow(const QSize& size); // keeps the centre, or the fit
 
-  // The whole picture, never enlarged. Holds until another scale is chosen.
+  // Shows the whole picture, never enlarged, until another scale is set.
   void fit();
-  void setScale(double scale, const QPointF& anchor); // which point of the window stays
+  void setScale(double scale, const QPointF& anchor); // anchor: the fixed point of the window
   void zoomBy(double factor, const QPointF& anchor);
   void pan(const QPointF& by); // moves the picture
   void centreOn(const QPointF& sample);
@@ -29,8 +29,8 @@ public:
   double scale() const { return scale_; }
   QSize window() const { return window_; }
   QSize picture() const { return picture_; }
-  QPoint origin() const; // of the picture's corner in the window, on a device pixel
-  QRect shown() const;   // of the window: where there is picture
+  QPoint origin() const; // position of the picture's corner in the window, on a device pixel
+  QRect shown() const;   // the part of the window with the picture
   QPointF sampleAt(const QPointF& windowPoint) const;
 
   static constexpr double greatestScale = 32;
@@ -41,7 +41,7 @@ private:
 
   QSize picture_{1, 1}, window_{1, 1};
   double scale_ = 1;
-  QPointF origin_; // exact, so that small steps add up
+  QPointF origin_; // not rounded, so that small steps add up
   bool fitted_ = true;
 };
 

@@ -24,7 +24,7 @@ photo::Picture copyOf(const photo::Picture& from) {
           from.resolution, from.blocks,   from.decoderRecord, from.notes,         from.openExrOnly};
 }
 
-// OpenEXR and Radiance define their samples as amounts of light.
+// OpenEXR and Radiance define their samples as linear light.
 bool linearByDefinition(const std::string& path) {
   const photo::Bytes start = photo::readStart(path, signatureSize);
   const photo::Format* format = photo::formatOfBytes(start.data(), start.size());
@@ -32,8 +32,8 @@ bool linearByDefinition(const std::string& path) {
          (std::string_view(format->codec) == "openexr" || std::string_view(format->codec) == "hdr");
 }
 
-// What the machine cannot have is refused before it is decoded. The result's format makes little of
-// a difference, and is not known yet.
+// Refuses a photograph that needs more memory than the machine has, before decoding. The result's
+// format matters little and is not known yet.
 void refuseWithoutMemory(const std::string& path, const photo::Claim& claim) {
   std::error_code ignored;
   const auto size = std::filesystem::file_size(path, ignored);
@@ -43,7 +43,7 @@ void refuseWithoutMemory(const std::string& path, const photo::Claim& claim) {
     throw shared::NotEnoughMemory(bytes, claim);
 }
 
-// For a POSIX shell: as it is where nothing in it has a meaning.
+// Quotes for a POSIX shell, only if necessary.
 std::string quoted(const std::string& word) {
   constexpr char plain[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789_./,+@%-";
   if (!word.empty() && word.find_first_not_of(plain) == std::string::npos)
@@ -98,7 +98,7 @@ PlannedSave planSave(const Original& original, const SaveOrder& order) {
   request.bits = order.bits;
   request.quality = order.quality;
   request.threads = order.threads;
-  request.force = true; // who named the file has been asked already
+  request.force = true; // whoever chose the file has already been asked
   shared::Job job = shared::planJobs(request).at(0);
   if (!job.refusal.empty())
     throw shared::UsageError(job.refusal);
@@ -125,7 +125,7 @@ std::string save(Original& original, const State& state, const host::Module& mod
     return photo::leftBehind(original.metadata, *job.format);
   }
   const photo::Encoding encoding = shared::encodingFor(*job.format, request, *state.picture);
-  // Encoding may multiply the colours, which are still to be shown.
+  // Encoding may multiply the colours by alpha, but the window still shows them.
   const bool changes = encoding.format->premultiplied && state.picture->document.hasTransparency();
   const Picture picture =
       changes ? std::make_shared<photo::Picture>(copyOf(*state.picture)) : state.picture;

@@ -18,7 +18,7 @@ namespace desktop {
 namespace {
 
 constexpr size_t standardUndoBudget = size_t(512) << 20; // bytes
-constexpr int pumpMilliseconds = 15;                     // between two looks at the events
+constexpr int pumpMilliseconds = 15;                     // between two rounds of event handling
 
 int cores() { return std::max(1, int(std::thread::hardware_concurrency())); }
 
@@ -27,7 +27,7 @@ std::shared_ptr<const Raster> makeRaster(const Original& original, const Picture
   const host::Document& document = picture->document;
   const ColourSource source{original.profile, original.isLinear, document.channels(),
                             document.depth(), document.hasTransparency()};
-  // Whole numbers have their white where the screen has it.
+  // White is the same for whole numbers and for the screen, so they get no exposure.
   const double factor = picture->fileBits == 32 ? std::exp2(stops) : 1;
   return std::make_shared<Raster>(picture, std::make_unique<Colours>(source, screen, factor),
                                   original.orientation);
@@ -43,7 +43,7 @@ Workbench::Workbench(const Filters& filters, photo::Bytes screen, QObject* paren
 
 Workbench::~Workbench() { runner_.disconnect(this); }
 
-// ---- Runs beside
+// ---- Background runs
 
 void Workbench::start(const QString& doing, std::function<void(const photo::Watch&)> work,
                       Ended done, const Terms& terms) {
@@ -79,7 +79,7 @@ void Workbench::cancel() {
   runner_.cancel();
 }
 
-// A save is waited for.
+// Waits for a running save.
 void Workbench::cancelRuns() {
   if (!isSaving())
     runner_.cancel();
@@ -130,7 +130,7 @@ void Workbench::take(const OriginalPtr& original, const RasterPtr& raster) {
   }
   emit opened();
   emit changed();
-  ::malloc_trim(0); // what the last one held in small blocks
+  ::malloc_trim(0); // returns the small heap blocks of the last photograph
   if (!original)
     return;
   for (const std::string& note : original->picture->notes)
@@ -191,13 +191,13 @@ void Workbench::makeMask() {
       });
 }
 
-// A dialog is on this thread, and comes when the other is done with what it does: it opens at the
-// result of that.
+// The dialog runs on this thread and waits for the runner's task: it opens with the settings of
+// that result.
 void Workbench::runInDialog(const Filter& filter, void* window) {
   if (!original_ || inDialog_)
     return;
-  // Wider photographs are corrected from the dialog only, and of other filters nothing is known:
-  // their run is the dialog's own.
+  // Wider photographs can only be corrected from the dialog, and other filters are unknown: in both
+  // cases the dialog's own session runs the filter.
   const bool isApart = filter.isOwn && !tooWideForEstimate(original_->picture->document.width());
   const auto upright = std::make_shared<std::optional<host::Document>>();
   start(
@@ -243,7 +243,8 @@ void Workbench::withDialog(const std::function<void()>& show) {
     fail(failure);
 }
 
-// What the dialog has set, the thread makes. The dialog opens at what is on show.
+// The runner's thread applies the dialog's settings. The dialog opens with those of the displayed
+// result.
 void Workbench::askInDialog(const Filter& filter, host::Document& document, void* window) {
   const State& current = history_->current();
   const bool isOwn = current.report && current.maker != Maker::otherFilter;
@@ -256,8 +257,8 @@ void Workbench::askInDialog(const Filter& filter, host::Document& document, void
     run(*set, Maker::dialog);
 }
 
-// The run behind the dialog is on this thread as well. The host's question whether to stop comes
-// every few milliseconds: that is when the window lives on.
+// The run after the dialog stays on this thread. The filter asks every few milliseconds whether to
+// stop; this handles the window's events then.
 void Workbench::runBehindDialog(const Filter& filter, void* window) {
   stopsDialog_ = false;
   dialogShare_ = 0;
@@ -372,7 +373,7 @@ void Workbench::setExposure(double stops) {
   updateRasters();
 }
 
-// Makes those on show anew that were made for another exposure.
+// Remakes displayed pictures that have another exposure.
 void Workbench::updateRasters() {
   if (!history_ || original_->picture->fileBits != 32)
     return;
@@ -433,8 +434,8 @@ void Workbench::saveMask(const SaveOrder& order) {
       [this, file = QString::fromStdString(order.file)] { emit saved(file); });
 }
 
-// What runs is waited for, so that what is saved is what it makes. Where that has failed, and said
-// so, there is nothing to save.
+// Waits for the current run, so that its result is saved. If it failed, with a message, there is
+// nothing to save.
 void Workbench::saveLater(const SaveOrder& given,
                           const std::function<std::optional<State>()>& state,
                           std::function<void()> then) {

@@ -1,8 +1,7 @@
-// One photograph at a time and all that is done with it, without a window: what is open, its
-// states, the runs beside, what is saved.
+// One photograph at a time and all operations on it, without a window: its states, the background
+// runs, saving.
 //
-// Runs that nobody waits for any more are cancelled: a new strength, an undo or another photograph
-// ends what runs.
+// Obsolete runs are cancelled: a new strength, an undo or another photograph ends the current run.
 #pragma once
 
 #include <atomic>
@@ -20,11 +19,11 @@
 
 namespace desktop {
 
-// Of a piece of work, where it has some.
+// Optional terms of a task.
 struct Terms {
-  std::function<void()> notDone; // when it failed or was cancelled
+  std::function<void()> notDone; // called if it failed or was cancelled
   bool holds = false;            // as in Task
-  QString subject;               // the file that a reason for failing is about
+  QString subject;               // the file for messages about a failure
 };
 
 class Workbench : public QObject {
@@ -38,27 +37,27 @@ public:
   // ---- Settings
   void setClearsOnOpening(bool clears) { clearsOnOpening_ = clears; }
   void setUndoBudget(size_t bytes);
-  void setExposure(double stops); // for floats on the screen
+  void setExposure(double stops); // for floats, only on the screen
   double exposure() const { return exposure_; }
 
-  // ---- What is there
+  // ---- State
   const Original* original() const { return original_.get(); }
   const History* history() const { return history_ ? &*history_ : nullptr; }
   std::shared_ptr<const Raster> before() const { return before_; }
-  std::shared_ptr<const Raster> after() const; // null: what is on show is the photograph itself
-  std::shared_ptr<const Raster> mask() const;  // of the present result; null: not made
+  std::shared_ptr<const Raster> after() const; // null: the photograph itself
+  std::shared_ptr<const Raster> mask() const;  // of the current result; null: not made
   bool wasMaskTried() const { return !history_ || maskTriedFor_ == history_->id(); }
-  bool isModified() const; // by the person, and not saved
-  // What it was saved as last; empty file: it was not.
+  bool isModified() const; // by the user, and not saved
+  // How it was last saved; empty file: not saved yet.
   const SaveOrder& lastSave() const { return lastSave_; }
   std::optional<shared::Look> lastLook() const { return lastLook_; }
 
-  // ---- What is done. Each tells its end by a signal.
+  // ---- Operations. Each reports its end with a signal.
   void open(const QString& file);
   void close();
   void setStrength(double percent);
   void run(const shared::Look& look, Maker maker);
-  void runInDialog(const Filter& filter, void* window); // which owns the dialog
+  void runInDialog(const Filter& filter, void* window); // window: the dialog's parent
   void showAbout(const Filter& filter, void* window);
   void makeMask();
   void revert();
@@ -66,21 +65,21 @@ public:
   void redo();
   void save(const SaveOrder& order, std::function<void()> then = {});
   void saveMask(const SaveOrder& order);
-  void render(std::function<void(const QImage&)> then); // the present result, as sRGB
+  void render(std::function<void(const QImage&)> then); // the current result, as sRGB
 
   void cancel();
   bool isBusy() const { return runner_.isBusy() || inDialog_; }
   bool isInDialog() const { return inDialog_; }
-  bool isRunning() const { return isBusy() && (!inDialog_ || dialogRuns_); } // and not only asking
+  bool isRunning() const { return isBusy() && (!inDialog_ || dialogRuns_); } // not only in dialog
   bool isSaving() const { return saves_ > 0; }
   double share() const { return inDialog_ ? dialogShare_.load() : runner_.share(); }
-  const QString& doing() const { return doing_; } // a few words for a person, while it is busy
+  const QString& doing() const { return doing_; } // a few words for the user, while it is busy
 
 signals:
-  void opened();                  // another photograph is there, or none
-  void changed();                 // what is on show, or whether something runs
-  void dialogOpens();             // on this thread, which works at it for a moment first
-  void told(const QString& note); // to be known
+  void opened();                  // another photograph is open, or none
+  void changed();                 // the displayed picture, or whether a run is active
+  void dialogOpens();             // on this thread, which is busy for a moment first
+  void told(const QString& note); // a message for the user
   void failed(const QString& reason);
   void saved(const QString& file);
 
@@ -113,12 +112,12 @@ private:
   std::optional<History> history_;
   std::shared_ptr<const Raster> before_;
   std::optional<State> mask_;
-  int maskOf_ = -1, maskTriedFor_ = -1, savedId_ = -1; // states
-  int saves_ = 0;                                      // that are not done
+  int maskOf_ = -1, maskTriedFor_ = -1, savedId_ = -1; // ids of states
+  int saves_ = 0;                                      // number of unfinished saves
   SaveOrder lastSave_;
   QString doing_;
   std::optional<shared::Look> lastLook_;
-  Runner runner_; // last: its thread ends before what it works with goes
+  Runner runner_; // last, so that its thread ends before the objects that it uses
 };
 
 } // namespace desktop

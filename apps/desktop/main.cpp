@@ -1,4 +1,4 @@
-// fogdissolver-desktop: haze out of photographs, in a window.
+// fogdissolver-desktop: removes haze from photographs, in a window.
 
 #include <algorithm>
 #include <cstdio>
@@ -20,7 +20,7 @@
 
 namespace {
 
-// Gives the photographs; leaves the program after a text that was asked for.
+// Returns the photographs; exits after printing a requested text.
 QStringList readCommandLine(const QCoreApplication& application) {
   QCommandLineParser parser;
   parser.setApplicationDescription(

@@ -1,4 +1,5 @@
-// One table of parameters feeds the database, its documentation and the reading of a call.
+// One table of parameters defines the procedures in the database, their documentation and how a
+// call is read.
 
 #include "apps/gimp/Arguments.h"
 
@@ -15,12 +16,12 @@ namespace {
 
 using shared::Look;
 
-// A number of the look among the arguments.
+// A numeric setting of the look among the arguments.
 struct Argument {
   const char* name;
   const char* description;
   std::optional<double> Look::*value;
-  bool maybeNegative; // which leaves the value to the picture's own estimate
+  bool maybeNegative; // a negative value selects the estimate
 };
 
 constexpr Argument numbers[] = {
@@ -86,7 +87,7 @@ void install(const char* name, const char* label, const char* blurb, const char*
   gimp_plugin_menu_register(name, menu);
 }
 
-// Only a number from 0 to 100 passes the comparisons.
+// Only a number from 0 to 100 passes the comparisons, so NaN does not.
 double checked(const Argument& argument, double value) {
   if (value >= leastPosition && value <= greatestPosition)
     return value;
@@ -95,7 +96,7 @@ double checked(const Argument& argument, double value) {
                            (argument.maybeNegative ? ", or a negative one." : "."));
 }
 
-// As plain bytes, with a negative number for a value that the look leaves out.
+// As plain bytes; a negative number means that the look has no value.
 struct Kept {
   double values[std::size(numbers)];
   gint32 mask, layer;

@@ -1,4 +1,4 @@
-// The procedures as GIMP's database knows them, and the look that a call asks for.
+// The procedures in GIMP's database, and the look that a call requests.
 #pragma once
 
 #include <span>
@@ -9,21 +9,22 @@
 
 namespace gimp {
 
-// Menu entries and names. The second makes the haze mask at once, with the look used last.
+// Menu entries and names. The second procedure makes the haze mask without a dialog, with the last
+// look.
 constexpr char correctName[] = "plug-in-fogdissolver";
 constexpr char maskName[] = "plug-in-fogdissolver-mask";
 
 void installProcedures();
 
-// Look in the arguments of a call without a person. Throws shared::UsageError for a value out of
+// Look from the arguments of a non-interactive call. Throws shared::UsageError for a value out of
 // range.
 shared::Look lookOf(std::span<const GimpParam> arguments);
 
-// What a person used last in this run of GIMP, which keeps it.
+// The last settings in this session of GIMP, which stores them.
 struct Last {
-  shared::Look look;             // an intensity that is left out is the picture's own
-  gint32 layer = -1;             // on which it was used
-  double foreground, background; // what the intensities were there
+  shared::Look look;             // a missing intensity is the picture's estimate
+  gint32 layer = -1;             // to which it was applied
+  double foreground, background; // the intensities at that time
 };
 Last last(); // an empty look at first
 void keep(const Last& last);

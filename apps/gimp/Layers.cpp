@@ -26,7 +26,7 @@ void require(gboolean done) {
     throw std::runtime_error(gimp_get_pdb_error());
 }
 
-// Nonlinear samples as a document holds them.
+// The format of a document's nonlinear samples.
 const Babl* formatOf(const host::Document& document) {
   const bool bytes = document.depth() == 8;
   if (document.hasTransparency())
@@ -47,21 +47,21 @@ std::vector<uint8_t> selectionOver(const Layer& layer, const host::Document& doc
   std::vector<uint8_t> weights(size_t(over.width) * size_t(over.height));
   const Buffer selection(gimp_drawable_get_buffer(gimp_image_get_selection(layer.image)));
   gegl_buffer_get(selection.get(), &over, 1.0, babl_format("Y u8"), weights.data(),
-                  GEGL_AUTO_ROWSTRIDE, GEGL_ABYSS_NONE); // what lies outside the image is 0
+                  GEGL_AUTO_ROWSTRIDE, GEGL_ABYSS_NONE); // outside the image they are 0
   return weights;
 }
 
-// Samples of the document in the area to the same place of the buffer.
+// Copies samples of the document in the area to the same place in the buffer.
 void put(const host::Document& document, const GeglRectangle& area, GeglBuffer* buffer) {
   const size_t pixel = size_t(document.channels()) * document.sampleBytes();
   gegl_buffer_set(buffer, &area, 0, formatOf(document),
                   document.row(area.y) + size_t(area.x) * pixel, gint(document.rowBytes()));
 }
 
-// Gives the result the layer's own samples in the channels that are not to be changed.
+// Restores the layer's own samples in the channels that must not change.
 void keepInactive(const Layer& layer, host::Document& result) {
   constexpr GimpChannelType colours[] = {GIMP_CHANNEL_RED, GIMP_CHANNEL_GREEN, GIMP_CHANNEL_BLUE};
-  std::vector<size_t> kept; // numbers of the channels
+  std::vector<size_t> kept; // numbers of these channels
   for (size_t c = 0; c < std::size(colours); ++c)
     if (!gimp_image_get_component_active(layer.image, colours[c]))
       kept.push_back(c);
@@ -74,7 +74,7 @@ void keepInactive(const Layer& layer, host::Document& result) {
       std::memcpy(result.row(0) + at + c * sample, before.row(0) + at + c * sample, sample);
 }
 
-// Pixels that the selection does not take at all are left clear.
+// Makes completely unselected pixels transparent.
 void cutOut(const host::Document& mask, const std::vector<uint8_t>& weights, GeglBuffer* buffer) {
   std::vector<float> row(size_t(mask.width()) * 4);
   const Babl* format = babl_format("R'G'B'A float");
@@ -132,8 +132,8 @@ bool isHard(const host::Document& document) {
                      [](uint8_t weight) { return weight == 0 || weight == fully; });
 }
 
-// GIMP merges a shadow through the selection once more, where the host has blended already. So the
-// merging makes the step of undo, and the result is then written over what was merged.
+// GIMP merges a shadow buffer with the selection again, but the host has already blended. So this
+// lets GIMP's merge make the undo step, and then writes the result over the merged pixels.
 void replacePixels(const Layer& layer, host::Document& result) {
   keepInactive(layer, result);
   GeglRectangle area{};

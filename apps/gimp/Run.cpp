@@ -1,5 +1,5 @@
-// GIMP ends a plug-in that is cancelled by killing it. The image is therefore touched only when the
-// work is done, and the bar with its button is gone by then.
+// GIMP cancels a plug-in by killing it. The image is therefore changed only at the end, when the
+// progress bar with its button is gone.
 
 #include "apps/gimp/Run.h"
 
@@ -28,11 +28,11 @@ using shared::Look;
 struct Call {
   GimpRunMode mode;
   Layer layer;
-  Look look; // asked for, or used last
+  Look look; // requested, or last used
   bool dialog;
 };
 
-// What was used last. On the layer that it was used on it does exactly the same again.
+// The last settings. On the same layer they give exactly the same result again.
 Look lastLook(const Layer& layer, bool forDialog) {
   Last last = gimp::last();
   if (!forDialog && last.layer == layer.id) {
@@ -64,7 +64,7 @@ Call readCall(const std::string& procedure, std::span<const GimpParam> arguments
   return call;
 }
 
-// GIMP's own setting, or the machine's cores.
+// GIMP's own setting, or the number of cores.
 int threadsOfGimp() {
   gchar* text = gimp_gimprc_query("num-processors");
   const int set = text ? std::atoi(text) : 0;
@@ -72,8 +72,8 @@ int threadsOfGimp() {
   return photo::threadsForFilter(set > 0 ? set : int(std::thread::hardware_concurrency()));
 }
 
-// Fills GIMP's bar, which appears at once or, behind a dialog, with the first report. GIMP's
-// library serves one thread; the filter's others report as well.
+// Updates GIMP's progress bar, which appears at once or, behind a dialog, with the first report.
+// GIMP's library serves one thread only, but all of the filter's threads report.
 photo::Watch bar(bool atOnce) {
   using Clock = std::chrono::steady_clock;
   static constexpr std::chrono::milliseconds between(50); // each report waits for GIMP's answer
@@ -99,7 +99,7 @@ void tellLost(const shared::CorrectionReport& report) {
     g_message("%lld samples came out as no number; they are 0.", (long long)report.lostSamples);
 }
 
-// What the filter made, and whether it is the mask.
+// The filter's result, and whether it is the mask.
 struct Result {
   host::Document document;
   bool isMask;
@@ -108,7 +108,7 @@ struct Result {
 Result silently(const host::Module& module, const Layer& layer, const Look& look, int threads,
                 const photo::Watch& watch) {
   Result result{documentOf(layer), look.mask.value_or(false)};
-  if (result.isMask) // its layer's transparency has the soft edges
+  if (result.isMask) // the transparency of its layer has the soft edges
     harden(result.document);
   tellLost(shared::correct(module, result.document, look, threads, watch));
   return result;
@@ -126,7 +126,7 @@ Result inDialog(const host::Module& module, const Call& call, int threads,
     const Look used = shared::lookOf(report.used);
     set = {shared::lookSetInDialog(report.used, call.look), call.layer.id, *used.foreground,
            *used.background};
-    if (result.isMask && !isHard(result.document)) // only now it is known to be one
+    if (result.isMask && !isHard(result.document)) // only now it is known to be a mask
       result = silently(module, call.layer, used, threads, watch);
   });
   keep(set);
@@ -134,7 +134,7 @@ Result inDialog(const host::Module& module, const Call& call, int threads,
 }
 
 void work(const Call& call) {
-  gegl_init(nullptr, nullptr); // takes a moment, which what is refused need not wait for
+  gegl_init(nullptr, nullptr); // takes a moment, so refusals come first
   const host::Module module = host::Module::openBest(shared::pluginFolder());
   const int threads = threadsOfGimp();
   omp_set_num_threads(threads);
@@ -152,7 +152,7 @@ void work(const Call& call) {
     gimp_displays_flush();
 }
 
-// With a capital and a full stop.
+// Adds a capital and a full stop.
 std::string sentence(std::string text) {
   if (!text.empty())
     text[0] = g_ascii_toupper(text[0]);

@@ -10,7 +10,7 @@ namespace gimp {
 
 struct End {
   GimpPDBStatusType status = GIMP_PDB_SUCCESS;
-  std::string sentence; // why not, for a person; GIMP shows it
+  std::string sentence; // the reason of a failure, which GIMP shows to the user
 };
 
 End run(const std::string& procedure, std::span<const GimpParam> arguments);

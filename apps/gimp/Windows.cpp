@@ -15,7 +15,7 @@
 namespace gimp {
 namespace {
 
-// Qt ends the process by an abort where it finds no display. Its other remarks are not for people.
+// Qt aborts the process if it finds no display. Its other messages are not for users.
 void onMessage(QtMsgType type, const QMessageLogContext&, const QString&) {
   if (type != QtFatalMsg)
     return;
@@ -23,7 +23,7 @@ void onMessage(QtMsgType type, const QMessageLogContext&, const QString&) {
   std::exit(EXIT_FAILURE);
 }
 
-// GIMP names its window by the number that X has for it.
+// GIMP identifies its window by its X window number.
 class InFrontOfGimp : public QObject {
 public:
   bool eventFilter(QObject* object, QEvent* event) override {

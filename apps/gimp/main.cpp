@@ -1,5 +1,5 @@
-// The plug-in's process, as GIMP's library starts it: once to be asked for its procedures, and anew
-// for each call of one. So a crash in it costs the call and not GIMP.
+// The plug-in's process. GIMP's library starts it once to query its procedures, and again for each
+// call of one. A crash therefore affects only the call, not GIMP.
 
 #include "apps/gimp/Arguments.h"
 #include "apps/gimp/Run.h"
@@ -8,7 +8,7 @@ namespace {
 
 void run(const gchar* name, gint count, const GimpParam* arguments, gint* returned,
          GimpParam** values) {
-  static GimpParam answer[2]; // the status, and the sentence where there is one
+  static GimpParam answer[2]; // the status, and the message if there is one
   static gimp::End end;
   end = gimp::run(name, {arguments, size_t(count)});
   answer[0].type = GIMP_PDB_STATUS;

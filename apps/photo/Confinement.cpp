@@ -1,6 +1,6 @@
-// Landlock takes the file system away, a seccomp filter all system calls but those that memory,
-// threads and streams need. What is refused fails with an error, so that a library which would only
-// have liked to know something goes on.
+// Landlock blocks the file system; a seccomp filter blocks all system calls except those for
+// memory, threads and open streams. A blocked call fails with an error, so that a library that does
+// not depend on its result can continue.
 
 #include "apps/photo/Confinement.h"
 
@@ -25,7 +25,7 @@
 namespace photo {
 namespace {
 
-// System calls that serve memory, threads, time and streams which are open already.
+// System calls for memory, threads, time and open streams.
 constexpr unsigned allowedCalls[] = {
     SYS_read, SYS_write, SYS_readv, SYS_writev, SYS_pread64, SYS_pwrite64, SYS_lseek, SYS_close,
     SYS_fstat, SYS_stat, SYS_lstat, SYS_newfstatat, SYS_statx, SYS_access, SYS_faccessat,
@@ -51,11 +51,11 @@ sock_filter give(unsigned action) { return BPF_STMT(BPF_RET | BPF_K, action); }
 
 unsigned failing(int error) { return SECCOMP_RET_ERRNO | unsigned(error); }
 
-size_t argument(int index) { // its lower half; the machine is little-endian
+size_t argument(int index) { // its lower half, on a little-endian machine
   return offsetof(seccomp_data, args) + sizeof(uint64_t) * size_t(index);
 }
 
-// For a call with this number the steps are taken, which end in an answer.
+// For the call with this number, runs the steps, which end with a verdict.
 void when(Program& program, unsigned call, std::initializer_list<sock_filter> steps) {
   program.push_back(BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, call, 0, uint8_t(steps.size())));
   program.insert(program.end(), steps);
@@ -82,11 +82,12 @@ Program callFilter() {
        {load(argument(1)), unlessAny(writing), give(allow), give(failing(EACCES))});
   when(program, SYS_openat,
        {load(argument(2)), unlessAny(writing), give(allow), give(failing(EACCES))});
-  // Threads, but no processes; clone3 hides its flags, and its callers know the older call.
+  // Threads, but no processes. The filter cannot see the flags of clone3; its callers fall back to
+  // clone.
   when(program, SYS_clone3, {give(failing(ENOSYS))});
   when(program, SYS_clone,
        {load(argument(0)), unlessAny(CLONE_THREAD), give(failing(EPERM)), give(allow)});
-  // Its own limits, which a picture's header raises, and its own end.
+  // Its own limits, which the size in a picture's header raises, and its own end.
   when(program, SYS_prlimit64,
        {load(argument(0)), unlessAny(~0u), give(allow), give(failing(EPERM))});
   when(program, SYS_tgkill,
@@ -103,10 +104,10 @@ bool filterCalls() {
   return ::syscall(SYS_seccomp, SECCOMP_SET_MODE_FILTER, SECCOMP_FILTER_FLAG_TSYNC, &whole) == 0;
 }
 
-// What has a place in a file system cannot be opened any more, but for the one file.
+// Blocks opening anything in a file system, except the one file.
 bool closeFileSystem(const std::string& readable) {
   landlock_ruleset_attr rules{};
-  rules.handled_access_fs = (LANDLOCK_ACCESS_FS_MAKE_SYM << 1) - 1; // all of the first version
+  rules.handled_access_fs = (LANDLOCK_ACCESS_FS_MAKE_SYM << 1) - 1; // all rights of version 1
   const int set = int(::syscall(SYS_landlock_create_ruleset, &rules, sizeof rules, 0));
   if (set < 0)
     return false;
@@ -125,7 +126,7 @@ void limit(__rlimit_resource resource, rlim_t value) {
   rlimit bound{};
   ::getrlimit(resource, &bound);
   bound.rlim_cur = std::min(value, bound.rlim_max);
-  ::setrlimit(resource, &bound); // can only fail where a tighter bound holds already
+  ::setrlimit(resource, &bound); // fails only if a tighter limit is already in force
 }
 
 } // namespace
@@ -141,7 +142,7 @@ int64_t mappedBytes() {
 }
 
 void limitMemory(int64_t bytes) {
-#ifndef FOG_SANITIZED // whose tools map terabytes
+#ifndef FOG_SANITIZED // sanitizers map terabytes
   static const rlim_t inherited = [] {
     rlimit bound{};
     ::getrlimit(RLIMIT_AS, &bound);

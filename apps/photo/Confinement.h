@@ -1,5 +1,5 @@
-// A process that gives away what decoding a file does not need: opening files, the network, other
-// processes, more memory and more time than the file can ask for.
+// Removes a process's rights that decoding a file does not need: opening files, network, other
+// processes, and more memory and time than the file can need.
 #pragma once
 
 #include <cstdint>
@@ -7,17 +7,17 @@
 
 namespace photo {
 
-int64_t mappedBytes(); // address space that the process has taken; 0: unknown
+int64_t mappedBytes(); // address space in use; 0: unknown
 
-// Bounds of the calling process from here on, never wider than those that it began with. Under the
-// sanitizers, which reserve terabytes, the memory is not bounded.
+// Limits of the calling process from now on, never above the limits with which it started. Under
+// the sanitizers, which reserve terabytes, memory is not limited.
 void limitMemory(int64_t bytes);    // of address space
-void limitSeconds(int64_t seconds); // of the processor, in all
+void limitSeconds(int64_t seconds); // total processor time
 
-// For the rest of the process's life; threads that it has already are held by the filter of system
-// calls alone. It opens no file but this
-// one and those in memory, writes none, reaches no network, starts no process and signals none.
-// Gives what this kernel does not have of that, as a sentence; empty: nothing.
+// For the rest of the process's life; threads that exist already are bound only by the system call
+// filter. The process can open only this file and files in memory, cannot write files, use the
+// network, start processes or signal them. Returns a sentence about what this kernel does not
+// support; empty: nothing is missing.
 std::string confine(const std::string& readable);
 
 } // namespace photo

@@ -16,10 +16,10 @@ using std::string_view_literals::operator""sv;
 constexpr std::string_view shortMark = "http://ns.adobe.com/xap/1.0/\0"sv;
 constexpr std::string_view longMark = "http://ns.adobe.com/xmp/extension/\0"sv;
 constexpr size_t nameSize = 32, headSize = longMark.size() + nameSize + 8;
-constexpr size_t segmentLimit = 65533; // bytes behind a segment's length
+constexpr size_t segmentLimit = 65533; // bytes after a segment's length
 constexpr uint8_t app0 = 0xe0, app1 = 0xe1, startOfScan = 0xda;
 
-// The digest by which the standard names a packet: MD5 (RFC 1321), in capital hexadecimal.
+// The digest with which the standard names a packet: MD5 (RFC 1321), in capital hexadecimal.
 std::string nameOf(std::string text) {
   constexpr int turns[4][4] = {{7, 12, 17, 22}, {5, 9, 14, 20}, {4, 11, 16, 23}, {6, 10, 15, 21}};
   const uint64_t bits = uint64_t(text.size()) * 8;
@@ -79,7 +79,7 @@ std::string segment(std::string_view mark, const std::string& data) {
          std::string(mark) + data;
 }
 
-// Calls visit(place, marker, data) for each segment before the first scan, until it gives false.
+// Calls visit(place, marker, data) for each segment before the first scan, until it returns false.
 template <class Visit> void visitSegments(const Bytes& jpeg, Visit visit) {
   const std::string_view file(reinterpret_cast<const char*>(jpeg.data()), jpeg.size());
   for (size_t place = 2; place + 4 <= file.size() && jpeg[place] == 0xff;) {
@@ -108,7 +108,7 @@ Bytes withLongXmp(const Bytes& jpeg, const std::string& packet) {
   for (size_t place = 0; place < packet.size(); place += most)
     segments += segment(longMark, name + bigEndian(uint32_t(packet.size()), 4) +
                                       bigEndian(uint32_t(place), 4) + packet.substr(place, most));
-  size_t behind = 2; // the blocks that come first
+  size_t behind = 2; // after the initial blocks
   visitSegments(jpeg, [&behind](size_t place, uint8_t marker, std::string_view data) {
     const bool first = marker == app0 || marker == app1;
     behind = first ? place + 4 + data.size() : behind;

@@ -1,4 +1,4 @@
-// Files by system calls, which give the reason when they fail.
+// Files by system calls, which return the reason of a failure.
 
 #include "apps/photo/Files.h"
 
@@ -19,7 +19,7 @@
 namespace photo {
 namespace {
 
-constexpr size_t pipeStep = 1 << 20; // bytes asked of a pipe at a time
+constexpr size_t pipeStep = 1 << 20; // bytes per read from a pipe
 
 [[noreturn]] void failWithErrno(const std::string& what) {
   const int code = errno;
@@ -39,7 +39,7 @@ struct Descriptor {
   Descriptor& operator=(const Descriptor&) = delete;
 };
 
-// Removes the file of that name at the end.
+// Removes the file with this name at the end.
 struct Remover {
   const std::string& name;
   ~Remover() { ::unlink(name.c_str()); }
@@ -47,7 +47,7 @@ struct Remover {
 
 void writeAll(int descriptor, const std::string& name, const Bytes& bytes) {
   for (size_t done = 0; done < bytes.size();) {
-    errno = EIO; // of a call that writes nothing and gives no reason
+    errno = EIO; // for a call that writes nothing and gives no reason
     const ssize_t n = ::write(descriptor, bytes.data() + done, bytes.size() - done);
     if (n < 0 && errno == EINTR)
       continue;
@@ -57,7 +57,8 @@ void writeAll(int descriptor, const std::string& name, const Bytes& bytes) {
   }
 }
 
-// Renames without replacing, by one call where the file system has it, else by a hard link.
+// Renames without replacing: with one call if the file system supports it, otherwise with a hard
+// link.
 int renameToFree(const char* from, const char* to) {
   if (::renameat2(AT_FDCWD, from, AT_FDCWD, to, RENAME_NOREPLACE) == 0)
     return 0;
@@ -71,7 +72,7 @@ int renameToFree(const char* from, const char* to) {
     errno = EEXIST;
     return -1;
   }
-  return ::rename(from, to); // neither is to be had: a short moment is left to others
+  return ::rename(from, to); // neither works: a short race with other programs remains
 }
 
 [[noreturn]] void failToWrite(const Place& place) {
@@ -91,7 +92,7 @@ std::string folderOf(const std::string& path) {
   return folder.empty() ? "." : folder.string();
 }
 
-// False where the file system, or the way to its names, does not serve; nothing is left then.
+// False if the file system, or access to its names, does not support this; nothing is left then.
 bool writeUnnamed(const Place& place, const Bytes& bytes) {
   const Descriptor file(::open(folderOf(place.path).c_str(), O_TMPFILE | O_WRONLY | O_CLOEXEC,
                                mode_t(place.permissions)));
@@ -108,10 +109,10 @@ bool writeUnnamed(const Place& place, const Bytes& bytes) {
     return false;
   if (!place.replace)
     failToWrite(place);
-  // No call replaces a name by a file without one.
+  // No system call replaces a name by an unnamed file.
   if (!name(place.temporary))
     failToWrite(place);
-  const Remover remover{place.temporary}; // of what the renaming leaves
+  const Remover remover{place.temporary}; // if the rename fails
   if (::rename(place.temporary.c_str(), place.path.c_str()) != 0)
     failToWrite(place);
   return true;
@@ -122,15 +123,14 @@ void writeNamed(const Place& place, const Bytes& bytes) {
                                mode_t(place.permissions)));
   if (file.number < 0)
     failWithErrno(place.path + " cannot be written");
-  const Remover remover{place.temporary}; // of what the renaming leaves
+  const Remover remover{place.temporary}; // if the rename fails
   writeAndFlush(file.number, place, bytes);
   if (place.replace ? ::rename(place.temporary.c_str(), place.path.c_str()) != 0
                     : renameToFree(place.temporary.c_str(), place.path.c_str()) != 0)
     failToWrite(place);
 }
 
-// The name is on the disk then as well. A folder that cannot be opened or flushed at all is left
-// to the file system.
+// Writes the name to the disk, too. Ignores a folder that cannot be opened or flushed at all.
 void flushFolder(const std::string& path) {
   const Descriptor folder(::open(folderOf(path).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
   if (folder.number >= 0 && ::fsync(folder.number) != 0 && errno != EINVAL && errno != ENOTSUP)
@@ -146,7 +146,7 @@ Bytes readWhole(const std::string& path) {
     failWithErrno("");
   if (S_ISDIR(status.st_mode))
     throw std::runtime_error("a folder, not a file");
-  // One more than the file has, so that its end is seen without a further round.
+  // One byte more than the file has, so that the read also detects its end.
   Bytes bytes(S_ISREG(status.st_mode) ? size_t(status.st_size) + 1 : pipeStep);
   size_t size = 0;
   while (true) {

@@ -1,5 +1,5 @@
-// The table of formats. JPEG has a codec of its own here: loading the image library with all that
-// it draws in takes longer than correcting a small photograph.
+// The table of formats. JPEG has its own codec: loading the image library with all its dependencies
+// takes longer than correcting a small photograph.
 
 #include "apps/photo/Formats.h"
 
@@ -16,8 +16,8 @@ namespace {
 constexpr int64_t noLimit = longestSide;
 constexpr int64_t jpegLimit = 65500;   // of libjpeg
 constexpr int64_t webpLimit = 16383;   // of the file's 14-bit fields
-constexpr int64_t word16Limit = 65535; // files with 16-bit sizes
-constexpr int64_t wavelets = 32;       // of JPEG 2000, halved five times
+constexpr int64_t word16Limit = 65535; // formats with 16-bit sizes
+constexpr int64_t wavelets = 32;       // of JPEG 2000, halves five times
 
 // clang-format off
 constexpr Format formats[] = {

@@ -1,4 +1,4 @@
-// The formats that results can be written in, and how to recognise the format of a file.
+// The formats for results, and how to recognise the format of a file.
 #pragma once
 
 #include <cstdint>
@@ -9,34 +9,34 @@
 
 namespace photo {
 
-// Who puts metadata into a result: Exiv2 into the encoded file, the codec while it encodes, or
-// nobody because the format has no place for it (a profile may still find one).
+// What writes metadata into a result: Exiv2 into the encoded file, the codec while it encodes, or
+// nobody because the format cannot store it (it may still store a profile).
 enum class Carrier { exiv2, codec, nobody };
 
 struct Format {
-  const char* name;       // for people
-  const char* codec;      // one of the program, see Codecs.cpp, or of the image library
-  const char* extensions; // lower case, separated by blanks, the usual one first
-  unsigned depths;        // which of 8, 16 and 32 bits a channel it holds, or-ed together
+  const char* name;       // for users
+  const char* codec;      // name of a codec in the program (see Codecs.cpp) or in the image library
+  const char* extensions; // lower case, separated by blanks, most common first
+  unsigned depths;        // supported bits per channel: 8, 16 and 32, combined with or
   int64_t longestSide;    // pixels
-  int64_t shortestSide;   // pixels; fewer cannot be encoded
-  bool transparency;      // holds an alpha channel
+  int64_t shortestSide;   // pixels; the codec cannot encode fewer
+  bool transparency;      // stores an alpha channel
   bool premultiplied;     // stores colours multiplied with alpha
-  bool extraChannels;     // holds channels behind alpha
+  bool extraChannels;     // stores channels after alpha
   Carrier metadata;
 };
 
 const Format* formatOfExtension(std::string_view extension); // without the dot, any case; or null
 const Format* formatOfBytes(const uint8_t* bytes, size_t size); // by its first bytes; or null
 std::string_view usualExtension(const Format& format);
-std::string formatNames(); // usual extensions, for messages and help
+std::string formatNames(); // most common extensions, for messages and help
 
-// Bits a channel for a result: the input's if the format holds them, else the most below them that
-// it holds, else its least.
+// Bits per channel for a result: the input's if the format supports them, otherwise the highest
+// supported below them, otherwise its lowest.
 int depthFor(const Format& format, int inputBits);
 int leastDepth(const Format& format);
 
-// Empty if the format can hold the picture at these bits, else a sentence that says why not.
+// Empty if the format can store the picture at these bits, otherwise a sentence that says why not.
 std::string whyNotHeld(const Format& format, const Picture& picture, int bits);
 
 } // namespace photo

@@ -8,7 +8,7 @@ namespace {
 
 using std::string_view_literals::operator""sv;
 
-// Big-endian, as all of these formats are; 0 beyond the end.
+// Big-endian, like all these formats; 0 beyond the end.
 int64_t number(std::string_view file, size_t place) {
   int64_t value = 0;
   for (size_t i = place; i < place + 4; ++i)
@@ -16,7 +16,7 @@ int64_t number(std::string_view file, size_t place) {
   return value;
 }
 
-// The pair of numbers that follows each of the marks, at a distance; the largest pair.
+// Finds each mark and reads the two numbers at a distance after it; returns the largest pair.
 ClaimedSize largestAfter(std::string_view file, std::string_view mark, size_t distance,
                          bool heightFirst) {
   ClaimedSize largest;
@@ -31,7 +31,7 @@ ClaimedSize largestAfter(std::string_view file, std::string_view mark, size_t di
 }
 
 std::string_view startOf(const Bytes& file) {
-  constexpr size_t headerBytes = 64 << 10; // boxes before the pixels'
+  constexpr size_t headerBytes = 64 << 10; // boxes before the pixels
   return {reinterpret_cast<const char*>(file.data()), std::min(file.size(), headerBytes)};
 }
 
@@ -48,7 +48,7 @@ HeifClaim heifClaim(const Bytes& file) {
   auto has = [start](std::string_view words) { return start.find(words) != start.npos; };
   HeifClaim claim;
   const size_t place = start.find(box);
-  const size_t first = box.size() + 5; // behind version, flags and the number of channels
+  const size_t first = box.size() + 5; // after version, flags and the number of channels
   if (place < start.size() && place + first < start.size())
     claim.bits = uint8_t(start[place + first]);
   claim.alpha =
@@ -63,10 +63,10 @@ ClaimedSize claimedSize(const Bytes& file) {
     return {number(start, 16), number(start, 20)};
   if (start.starts_with("\0\0\0\x0cjP  "sv))
     return largestAfter(start, "ihdr"sv, 0, true);
-  if (start.starts_with("\xff\x4f\xff\x51"sv)) // a bare codestream: its extent on the grid
+  if (start.starts_with("\xff\x4f\xff\x51"sv)) // a bare codestream: the size of its grid
     return {number(start, 8), number(start, 12)};
   if (isHeif(start))
-    return largestAfter(start, "ispe"sv, 4, false); // behind version and flags
+    return largestAfter(start, "ispe"sv, 4, false); // after version and flags
   return {};
 }
 

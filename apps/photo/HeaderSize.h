@@ -1,6 +1,6 @@
-// The size and the depth that a file's header claims, read without a decoder.
+// The size and the depth in a file's header, read without a decoder.
 //
-// For the formats whose decoders allocate, or decode, the whole picture before they tell its size.
+// For formats whose decoders allocate or decode the whole picture before they return its size.
 #pragma once
 
 #include "apps/photo/Picture.h"
@@ -8,16 +8,16 @@
 namespace photo {
 
 struct ClaimedSize {
-  int64_t width = 0, height = 0; // 0: not known without the decoder
+  int64_t width = 0, height = 0; // 0: unknown without the decoder
 };
 
-// Of PNG, JPEG 2000 and the HEIF family (HEIC, AVIF); of several pictures the largest.
+// For PNG, JPEG 2000 and the HEIF family (HEIC, AVIF); with several pictures the largest.
 ClaimedSize claimedSize(const Bytes& file);
 
-// What a file of the HEIF family says of its pictures.
+// What the header of a HEIF file says about its pictures.
 struct HeifClaim {
-  int bits = 0;       // a channel; 0: not known
-  bool alpha = false; // in a picture of its own
+  int bits = 0;       // per channel; 0: unknown
+  bool alpha = false; // in a separate picture
   bool turned = false;
 };
 HeifClaim heifClaim(const Bytes& file);

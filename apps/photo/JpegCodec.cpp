@@ -1,5 +1,6 @@
-// JPEG by libjpeg. The library reports errors by longjmp. So every call of it is in a `guarded`
-// function whose frame has nothing to destroy; what must survive is in the record around it.
+// JPEG by libjpeg. The library reports errors with longjmp. Every call of it is therefore in a
+// `guarded` function whose frame has nothing to destroy; the surrounding record holds what must
+// survive.
 
 #include "apps/photo/JpegCodec.h"
 
@@ -22,8 +23,8 @@
 namespace photo {
 namespace {
 
-constexpr int stripe = 16;        // rows handed over at a time: one row of blocks at 4:2:0
-constexpr int scansAtMost = 1000; // of a progressive file; only a hostile one has more
+constexpr int stripe = 16;        // rows per call: one row of blocks at 4:2:0
+constexpr int scansAtMost = 1000; // of a progressive file; only a hostile file has more
 
 constexpr char endsEarly[] = "truncated: the file ends before the picture does";
 
@@ -31,7 +32,7 @@ struct Errors {
   jpeg_error_mgr manager; // first, so that the library's pointer is ours
   std::jmp_buf jump;
   char message[JMSG_LENGTH_MAX];
-  bool endsEarly; // the data ended before the picture did
+  bool endsEarly; // the data ended before the picture
   char damage[JMSG_LENGTH_MAX];
 };
 
@@ -42,7 +43,7 @@ Errors* errorsOf(j_common_ptr codec) { return reinterpret_cast<Errors*>(codec->e
   std::longjmp(errorsOf(codec)->jump, 1);
 }
 
-// Warnings have a negative level: the data is wrong, and the library goes on with what it has.
+// Warnings have a negative level: the data is wrong, and the library continues with the rest.
 void note(j_common_ptr codec, int level) {
   Errors* errors = errorsOf(codec);
   if (level >= 0)
@@ -62,7 +63,7 @@ jpeg_error_mgr* prepare(Errors& errors) {
   return &errors.manager;
 }
 
-// Runs the step; throws what the library complained of. The step must not throw.
+// Runs the step; throws the library's error message. The step must not throw.
 template <class Step> void guarded(Errors& errors, Step step) {
   if (setjmp(errors.jump))
     throw std::runtime_error(errors.endsEarly ? endsEarly : errors.message);
@@ -79,8 +80,8 @@ struct Decoder {
 struct Encoder {
   jpeg_compress_struct codec{};
   Errors errors{};
-  unsigned char* room = nullptr;  // of malloc, where the file begins
-  unsigned char* bytes = nullptr; // where it is in the end: there, or where the library took more
+  unsigned char* room = nullptr;  // initial output buffer, from malloc
+  unsigned char* bytes = nullptr; // final output buffer: the same, or a larger one of the library
   unsigned long size = 0;
   Encoder() { codec.err = prepare(errors); }
   ~Encoder() {
@@ -96,7 +97,7 @@ void readHeader(Decoder& decoder, const Bytes& file) {
   guarded(decoder.errors, [&] {
     jpeg_create_decompress(&codec);
     jpeg_mem_src(&codec, file.data(), file.size());
-    jpeg_save_markers(&codec, JPEG_APP0 + 2, 0xffff); // the profile's
+    jpeg_save_markers(&codec, JPEG_APP0 + 2, 0xffff); // of the profile
     jpeg_read_header(&codec, TRUE);
   });
   if (codec.num_components != 3 || codec.jpeg_color_space == JCS_CMYK)
@@ -117,7 +118,7 @@ Resolution resolutionOf(const jpeg_decompress_struct& codec) {
   return {double(codec.X_density), double(codec.Y_density), codec.density_unit == 2};
 }
 
-// Decodes the next rows, at most a stripe; deeper documents get them through `line`.
+// Decodes the next rows, at most a stripe; deeper documents are converted from `line`.
 void readStripe(Decoder& decoder, host::Document& document, Bytes& line) {
   jpeg_decompress_struct& codec = decoder.codec;
   const int32_t y = int32_t(codec.output_scanline);
@@ -150,7 +151,7 @@ Picture readJpeg(const Source& source, int minimumBits, int, const Watch& watch)
   picture.resolution = resolutionOf(codec);
   guarded(decoder.errors, [&] {
     codec.out_color_space = JCS_RGB;
-    // Scans of a progressive file are taken one by one, so that their number can be limited.
+    // Processes the scans of a progressive file one by one, to limit their number.
     codec.buffered_image = jpeg_has_multiple_scans(&codec);
     jpeg_start_decompress(&codec);
   });
@@ -188,18 +189,18 @@ Picture readJpeg(const Source& source, int minimumBits, int, const Watch& watch)
 namespace {
 
 constexpr int blockSide = 8;                  // pixels
-constexpr int64_t leastOfHalves = 12'000'000; // pixels; below, a second thread gains little
-constexpr int32_t mostBlocks = 65535; // between two restart markers, which a file says in 16 bits
-constexpr int32_t restartMarkers = 8; // of different numbers; they follow each other in a circle
+constexpr int64_t leastOfHalves = 12'000'000; // pixels; below this, a second thread gains little
+constexpr int32_t mostBlocks = 65535; // between two restart markers, a 16-bit number in the file
+constexpr int32_t restartMarkers = 8; // different numbers, used cyclically
 
-// How a picture is encoded: in one piece, or in halves that two threads make.
+// How a picture is encoded: in one piece, or as two halves on two threads.
 struct Halves {
-  int32_t upperRows; // of pixels
+  int32_t upperRows; // in pixels
   unsigned interval; // blocks from one restart marker to the next; 0: one piece
 };
 
-// The upper half ends where all numbers of restart markers have been used, so that the lower half,
-// encoded as a picture of its own, begins with the right one.
+// The upper half ends after a full cycle of restart markers, so that the lower half, encoded as a
+// separate picture, begins with the right number.
 Halves halvesOf(const host::Document& document, int threads) {
   const int32_t width = document.width(), height = document.height();
   const int32_t across = (width + blockSide - 1) / blockSide, down = height / blockSide;
@@ -210,12 +211,12 @@ Halves halvesOf(const host::Document& document, int threads) {
   return {height, 0};
 }
 
-// Encodes the rows from `begin` up to `end` as a picture of their own.
+// Encodes the rows from `begin` to `end` as a separate picture.
 void encodeRows(Encoder& encoder, const Picture& picture, int quality, const Bytes& icc,
                 int32_t begin, int32_t end, unsigned interval, const Watch& watch) {
   const host::Document& document = picture.document;
   jpeg_compress_struct& codec = encoder.codec;
-  // Room for what most photographs take, which costs nothing before it is used.
+  // Enough for most photographs; unused memory costs nothing.
   encoder.size = size_t(document.width()) * size_t(end - begin) / 2 + 1;
   encoder.bytes = encoder.room = static_cast<unsigned char*>(std::malloc(encoder.size));
   guarded(encoder.errors, [&] {
@@ -262,16 +263,17 @@ void encodeRows(Encoder& encoder, const Picture& picture, int quality, const Byt
 
 constexpr unsigned char startOfScan = 0xda, lastRestart = 0xd7;
 
-// The place of the segment with this marker, in a file that an encoder has just made: it has one.
+// The position of the segment with this marker, in a file that an encoder has just made: it has
+// one.
 size_t segment(const unsigned char* file, unsigned char marker) {
-  size_t at = 2; // behind the marker that starts the file
+  size_t at = 2; // after the marker that starts the file
   while (file[at + 1] != marker)
     at += size_t(2) + size_t(file[at + 2] << 8) + file[at + 3];
   return at;
 }
 
-// One file of two halves: the upper one with the height of the whole, a restart marker, and what
-// the lower one has behind its headers.
+// One file from two halves: the upper half with the total height, a restart marker, and the lower
+// half without its headers.
 Bytes joined(const Encoder& upper, const Encoder& lower, int32_t height) {
   constexpr unsigned char frame = 0xc0;
   constexpr int heightPlace = 5;
@@ -314,14 +316,14 @@ size_t scanPlace(const Bytes& file) { return segment(file.data(), startOfScan); 
 
 namespace {
 
-// Where a file can be divided for two decoders; no rows: nowhere.
+// Where two decoders can divide a file; rows is 0 if they cannot.
 struct Division {
-  size_t place;    // of the first byte behind a restart marker with the last number
-  JDIMENSION rows; // of blocks, before it
+  size_t place;    // of the first byte after a restart marker with the last number
+  JDIMENSION rows; // rows of blocks before it
 };
 
-// The last place in the first half of a file that writeJpeg has made. A decoder that goes on from
-// there expects the markers' first number, as at the scan's start.
+// The last possible place in the first half of a file from writeJpeg. A decoder that starts there
+// expects the first marker number, as at the scan's start.
 Division divisionOf(const jpeg_decompress_struct& codec, const Bytes& file) {
   const size_t across = (codec.image_width + size_t(blockSide) - 1) / blockSide;
   const JOCTET* middle = file.data() + file.size() / 2;
@@ -339,8 +341,8 @@ Division divisionOf(const jpeg_decompress_struct& codec, const Bytes& file) {
   return last;
 }
 
-// Decodes so many rows of blocks, all of them with 0, from the place on, or from the scan's start
-// with 0; keeps nothing.
+// Decodes this number of rows of blocks (0: all), starting at the place (0: the scan's start);
+// keeps nothing.
 void checkRows(Decoder& decoder, const Bytes& file, size_t place, JDIMENSION rows) {
   jpeg_decompress_struct& codec = decoder.codec;
   if (place > 0) {
@@ -348,7 +350,7 @@ void checkRows(Decoder& decoder, const Bytes& file, size_t place, JDIMENSION row
     codec.src->bytes_in_buffer = file.size() - place;
   }
   guarded(decoder.errors, [&] {
-    codec.scale_num = 1; // every coefficient is decoded, and only the first of a block used
+    codec.scale_num = 1; // decodes every coefficient, but uses only the first one of a block
     codec.scale_denom = 8;
     codec.dct_method = JDCT_IFAST;
     jpeg_start_decompress(&codec);

@@ -1,6 +1,6 @@
-// Values in a row of bytes, for what one process tells another of the same program.
+// Packs values into bytes, for messages between two processes of the same program.
 //
-// What is taken is checked: the other process may have been broken by a hostile file.
+// The receiver checks everything: a hostile file may control the other process.
 #pragma once
 
 #include <cstring>
@@ -19,7 +19,7 @@ public:
     static_assert(std::is_trivially_copyable_v<Value> && !std::is_pointer_v<Value>);
     putBytes(&value, sizeof value);
   }
-  // A length and so many bytes.
+  // A length and this many bytes.
   void putBlock(const void* data, size_t size) {
     put(uint64_t(size));
     putBytes(data, size);
@@ -35,7 +35,7 @@ private:
   Bytes bytes_;
 };
 
-// Takes in the order in which it was put. Throws std::runtime_error for anything else.
+// Unpacks in the order of packing. Throws std::runtime_error for anything else.
 class Unpacker {
 public:
   [[noreturn]] static void fail() {

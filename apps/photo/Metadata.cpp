@@ -1,4 +1,4 @@
-// Metadata by Exiv2, which reads and writes whole files in memory.
+// Metadata with Exiv2, which reads and writes whole files in memory.
 
 #include "apps/photo/Metadata.h"
 
@@ -22,8 +22,8 @@ struct Metadata::State {
   Bytes icc;
   std::string comment;
   Exiv2::ByteOrder order = Exiv2::littleEndian;
-  std::string openExrOnly; // what no other format has a place for, in words; or nothing
-  std::string lost;        // what the last result has no room for, a sentence; empty: nothing
+  std::string openExrOnly; // a phrase for what no other format can store; or empty
+  std::string lost;        // a sentence about what the last result cannot store; empty: nothing
 };
 
 Metadata::Metadata() : state_(std::make_unique<State>()) {}
@@ -33,7 +33,7 @@ Metadata::~Metadata() = default;
 
 namespace {
 
-// Tags that say how pixels or other blocks are stored in a file of the TIFF family.
+// Tags that describe how a file of the TIFF family stores pixels or other blocks.
 constexpr std::string_view storageTags[] = {"NewSubfileType",
                                             "SubfileType",
                                             "ImageWidth",
@@ -74,7 +74,8 @@ constexpr std::string_view storageTags[] = {"NewSubfileType",
                                             "InterColorProfile",
                                             "PageNumber"};
 
-// Tags of raw files, which describe a sensor's values: the filter array, and what DNG adds to TIFF.
+// Tags of raw files that describe a sensor's values: the filter array, and DNG's extensions of
+// TIFF.
 bool ofRawFiles(uint16_t tag) {
   constexpr uint16_t firstArray = 0x828d, lastArray = 0x828e, firstDng = 0xc612, lastDng = 0xcd49;
   return (tag >= firstArray && tag <= lastArray) || (tag >= firstDng && tag <= lastDng);
@@ -102,7 +103,7 @@ void muteLibrary() { Exiv2::LogMsg::setLevel(Exiv2::LogMsg::mute); }
 
 constexpr char orientationKey[] = "Exif.Image.Orientation";
 
-// What differs between Exiv2 0.27 and 0.28.
+// Differences between Exiv2 0.27 and 0.28.
 #if EXIV2_TEST_VERSION(0, 28, 0)
 using Image = Exiv2::Image::UniquePtr;
 
@@ -134,7 +135,7 @@ Image imageOf(const Bytes& file) {
   return image;
 }
 
-// Adds the properties of a packet that stands apart, but for those that are there already.
+// Adds the properties of a separate packet, except existing ones.
 void addLongPacket(Exiv2::XmpData& xmp, const std::string& packet) {
   Exiv2::XmpData more;
   if (packet.empty() || Exiv2::XmpParser::decode(more, packet) != 0)
@@ -148,7 +149,7 @@ void addLongPacket(Exiv2::XmpData& xmp, const std::string& packet) {
 void readFile(Metadata::State& state, const Bytes& file) {
   const Image image = imageOf(file);
   state.exif = image->exifData();
-  std::set<std::string> keys; // a result has each once; the first is the one that is looked at
+  std::set<std::string> keys; // a result has each key once; the first one counts
   eraseWhere(state.exif, [&keys](const auto& datum) { return !keys.insert(datum.key()).second; });
   state.iptc = image->iptcData();
   state.xmp = image->xmpData();
@@ -160,7 +161,7 @@ void readFile(Metadata::State& state, const Bytes& file) {
     state.icc = profileOf(*image);
 }
 
-// The blocks are the decoder's own making; what does not parse is left out.
+// The decoder made the blocks; a block that does not parse is omitted.
 void fillFromBlocks(Metadata::State& state, const MetadataBlocks& blocks) {
   try {
     if (!blocks.exif.empty())
@@ -179,7 +180,7 @@ double numberOf(const Exiv2::ExifData& exif, const char* key) {
   return datum == exif.end() || datum->count() == 0 ? 0.0 : double(datum->toFloat());
 }
 
-// Empty where there is nothing, or nothing that can be written.
+// Empty if there is nothing, or nothing that can be written.
 std::string packetOf(const Exiv2::XmpData& xmp) {
   std::string packet;
   if (!xmp.empty() && Exiv2::XmpParser::encode(packet, xmp) != 0)
@@ -187,7 +188,7 @@ std::string packetOf(const Exiv2::XmpData& xmp) {
   return packet;
 }
 
-// In a TIFF file these tags are the encoder's, not Exiv2's; elsewhere both write the same.
+// In a TIFF file the encoder writes these tags, not Exiv2; in other files both write the same.
 Resolution resolutionOf(const Exiv2::ExifData& exif) {
   constexpr double centimetres = 3; // of Exif.Image.ResolutionUnit
   return {numberOf(exif, "Exif.Image.XResolution"), numberOf(exif, "Exif.Image.YResolution"),
@@ -203,7 +204,7 @@ Metadata readMetadata(const Bytes& file, const Picture& picture) {
   try {
     readFile(state, file);
   } catch (const std::exception&) {
-    // Not a format of Exiv2's, or a broken file, of which the decoder says more.
+    // Exiv2 does not know the format, or the file is damaged; the decoder's message says more.
     fillFromBlocks(state, picture.blocks);
   }
   if (state.icc.empty())
@@ -219,7 +220,7 @@ Metadata readMetadata(const Bytes& file, const Picture& picture) {
 
 namespace {
 
-// Values as they stand in little-endian files.
+// Values in the layout of little-endian files.
 template <class Datum> Bytes valueOf(const Datum& datum) {
   Bytes value(size_t(datum.size()));
   if (!value.empty())
@@ -312,20 +313,20 @@ MetadataBlocks blocksOf(const Metadata& metadata) {
   blocks.icc = state.icc;
   try {
     Exiv2::Blob exif;
-    Exiv2::ExifData data = state.exif; // which Exiv2 0.28 rearranges
+    Exiv2::ExifData data = state.exif; // because Exiv2 0.28 rearranges it
     Exiv2::ExifParser::encode(exif, state.order, data);
     blocks.exif.assign(exif.begin(), exif.end());
     blocks.iptc = bytesOf(Exiv2::IptcParser::encode(state.iptc));
     blocks.xmp = packetOf(state.xmp);
   } catch (const std::exception&) {
-    // A damaged block is left out; the others are kept.
+    // Omits a damaged block and keeps the others.
   }
   return blocks;
 }
 
 namespace {
 
-constexpr size_t longExif = 60000, longestJpegExif = 65527; // bytes; from the first on, Exiv2 drops
+constexpr size_t longExif = 60000, longestJpegExif = 65527; // bytes; Exiv2 drops some above 60000
 
 size_t sizeOf(const Exiv2::ExifData& exif) {
   size_t size = 0;
@@ -334,12 +335,12 @@ size_t sizeOf(const Exiv2::ExifData& exif) {
   return size;
 }
 
-// Takes the largest entries out until the rest fits into a JPEG file.
+// Removes the largest entries until the rest fits into a JPEG file.
 void trimForJpeg(Exiv2::ExifData& exif, Exiv2::ByteOrder order) {
   auto smaller = [](const auto& a, const auto& b) { return a.size() < b.size(); };
   while (!exif.empty()) {
     Exiv2::Blob blob;
-    Exiv2::ExifData copy = exif; // which Exiv2 0.28 rearranges
+    Exiv2::ExifData copy = exif; // because Exiv2 0.28 rearranges it
     Exiv2::ExifParser::encode(blob, order, copy);
     if (blob.size() <= longestJpegExif)
       return;
@@ -347,12 +348,12 @@ void trimForJpeg(Exiv2::ExifData& exif, Exiv2::ByteOrder order) {
   }
 }
 
-// Exif entries that are not in the result, by the names of tags or of a maker's group.
+// Exif entries that the result lacks: names of tags, or of a maker's group.
 std::string missingExif(const Exiv2::ExifData& exif, const Bytes& result) {
   const Image image = imageOf(result);
   std::set<std::string> names;
   const Exiv2::ExifData& kept = image->exifData();
-  for (const Exiv2::Exifdatum& datum : exif) // but for where the blocks of them lie
+  for (const Exiv2::Exifdatum& datum : exif) // except those that give the position of blocks
     if (datum.tagName() != "ExifTag" && datum.tagName() != "GPSTag" &&
         kept.findKey(Exiv2::ExifKey(datum.key())) == kept.end())
       names.insert(datum.ifdName() == std::string("Makernote") ? datum.groupName()
@@ -363,7 +364,7 @@ std::string missingExif(const Exiv2::ExifData& exif, const Bytes& result) {
   return list;
 }
 
-// The file with the metadata put in, by Exiv2. Of JPEG a head without scans will do.
+// The file with the metadata inserted by Exiv2. For JPEG a header without scans is enough.
 Bytes rewritten(const Bytes& file, Metadata::State& state, const Format& format) {
   const bool jpeg = std::strcmp(format.name, "JPEG") == 0;
   const bool large = sizeOf(state.exif) > longExif;
@@ -373,7 +374,7 @@ Bytes rewritten(const Bytes& file, Metadata::State& state, const Format& format)
   Exiv2::ExifData exif = state.exif;
   if (large && jpeg)
     trimForJpeg(exif, state.order);
-  // What the encoder wrote about the picture's storage stays: Exiv2 keeps such tags by itself.
+  // Keeps what the encoder wrote about the picture's storage: Exiv2 keeps such tags itself.
   for (const Exiv2::Exifdatum& datum : exif)
     image->exifData()[datum.key()].setValue(&datum.value());
   image->setIptcData(state.iptc);
@@ -408,7 +409,7 @@ Bytes withMetadata(Bytes file, Metadata& metadata, const Format& format) {
   try {
     if (std::strcmp(format.name, "JPEG") != 0)
       return rewritten(file, state, format);
-    // Exiv2 copies what it is given three times; the scans are most of a file.
+    // Exiv2 copies its input three times, and the scans are most of a file.
     constexpr uint8_t end[] = {0xff, 0xd9};
     const auto scans = file.begin() + ptrdiff_t(scanPlace(file));
     Bytes head(file.begin(), scans);

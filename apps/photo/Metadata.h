@@ -1,4 +1,5 @@
-// Exif, XMP, IPTC, comment and colour profile from the photograph to the result, by Exiv2.
+// Carries Exif, XMP, IPTC, comment and colour profile from the photograph to the result, with
+// Exiv2.
 #pragma once
 
 #include <memory>
@@ -10,7 +11,7 @@
 
 namespace photo {
 
-// What a photograph carries beside its pixels. Movable; its insides are Exiv2's.
+// A photograph's metadata. Movable; Exiv2's types stay inside.
 class Metadata {
 public:
   Metadata();
@@ -26,29 +27,29 @@ private:
   std::unique_ptr<State> state_;
 };
 
-// Reads the metadata of a file; of a format that Exiv2 does not read, from the decoder's blocks.
-// The orientation is 1 when the decoder has turned the picture upright.
+// Reads the metadata of a file; for a format that Exiv2 does not read, from the decoder's blocks.
+// The orientation is 1 if the decoder has turned the picture upright.
 Metadata readMetadata(const Bytes& file, const Picture& picture);
 
-// All of it for another process, and back. The second throws std::runtime_error.
+// All metadata for another process, and back. unpack throws std::runtime_error.
 void pack(const Metadata& metadata, Packer& to);
 Metadata unpackMetadata(Unpacker& from);
 
-int orientationOf(const Metadata& metadata); // of Exif, 1 to 8; 1 if there is none
+int orientationOf(const Metadata& metadata); // from Exif, 1 to 8; 1 if there is none
 
-// Makes it that of a result: names the program as the software, drops thumbnails (they show the
-// hazy picture) and what describes the old file's storage.
-// The picture's resolution becomes that of the Exif if there is one.
+// Adapts the metadata for a result: sets the program as the software, drops thumbnails (they show
+// the hazy picture) and tags about the old file's storage. The picture gets the Exif's resolution
+// if there is one.
 void adaptToResult(Metadata& metadata, Picture& picture, const std::string& program);
 
 // The blocks for codecs that write metadata themselves.
 MetadataBlocks blocksOf(const Metadata& metadata);
 
-// The encoded file with the metadata in it, where that is Exiv2's task. What cannot be written
-// stays behind, and leftBehind tells it. Throws std::bad_alloc.
+// The encoded file with the metadata inserted, if Exiv2 writes this format. Omits what cannot be
+// written; leftBehind reports it. Throws std::bad_alloc.
 Bytes withMetadata(Bytes file, Metadata& metadata, const Format& format);
 
-// What the photograph carries and the format has no place for, as a sentence; empty: nothing.
+// A sentence about metadata of the photograph that the format cannot store; empty: nothing.
 std::string leftBehind(const Metadata& metadata, const Format& format);
 
 } // namespace photo

@@ -1,9 +1,9 @@
-// All formats but JPEG and WebP, by OpenImageIO: the one file of the module
+// All formats except JPEG and WebP, with OpenImageIO: the only source of the module
 // fogdissolver-formats.so.
 //
-// Pixels go straight between the library and the document's rows. The library is asked for alpha as
-// it is in the file; the picture records whether the colours are multiplied with it. Exiv2 carries
-// the metadata where it knows the format; elsewhere the library's attributes do.
+// Pixels go directly between the library and the document's rows. The code requests alpha as it is
+// in the file, and the picture records whether the colours are multiplied by it. Exiv2 carries the
+// metadata for formats that it knows; for others the library's attributes do.
 
 #include <algorithm>
 #include <cstring>
@@ -32,8 +32,7 @@ constexpr int chunk = 256; // rows encoded at a time: whole strips of every form
 
 [[noreturn]] void fail(const std::string& reason) { throw std::runtime_error(reason); }
 
-// Ends the work with the first line of what the library says. Throws std::bad_alloc where it says
-// so.
+// Fails with the first line of the library's message. Throws std::bad_alloc if the message says so.
 [[noreturn]] void fail(const std::string& what, const std::string& text) {
   const std::string line = text.substr(0, text.find('\n'));
   if (line.find("std::bad_alloc") != std::string::npos)
@@ -41,8 +40,8 @@ constexpr int chunk = 256; // rows encoded at a time: whole strips of every form
   fail(line.empty() ? what : what + ": " + line);
 }
 
-// The libraries behind the library write to standard error as they please; what counts comes back
-// from them as well.
+// Redirects standard error, where the image library's own libraries write; their important messages
+// are also returned as errors.
 class Silence {
 public:
   Silence() : kept_(::fcntl(STDERR_FILENO, F_DUPFD_CLOEXEC, 3)) {
@@ -72,12 +71,12 @@ TypeDesc typeOf(int bits) {
 void setUp(int threads) {
   OIIO::attribute("threads", threads);
   OIIO::attribute("exr_threads", threads > 1 ? threads : -1); // -1: no threads of its own
-  OIIO::attribute("debug", 0);                                // it would write to standard error
+  OIIO::attribute("debug", 0); // otherwise it writes to standard error
 }
 
 // ---- Reading
 
-// Opens from memory where the format's reader can, else by name.
+// Opens from memory if the format's reader can, otherwise by name.
 struct Input {
   Filesystem::IOMemReader memory;
   TemporaryFile named;
@@ -91,15 +90,15 @@ struct Input {
     plain["oiio:UnassociatedAlpha"] = fromMemory["oiio:UnassociatedAlpha"] = 1;
     void* proxy = &memory;
     fromMemory.attribute("oiio:ioproxy", TypeDesc::PTR, &proxy);
-    // The name first: raw files have the signature of TIFF, and previews that its reader would
-    // take.
+    // First by name: raw files have the signature of TIFF, and previews that the TIFF reader would
+    // accept.
     reader = ImageInput::open(stream ? usual : path, &fromMemory);
     const std::string reason = OIIO::geterror();
     if (!reader)
       reader = ImageInput::open(stream ? named.create("bin", bytes) : path, &plain);
     if (!reader && known)
       reader = ImageInput::open(usual, &fromMemory);
-    (void)OIIO::geterror(); // what the later attempts say adds nothing
+    (void)OIIO::geterror(); // messages of the later attempts add nothing
     if (!reader && known)
       fail("broken " + std::string(known->name) + " file", reason);
     if (!reader)
@@ -111,7 +110,8 @@ bool isFormat(const ImageInput& reader, const char* name) {
   return std::strcmp(reader.format_name(), name) == 0;
 }
 
-// The library silently converts these files to RGB. Their header has the colour model in byte 25.
+// The library silently converts other colour models to RGB. Byte 25 of the header has the colour
+// model.
 bool psdIsRgb(const ImageInput& reader, const Source& source) {
   constexpr size_t modelPlace = 25;
   constexpr uint8_t indexed = 2, rgb = 3;
@@ -121,7 +121,7 @@ bool psdIsRgb(const ImageInput& reader, const Source& source) {
   return model == rgb || model == indexed;
 }
 
-// Colour models in which three channels are something else than red, green and blue.
+// Colour models whose three channels are not red, green and blue.
 void refuseOtherModels(const ImageInput& reader, const ImageSpec& spec, const Source& source) {
   constexpr int photometricSeparated = 5, photometricLab = 8; // of TIFF
   const int photometric = spec.get_int_attribute("tiff:PhotometricInterpretation", 2);
@@ -149,7 +149,7 @@ Bytes profileOf(const ImageSpec& spec) {
 MetadataBlocks blocksOf(ImageSpec spec) {
   MetadataBlocks blocks;
   std::vector<char> exif, iptc;
-  std::erase_if(spec.extra_attribs, [](const ParamValue& p) { // the library's encoder ends on those
+  std::erase_if(spec.extra_attribs, [](const ParamValue& p) { // the encoder crashes on these
     return p.type() == TypeDesc::STRING && p.get_ustring().empty();
   });
   encode_exif(spec, exif);
@@ -161,7 +161,8 @@ MetadataBlocks blocksOf(ImageSpec spec) {
   return blocks;
 }
 
-// What the encoder may want of a file's header, packed: channel names, windows, attributes.
+// The parts of a file's header that the encoder may need, packed: channel names, windows,
+// attributes.
 Bytes recordOf(const ImageSpec& spec) {
   Packer to;
   for (const int value : {spec.x, spec.y, spec.full_x, spec.full_y, spec.full_width,
@@ -186,7 +187,7 @@ Bytes recordOf(const ImageSpec& spec) {
   return to.bytes();
 }
 
-// The type of an attribute that can be copied as it is; else unknown.
+// The type of an attribute that can be copied unchanged; otherwise unknown.
 TypeDesc typeIn(Unpacker& from) {
   int kind[3];
   for (int& value : kind)
@@ -200,9 +201,9 @@ TypeDesc typeIn(Unpacker& from) {
           TypeDesc::VECSEMANTICS(semantics)};
 }
 
-// The same again, in a header of its own. Strings in rows are left out, and so are pointers.
+// Unpacks it into a new header. Omits arrays of strings, and pointers.
 ImageSpec specIn(const Bytes& record) {
-  constexpr int64_t farthest = 1 << 30; // that a window lies from the origin, as OpenEXR has it
+  constexpr int64_t farthest = 1 << 30; // OpenEXR's limit for a window's distance from the origin
   Unpacker from(record);
   ImageSpec spec;
   for (int* value : {&spec.x, &spec.y, &spec.full_x, &spec.full_y, &spec.full_width,
@@ -232,10 +233,10 @@ ImageSpec specIn(const Bytes& record) {
   return spec;
 }
 
-// A thumbnail may come before the photograph. Gives the number of pictures; the layers of a PSD
-// file are none.
+// A thumbnail may come before the photograph. Returns the number of pictures; the layers of a PSD
+// file do not count.
 int seekLargest(ImageInput& reader) {
-  constexpr int mostPictures = 100; // looked at
+  constexpr int mostPictures = 100; // limit for the search
   int count = 1, largest = 0;
   imagesize_t pixels = reader.spec().image_pixels();
   for (; isFormat(reader, "tiff") && count < mostPictures && reader.seek_subimage(count, 0);
@@ -244,13 +245,13 @@ int seekLargest(ImageInput& reader) {
       pixels = reader.spec().image_pixels();
       largest = count;
     }
-  (void)reader.geterror(); // there is no further one
+  (void)reader.geterror(); // there is no further picture
   if (!reader.seek_subimage(largest, 0))
     fail("truncated or damaged", reader.geterror());
   return count;
 }
 
-// Where the pixels lie in a larger frame, and what the channels behind the colours are.
+// Position of the pixels in a larger frame, and the meaning of the channels after the colours.
 std::string openExrOnly(const ImageInput& reader, const ImageSpec& spec) {
   std::string words, names;
   if (!isFormat(reader, "openexr"))
@@ -264,7 +265,7 @@ std::string openExrOnly(const ImageInput& reader, const ImageSpec& spec) {
   return words;
 }
 
-// What the file has and the library does not give.
+// Notes what the file has but the library does not deliver.
 void noteLosses(const ImageSpec& spec, const Source& source, Picture& picture) {
   constexpr int logLuv = 32845;                           // photometric interpretation of TIFF
   for (size_t c = 0; c < spec.channelformats.size(); ++c) // of OpenEXR
@@ -301,7 +302,7 @@ Picture read(const Source& source, int minimumBits, int threads, const Watch& wa
   const bool premultiplied =
       alpha && (isFormat(reader, "openexr") ||
                 (isFormat(reader, "tiff") && !spec.get_int_attribute("oiio:UnassociatedAlpha")));
-  // Divided by a small alpha, the few levels of whole numbers would stay few.
+  // After division by a small alpha, whole numbers would keep only few levels.
   Picture picture{makeDocument(spec.width, spec.height, spec.nchannels, fileBits,
                                premultiplied ? 32 : minimumBits, alpha, watch)};
   picture.fileBits = fileBits;
@@ -331,14 +332,14 @@ Picture read(const Source& source, int minimumBits, int threads, const Watch& wa
     fail("truncated or damaged", reader.geterror());
   if (pictures > 1)
     picture.notes.push_back("holds several pictures; the largest one is used");
-  else if (!isFormat(reader, "psd") && reader.seek_subimage(1, 0)) // there they are layers
+  else if (!isFormat(reader, "psd") && reader.seek_subimage(1, 0)) // in PSD they are layers
     picture.notes.push_back("holds several pictures; the first one is used");
   return picture;
 }
 
 // ---- Writing
 
-// Header of the result: what the decoder kept of the file if that is all there is, without what
+// Header of the result: the decoder's record of the file if there is nothing else, without what
 // describes the old file's storage and what the blocks repeat; then the blocks.
 void carryAttributes(const Picture& picture, const MetadataBlocks& blocks, ImageSpec& spec) {
   constexpr const char* storage[] = {
@@ -380,14 +381,14 @@ ImageSpec headerOf(const Picture& picture, const Encoding& encoding, const Metad
   if (document.hasTransparency() && !encoding.format->premultiplied)
     spec["oiio:UnassociatedAlpha"] = 1;
   if (codec == "png")
-    spec["png:compressionLevel"] = 4; // a third of the time of the usual 6 for some percent of size
+    spec["png:compressionLevel"] = 4; // a third of the time of 6, files a few percent larger
   else
     spec["Compression"] = "zip"; // of TIFF and OpenEXR
   if (picture.resolution.x > 0) {
     spec["XResolution"] = float(picture.resolution.x);
     spec["YResolution"] = float(picture.resolution.y);
     spec["ResolutionUnit"] = picture.resolution.perCentimetre ? "cm" : "in";
-    if (codec == "tiff") // whose encoder makes both equal otherwise
+    if (codec == "tiff") // otherwise its encoder makes both equal
       spec["PixelAspectRatio"] = float(picture.resolution.y / picture.resolution.x);
   }
   if (!blocks.icc.empty())

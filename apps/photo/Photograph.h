@@ -1,5 +1,4 @@
-// A photograph as its file has it, and as a message from the process that reads files to the one
-// that asked for it.
+// A photograph as read from its file, and as a message from the reader process to its parent.
 #pragma once
 
 #include <functional>
@@ -14,17 +13,18 @@ namespace photo {
 struct Photograph {
   Picture picture;
   Metadata metadata;
-  std::string unconfined; // what the kernel has not of the reader's bounds, a sentence; or empty
+  std::string unconfined; // a sentence about the reader's limits that this kernel does not support;
+                          // or empty
 };
 
-// All but the samples, in whose place is their address in this process.
+// Packs everything except the samples, for which it packs their address in this process.
 void pack(const Photograph& photograph, Packer& to);
 
-// The document that was claimed, with the samples at the address in the process that packed.
+// Returns the claimed document, with the samples at this address in the packing process.
 using FetchDocument = std::function<host::Document(uint64_t address)>;
 
-// The same again. Throws std::runtime_error for what no sound process packs, such as a picture of
-// another size than it claimed; std::bad_alloc.
+// Unpacks it again. Throws std::runtime_error for anything that a working process would not pack,
+// such as a picture with another size than the claimed one; std::bad_alloc.
 Photograph unpackPhotograph(Unpacker& from, const Claim& claim, const FetchDocument& fetch);
 
 } // namespace photo

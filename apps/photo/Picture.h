@@ -1,5 +1,5 @@
-// A photograph between its file and the filter: the document that the filter works on, and what the
-// file says about its samples.
+// A photograph between its file and the filter: the document for the filter, and what the file says
+// about its samples.
 #pragma once
 
 #include <cstdint>
@@ -13,7 +13,7 @@ namespace photo {
 
 using Bytes = std::vector<uint8_t>;
 
-// Metadata as the blocks that files carry; empty: none.
+// Metadata in the blocks that files contain; empty: none.
 struct MetadataBlocks {
   Bytes exif;      // TIFF structure, without the "Exif" mark before it
   Bytes iptc;      // IIM records
@@ -21,26 +21,26 @@ struct MetadataBlocks {
   Bytes icc;       // colour profile
 };
 
-// Pixels for each unit of length, as printing programs read it; 0: unknown.
+// Pixels per unit of length, for printing programs; 0: unknown.
 struct Resolution {
   double x = 0, y = 0;
-  bool perCentimetre = false; // else per inch
+  bool perCentimetre = false; // otherwise per inch
 };
 
 struct Picture {
-  host::Document document;        // RGB, perhaps alpha, perhaps further channels
-  int fileBits = 8;               // bits a channel in the file: 8, 16 or 32
+  host::Document document;        // RGB, optionally alpha and further channels
+  int fileBits = 8;               // bits per channel in the file: 8, 16 or 32
   bool half = false;              // the file's 32-bit channels were 16-bit floats
-  bool premultiplied = false;     // the document's colours are multiplied with alpha
+  bool premultiplied = false;     // the document's colours are multiplied by alpha
   bool upright = false;           // the decoder has applied the orientation itself
   Resolution resolution;          //
-  MetadataBlocks blocks;          // the decoder's reading of them, where it keeps one
+  MetadataBlocks blocks;          // the decoder's version of them, for some formats
   Bytes decoderRecord;            // the decoder's own header, for its encoder; or none
-  std::vector<std::string> notes; // what a person should know, one sentence each
-  std::string openExrOnly;        // what no other format has a place for, in words; or nothing
+  std::vector<std::string> notes; // messages for the user, one sentence each
+  std::string openExrOnly;        // a phrase for what no other format can store; or empty
 };
 
-// Bytes of a file, and its name, which decides about the format where the bytes do not.
+// Bytes of a file, and its name, which decides the format if the bytes do not.
 struct Source {
   std::string path;
   Bytes bytes;
@@ -48,37 +48,38 @@ struct Source {
 
 struct Format;
 
-// What to make of a picture.
+// How to encode a picture.
 struct Encoding {
   const Format* format = nullptr;
-  int bits = 8;      // bits a channel in the file; at most the document's depth
+  int bits = 8;      // bits per channel in the file; at most the document's depth
   bool half = false; // 32-bit channels are stored as 16-bit floats
-  int quality = 95;  // of formats that lose, 1 to 100
+  int quality = 95;  // of lossy formats, 1 to 100
   int threads = 1;
 };
 
-// What is in a file.
+// The content of a file.
 struct Shape {
   int64_t width, height;
-  int bits; // a channel
+  int bits; // per channel
   bool operator==(const Shape&) const = default;
 };
 
-// What a picture will be, known from the head of its file.
+// A picture's properties, known from the header of its file.
 struct Claim {
   int64_t width, height;
   int channels, depth; // of the document
   bool alpha;
 };
 
-// How a long piece of work is watched. `progress` gets the share that is done, 0 to 1; both may be
-// called often. Whoever sees `stopped` give true throws Stopped.
+// How to watch a long operation. `progress` gets the finished share, 0 to 1; both functions may be
+// called often. Code for which `stopped` returns true throws Stopped.
 struct Watch {
   std::function<void(double)> progress = [](double) {};
   std::function<bool()> stopped = [] { return false; };
-  // Hears of a picture before memory is taken for it; throws where that is not to be had.
+  // Called before a picture's memory is allocated; throws if the memory is not available.
   std::function<void(const Claim&)> claimed = [](const Claim&) {};
-  // Hears of rows from the top on that are as they will stay, where a decoder makes them so.
+  // Called while decoding, with the number of finished rows from the top, if the decoder delivers
+  // finished rows.
   std::function<void(const host::Document&, int32_t rows)> decoded = [](const auto&, int32_t) {};
 };
 

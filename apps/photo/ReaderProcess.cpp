@@ -34,17 +34,17 @@
 namespace photo {
 namespace {
 
-// What a decoder may take. The most that a sound file was seen to take is a third of it.
+// Limits for a decoder: at least three times the most that any valid file was measured to need.
 constexpr int64_t bytesAtFirst = int64_t(1) << 30;     // libraries, buffers
 constexpr int64_t bytesPerThread = int64_t(160) << 20; // stack and arena, mostly untouched
 constexpr int64_t bytesPerFileByte = 16;               // of compressed data
 constexpr int64_t bytesPerPixel = 64;                  // working copies in whole numbers
-constexpr int64_t bytesPerSampleByte = 16;             // the same where the header told the size
+constexpr int64_t bytesPerSampleByte = 16;             // the same if the header has the size
 constexpr int64_t secondsAtFirst = 10;                 //
 constexpr int64_t pixelsPerSecond = 1000000;           // the slowest codec, on a slow machine
 constexpr int64_t fileBytesPerSecond = 1000000;        //
-constexpr int milliseconds = 50;                       // between two looks at the watch
-constexpr int millisecondsOfRows = 2;                  // between two looks for decoded rows
+constexpr int milliseconds = 50;                       // between two checks of the watch
+constexpr int millisecondsOfRows = 2;                  // between two checks for decoded rows
 constexpr size_t mostMessage = size_t(1) << 30;        // bytes of a reply
 
 enum class Reply : uint8_t { claim, photograph, refusal, noMemory, tooMuchMemory };
@@ -62,15 +62,15 @@ struct Handle {
   }
 };
 
-// Memory that parent and child both see.
+// Memory that parent and child share.
 struct Shared {
   std::atomic<float> progress{0};
   Claim claim{};
   std::atomic<bool> isClaimed{false}, isGranted{false};      // the child waits for the second
   std::atomic<bool> isFileWanted{false}, isFileReady{false}; // the same for samples in a file
-  std::atomic<uint64_t> samples{0}, decoded{0}; // their address, and the bytes that are there
+  std::atomic<uint64_t> samples{0}, decoded{0}; // their address, and the number of available bytes
 
-  // In a file in memory, whose zeros are the values at first.
+  // Placed in a file in memory, whose zeros are the initial values.
   static Shared* in(int file) {
     void* page = ::mmap(nullptr, sizeof(Shared), PROT_READ | PROT_WRITE, MAP_SHARED, file, 0);
     if (page == MAP_FAILED)
@@ -80,11 +80,11 @@ struct Shared {
   void operator delete(void* page) { ::munmap(page, sizeof(Shared)); }
 };
 
-// The child, which does not outlive its owner.
+// The child process; it ends with its owner.
 struct Child {
   pid_t id;
   ~Child() { end(); }
-  // Gives how it ended.
+  // Returns its wait status.
   int end() {
     int status = 0;
     if (id <= 0)
@@ -129,7 +129,7 @@ bool limitIsOurs(rlim_t inherited) {
   return bound.rlim_cur < inherited;
 }
 
-// Of one reader, by their numbers; both processes have them.
+// The file descriptors of one reader; both processes have them.
 struct Files {
   int samples, reply, page;
 };
@@ -144,7 +144,7 @@ bool isWritten(int file, const uint8_t* bytes, size_t size) {
   return true;
 }
 
-// A reader that cannot speak ends.
+// A reader that cannot send its answer exits.
 void send(int file, const uint8_t* bytes, size_t size) {
   if (!isWritten(file, bytes, size))
     ::_exit(1);
@@ -152,7 +152,7 @@ void send(int file, const uint8_t* bytes, size_t size) {
 
 void send(int file, const Bytes& bytes) { send(file, bytes.data(), bytes.size()); }
 
-// What the decoder says in its own words, where they are meant for a person.
+// The decoder's own message, if it is meant for users.
 Packer decode(Source& source, int minimumBits, int threads, Bounds bounds, const Files& files,
               const std::string& unconfined, Shared& shared, std::optional<Photograph>& result) {
   Packer reply;
@@ -185,14 +185,14 @@ Packer decode(Source& source, int minimumBits, int threads, Bounds bounds, const
     putFailure(reply, limitIsOurs(inherited.rlim_cur) ? Reply::tooMuchMemory : Reply::noMemory, "");
   } catch (const std::runtime_error& error) {
     putFailure(reply, Reply::refusal, error.what());
-  } catch (const std::exception&) { // of a library: a length, a place that cannot be
+  } catch (const std::exception&) { // from a library: a length or a position out of range
     putFailure(reply, Reply::refusal, "truncated or damaged");
   }
   return reply;
 }
 
-// Keeps the samples until the parent has fetched them, and ends this process; writes them into the
-// file where the parent may not look into this process. The wait is ended by its signal.
+// Keeps the samples until the parent has copied them and kills this process; writes them into the
+// file if the parent may not read this process's memory.
 [[noreturn]] void offerSamples(const host::Document& document, const Files& files, Shared& shared) {
   while (!shared.isFileWanted)
     std::this_thread::sleep_for(std::chrono::milliseconds(1));
@@ -206,7 +206,7 @@ Packer decode(Source& source, int minimumBits, int threads, Bounds bounds, const
 [[noreturn]] void beReader(Source& source, int minimumBits, int threads, const Files& files,
                            pid_t parent) {
   ::prctl(PR_SET_PDEATHSIG, SIGKILL);
-  if (::getppid() != parent) // it has died before
+  if (::getppid() != parent) // the parent died before
     ::_exit(1);
   for (const int signal : {SIGINT, SIGTERM, SIGHUP}) // the parent ends its reader
     ::signal(signal, SIG_IGN);
@@ -214,7 +214,7 @@ Packer decode(Source& source, int minimumBits, int threads, Bounds bounds, const
     ::signal(signal, SIG_DFL);
   ::signal(SIGXFSZ, SIG_IGN);
   const int nowhere = ::open("/dev/null", O_RDWR | O_CLOEXEC);
-  for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) // which libraries write to
+  for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) // libraries write to them
     ::dup2(nowhere, stream);
   const rlimit none{0, 0};
   ::setrlimit(RLIMIT_CORE, &none);
@@ -232,7 +232,7 @@ Packer decode(Source& source, int minimumBits, int threads, Bounds bounds, const
 
 // ---- In the parent
 
-// What the child says of the picture's size; it may say anything.
+// The picture's size according to the child, which may send anything.
 Claim checkedClaim(const Shared& shared) {
   const Claim claim = shared.claim;
   if (claim.width < 1 || claim.height < 1 || claim.channels < 3 + int(claim.alpha) ||
@@ -242,16 +242,16 @@ Claim checkedClaim(const Shared& shared) {
   return claim;
 }
 
-// The document that comes out of the child's memory, from the top on.
+// The document that is copied from the child's memory, from the top down.
 struct Arrival {
   Claim claim{};
-  std::optional<host::Document> document; // once there is a claim
-  size_t bytes = 0;                       // of its samples that are here
+  std::optional<host::Document> document; // exists after the claim
+  size_t bytes = 0;                       // bytes of its samples that are copied
   size_t size() const { return document->rowBytes() * size_t(document->height()); }
 };
 
-// Takes the samples at the address up to so many bytes. False where the system does not let this
-// process look into its child.
+// Copies the samples at the address up to this number of bytes. False if the system does not allow
+// this process to read the child's memory.
 bool fetch(pid_t child, uint64_t address, uint64_t bytes, Arrival& arrival) {
   for (bytes = std::min<uint64_t>(bytes, arrival.size()); arrival.bytes < bytes;) {
     const iovec to{arrival.document->row(0) + arrival.bytes, bytes - arrival.bytes};
@@ -264,8 +264,8 @@ bool fetch(pid_t child, uint64_t address, uint64_t bytes, Arrival& arrival) {
   return true;
 }
 
-// All that the child writes, until it closes the pipe by its end; meanwhile what it has claimed,
-// and the rows that it has decoded.
+// Receives everything that the child writes until it exits and so closes the pipe; meanwhile
+// handles its claim and its decoded rows.
 Bytes receive(int pipe, pid_t child, Shared& shared, const Watch& watch, Arrival& arrival) {
   Bytes reply(1 << 16);
   for (size_t size = 0;;) {
@@ -303,7 +303,7 @@ Bytes receive(int pipe, pid_t child, Shared& shared, const Watch& watch, Arrival
   Unpacker::fail();
 }
 
-// Where the samples of the child's document are to be had.
+// How to reach the samples of the child's document.
 struct Lender {
   const Child& child;
   const Files& files;
@@ -311,7 +311,7 @@ struct Lender {
   const Watch& watch;
 };
 
-// By a file in memory.
+// Through a file in memory.
 void fetchByFile(const Lender& from, Arrival& arrival) {
   from.shared.isFileWanted = true;
   while (!from.shared.isFileReady) {
@@ -356,8 +356,8 @@ Photograph opened(const Bytes& reply, Arrival& arrival, const Lender& lender) {
   }
 }
 
-// A fork of a process with threads would find locks held by nobody and wait for workers that it
-// does not have.
+// A fork of a process with threads would find locks that nobody releases, and wait for threads that
+// do not exist in it.
 bool hasOneThread() {
   std::error_code error;
   const std::filesystem::directory_iterator threads("/proc/self/task", error);
@@ -375,7 +375,7 @@ int memoryFile(const char* name, size_t size) {
   return file;
 }
 
-// Starts the reader's program, which takes what beReader does from its arguments.
+// Starts the reader program, which passes its arguments to beReader.
 pid_t startProgram(const Source& source, int minimumBits, int threads, const Files& files) {
   const Handle bytes(memoryFile("file", 0));
   if (!isWritten(bytes.number, source.bytes.data(), source.bytes.size()))
@@ -392,7 +392,7 @@ pid_t startProgram(const Source& source, int minimumBits, int threads, const Fil
   posix_spawn_file_actions_t actions;
   ::posix_spawn_file_actions_init(&actions);
   for (const int file : {bytes.number, files.samples, files.reply, files.page})
-    ::posix_spawn_file_actions_adddup2(&actions, file, file); // which keeps it over the start
+    ::posix_spawn_file_actions_adddup2(&actions, file, file); // keeps it open in the new program
   pid_t id = -1;
   errno = ::posix_spawn(&id, words[0].c_str(), &actions, nullptr, arguments.data(), environ);
   ::posix_spawn_file_actions_destroy(&actions);
@@ -414,7 +414,7 @@ Photograph readApart(Source source, int minimumBits, int threads, const Watch& w
   Handle reply(ends[1]);
   const std::unique_ptr<Shared> shared(Shared::in(page.number));
   const Files files{samples.number, reply.number, page.number};
-  const bool fork = hasOneThread(); // before the image library starts some that wait for work
+  const bool fork = hasOneThread(); // before the image library starts threads that wait for work
   if (fork)
     loadCodecFor(source);
   const pid_t parent = ::getpid();
@@ -428,7 +428,7 @@ Photograph readApart(Source source, int minimumBits, int threads, const Watch& w
   const Bytes message = receive(result.number, child.id, *shared, watch, arrival);
   if (message.size() > 1)
     return opened(message, arrival, {child, files, *shared, watch});
-  throwCrash(child.end()); // nothing has come, or no more than the claim
+  throwCrash(child.end()); // nothing arrived, or only the claim
 }
 
 int beReaderProgram(int argc, char** argv) {
@@ -438,7 +438,7 @@ int beReaderProgram(int argc, char** argv) {
   for (int i = 0; i < 7; ++i)
     values[i] = std::atoi(argv[i + 2]);
   const auto [minimumBits, threads, bytes, samples, reply, page, parent] = values;
-  ::setenv("OPENBLAS_NUM_THREADS", "1", 1); // of a library that starts them as it is loaded
+  ::setenv("OPENBLAS_NUM_THREADS", "1", 1); // of a library that starts threads when it is loaded
   try {
     setFormatsFolder(std::filesystem::path(argv[0]).parent_path());
     Source source{argv[1], readWhole("/proc/self/fd/" + std::to_string(bytes))};

@@ -1,21 +1,22 @@
-// Photographs read by a process of its own, so that a hostile or broken file can do no harm.
+// Reads photographs in a separate process, so that a hostile or damaged file can do no harm.
 //
-// The process decodes pixels and metadata behind the bounds of Confinement.h. What it finds comes
-// back in one message, which is checked, and the samples are copied out of its memory, which costs
-// less than sharing small pages; then it is ended. It is a fork, which needs no start and has the
-// codecs loaded; where the caller has threads, which a fork may not bring, it is the program
-// fogdissolver-reader, which lies beside the module with the image library.
+// The process decodes pixels and metadata within the limits of Confinement.h. It returns one
+// message, which the parent checks; the parent copies the samples out of the process's memory,
+// which is cheaper than sharing small pages, and then kills it. The process is a fork, which needs
+// no start-up and has the codecs loaded. If the caller has threads, it is the program
+// fogdissolver-reader, in the folder of the module with the image library, because a process with
+// threads should not fork.
 #pragma once
 
 #include "apps/photo/Photograph.h"
 
 namespace photo {
 
-// As readPicture and readMetadata give them. Throws std::runtime_error with the reason, also when
-// the decoder crashes or takes too long, std::bad_alloc, Stopped.
+// Returns what readPicture and readMetadata return. Throws std::runtime_error with the reason, also
+// if the decoder crashes or takes too long, std::bad_alloc, Stopped.
 Photograph readApart(Source source, int minimumBits, int threads, const Watch& watch);
 
-// The whole of fogdissolver-reader.
+// The main function of fogdissolver-reader.
 int beReaderProgram(int argc, char** argv);
 
 } // namespace photo

@@ -27,15 +27,15 @@ int threadsToStart(int most) {
 }
 
 int threadsForFilter(int wanted) {
-  // A team stands behind the filter's entry, and each parallel region inside starts another one,
-  // while that of the region before may still be ending.
+  // One team around the filter's entry, one for the current parallel region inside, and one for the
+  // previous region, which may still be ending.
   constexpr int teams = 3;
   return 1 + threadsToStart(teams * (wanted - 1)) / teams;
 }
 
 void checkRoomForLibrary() {
   constexpr size_t bytes = 400 << 20; // of address space: measured, and rounded up
-  constexpr int threads = 8;          // twice those that were seen
+  constexpr int threads = 8;          // twice the measured number
   void* room = ::mmap(nullptr, bytes, PROT_READ | PROT_WRITE,
                       MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
   if (room == MAP_FAILED)

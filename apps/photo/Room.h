@@ -1,21 +1,22 @@
-// Room for a large library, and for threads, looked for before something needs it that cannot do
-// without.
+// Checks that there are enough threads and memory, before code runs that cannot handle a lack of
+// them.
 #pragma once
 
 #include <cstddef>
 
 namespace photo {
 
-// How many threads the system starts at a time, at most `most`. It starts them, and lets them go.
+// How many threads the system can start at the same time, at most `most`. Starts them, and ends
+// them again.
 int threadsToStart(int most);
 
-// How many of the wanted threads the filter can have, at least 1. OpenMP ends the process when the
+// How many of the wanted threads the filter can have, at least 1. OpenMP ends the process if the
 // system refuses it a thread.
 int threadsForFilter(int wanted);
 
-// Throws std::bad_alloc, or std::runtime_error with the reason, where the image library with all
-// that it draws in does not find what it takes to load. Some of that starts threads as it is
-// loaded, and waits for ever when it gets the first but not the last.
+// Throws std::bad_alloc, or std::runtime_error with the reason, if the image library and its
+// dependencies cannot load. One of them starts threads while it loads, and waits for ever if it
+// gets only some of them.
 void checkRoomForLibrary();
 
 } // namespace photo

@@ -1,4 +1,4 @@
-// Conversions of samples, one pass each, written to vectorise.
+// Conversions of samples, one pass each, written so that they vectorise.
 
 #include "apps/photo/Samples.h"
 
@@ -7,9 +7,9 @@
 namespace photo {
 namespace {
 
-constexpr float full8 = 255.0f, full16 = 65535.0f; // white in files of whole numbers
+constexpr float full8 = 255.0f, full16 = 65535.0f; // white in files with whole numbers
 
-// Limits to 0..1, and makes not-a-number 0: every comparison with it is false.
+// Limits to 0..1; NaN becomes 0, because every comparison with it is false.
 float unit(float v) { return v > 0.0f ? (v < 1.0f ? v : 1.0f) : 0.0f; }
 
 template <class Sample> void round(const float* samples, size_t count, float full, Sample* out) {
@@ -17,7 +17,7 @@ template <class Sample> void round(const float* samples, size_t count, float ful
     out[i] = Sample(int32_t(unit(samples[i]) * full + 0.5f));
 }
 
-// Runs change(colour, alpha) over the three colours of every pixel whose alpha is not 0.
+// Runs change(colour, alpha) on the three colours of every pixel whose alpha is not 0.
 template <class Change> void changeColours(host::Document& document, Change change) {
   for (int32_t y = 0; y < document.height() && document.hasTransparency(); ++y) {
     auto* pixel = reinterpret_cast<float*>(document.row(y));

@@ -36,7 +36,7 @@ int tellProgress(int percent, const WebPPicture* picture) {
   return !watch.stopped();
 }
 
-// The encoder's picture and what it writes, with an owner.
+// Owns the encoder's picture and its output.
 struct Encoder {
   WebPPicture picture;
   WebPMemoryWriter writer;
@@ -51,7 +51,7 @@ struct Encoder {
   }
 };
 
-// The encoded picture with the blocks around it.
+// The encoded picture together with its metadata blocks.
 Bytes assembled(const WebPData& picture, const MetadataBlocks& blocks) {
   const std::unique_ptr<WebPMux, void (*)(WebPMux*)> mux(WebPMuxCreate(&picture, 0), WebPMuxDelete);
   WebPData whole{nullptr, 0};
@@ -63,7 +63,7 @@ Bytes assembled(const WebPData& picture, const MetadataBlocks& blocks) {
       !add("EXIF", blocks.exif.data(), blocks.exif.size()) ||
       !add("XMP ", blocks.xmp.data(), blocks.xmp.size()) ||
       WebPMuxAssemble(mux.get(), &whole) != WEBP_MUX_OK)
-    throw std::bad_alloc(); // all that can fail on a picture just encoded
+    throw std::bad_alloc(); // the only possible failure for a picture just encoded
   Bytes bytes(whole.bytes, whole.bytes + whole.size);
   WebPDataClear(&whole);
   return bytes;
@@ -105,7 +105,7 @@ Bytes writeWebp(const Picture& picture, const Encoding& encoding, const Metadata
   if (!WebPConfigPreset(&config, WEBP_PRESET_PHOTO, float(encoding.quality)))
     throw std::runtime_error("the WebP library is of another version");
   config.lossless = encoding.quality == losslessQuality;
-  config.exact = 1; // colours under full transparency come back too
+  config.exact = 1; // also keeps colours under full transparency
   config.thread_level = encoding.threads > 1;
   Pixels pixels(document);
   for (int32_t y = 0; y < document.height() && document.depth() != 8; ++y)

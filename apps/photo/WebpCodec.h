@@ -1,5 +1,5 @@
-// WebP by libwebp: straight between the file's bytes and the document's rows, alpha as it is in
-// the file. (The image library multiplies it into the colours at 8 bits, which cannot be undone.)
+// WebP by libwebp: directly between the file's bytes and the document's rows, with alpha as in the
+// file. (The image library multiplies the colours by alpha at 8 bits, which cannot be reversed.)
 #pragma once
 
 #include "apps/photo/Picture.h"
@@ -10,12 +10,12 @@ namespace photo {
 // std::bad_alloc.
 Picture readWebp(const Source& source, int minimumBits, int threads, const Watch& watch);
 
-// Encodes; at quality 100 without loss; with profile, Exif and XMP. Throws as readWebp does, and
-// Stopped.
+// Encodes; lossless at quality 100; with profile, Exif and XMP. Throws like readWebp, and Stopped.
 Bytes writeWebp(const Picture& picture, const Encoding& encoding, const MetadataBlocks& blocks,
                 const Watch& watch);
 
-// Decodes the file into a picture of an eighth. Throws std::runtime_error, std::bad_alloc.
+// Decodes the file to a picture of an eighth of its size. Throws std::runtime_error,
+// std::bad_alloc.
 Shape checkWebp(const Bytes& file, int threads);
 
 } // namespace photo

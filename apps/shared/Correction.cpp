@@ -1,4 +1,4 @@
-// Runs the filter through the host's session, and says in words what it cannot do.
+// Runs the filter in a host session, and explains what it cannot process.
 
 #include "apps/shared/Correction.h"
 
@@ -21,7 +21,7 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-constexpr double estimateShare = 0.3; // of the progress, for a photograph of middle size
+constexpr double estimateShare = 0.3; // of the progress, for a photograph of medium size
 
 [[noreturn]] void refuse(const char* reason) { throw std::runtime_error(reason); }
 
@@ -29,7 +29,7 @@ double secondsSince(Clock::time_point start) {
   return std::chrono::duration<double>(Clock::now() - start).count();
 }
 
-// The run's progress fills the watch's from one share to another. The watch must outlive the run.
+// Maps the run's progress to a part of the watch's. The watch must outlive the run.
 host::SessionOptions sessionOptions(int threads, const photo::Watch& watch, double from,
                                     double to) {
   host::SessionOptions options;
@@ -52,7 +52,7 @@ void throwUnlessDone(const host::RunOutcome& outcome, const photo::Watch& watch)
   throw std::runtime_error(outcome.message);
 }
 
-// The session's settings, made with the filter's standards if there are none.
+// The session's settings, created with the filter's defaults if there are none.
 Parameters& settingsOf(host::Session& session) {
   host::RunOutcome outcome;
   void* block = session.parameters(&outcome);
@@ -61,8 +61,8 @@ Parameters& settingsOf(host::Session& session) {
   return *static_cast<Parameters*>(block);
 }
 
-// Without a dialog the filter computes the size that it estimates from. Where there is none it
-// leaves the photograph as it was.
+// Without a dialog the filter computes the size of the image that it estimates from. If there is no
+// such size, it leaves the photograph unchanged.
 void refuseWithoutEstimate(const host::Document& document) {
   if (tooWideForEstimate(document.width()))
     throw std::runtime_error("wider than " + std::to_string(widestWithoutDialog) +
@@ -82,15 +82,15 @@ void refuseWithoutPreview(const host::Document& document) {
     refuse("too high for its width: nothing is left of it in the dialog's preview");
 }
 
-// A copy reduced to the size that the filter estimates at; never enlarged.
+// A copy reduced to the size that the filter estimates from; never enlarged.
 host::Document reducedForEstimate(const host::Document& document) {
   const EstimateSize size = estimateSize(document.width(), document.height());
   return host::reduced(document, std::clamp(size.width, 1, document.width()),
                        std::clamp(size.height, 1, document.height()));
 }
 
-// A light of zero makes the haze map not a number. The estimates then keep their starting values,
-// the foreground's above the background's, and all samples become 0.
+// If the light is zero, the haze map is NaN. The estimates then keep their start values, where the
+// foreground's is above the background's, and all samples become 0.
 constexpr char noLight[] = "no haze light found";
 
 void refuseWithoutLight(const Estimate& found) {
@@ -108,7 +108,7 @@ template <class Sample> bool anyLight(const host::Document& document) {
   return false;
 }
 
-// Runs the filter through the session, and keeps what it used.
+// Runs the filter in the session, and keeps the settings that it used.
 void run(host::Session& session, const std::function<host::RunOutcome()>& play,
          const host::Document& document, const photo::Watch& watch, CorrectionReport& report) {
   const host::RunOutcome outcome = play();
@@ -118,13 +118,14 @@ void run(host::Session& session, const std::function<host::RunOutcome()>& play,
   const Parameters& used = report.used;
   const bool light =
       document.depth() == 32 ? anyLight<float>(document) : anyLight<uint8_t>(document);
-  // A mask is nowhere darker than the foreground's intensity, so only one from 0 on may be black.
+  // A mask is nowhere darker than the foreground's intensity, so only a mask whose intensity is 0
+  // may be black.
   const bool mayBeBlack = used.outputMap && used.foregroundIntensity < 1.0f / 255;
   if (!light && !mayBeBlack)
     refuse(noLight);
 }
 
-// The share of the estimates that the look uses.
+// Applies the look's strength to the estimates.
 void soften(Parameters& settings, const Estimate& found, double strength) {
   const auto share = [strength](float value) {
     return std::clamp(float(value * strength), 0.0f, 1.0f);
@@ -137,7 +138,7 @@ Estimate estimatesIn(const Parameters& settings) {
   return {settings.foregroundIntensity, settings.backgroundIntensity};
 }
 
-// A run of its own, over a reduced copy.
+// A separate run, on a reduced copy.
 Estimate estimate(const host::Module& module, const host::Document& document, int threads,
                   const photo::Watch& watch) {
   host::Document low = reducedForEstimate(document);
@@ -147,9 +148,9 @@ Estimate estimate(const host::Module& module, const host::Document& document, in
   return estimatesIn(settingsOf(session));
 }
 
-// Settings with which the dialog opens at the look. The dialog shortens a value to the position of
-// its slider, and 0.35, which is held a little below itself, would show as 34: what is given opens
-// a millionth higher. The dialog softens the intensities that it finds, as it does its own
+// Settings with which the dialog opens at the look. The dialog truncates a value to its slider's
+// position, and the float for 0.35, which is slightly lower, would show as 34: given values are
+// therefore raised by a millionth. The dialog softens the intensities that it finds, like its own
 // estimate.
 void openAt(const Look& look, const Estimate& found, Parameters& settings) {
   constexpr float lift = 1e-6f;
@@ -167,22 +168,21 @@ void openAt(const Look& look, const Estimate& found, Parameters& settings) {
   settings.backgroundIntensity = before(look.background, found.background);
 }
 
-// The dialog estimates both intensities or none: beside one that is given a run finds the other,
-// which takes a moment.
+// The dialog estimates both intensities or none: if one is given, a short run finds the other.
 Estimate estimateBeside(const Look& look, const host::Module& module,
                         const host::Document& document, int threads, const photo::Watch& watch) {
   if (!look.foreground == !look.background)
     return {intensityUnset, intensityUnset};
   refuseWithoutEstimate(document);
-  photo::Watch quiet; // the progress is the run's
+  photo::Watch quiet; // the run itself reports the progress
   quiet.stopped = watch.stopped;
   return estimate(module, document, threads, quiet);
 }
 
 } // namespace
 
-// The filter takes its own estimates only where both intensities are unset: the session then lets
-// them be softened within the one run. Beside an intensity that is given they take a run before.
+// The filter uses its own estimates only if both intensities are unset: the session then softens
+// them in the same run. If one intensity is given, the estimates need a separate run first.
 CorrectionReport correct(const host::Module& module, host::Document& document, const Look& look,
                          int threads, const photo::Watch& watch) {
   refuseWithoutEstimate(document);
@@ -228,7 +228,7 @@ CorrectionReport correct(const host::Module& module, host::Document& document, c
 }
 
 // The dialog neither reports progress nor asks for an abort: the first of either comes from the run
-// that follows it.
+// after it.
 CorrectionReport correctInDialog(const host::Module& module, host::Document& document, int threads,
                                  const photo::Watch& watch, void* window, const Look& start) {
   refuseWithoutPreview(document);
@@ -253,7 +253,7 @@ CorrectionReport correctInDialog(const host::Module& module, host::Document& doc
   return report;
 }
 
-// The run behind the dialog is broken off when it first asks.
+// The run after the dialog is stopped when it first asks for an abort.
 Parameters setInDialog(const host::Module& module, host::Document& document, int threads,
                        void* window, const Look& start) {
   refuseWithoutPreview(document);
@@ -289,7 +289,7 @@ CorrectionReport runAnyFilter(const host::Module& module, host::Document& docume
 
 Look lookSetInDialog(const Parameters& used, const Look& start) {
   Look look = lookOf(used);
-  // A slider stands at whole hundredths, where an estimate hardly ever lies.
+  // A slider's position is a whole number, but an estimate hardly ever is.
   const auto unmoved = [](float value) {
     return value != ValueOfPosition(std::round(value * double(greatestPosition)));
   };

@@ -1,4 +1,4 @@
-// The filter's runs over a document: one that estimates and corrects, or both apart.
+// Runs the filter on a document: one run that estimates and corrects, or two separate ones.
 #pragma once
 
 #include <functional>
@@ -10,46 +10,47 @@
 
 namespace shared {
 
-// The photograph's own intensities, 0 to 1.
+// The photograph's estimated intensities, 0 to 1.
 struct Estimate {
   float foreground, background;
 };
 
 struct CorrectionReport {
-  std::optional<Estimate> estimate; // none if it was not needed
-  // Until the estimate was known, and from then on; without the time that a dialog is open.
+  std::optional<Estimate> estimate; // empty if it was not needed
+  // Time until the estimate was known, and after it; without the time that a dialog is open.
   double estimateSeconds = 0, filterSeconds = 0;
   Parameters used{};
-  int64_t lostSamples = 0; // that the filter made no finite number of; they are 0
+  int64_t lostSamples = 0; // non-finite samples from the filter; they are 0
 };
 
 // Both correct the document in place and throw std::runtime_error with the reason, std::bad_alloc
-// or photo::Stopped. The document is then not to be used.
+// or photo::Stopped. The document is then unusable.
 
 CorrectionReport correct(const host::Module& module, host::Document& document, const Look& look,
                          int threads, const photo::Watch& watch);
 
-// Opens the filter's dialog on the document; the caller has made a QApplication. `used` holds what
-// was set. `window`, a QWidget or null, owns the dialog, which shows `start`, but for the mask: the
-// filter remembers that by itself. Throws Cancelled when the person leaves by Cancel.
+// Opens the filter's dialog on the document; the caller has created a QApplication. `used` gets the
+// chosen settings. `window`, a QWidget or null, is the parent of the dialog, which opens with
+// `start`, except for the mask, which the filter itself remembers. Throws Cancelled if the user
+// cancels.
 CorrectionReport correctInDialog(const host::Module& module, host::Document& document, int threads,
                                  const photo::Watch& watch, void* window = nullptr,
                                  const Look& start = {});
 
-// Opens the same dialog for what is set in it alone: the document stays as it is, for a run
+// Opens the same dialog only for its settings: the document does not change; the run happens
 // elsewhere.
 Parameters setInDialog(const host::Module& module, host::Document& document, int threads,
                        void* window = nullptr, const Look& start = {});
 
-// What a person has set in a dialog that showed `start`: intensities that start leaves to the
-// photograph's estimate and that nobody has moved stay with it.
+// The user's choice in a dialog that opened with `start`: intensities that `start` leaves to the
+// estimate and that the user did not move remain estimates.
 Look lookSetInDialog(const Parameters& used, const Look& start);
 
-// Runs any filter from its menu, dialog and all; nothing is known of its settings. Else as above.
+// Runs any filter from its menu, with its dialog; its settings are unknown. Otherwise as above.
 CorrectionReport runAnyFilter(const host::Module& module, host::Document& document, int threads,
                               const photo::Watch& watch, void* window = nullptr);
 
-// Shows the filter's about box; the caller has made a QApplication.
+// Shows the filter's about box; the caller has created a QApplication.
 void showAbout(const host::Module& module, void* window = nullptr);
 
 } // namespace shared

@@ -1,4 +1,4 @@
-// Read, correct, write, with what lies between the file's samples and the filter's.
+// Reads, corrects and writes, with the conversions between the file's samples and the filter's.
 
 #include "apps/shared/Develop.h"
 
@@ -23,7 +23,7 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-// Shares of the progress where reading ends and writing begins, as on a photograph of 24 MP.
+// Shares of the progress at the end of reading and the start of writing, for a photograph of 24 MP.
 constexpr double readEnds = 0.1, writeBegins = 0.85;
 
 photo::Watch between(const photo::Watch& watch, double from, double to) {
@@ -31,7 +31,7 @@ photo::Watch between(const photo::Watch& watch, double from, double to) {
           watch.stopped, watch.claimed};
 }
 
-// A sentence with numbers in it, as printf writes them.
+// Formats a sentence like printf.
 template <class... Values> std::string sentence(const char* format, Values... values) {
   char text[256];
   std::snprintf(text, sizeof text, format, values...);
@@ -48,7 +48,7 @@ void tellCorrection(const CorrectionReport& report, const Listener& listener) {
                            report.used.backgroundIntensity * 100.0));
 }
 
-// The memory that a photograph takes, asked for when its size is known.
+// Requests the memory for a photograph as soon as its size is known.
 class MemoryAsked {
 public:
   photo::Watch asking(const Job& job, const Listener& listener, const photo::Watch& watch) {
@@ -182,7 +182,7 @@ CorrectionReport develop(const Job& job, const Request& request, const Corrector
   try {
     return developWithin(job, request, corrector, listener, memory.asking(job, listener, watch));
   } catch (const std::exception& error) {
-    // Whatever ran out of it, in its own words: the person hears of the photograph.
+    // Whatever code ran out of memory, the message is about the photograph.
     if (!memory.isKnown() ||
         (!dynamic_cast<const std::bad_alloc*>(&error) && !tellsOfMemory(error.what())))
       throw;

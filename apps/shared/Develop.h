@@ -1,4 +1,4 @@
-// One photograph from its file to its result.
+// The steps for one photograph, from its file to its result.
 #pragma once
 
 #include <functional>
@@ -14,45 +14,45 @@
 
 namespace shared {
 
-// What corrects a document in place.
+// Corrects a document in place.
 struct Corrector {
   std::function<CorrectionReport(host::Document&, const photo::Watch&)> run;
-  bool isSeen = false; // a person sees the document, which must be upright then
+  bool isSeen = false; // the user sees the document, so it must be upright
 };
 
-// Who hears of the work, a sentence at a time.
+// Receives messages about the work, one sentence at a time.
 struct Listener {
-  std::function<void(const std::string&)> note = [](const std::string&) {};   // to be known
-  std::function<void(const std::string&)> detail = [](const std::string&) {}; // for the curious
-  // Whether the photograph may take so many bytes of memory; may wait until it may.
+  std::function<void(const std::string&)> note = [](const std::string&) {};   // important
+  std::function<void(const std::string&)> detail = [](const std::string&) {}; // details
+  // Whether the photograph may use this many bytes of memory; may wait for them.
   std::function<bool(int64_t)> grant = [](int64_t bytes) { return bytes <= memoryOfMachine(); };
 };
 
-// Throws std::exception with the reason, photo::Stopped, Cancelled; no file is left behind then.
+// Throws std::exception with the reason, photo::Stopped, Cancelled; leaves no file behind then.
 CorrectionReport develop(const Job& job, const Request& request, const Corrector& corrector,
                          const Listener& listener, const photo::Watch& watch);
 
-// ---- Its steps, for who keeps a photograph between them. Each throws as develop does.
+// ---- Its steps, for callers that keep a photograph between them. Each throws like develop.
 
-using Loaded = photo::Photograph; // the document's colours are not multiplied with alpha
+using Loaded = photo::Photograph; // the document's colours are not multiplied by alpha
 
-// At least so many bits a channel. From any thread.
+// At least this many bits per channel. From any thread.
 Loaded load(const std::string& path, int minimumBits, int threads, const photo::Watch& watch);
 
-// Corrects a document, upright in between if it is seen and has that orientation.
+// Corrects a document; turns it upright meanwhile if the user sees it and it has that orientation.
 CorrectionReport correctWith(const Corrector& corrector, host::Document& document, int orientation,
                              const photo::Watch& watch);
 
-// How to write the picture in the format. The request's bits, quality and threads count.
+// How to write the picture in the format. Uses the request's bits, quality and threads.
 photo::Encoding encodingFor(const photo::Format& format, const Request& request,
                             const photo::Picture& picture);
 
-// The result's file. Adapts the picture and the metadata to it; where the format stores colours
-// multiplied with alpha, the picture's are then.
+// The result's file. Adapts the picture and the metadata to it; if the format stores colours
+// multiplied by alpha, the picture's colours are multiplied, too.
 photo::Bytes encode(photo::Picture& picture, photo::Metadata& metadata,
                     const photo::Encoding& encoding, const photo::Watch& watch);
 
-// To the job's output, whole or not at all.
+// Writes to the job's output, completely or not at all.
 void store(const Job& job, bool replace, const photo::Bytes& bytes);
 
 } // namespace shared

@@ -1,4 +1,4 @@
-// Ends of a piece of work, and what is said of them.
+// Errors and cancellation, and their messages.
 #pragma once
 
 #include <stdexcept>
@@ -6,15 +6,15 @@
 
 namespace shared {
 
-// Something is wrong with what was asked for.
+// The request is wrong.
 struct UsageError : std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
-// A person left the dialog by Cancel.
+// The user cancelled the dialog.
 struct Cancelled {};
 
-// One sentence for a person. Where memory has run out, the libraries' words are replaced.
+// One sentence for the user. If memory has run out, it replaces the libraries' messages.
 std::string reasonOf(const std::exception& error);
 
 } // namespace shared

@@ -9,12 +9,13 @@ namespace {
 
 fs::path programFolder() { return fs::read_symlink("/proc/self/exe").parent_path(); }
 
-// From the program's folder. The last is for a program that was moved out of the package alone.
+// Relative to the program's folder. The last one is for a program that was moved out of the package
+// alone.
 constexpr const char* pluginFolders[] = {"plugin",
                                          "../plugin",
-                                         "../lib/fogdissolver", // of bin/
+                                         "../lib/fogdissolver", // from bin/
                                          "../../plugin",
-                                         "../../../../fogdissolver", // of GIMP's plug-in
+                                         "../../../../fogdissolver", // from GIMP's plug-in
                                          FOG_INSTALLED_MODULES};
 
 } // namespace

@@ -1,16 +1,16 @@
-// Where the programs find what is installed beside them.
+// Where the programs find the files installed with them.
 #pragma once
 
 #include <filesystem>
 
 namespace shared {
 
-// The folder of the filter's modules: beside the program, where the build or the installation puts
-// it. Throws std::runtime_error when there is none.
+// The folder of the filter's modules, relative to the program as in the build or the installation.
+// Throws std::runtime_error if there is none.
 std::filesystem::path pluginFolder();
 
-// A file or a folder that is shared by all machines, such as "doc/fogdissolver/index.html"; empty
-// when it is not installed.
+// A file or a folder of the installation's share/, such as "doc/fogdissolver/index.html"; empty if
+// it is not installed.
 std::filesystem::path sharedFile(const std::filesystem::path& name);
 
 } // namespace shared

@@ -1,4 +1,4 @@
-// The parameter table. CLI11 reads the options and the settings file, its numbers and ranges too.
+// The parameter table. CLI11 reads the options and the settings file, including numbers and ranges.
 
 #include "apps/shared/Look.h"
 
@@ -54,7 +54,7 @@ std::optional<double> valueOf(const Look& look, const LookParameter& parameter) 
   return value ? value : parameter.standard;
 }
 
-// CLI11's own check of a range lets a value pass that is not a number.
+// CLI11's own range check accepts NaN.
 std::string whyNotInRange(const std::string& text) {
   double value = 0;
   if (CLI::detail::lexical_cast(text, value) && value >= leastPosition && value <= greatestPosition)
@@ -62,8 +62,8 @@ std::string whyNotInRange(const std::string& text) {
   return "'" + text + "' is not a number from 0 to 100";
 }
 
-// CLI11 takes some lines silently: a repeated key's second value, the names that it gives to the
-// begin and the end of a section.
+// CLI11 silently accepts some lines: the second value of a repeated key, and the names that it
+// gives to the begin and the end of a section.
 void checkItems(CLI::App& reader, const std::vector<CLI::ConfigItem>& items) {
   std::set<std::string> seen;
   for (const CLI::ConfigItem& item : items) {
@@ -77,7 +77,7 @@ void checkItems(CLI::App& reader, const std::vector<CLI::ConfigItem>& items) {
 }
 
 std::string textOf(const std::string& file) {
-  constexpr std::string_view byteOrderMark = "\xef\xbb\xbf"; // as some editors write
+  constexpr std::string_view byteOrderMark = "\xef\xbb\xbf"; // some editors write it
   const photo::Bytes bytes = photo::readWhole(file);
   std::string text(bytes.begin(), bytes.end());
   return text.starts_with(byteOrderMark) ? text.substr(byteOrderMark.size()) : text;
@@ -123,7 +123,7 @@ void apply(const Look& look, Parameters& filter) {
 }
 
 Look lookOf(const Parameters& filter) {
-  // A thousandth is finer than any slider, and hides what float arithmetic adds.
+  // A thousandth is finer than any slider, and hides the errors of float arithmetic.
   constexpr double grain = 1000.0;
   Look look;
   for (const LookParameter& parameter : parameters)

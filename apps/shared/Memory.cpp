@@ -1,4 +1,4 @@
-// Figures of the kernel's, which stand as "Name:   number kB" or as bare numbers in its files.
+// Memory figures of the kernel. Its files contain them as "Name:   number kB" or as bare numbers.
 
 #include "apps/shared/Memory.h"
 
@@ -20,12 +20,12 @@ namespace {
 constexpr int64_t unlimited = std::numeric_limits<int64_t>::max();
 constexpr int64_t kilobyte = 1024; // of the kernel's tables
 
-// As measured on 0.1 to 24 million pixels, and rounded up.
+// Measured at 0.1 to 24 million pixels, and rounded up.
 constexpr int64_t fixedBytes = 215 * megabyte; // the module, its solver, the libraries
 constexpr int64_t bytesAPixel = 25;            // the float image, and its smaller copies
 constexpr int64_t libraryFixedBytes = 60 * megabyte, libraryBytesAPixel = 3; // of the image library
 
-// The number behind the name in the file; `missing` without one.
+// The number after the name in the file; `missing` if there is none.
 int64_t numberIn(const fs::path& file, const std::string& name, int64_t missing) {
   std::ifstream stream(file);
   std::string word;
@@ -38,7 +38,7 @@ int64_t numberIn(const fs::path& file, const std::string& name, int64_t missing)
   return missing;
 }
 
-// The folder of the control group that this process is in, in the unified hierarchy.
+// The folder of this process's control group in the unified hierarchy.
 fs::path controlGroup() {
   std::ifstream stream("/proc/self/cgroup");
   for (std::string line; std::getline(stream, line);)
@@ -47,7 +47,7 @@ fs::path controlGroup() {
   return {};
 }
 
-// What is left in the tightest of the group and those around it. What is only cached is free.
+// Free memory in the tightest of the group and its parents. Cached memory counts as free.
 int64_t leftInGroups() {
   int64_t left = unlimited;
   const fs::path root = "/sys/fs/cgroup";
@@ -80,14 +80,14 @@ NotEnoughMemory::NotEnoughMemory(int64_t bytes, const photo::Claim& claim)
     : std::runtime_error(sentence(bytes, claim)) {}
 
 bool tellsOfMemory(const std::string& text) {
-  constexpr const char* words[] = {"failed to map segment", // of the loader
-                                   "annot allocate memory", // of the kernel, and of the loader
-                                   "nsufficient memory",    // of libjpeg
-                                   "ut of memory",
-                                   "ot enough memory",
-                                   "stopped before its end", // of the host, see ResultMessages.cpp
-                                   "PARDISO"}; // the solver names its phase only; its matrix is
-                                               // sound whatever the picture
+  constexpr const char* words[] = {
+      "failed to map segment", // from the loader
+      "annot allocate memory", // from the kernel and the loader
+      "nsufficient memory",    // from libjpeg
+      "ut of memory",
+      "ot enough memory",
+      "stopped before its end", // from the host, see ResultMessages.cpp
+      "PARDISO"}; // the solver reports only its phase; its matrix is valid for every picture
 
   return std::any_of(std::begin(words), std::end(words),
                      [&](const char* part) { return text.find(part) != std::string::npos; });

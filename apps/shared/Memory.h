@@ -1,4 +1,4 @@
-// Memory: what a photograph takes, which its size tells, and what there is.
+// Memory: how much a photograph needs, computed from its size, and how much there is.
 #pragma once
 
 #include <cstdint>
@@ -17,17 +17,16 @@ struct NotEnoughMemory : std::runtime_error {
   NotEnoughMemory(int64_t bytes, const photo::Claim& claim);
 };
 
-// Whether a library's words say that memory has run out.
+// Whether a library's message says that memory has run out.
 bool tellsOfMemory(const std::string& text);
 
-// Bytes that a process takes at most for a photograph of so many bytes in its file.
+// Maximum of bytes that a process needs for a photograph whose file has this many bytes.
 int64_t memoryFor(const photo::Claim& claim, const photo::Format& result, int64_t fileSize);
 
-// Bytes that processes can still have together: of the machine, or of the control group that they
-// run in.
+// Bytes still available to all processes together: of the machine, or of their control group.
 int64_t memoryOfMachine();
 
-// Bytes that this process can still have within its own limits.
+// Bytes still available to this process within its own limits.
 int64_t memoryOfProcess();
 
 } // namespace shared

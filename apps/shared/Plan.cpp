@@ -1,4 +1,4 @@
-// Names of results. Existing files are compared by device and inode, which sees through links, and
+// Names of results. Existing files are compared by device and inode, which also resolves links;
 // names that do not exist yet by the real path of their folder.
 
 #include "apps/shared/Plan.h"
@@ -31,7 +31,7 @@ bool isFolder(const std::string& output) {
   return output.ends_with('/') || fs::is_directory(output, ignored);
 }
 
-// Braces in the names of folders are no marks of their own.
+// Braces in folder names are not placeholders.
 bool isPattern(const std::string& output) {
   auto has = [](const std::string& text, std::string_view part) {
     return text.find(part) != std::string::npos;
@@ -46,7 +46,7 @@ std::string withoutDot(const fs::path& path) {
   return extension.empty() ? extension : extension.substr(1);
 }
 
-// The pattern with its marks replaced, but not what stands for them.
+// Replaces the placeholders in the pattern, but not inside the inserted text.
 std::string expanded(const std::string& pattern, const std::string& name,
                      const std::string& extension) {
   std::string text;
@@ -87,8 +87,8 @@ void checkOutput(const Request& request) {
   }
 }
 
-// Extension for a name that the program makes: the requested one, or the input's. For an input
-// without an extension the bytes decide. What cannot be written (raw files) becomes TIFF.
+// Extension for a generated name: the requested one, or the input's. If the input has none, its
+// bytes decide. TIFF replaces formats that cannot be written (raw files).
 std::string extensionFor(const Request& request, const std::string& input) {
   if (!request.format.empty())
     return request.format;
@@ -130,7 +130,7 @@ void settleFormat(const Request& request, Job& job) {
     throw UsageError("--format: " + request.format + " contradicts the output " + job.output);
 }
 
-// Where a name leads, whether it is there or not.
+// Where a name leads, whether the file exists or not.
 fs::path placeOf(const fs::path& file) {
   std::error_code ignored;
   return fs::weakly_canonical(fs::absolute(file).parent_path(), ignored) / file.filename();
@@ -160,7 +160,8 @@ void refuseExisting(const Request& request, Job& job) {
     job.refusal = "the output " + job.output + " " + reason;
 }
 
-// A folder is made with the first result in it. Whether it can be is seen before the work.
+// A folder is created together with its first result. This checks beforehand that it can be
+// created.
 void settleFolder(const Request& request, std::vector<Job>& jobs) {
   std::error_code error;
   if (!request.output.ends_with('/') || fs::is_directory(request.output, error))
@@ -224,7 +225,7 @@ std::string whyNotWritten(const std::string& path, bool replace) {
            : !S_ISREG(status.st_mode))
     return "is not an ordinary file"; // nor leads to one
   if (folder == "/dev" || folder.starts_with("/proc/"))
-    return "belongs to the system"; // as /dev/stdout does, which may lead to an ordinary file
+    return "belongs to the system"; // such as /dev/stdout, which may lead to a regular file
   return replace ? "" : "exists already; --force replaces it";
 }
 

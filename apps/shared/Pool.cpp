@@ -1,6 +1,6 @@
-// Children report through a socket that keeps messages apart: a byte that tells the kind, and what
-// belongs to it. A message tells the end as well, so that a library that ends the process, even
-// with status 0, is seen. The parent removes what a child left that died.
+// Children report through a socket that preserves message boundaries: a byte for the kind, and its
+// data. The end is a message, too, so that a library that ends the process, even with status 0, is
+// detected. The parent removes the files of a child that died.
 
 #include "apps/shared/Pool.h"
 
@@ -27,7 +27,7 @@ namespace {
 
 constexpr char progressKind = 'p', noteKind = 'n', detailKind = 'd', memoryKind = 'm';
 constexpr char granted = 'y', refused = 'n'; // answers to the last
-constexpr char endKinds[] = "DFCS";          // of End, in its order
+constexpr char endKinds[] = "DFCS";          // for End, in its order
 constexpr size_t longestText = 4096;
 constexpr float reportStep = 0.005f; // share of a photograph between two reports
 constexpr int exitStopped = 130;
@@ -47,13 +47,13 @@ void send(int socket, char kind, std::string_view text) {
 
 // ---- In the child
 
-// Of the one photograph that this process works on.
+// For the one photograph that this process works on.
 volatile sig_atomic_t stopRequested = 0;
 bool endsAtOnce;
 pid_t parentId;
 const char* temporaryName;
 
-// The parent's death is told by a signal as well. Nobody is left then who would tidy up.
+// A signal also reports the parent's death. Then nobody else cleans up.
 void onStop(int) {
   const bool orphaned = ::getppid() != parentId;
   if (orphaned)
@@ -78,7 +78,7 @@ void setUpSignals(const Job& job, const PoolOptions& options, pid_t parent) {
   for (int signal : {SIGINT, SIGHUP}) {
     struct sigaction found {};
     if (::sigaction(signal, nullptr, &found) != 0 || found.sa_handler != SIG_IGN)
-      handle(signal, onStop); // what is ignored, as under nohup, stays so
+      handle(signal, onStop); // ignored signals, as under nohup, stay ignored
   }
   handle(SIGCHLD, SIG_DFL);
   for (int signal : {SIGPIPE, SIGXFSZ})
@@ -161,10 +161,10 @@ void Reporter::end(End how, std::string_view reason) const noexcept {
 
 struct Pool::Child {
   pid_t pid;
-  int socket; // -1 once the child has closed its end
+  int socket; // -1 after the child has closed its end
   size_t index;
   int64_t asked = 0, got = 0;  // bytes of memory
-  std::optional<End> end = {}; // as it told
+  std::optional<End> end = {}; // from the child's message
   std::string reason = {};
 };
 
@@ -206,13 +206,13 @@ void Pool::startJobs() {
     if (!jobs_[index].refusal.empty()) {
       listener_.ended(index, End::failed, jobs_[index].refusal);
     } else if (!start(index)) {
-      --next_; // once another has ended
+      --next_; // after another one has ended
       return;
     }
   }
 }
 
-// False where the system has no process for it yet.
+// False if the system cannot start a process at the moment.
 bool Pool::start(size_t index) {
   int ends[2] = {-1, -1};
   const pid_t parent = ::getpid();
@@ -250,8 +250,8 @@ void Pool::wait(int milliseconds, const sigset_t* blocked) {
     sockets.push_back({child.socket, POLLIN, 0});
   const timespec most{milliseconds / 1000, milliseconds % 1000 * 1000000L};
   ::ppoll(sockets.data(), sockets.size(), &most, blocked);
-  // A terminal interrupts parent and children together: a child's end may wake the parent while its
-  // own signal is still held back.
+  // A terminal interrupts parent and children at the same time: a child's end may wake the parent
+  // while its own signal is still blocked.
   sigset_t held;
   if (blocked && ::sigprocmask(SIG_SETMASK, blocked, &held) == 0)
     ::sigprocmask(SIG_SETMASK, &held, nullptr);
@@ -283,8 +283,7 @@ void Pool::hear(Child& child) {
   child.socket = -1;
 }
 
-// In the order in which they were started, so that a large photograph waits no longer than for
-// those before it.
+// In the order of their start, so that a large photograph waits only for those before it.
 void Pool::grantMemory() {
   int64_t taken = 0;
   for (const Child& child : children_)
@@ -307,7 +306,7 @@ void Pool::grantMemory() {
 void Pool::reap() {
   for (auto child = children_.begin(); child != children_.end();) {
     int status = 0;
-    // One that has closed its socket is about to end.
+    // A child that has closed its socket is about to end.
     const pid_t ended = ::waitpid(child->pid, &status, child->socket < 0 ? 0 : WNOHANG);
     if (ended != child->pid) {
       ++child;

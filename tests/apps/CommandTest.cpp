@@ -1,4 +1,4 @@
-// The program as a person runs it: streams, processes, interruption, limits, dialogs, texts.
+// The program as a user runs it: streams, processes, interruption, limits, dialogs, texts.
 
 #include <csignal>
 #include <set>
@@ -16,7 +16,7 @@ protected:
     writePicture("a.jpg", hazyScene(48, 36, 32));
     writePicture("b.jpg", hazyScene(40, 30, 32));
   }
-  // A platform without a screen, with a plug-in of Qt in the person's place.
+  // A platform without a screen, where a Qt plug-in acts as the user.
   const std::string pilot = "env QT_QPA_PLATFORM=offscreen QT_QPA_GENERIC_PLUGINS=fogpilot "
                             "LC_ALL=C QT_PLUGIN_PATH=" FOG_PILOT_FOLDER " XDG_CONFIG_HOME=" +
                             folder.string() + "/config FOG_PILOT=";
@@ -81,7 +81,7 @@ TEST_F(Command, InterruptsFullDisksAndCrashesLeaveNothing) {
   EXPECT_EQ(files(), (Strings{"a.jpg", "b.jpg"}));
 }
 
-// On a terminal 70 letters wide the bar grows in one line, which messages push down.
+// On a terminal with 70 columns the bar grows in one line, which messages move down.
 TEST_F(Command, ATerminalGetsABar) {
   const std::string longName = std::string(70, 'n') + "nnd.jpg";
   for (const std::string& name : {std::string("c.jpg"), longName})
@@ -124,7 +124,7 @@ TEST_F(Command, ATerminalGetsABar) {
   EXPECT_EQ(said, "");
 }
 
-// scripts/memory-limits does this at 40 limits.
+// scripts/memory-limits does the same with more limits.
 TEST_F(Command, WithoutMemoryThereIsNoResult) {
   writePicture("big.jpg", hazyScene(1500, 1000, 32));
   int failed = 0;
@@ -168,10 +168,10 @@ TEST_F(Command, HelpManualAndReadmeNameTheSameOptions) {
 
 TEST_F(Command, OkInTheDialogWritesAndCancelIsNoFailure) {
   ASSERT_EQ(run("a.jpg --dialog -v --save-settings look", pilot + "OK"), 0) << said;
-  // The pilot thinks for 0.7 s, which are not the filter's.
+  // The pilot waits for 0.7 s, which must not count as the filter's time.
   EXPECT_LT(std::stod(said.substr(said.find("filter ", said.find("seconds:")) + 7)), 0.6);
-  // The look that was kept gives the same picture without the dialog, but for the hundredths that
-  // the map's size makes: the dialog estimates from its preview.
+  // The saved look gives the same picture without the dialog, except for hundredths that come from
+  // the map's size: the dialog estimates from its preview.
   ASSERT_EQ(run("a.jpg --settings look -o silent.jpg"), 0) << said;
   EXPECT_LE(difference("a-clear.jpg", "silent.jpg"), 0.15);
   EXPECT_GT(difference("a-clear.jpg", "a.jpg"), 0.05);
@@ -179,7 +179,7 @@ TEST_F(Command, OkInTheDialogWritesAndCancelIsNoFailure) {
   EXPECT_EQ(said, "fogdissolver: a.jpg: cancelled\nfogdissolver: b.jpg: cancelled\n"
                   "fogdissolver: 2 of 2 photographs cancelled\n");
   EXPECT_FALSE(fs::exists("x"));
-  // What nobody closes stays until it is interrupted.
+  // A window that nobody closes stays open until the program is interrupted.
   for (const std::string window : {"b.jpg --dialog", "--about"})
     EXPECT_EQ(run(window, "timeout --preserve-status -s INT 1.5 " + pilot + "none"), 128 + SIGINT);
   EXPECT_FALSE(fs::exists("b-clear.jpg"));

@@ -1,5 +1,5 @@
-// A module that takes its process down: by an abort, as a filter with a fault would, and for a
-// picture 40 wide by an exit, as some libraries do.
+// A module that ends its process: with an abort, like a faulty filter, and for a picture 40 pixels
+// wide with an exit, like some libraries.
 
 #include <cstdlib>
 

@@ -1,6 +1,6 @@
-// Loaded before the program: FOG_FAIL="n errno" lets the n-th of a process's calls fail that make
-// files, write to them, flush and name them. FOG_NAMED takes unnamed files away, FOG_APART the look
-// into another process.
+// Preloaded into the program: FOG_FAIL="n errno" makes the n-th call of a process fail that
+// creates, writes, flushes or names a file. FOG_NAMED disables unnamed files, FOG_APART reading
+// another process's memory.
 
 #include <cerrno>
 #include <cstdio>

@@ -1,4 +1,5 @@
-// A folder of a test's own: pictures in it, by the image library, and the real program run in it.
+// A folder for one test: creates pictures in it with the image library, and runs the real program
+// in it.
 #pragma once
 
 #include <algorithm>
@@ -26,8 +27,8 @@ inline void write(const std::string& file, const std::string& bytes) {
   std::ofstream(file, std::ios::binary) << bytes;
 }
 
-// The samples of a 32-bit document as "uint8", "uint16", "half" or "float"; a fourth channel is
-// alpha, as it is.
+// Stores the samples of a 32-bit document as "uint8", "uint16", "half" or "float"; a fourth channel
+// is alpha, stored unchanged.
 inline void writePicture(const std::string& file, const host::Document& picture,
                          const char* type = "uint8") {
   OIIO::ImageSpec spec(picture.width(), picture.height(), picture.channels(), OIIO::TypeDesc(type));
@@ -45,14 +46,14 @@ inline auto openPicture(const std::string& file) {
   return input ? std::move(input) : throw std::runtime_error(file + ": " + OIIO::geterror());
 }
 
-inline host::Document readPicture(const std::string& file) { // of 32 bits
+inline host::Document readPicture(const std::string& file) { // with 32 bits
   const auto input = openPicture(file);
   host::Document picture(input->spec().width, input->spec().height, input->spec().nchannels, 32);
   input->read_image(0, 0, 0, picture.channels(), OIIO::TypeDesc::FLOAT, picture.row(0));
   return picture;
 }
 
-inline double difference(const std::string& a, const std::string& b) { // of two files' samples
+inline double difference(const std::string& a, const std::string& b) { // of the two files
   return fixture::largestDifference(readPicture(a), readPicture(b));
 }
 
@@ -65,8 +66,8 @@ protected:
   }
   ~FolderTest() override { fs::remove_all(folder); }
 
-  // Runs `before fogdissolver arguments`, and keeps what it says. Gives its exit status, or 128 and
-  // the number of the signal that ended it.
+  // Runs `before fogdissolver arguments`, and stores its output. Returns its exit status, or 128
+  // plus the number of the signal that ended it.
   int run(const std::string& arguments, const std::string& before = "") {
     std::FILE* pipe =
         ::popen(("(" + before + " " FOG_PROGRAM " " + arguments + ") 2>&1").c_str(), "r");
@@ -76,7 +77,7 @@ protected:
     const int status = ::pclose(pipe);
     return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
   }
-  static Strings files() { // sorted, hidden ones too
+  static Strings files() { // sorted, including hidden ones
     Strings names;
     for (const auto& entry : fs::recursive_directory_iterator("."))
       names.push_back(entry.path().lexically_normal());

@@ -1,4 +1,4 @@
-// A generic plug-in of Qt that plays the person before a dialog: soon after one is shown it presses
+// A generic Qt plug-in that acts as the user of a dialog: soon after a dialog appears it presses
 // the button that FOG_PILOT names.
 
 #include <QAbstractButton>

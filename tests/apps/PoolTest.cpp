@@ -1,4 +1,4 @@
-// Children of the pool: how each ends, what it says, what it leaves; memory among them; stopping.
+// Children of the pool: how each ends, its messages, the files it leaves; memory; stopping.
 
 #include <csignal>
 #include <thread>
@@ -16,7 +16,7 @@ using shared::End, shared::Job, shared::Reporter;
 struct Heard : shared::PoolListener {
   std::vector<std::string> of; // by job
   std::vector<double> shares;
-  int most = 0, running = 0; // at a time
+  int most = 0, running = 0; // at the same time
   explicit Heard(size_t jobs) : of(jobs) {}
   void started(size_t i) override {
     of[i] += "started;";
@@ -34,7 +34,7 @@ struct Heard : shared::PoolListener {
 
 class Pool : public FolderTest {
 protected:
-  // What a job does is in the name of its input.
+  // The name of its input selects a job's behaviour.
   static void work(const Job& job, const Reporter& reporter, const photo::Watch& watch) {
     const shared::Listener listener = reporter.listener();
     if (job.input != "done")

@@ -1,4 +1,4 @@
-// The process that reads photographs: what it may do, and how it ends.
+// The process that reads photographs: its rights, and how it ends.
 
 #include <thread>
 
@@ -48,7 +48,7 @@ photo::Photograph readFile(const std::string& file, const photo::Watch& watch = 
 auto refuses(const char* why) { return ThrowsMessage<std::runtime_error>(HasSubstr(why)); }
 
 TEST_F(Reader, ABrokenFileCostsItsReaderOnly) {
-  std::string iff("FOR4\0\0#tCIMGTBHD\0\0\0 \0\0\0@\0\0\0", 27); // of 64 by 48, in no tiles
+  std::string iff("FOR4\0\0#tCIMGTBHD\0\0\0 \0\0\0@\0\0\0", 27); // 64 by 48, without tiles
   iff.append("0\0\1\0\1\0\0\0\1\0\0", 11).append(70, '\0');
   write("tiles.iff", iff);
   const std::string sizes("IHDR\0\0\x75\x30\0\0\x75\x30\x08\2\0\0\0", 17);
@@ -83,7 +83,7 @@ TEST_F(Reader, AMessageThatIsCutIsRefused) {
   }
 }
 
-// What a format holds comes back out of it; for all else there is a word.
+// A format returns what it can store; for everything else there is a message.
 TEST_F(Reader, AFormatHoldsWhatItSaysAndNoMore) {
   photo::setFormatsFolder(FOG_MODULE_FOLDER);
   enum { deep = 16, real = 32, alpha = 64, more = 128 };
@@ -137,7 +137,7 @@ TEST_F(Reader, AFormatHoldsWhatItSaysAndNoMore) {
       EXPECT_EQ(passes(f.longest, 1, 3, least), "");
       EXPECT_THAT(passes(1, f.longest + 1, 3, least), HasSubstr("pixels a side"));
     }
-    for (const int bits : {8, 16, 32}) { // the file's, else the next below, else the least
+    for (const int bits : {8, 16, 32}) { // the file's, else the next lower, else the lowest
       const int depth = photo::depthFor(format, bits);
       EXPECT_TRUE(f.holds & depth);
       EXPECT_EQ(depth == bits, (f.holds & bits) != 0) << f.extension << bits;
@@ -145,7 +145,7 @@ TEST_F(Reader, AFormatHoldsWhatItSaysAndNoMore) {
   }
 }
 
-// Sizes in the first bytes, before a decoder sees them.
+// Sizes in the first bytes, read without a decoder.
 TEST_F(Reader, TheHeadTellsTheSize) {
   using namespace std::string_literals;
   const std::string size = "\0\x01\x02\x03\0\0\x04\x05"s, small = "\0\0\0\1\0\0\0\1"s;
@@ -166,7 +166,7 @@ TEST_F(Reader, TheHeadTellsTheSize) {
                {"\0\0\0\x18"
                 "ftyp"s +
                     std::string(65524, 'x') + "ispe\0\0\0\0"s + size,
-                0, 0}, // too far in
+                0, 0}, // too far from the start
                {"ftyp"s, 0, 0},
                {""s, 0, 0}};
   for (const auto& c : cases) {
@@ -175,7 +175,7 @@ TEST_F(Reader, TheHeadTellsTheSize) {
   }
 }
 
-// What a format's encoder makes is read again before it becomes a file.
+// The encoder's output is decoded again before it becomes a file.
 TEST_F(Reader, AResultThatDoesNotDecodeIsNone) {
   photo::setFormatsFolder(FOG_MODULE_FOLDER);
   photo::Picture picture{fixture::noise(90, 300, 32)};

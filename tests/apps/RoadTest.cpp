@@ -1,5 +1,5 @@
-// What the programs share, without a process: from file to file with a stand-in for the filter, the
-// filter's runs over documents, looks, and what arguments come to.
+// The programs' common code, without a process: from file to file with a substitute for the filter,
+// the filter's runs on documents, looks, and the plans for arguments.
 
 #include <cstring>
 #include <set>
@@ -25,7 +25,7 @@ class Road : public FolderTest {
 protected:
   Road() { photo::setFormatsFolder(FOG_MODULE_FOLDER); }
 
-  // Gives the reason of a failure, or else what was noted.
+  // Returns the reason of a failure, otherwise the notes.
   std::string develop(const std::string& from, const std::string& to, int bits = 0) {
     const shared::Request request{
         .inputs = {from}, .output = to, .bits = bits, .quality = 100, .force = true};
@@ -50,7 +50,7 @@ protected:
   shared::CorrectionReport report;
   std::vector<double> shares; // of the progress
   photo::Watch watch{[this](double share) { shares.push_back(share); }};
-  std::vector<double> seen; // every sample that the filter would get
+  std::vector<double> seen; // every sample for the filter
   shared::Corrector corrector{[this](host::Document& d, const photo::Watch&) {
     seen.clear();
     for (int i = 0; i < d.width() * d.height() * d.channels(); ++i)
@@ -77,7 +77,7 @@ TEST_F(Road, PixelsPassBetweenFormatsAndDepths) {
     const char *from, *type;
     int channels, asked;
     const char *to, *result;
-    double largest; // difference allowed
+    double largest; // allowed difference
     // clang-format off
   } const passages[] = {
     {"a.jpg", "uint8", 3, 0, "b.jpg", "uint8", 0.02}, {"a.png", "uint8", 3, 0, "b.png", "uint8", 0},
@@ -97,11 +97,11 @@ TEST_F(Road, PixelsPassBetweenFormatsAndDepths) {
     writePicture(p.from, p.channels == 4 ? withAlpha(97, 61) : hazyScene(97, 61, 32), p.type);
     ASSERT_EQ(develop(p.from, p.to, p.asked), "");
     EXPECT_EQ(openPicture(p.to)->spec().format, OIIO::TypeDesc(p.result));
-    EXPECT_LE(difference(p.from, p.to), p.largest); // from what the first format made of it
+    EXPECT_LE(difference(p.from, p.to), p.largest); // from the first format's result
   }
 }
 
-// What the filter does to a sample must reach the file with all that its bits hold.
+// Changes by the filter must reach the file with the full precision of its bits.
 TEST_F(Road, SixteenBitsKeepTheirLevels) {
   host::Document ramp(256, 256, 3, 32);
   fixture::fill(ramp, [](int x, int y, int) { return (256 * y + x) / 65535.0; });
@@ -125,7 +125,7 @@ TEST_F(Road, FloatsAreLimitedToWholeNumbersAndAlphaIsDividedOut) {
   const int levels[] = {0, 0, 0, 51, 128, 255, 255, 255, 255};
   for (int i = 0; i < 9; ++i)
     EXPECT_EQ(std::lround(sampleAt(readPicture("b.png"), 0, 0, i) * 255), levels[i]) << i;
-  // The filter sees colours that alpha is not multiplied with, whatever the file stores; a light
+  // The filter gets colours that are not multiplied by alpha, whatever the file stores; light
   // without alpha is not lost.
   for (const auto& [name, stored] : {std::pair("a.exr", 0.2), std::pair("a.tif", 0.5)}) {
     writePicture(name, pictureOf(2, 4, {stored, stored, 1, 0.4, 0.3, 0.3, 0.3, 0}), "float");
@@ -143,13 +143,14 @@ auto open(const std::string& file) {
   return image;
 }
 
-// The eight orientations show one scene. Whoever sees it sees it upright, and the pixels of the
-// result keep their places.
+// The eight orientations show one scene. The user sees it upright, and the pixels of the result
+// keep their places.
 TEST_F(Road, APersonSeesThePictureUpright) {
-  // From 5 on 2 by 3: of 6 the first row is the right side from above, of 8 the left from below.
+  // From 5 on 2 by 3: for 6 the first row is the right side from the top, for 8 the left side from
+  // the bottom.
   const char* scenes[] = {"abcdef", "abcdef", "cbafed", "fedcba", "defabc",
                           "adbecf", "cfbead", "fcebda", "daebfc", "abcdef"};
-  for (uint16_t orientation = 0; orientation <= 9; ++orientation) { // 0 and 9 are none
+  for (uint16_t orientation = 0; orientation <= 9; ++orientation) { // 0 and 9 are invalid
     std::vector<double> samples;
     for (const char* c = scenes[orientation]; *c; ++c)
       samples.insert(samples.end(), 3, *c / 255.0);
@@ -163,8 +164,8 @@ TEST_F(Road, APersonSeesThePictureUpright) {
       EXPECT_EQ(std::lround(seen[3 * i] * 255), "abcdef"[i]) << orientation;
     EXPECT_EQ(difference("a.png", "b.png"), 0) << orientation;
   }
-  // A camera's raw file: the sensor's values come developed and upright, and nothing in the result
-  // claims to be a sensor any more.
+  // A camera's raw file: the sensor's values arrive developed and upright, and no tag in the result
+  // describes a sensor.
   ASSERT_EQ(develop(FOG_RAW_FILE, "shot.tif"), "");
   EXPECT_EQ(readPicture("shot.tif").width(), 40); // 60 by 40, turned
   EXPECT_EQ(openPicture("shot.tif")->spec().format, OIIO::TypeDesc::UINT16);
@@ -174,7 +175,8 @@ TEST_F(Road, APersonSeesThePictureUpright) {
   EXPECT_EQ(exif["Exif.Image.DNGVersion"].count() + exif["Exif.Image.CFAPattern"].count(), 0u);
 }
 
-// A camera's Exif with its maker note and thumbnail, from the sample, and some of every other kind.
+// The sample's camera Exif with its maker note and thumbnail, and some metadata of every other
+// kind.
 void giveMetadata(const std::string& file) {
   const auto camera = open(FOG_SAMPLES "/city.jpg"), image = open(file);
   for (const Exiv2::Exifdatum& datum : camera->exifData())
@@ -187,7 +189,7 @@ void giveMetadata(const std::string& file) {
   image->writeMetadata();
 }
 
-// Entries of all kinds, but for those about how a file stores things.
+// Entries of all kinds, except those about how a file stores things.
 std::set<std::string> entries(const std::string& file) {
   const auto image = open(file);
   std::set<std::string> found{"profile of " + std::to_string(image->iccProfile()->size_)};
@@ -204,7 +206,7 @@ std::set<std::string> entries(const std::string& file) {
   return found;
 }
 
-// Above 12 megapixels two threads make a half each, joined at a restart marker.
+// Above 12 megapixels two threads encode half of the picture each, joined at a restart marker.
 TEST_F(Road, AJpegOfTwoHalvesHasTheSamePixels) {
   for (const auto& [width, height] : {std::pair(4001, 3005), {12000, 1030}}) {
     photo::Picture picture{host::Document(width, height, 3, 8)};
@@ -256,13 +258,13 @@ TEST_F(Road, MetadataPassesBetweenFormats) {
     });
     EXPECT_EQ(entries("b." + to), before);
     EXPECT_GT(before.size(), 60u);
-    for (const auto& [key, value] : resolution) // which Exiv2 does not write into a TIFF
+    for (const auto& [key, value] : resolution) // Exiv2 does not write it into a TIFF
       EXPECT_TRUE(from == "tif" || open("b." + to)->exifData()[key].toFloat() == value) << key;
     EXPECT_EQ(open("b." + to)->exifData()["Exif.Image.Software"].toString(),
               "Fogdissolver " FOG_VERSION);
   }
   EXPECT_EQ(develop("a.jpg", "b.exr"), "OpenEXR has no place for the colour profile");
-  EXPECT_EQ(develop("b.exr", "c.jpg"), ""); // which Exiv2 does not read
+  EXPECT_EQ(develop("b.exr", "c.jpg"), ""); // Exiv2 does not read it
   EXPECT_EQ(open("c.jpg")->exifData()["Exif.Photo.FNumber"].toFloat(), 4.5f);
   EXPECT_EQ(develop("a.jpg", "d.ppm"), "PPM has no place for Exif, XMP, IPTC, the colour profile");
   EXPECT_EQ(develop("d.ppm", "e.ppm"), "");
@@ -282,7 +284,7 @@ TEST_F(Road, LongMetadataIsKeptOrNamed) {
     EXPECT_EQ(contents(to).find("HasExtendedXMP") == std::string::npos, to == "d.png");
   }
   EXPECT_EQ(open("d.png")->xmpData()["Xmp.dc.source"].toString(), longText);
-  // Other programs look for the pieces by the digest of the whole.
+  // Other programs find the pieces by the digest of the whole packet.
   const std::string jpeg = contents("b.jpg"), mark("http://ns.adobe.com/xmp/extension/\0", 35);
   const std::string name = jpeg.substr(jpeg.find("HasExtendedXMP=\"") + 16, 32);
   std::string packet;
@@ -351,7 +353,7 @@ TEST_F(Road, OpenExrKeepsItsWindowsAndChannels) {
             "the whole numbers of its channel Z come as shares of their range");
 }
 
-// Of files that nothing at hand here can make.
+// Uses files that no available encoder can make.
 TEST_F(Road, WhatADecoderCannotGiveIsSaid) {
   auto file = [](const char* name) { return FOG_CASES "/photograph/" + std::string(name); };
   const std::string gives8 = " bits a channel, of which the decoder gives 8";
@@ -365,8 +367,8 @@ TEST_F(Road, WhatADecoderCannotGiveIsSaid) {
       {"turned.avif", ""}};
   for (const auto& [name, note] : notes)
     EXPECT_EQ(develop(file(name), std::string(name) + ".png"), note);
-  // Blue, but for the left side: red, and clear in the first. The second is to be turned by a
-  // quarter clockwise, as it and its Exif say.
+  // Blue except for the left side: red, and transparent in the first one. The second has to be
+  // turned a quarter clockwise, according to the file and its Exif.
   const host::Document alpha = readPicture("alpha.heic.png"),
                        turned = readPicture("turned.avif.png");
   ASSERT_EQ(alpha.channels(), 4);
@@ -382,12 +384,12 @@ TEST_F(Road, WhatCannotBeDoneIsToldInWords) {
   writePicture("a.png", withAlpha(20, 20));
   writePicture("grey.png", pictureOf(8, 1, std::vector<double>(64)), "uint16");
   writePicture("cmyk.tif", withAlpha(16, 16));
-  std::string tiff = contents("cmyk.tif"); // gets another photometric interpretation: separated
+  std::string tiff = contents("cmyk.tif"); // changes its photometric interpretation to "separated"
   tiff.at(tiff.find(std::string("\x06\x01\x03\0\x01\0\0\0\x02\0", 10)) + 8) = 5;
   write("cmyk.tif", tiff);
   write("empty.jpg", "");
   writePicture("deep.jpg", scene);
-  std::string jpeg = contents("deep.jpg"); // says that it has 12 bits a channel
+  std::string jpeg = contents("deep.jpg"); // claims 12 bits per channel
   jpeg.at(jpeg.find("\xff\xc0") + 4) = 12;
   write("deep.jpg", jpeg);
   write("text.tga", std::string(3000, 'x'));
@@ -444,15 +446,15 @@ TEST_F(Road, StrengthIsTheShareOfTheEstimates) {
 
 TEST_F(Road, WhatTheFilterCannotDoIsRefused) {
   auto refused = [](const char* why) { return ThrowsMessage<std::runtime_error>(HasSubstr(why)); };
-  // A light of zero gives a map without numbers, which comes out black.
+  // A light of zero gives a NaN map and a black picture.
   for (const auto& [depth, below, look] :
        {std::tuple(8, 0.4, Look{}), std::tuple(8, 0.4, Look{.foreground = 5, .background = 9}),
         std::tuple(32, 0.4, Look{.strength = 100}), std::tuple(32, 0.0, Look{.mask = true})}) {
-    host::Document night(40, 30, 3, depth); // without blue, black above
+    host::Document night(40, 30, 3, depth); // without blue, black at the top
     fixture::fill(night, [b = below](int, int y, int c) { return c == 2 || y < 15 ? 0 : b; });
     EXPECT_THAT(([&, l = look] { corrected(night, l); }), refused("no haze light found"));
   }
-  host::Document grey(40, 30, 3, 8); // no part of it is far, and its mask may be black
+  host::Document grey(40, 30, 3, 8); // no part of it is distant, and its mask may be black
   fixture::fill(grey, [](int, int, int) { return 0.5; });
   corrected(grey, {.foreground = 0, .background = 80, .mask = true});
   const host::Document wide(21475, 1, 3, 8), high(1, 100001, 3, 8);
@@ -484,7 +486,7 @@ TEST_F(Road, AFileKeepsTheLookAndOptionsGoBeforeIt) {
   const Look look = optionsOf("a.jpg --settings look --foreground 3 --mask")->look;
   EXPECT_EQ(std::tuple(look.foreground, look.background, look.balance, look.mask),
             std::tuple(3.0, std::nullopt, 61.0, true));
-  // What the dialog was set to comes back to the filter.
+  // The dialog's settings return to the filter.
   const Parameters set{0.25f, 0.1f, 0.75f, 0.35f, std::exp(1.0f), 1};
   Parameters back{};
   saveLook("copy", shared::lookOf(set), true);
@@ -537,7 +539,7 @@ TEST_F(Road, ArgumentsComeToResultsOrAreRefusedInWords) {
         << arguments;
   EXPECT_EQ(files(), before);
   // clang-format off
-  const char* results[][3] = { // the last: why it is refused
+  const char* results[][3] = { // the last column: why it is refused
       {"a.jpg", "a-clear.jpg", ""}, {"x/b.PNG", "x/b-clear.PNG", ""},
       {"x/shot.nef", "x/shot-clear.tif", ""}, {"noname", "noname-clear.jpg", ""},
       {"x/b.PNG -o in", "in/b-clear.PNG", ""}, {"- -o in --format tif", "in/stdin-clear.tif", ""},

@@ -1,5 +1,5 @@
-// The rest of the dialog layer: alerts, numeric entry and views of controls over windows that keep
-// a text and log what they are sent; the dialog class over real ones.
+// The rest of the dialog layer: alerts, numeric entry and views of controls, with windows that
+// store a text and log their messages; the dialog class with real windows.
 #include <cstring>
 #include <map>
 #include <sstream>
@@ -84,7 +84,7 @@ TEST_F(DialogLayer, AlertsTellWhatIsAmiss) {
                  "! A decimal number is required between 1 and 2. ");
 }
 
-// The least record that passes: version, count, procedures there.
+// The smallest valid record: version, count, procedures.
 TEST_F(DialogLayer, HostRecordsAreToldByTheirHeads) {
   std::string least;
   for (const HostAlert& alert : hostAlerts) {
@@ -120,7 +120,7 @@ TEST_F(DialogLayer, HostRecordsAreToldByTheirHeads) {
   }
 }
 
-// State and value; decimals are split at the last point, and each half has a sign of its own.
+// State and value; decimals are split at the last point, and each half has its own sign.
 TEST_F(DialogLayer, NumbersAreReadWithTheirState) {
   std::ostringstream read;
   for (const char* text : {"  042 ", "-1", "100", "101", "999999999", "-", "1 2", "-1000000000"}) {
@@ -143,9 +143,9 @@ TEST_F(DialogLayer, NumbersAreReadWithTheirState) {
 TEST_F(DialogLayer, ANumberOutOfRangeBecomesItsBound) {
   int32_t above = 120, below = -9;
   double low = 0.05, high = 8;
-  texts[3] = "0.05"; // as many places are shown as were typed
+  texts[3] = "0.05"; // shows as many places as the user typed
   ReportIntegerRange(dialog, 1, 0, 100, above, 1);
-  ReportIntegerRange(dialog, 2, -5, 100, below, 0); // not active: the beep alone
+  ReportIntegerRange(dialog, 2, -5, 100, below, 0); // not active: only the beep
   ReportDoubleRange(dialog, 3, 0.135, 7.389, low, 1);
   EXPECT_EQ(texts[1] + " " + texts[2] + " " + texts[3], "100 -5 0.14");
   ReportDoubleRange(dialog, 3, 0.135, 7.389, high, 0);
@@ -187,7 +187,7 @@ TEST_F(DialogLayer, ViewsAskTheirControl) {
 }
 
 // Text, two addresses, and OK and Cancel.
-constexpr int aboutNumber = 16000; // of the about box's text, and its dialog's
+constexpr int aboutNumber = 16000; // of the about box's text, and of its dialog
 constexpr DialogControl aboutRows[] = {
     {3, ControlKind::label, "", nullptr, {4, 4, 90, 8}},
     {4, ControlKind::pushButton, "a.example", nullptr, {4, 14, 60, 14}},
@@ -232,7 +232,7 @@ TEST_F(AboutBox, ShowsItsTextOpensItsAddressesAndGoes) {
       {[](const OpenDialog& d) { d.dialog->close(); }, 2},
       {key("<Esc>"), 0},
       {key("<Return>"), 0},
-      {[](const OpenDialog& d) { // on no control; the right button does nothing
+      {[](const OpenDialog& d) { // outside all controls; the right button does nothing
          const QPoint free(d.dialog->width() - 3, 3);
          for (const auto down : {Qt::RightButton, Qt::NoButton})
            qt_handleMouseEvent(d.window(), free, d.window()->mapToGlobal(free), down,
@@ -253,7 +253,7 @@ TEST_F(AboutBox, ShowsItsTextOpensItsAddressesAndGoes) {
                                            "http://" + std::string(255, 'x')));
 }
 
-// What comes to the class, and what counts as OK.
+// The messages that reach the class, and what counts as OK.
 TEST_F(AboutBox, IsADialogClass) {
   constexpr DialogTemplate table = {"About", 140, 70, 8, 0, aboutRows, 5};
   RegisterDialog(aboutNumber, &table);
@@ -268,7 +268,7 @@ TEST_F(AboutBox, IsADialogClass) {
   } noting, unknown;
   const auto script = [&](const fixture::Shown&) {
     const Window window = noting.dialogWindow;
-    EXPECT_EQ(SendMessage(window, WM_COMMAND, MakeWords(1, EN_CHANGE)), 1); // no click
+    EXPECT_EQ(SendMessage(window, WM_COMMAND, MakeWords(1, EN_CHANGE)), 1); // not a click
     EXPECT_EQ(SendMessage(window, WM_HSCROLL), 0);
     EXPECT_EQ(GetWindowText(window), "About");
     SetWindowText(window, "Übrig");
@@ -282,7 +282,7 @@ TEST_F(AboutBox, IsADialogClass) {
   EXPECT_EQ(noting.scrolled, 1);
   EXPECT_TRUE(noting.resourceId == aboutNumber && noting.pluginRef == &opened);
   RegisterDialog(aboutNumber, nullptr);
-  unknown.RunModal(nullptr, nullptr, aboutNumber); // there is no such dialog now
+  unknown.RunModal(nullptr, nullptr, aboutNumber); // this dialog no longer exists
   EXPECT_TRUE(unknown.items.empty());
 }
 

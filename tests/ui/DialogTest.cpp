@@ -1,5 +1,5 @@
-// The dialogs by real keys and clicks on real widgets, over the real host
-// library: what they store, show, repaint and open.
+// The dialogs with real keys and clicks on real widgets, and with the real host library: what they
+// store, show, repaint and open.
 #include <QAccessible>
 #include <QClipboard>
 #include <QGroupBox>
@@ -31,10 +31,10 @@ using fixture::settle;
 using testing::ElementsAre;
 using testing::EndsWith;
 
-// What the dialog's window has seen.
+// Events on the dialog's window.
 struct Seen {
   int refreshed = 0, painted = 0; // the preview was invalidated; the procedure was asked to draw
-  int notified = 0;               // an edit box told a new value
+  int notified = 0;               // an edit box reported a new value
   QRect refreshedRect;            // the newest
 };
 Seen seen;
@@ -65,8 +65,8 @@ struct Open : fixture::OpenDialog {
     QCoreApplication::sendEvent(this->at(id), &event);
   }
 
-  // Slider/box/hundredths stored of the foreground's position and intensity and the background's,
-  // shortened where all agree, and the balance, with "?" if its slider differs from what is stored.
+  // Slider/box/stored hundredths for the foreground's position and intensity and the background's,
+  // shortened if all agree; and the balance, with "?" if its slider differs from the stored value.
   std::string state() const {
     const std::tuple<int, int, float> pairs[] = {
         {idForegroundPosition, idForegroundPositionEdit, gParams->foregroundPosition},
@@ -93,12 +93,12 @@ struct Open : fixture::OpenDialog {
   }
 };
 
-// What a user does, and what comes of it.
+// A user's action, and its effect.
 struct Step {
-  int focus; // id; 0: as it is
+  int focus; // id; 0: unchanged
   const char* keys;
   const char* state;
-  std::pair<int, int> changes = {-1, -1}; // negative: not looked at
+  std::pair<int, int> changes = {-1, -1}; // negative: not checked
 };
 void play(const Open& d, const std::vector<Step>& steps) {
   for (const Step& step : steps) {
@@ -115,7 +115,7 @@ void play(const Open& d, const std::vector<Step>& steps) {
   }
 }
 
-// Sessions on a desktop whose beeps and opened pages are noted.
+// Sessions on a desktop that logs beeps and opened pages.
 struct Dialog : testing::Test {
   Dialog() {
     fixture::needApplication();
@@ -139,7 +139,7 @@ struct Dialog : testing::Test {
                         [&] { ok = DoUI(); });
     return ok;
   }
-  // Runs the script and leaves by Cancel.
+  // Runs the script and leaves with Cancel.
   static void look(const std::function<void(const Open&)>& script) {
     EXPECT_FALSE(run([&](const Open& d) {
       script(d);
@@ -158,7 +158,7 @@ struct Dialog : testing::Test {
   ToolkitServices services = desktopServices;
 };
 
-// 0.35 and 0.63 are held below themselves, and their positions are truncated.
+// The floats for 0.35 and 0.63 are slightly lower, and their positions are truncated.
 TEST_F(Dialog, OpensOnTheSoftenedSettings) {
   gParams->outputMap = gParams->displayMap = 1;
   gParams->power = PowerOfPosition(62) * 1.001f;
@@ -173,7 +173,7 @@ TEST_F(Dialog, OpensOnTheSoftenedSettings) {
   });
 }
 
-// The foreground's intensity alone decides whether both are estimated; 0.7 of either is used.
+// Only the foreground's intensity decides whether both are estimated; 0.7 of each is used.
 TEST_F(Dialog, EstimatesAreTakenIfTheForegroundIsUnset) {
   gParams->foregroundIntensity = intensityUnset;
   look([](const Open&) {
@@ -186,13 +186,14 @@ TEST_F(Dialog, EstimatesAreTakenIfTheForegroundIsUnset) {
   look([](const Open& d) {
     EXPECT_EQ(d.state(), "0 34/34/35 100 0/0/-70 50");
     d.press(Qt::Key_Alt);
-    d.click(idCancel, Qt::AltModifier); // Reset goes back to the position that was computed
+    d.click(idCancel, Qt::AltModifier); // Reset returns to the computed position
     EXPECT_EQ(d.state(), "0 34 100 0/-69/-69 50");
     d.release(Qt::Key_Alt);
   });
 }
 
-// No event waits for another: the box's message must be handled before the click that ends it all.
+// No event waits for another: the box's message must be handled before the click that ends the
+// dialog.
 TEST_F(Dialog, ANumberTypedJustBeforeOkCounts) {
   const std::pair<const char*, int> ways[] = {
       {"40", idOk}, {"40<Return>", idOk}, {"40<Tab><Return>", 0}, {"40<Tab><Tab><Tab><Enter>", 0}};
@@ -202,7 +203,7 @@ TEST_F(Dialog, ANumberTypedJustBeforeOkCounts) {
       d.keys(keys);
       if (button)
         d.click(button);
-      for (int late : {idExport, idCancel}) // behind the end
+      for (int late : {idExport, idCancel}) // after the end
         d.click(late);
     }));
     EXPECT_EQ(gParams->foregroundPosition, 0.4f) << keys;
@@ -217,10 +218,10 @@ TEST_F(Dialog, TypedAndPastedTextIsFilteredAndParsed) {
   };
   look([](const Open& d) {
     for (const Case& c :
-         {Case{"12<Shift+Home>5", "5", 5}, Case{"12<Left>5", "152", 152}, // beyond the range
+         {Case{"12<Shift+Home>5", "5", 5}, Case{"12<Left>5", "152", 152}, // out of range
           Case{"12<Ctrl+5><Ctrl+Return>", "12", 12}, Case{"10A-. 3", "103", 103, 4},
           Case{"45<Backspace>", "4", 4},
-          Case{"45<Home><Backspace>", "45", 5}, // the box loses nothing, the value does
+          Case{"45<Home><Backspace>", "45", 5}, // the text does not change, but the value does
           Case{"45<Shift+Home><Backspace>", "", 0}, Case{"123<Home><Right><Del>", "13", 13},
           Case{"123<Left><Shift+Home><Del>", "3", 3}, Case{"123<Del>", "123", 123},
           Case{"99999999999999999999", "99999999999999999999", INT32_MIN}}) {
@@ -230,17 +231,17 @@ TEST_F(Dialog, TypedAndPastedTextIsFilteredAndParsed) {
       d.keys(c.keys);
       EXPECT_EQ(d.text(idForegroundIntensityEdit), c.shown);
       EXPECT_EQ(beeps, c.beeps);
-      EXPECT_EQ(Open::changes(), std::pair(0, 0)); // the dialog hears of it at Enter
+      EXPECT_EQ(Open::changes(), std::pair(0, 0)); // the dialog is notified at Enter
       d.keys("<Return>");
       EXPECT_EQ(Open::changes(), std::pair(1, 1));
       EXPECT_EQ(gParams->foregroundIntensity, ValueOfPosition(c.value)) << c.keys;
-      d.focus(idBackgroundIntensityEdit); // leaving clamps, and tells once more
+      d.focus(idBackgroundIntensityEdit); // leaving clamps, and notifies once more
       EXPECT_EQ(Open::changes(), std::pair(1, 1));
       EXPECT_THAT(d.state(), testing::HasSubstr(" " + std::to_string(std::clamp(c.value, 0, 100)) +
                                                 " 100 62"));
     }
 
-    // Pasted numbers show, but are not taken over.
+    // Pasted numbers are displayed but not used as the value.
     const auto shown = [&](const char* keys) {
       d.keys(keys);
       return d.text(idForegroundIntensityEdit);
@@ -264,7 +265,7 @@ TEST_F(Dialog, TypedAndPastedTextIsFilteredAndParsed) {
   });
 }
 
-// Of the sliders, up is more; a press counts, and its release, as every second message, does not.
+// On sliders, up increases; a press counts, and its release, as every second message, does not.
 TEST_F(Dialog, KeysWheelAndMouseStepBoxesAndSliders) {
   look([](const Open& d) {
     constexpr int box = idBackgroundIntensityEdit, id = idBackgroundIntensity;
@@ -274,12 +275,12 @@ TEST_F(Dialog, KeysWheelAndMouseStepBoxesAndSliders) {
              {0, "<Down><Down>", "0 34/34/35 100 98 50", {4, 4}},
              {0, "2147483647<Up>", "0 34/34/35 100 0 50"}}); // wraps, is clamped
     Open::changes();
-    for (int turn : {120, 240, 60, -60, -60, 60, 60, -120}) // halves of a notch wait for each other
+    for (int turn : {120, 240, 60, -60, -60, 60, 60, -120}) // half notches add up
       d.wheel(box, turn);
     EXPECT_EQ(Open::changes(), std::pair(6, 6));
     EXPECT_EQ(d.state(), "0 34/34/35 100 2 50");
     d.wheel(box, 60);
-    d.wheel(box, 0, 120); // sideways is nothing, but that Alt turns the wheel's turn
+    d.wheel(box, 0, 120); // ignored; but with Alt, Qt turns the direction
     d.wheel(box, 60);
     d.wheel(box, 0, 120, Qt::AltModifier);
     EXPECT_EQ(Open::changes(), std::pair(2, 2));
@@ -293,11 +294,11 @@ TEST_F(Dialog, KeysWheelAndMouseStepBoxesAndSliders) {
     d.wheel(id, -120);
     EXPECT_EQ(d.state(), "0 34/34/35 100 21 50");
     d.press(Qt::Key_Down);
-    d.press(Qt::Key_Down); // dropped
+    d.press(Qt::Key_Down); // ignored
     EXPECT_EQ(d.state(), "0 34/34/35 100 19/20/20 50");
-    play(d, {{idBalance, "<Home>", "0 34/34/35 100 19/20/20 0", {2, 0}}}); // not dropped
+    play(d, {{idBalance, "<Home>", "0 34/34/35 100 19/20/20 0", {2, 0}}}); // not ignored
     d.focus(idForegroundIntensity);
-    d.press(Qt::Key_Home); // the toggle is shared
+    d.press(Qt::Key_Home); // all sliders share the toggle
     EXPECT_EQ(d.state(), "0 0 100 19/20/20 0");
     d.release(Qt::Key_Home);
 
@@ -309,7 +310,7 @@ TEST_F(Dialog, KeysWheelAndMouseStepBoxesAndSliders) {
     }
     const QPoint thumb(8 + 40 * (bar.width() - 16) / 100, bar.center().y());
     QPoint from = slider->mapTo(d.dialog, thumb);
-    for (const int steps : {1, 2, 3, 6}) { // so does the end of a drag, whatever came before
+    for (const int steps : {1, 2, 3, 6}) { // so does the end of a drag, after any number of moves
       d.mouse(QEvent::MouseButtonPress, from);
       for (int i = 1; i <= steps; ++i)
         d.mouse(QEvent::MouseMove, from - QPoint(12 * i / steps, 0));
@@ -321,7 +322,7 @@ TEST_F(Dialog, KeysWheelAndMouseStepBoxesAndSliders) {
     EXPECT_GT(std::exchange(seen.painted, 0), 0);
     d.at(idOk)->update();
     settle();
-    EXPECT_EQ(seen.painted, 0); // the preview is not drawn anew for a button
+    EXPECT_EQ(seen.painted, 0); // a button's repaint does not repaint the preview
   });
 }
 
@@ -331,7 +332,7 @@ TEST_F(Dialog, CheckBoxes) {
     d.focus(idBalance);
     Open::changes();
     d.click(idExport);
-    EXPECT_EQ(Open::changes().first, 0); // the preview does not show it
+    EXPECT_EQ(Open::changes().first, 0); // the preview does not change
     d.keys("<Alt+D>");
     EXPECT_EQ(Open::changes().first, 1);
     const QImage mask = d.look(idFrame);
@@ -361,7 +362,7 @@ struct NativeKey {
   }
 };
 
-// Whatever comes between, the mask and Reset are there while Alt is held and gone afterwards.
+// Whatever happens meanwhile, the mask and Reset are active while Alt is held, and not after it.
 TEST_F(Dialog, AltIsSeenWhateverItsReleaseLooksLike) {
   constexpr auto down = QEvent::KeyPress, up = QEvent::KeyRelease;
   const NativeKey alt = {down, Qt::Key_Alt, 0xffe9, 64}, altUp = {up, Qt::Key_Alt, 0xffe9, 64},
@@ -380,18 +381,18 @@ TEST_F(Dialog, AltIsSeenWhateverItsReleaseLooksLike) {
   };
   look([&](const Open& d) {
     for (const Case& c :
-         {Case{{alt}, {altUp}}, Case{{alt}, {shift, metaUp}}, // under Shift the key is called Meta
+         {Case{{alt}, {altUp}}, Case{{alt}, {shift, metaUp}}, // with Shift the key is called Meta
           Case{{shift, meta}, {altUp}}, Case{{alt}, {unknownUp}}, // in another layout
-          Case{{alt}, {left}},                                    // which says that Alt is up
-          Case{{alt}, {}, [](const Open& d) { d.click(idForegroundPosition); }}, // and so this
-          Case{{alt}, {}, move}, Case{{alt}, {}, leave}, // the release goes to another window
+          Case{{alt}, {left}},                                    // it reports that Alt is up
+          Case{{alt}, {}, [](const Open& d) { d.click(idForegroundPosition); }}, // and so does this
+          Case{{alt}, {}, move}, Case{{alt}, {}, leave}, // another window gets the release
           Case{{alt}, {altUp}, [](const Open& d) {
                  d.keys("<Alt+D>");
-                 EXPECT_FALSE(d.ticked(idDisplay)); // at once, no click may follow later
+                 EXPECT_FALSE(d.ticked(idDisplay)); // at once, no later click
                }}}) {
-      d.click(idDisplay); // ticked by hand: off afterwards all the same
+      d.click(idDisplay); // ticked by hand: also off afterwards
       otherUp.send(d);
-      EXPECT_TRUE(d.ticked(idDisplay)); // another key's release is none of Alt's
+      EXPECT_TRUE(d.ticked(idDisplay)); // the release of another key does not count
       Open::changes();
       for (const NativeKey& key : c.begin)
         key.send(d);
@@ -401,15 +402,15 @@ TEST_F(Dialog, AltIsSeenWhateverItsReleaseLooksLike) {
         key.repeats = true;
         key.send(d);
       }
-      EXPECT_EQ(Open::changes().first, 1); // a held key does nothing more
+      EXPECT_EQ(Open::changes().first, 1); // a held key has no further effect
       c.between(d);
       for (const NativeKey& key : c.end)
         key.send(d);
       EXPECT_EQ(d.text(idCancel), "Cancel");
       EXPECT_FALSE(d.ticked(idDisplay) || gParams->displayMap);
     }
-    window.send(d);    // the key with the window on it is another Meta
-    QTest::qWait(150); // milliseconds, more than the click of a mnemonic used to wait
+    window.send(d);    // the key with the window symbol is another Meta
+    QTest::qWait(150); // milliseconds; Qt's own mnemonic click takes less
     EXPECT_EQ(d.text(idCancel), "Cancel");
     EXPECT_FALSE(d.ticked(idDisplay));
     EXPECT_EQ(SendMessage(d.record, WM_SYSCOMMAND, SC_KEYMENU, 0), 1);
@@ -417,12 +418,13 @@ TEST_F(Dialog, AltIsSeenWhateverItsReleaseLooksLike) {
   });
 }
 
-// The one that is pushed along writes neither its setting nor the preview until it is touched.
+// The pushed position does not write its setting, and does not change the preview, until the user
+// touches it.
 TEST_F(Dialog, PositionsPushEachOtherAndResetGoesBackToTheOpening) {
   look([](const Open& d) {
     constexpr int fore = idForegroundPositionEdit, back = idBackgroundPositionEdit;
     play(d, {{back, "40<Return>", "0 34/34/35 40 62/62/63 50", {1, 1}},
-             {fore, "40<Return>", "40 34/34/35 40 62/62/63 50", {1, 1}}, // as far as it goes
+             {fore, "40<Return>", "40 34/34/35 40 62/62/63 50", {1, 1}}, // up to the limit
              {fore, "<Ctrl+A>60<Return>", "60 34/34/35 60/60/40 62/62/63 50", {0, 1}},
              {back, "25<Return>", "25/25/60 34/34/35 25 62/62/63 50", {0, 1}},
              {fore, "<Return>", "25 34/34/35 25 62/62/63 50", {1, 1}},
@@ -439,7 +441,7 @@ TEST_F(Dialog, PositionsPushEachOtherAndResetGoesBackToTheOpening) {
     d.press(Qt::Key_7, Qt::AltModifier); // types nothing
     d.click(idCancel, Qt::AltModifier);
     EXPECT_EQ(Open::changes(), std::pair(1, 0));
-    EXPECT_EQ(d.state(), "0 34 100 62 50"); // whole hundredths now
+    EXPECT_EQ(d.state(), "0 34 100 62 50"); // now whole hundredths
     EXPECT_TRUE(gParams->outputMap == 1 && gParams->displayMap == 1);
     d.release(Qt::Key_Alt);
     play(d, {{idForegroundPositionEdit, "<Up>", "1 34 100 62 50"}, // from the boxes' own values
@@ -450,7 +452,7 @@ TEST_F(Dialog, PositionsPushEachOtherAndResetGoesBackToTheOpening) {
 
 TEST_F(Dialog, EveryWayOutButOkIsACancel) {
   const std::function<void(const Open&)> ways[] = {
-      [&](const Open& d) { // after an error, which freezes the preview and leaves the controls
+      [&](const Open& d) { // after an error, which freezes the preview but not the controls
         const QImage before = d.look(idFrame);
         plugIn.result = memFullErr;
         play(d, {{idForegroundIntensityEdit, "90<Return>", "0 90 100 62/62/63 50", {0, 1}}});
@@ -459,7 +461,7 @@ TEST_F(Dialog, EveryWayOutButOkIsACancel) {
       },
       [](const Open& d) { d.click(idCancel); },
       [](const Open& d) { d.keys("<Esc>"); },
-      [](const Open& d) { // closed while Cancel reads Reset
+      [](const Open& d) { // closed while Cancel shows Reset
         d.press(Qt::Key_Alt);
         d.dialog->close();
       },
@@ -475,12 +477,12 @@ TEST_F(Dialog, EveryWayOutButOkIsACancel) {
     EXPECT_FALSE(CallKeyboardHooks(VK_MENU, 0));
     DeleteProxyBuffer();
     QTimer::singleShot(0, [] { QCoreApplication::exit(); });
-    QCoreApplication::exec(); // makes the application forget that it was to end
+    QCoreApplication::exec(); // clears the application's pending quit
   }
   for (const char* key : {"<Return>", "<Esc>"})
     about([&](const Open& d) { d.keys(key); });
 
-  // Nor is a dialog that cannot be shown.
+  // The same for a dialog that cannot be shown.
   gServices = &noServices;
   plugIn.result = memFullErr;
   EXPECT_FALSE(DoUI());
@@ -492,8 +494,8 @@ TEST_F(Dialog, EveryWayOutButOkIsACancel) {
   EXPECT_FALSE(other);
 }
 
-// What a screen reader says of each control in turn; of labels and frames that is what they show.
-// Then the pages that are opened.
+// What a screen reader says for each control in turn; for labels and frames this is their text.
+// Then the opened pages.
 TEST_F(Dialog, SpeaksEnglishAndFrench) {
   struct Case {
     const char *language, *names, *reset, *help, *home;
@@ -534,19 +536,19 @@ TEST_F(Dialog, SpeaksEnglishAndFrench) {
       d.click(idHelp);
       d.click(idHomePage);
       d.focus(idBalance);
-      d.keys("<Tab>"); // the link's one stop
+      d.keys("<Tab>"); // the link's only tab stop
       EXPECT_EQ(d.dialog->focusWidget(), d.at(idHomePage));
       const QImage focused = d.look(idHomePage);
       const NativeKey repeated = {QEvent::KeyPress, Qt::Key_Return, 0, 0, {}, true};
       d.keys("<Return>");
-      repeated.send(d); // one page for one press
+      repeated.send(d); // one page per press
       d.keys("<Tab>");
       EXPECT_EQ(d.dialog->focusWidget(), d.at(idExport));
       EXPECT_NE(d.look(idHomePage), focused);
       d.focus(idHelp);
       d.keys("<Return>");
       repeated.send(d);
-      SendMessage(d.record, WM_COMMAND, MakeWords(idHelp, 77), 0); // at any code
+      SendMessage(d.record, WM_COMMAND, MakeWords(idHelp, 77), 0); // for every notification code
     });
     about([](const Open& d) {
       EXPECT_EQ(d.dialog->focusWidget(), d.at(idAboutOk));
@@ -560,8 +562,7 @@ TEST_F(Dialog, SpeaksEnglishAndFrench) {
   }
 }
 
-// Texts have room, nothing sticks out or lies over something else, on a wide
-// and a narrow screen.
+// Texts have room, nothing is cut off or overlaps, on a wide and a narrow screen.
 TEST_F(Dialog, NothingIsClipped) {
   QWidget owner;
   plugIn.host.platformData.window = &owner;
@@ -588,7 +589,7 @@ TEST_F(Dialog, NothingIsClipped) {
             needed = {widget->width(), metrics.height()};
           EXPECT_LE(needed.width(), widget->width());
           EXPECT_LE(needed.height(), widget->height());
-          // A label may have more room than its text, and lend it.
+          // A label may have more space than its text, and other controls may use it.
           const QRect ink(widget->pos(), QSize(needed.width(), widget->height()));
           for (const QRect& other : solid)
             EXPECT_FALSE(other.intersects(ink));
@@ -607,8 +608,8 @@ TEST_F(Dialog, NothingIsClipped) {
     }
 }
 
-// One size and one left edge for all controls of a kind (a box is as high as its rows), one gap
-// between the boxes, and places that nobody moves unawares.
+// All controls of a kind have the same size and left edge (a box is as high as its rows), all boxes
+// the same gap, and places do not change by accident.
 TEST(DialogTable, ControlsLineUp) {
   std::map<std::pair<ControlKind, bool>, std::set<std::array<int, 3>>> columns;
   std::set<int> gaps;
@@ -637,8 +638,7 @@ TEST(DialogTable, ControlsLineUp) {
   EXPECT_EQ(places, 1685125784u);
 }
 
-// What the user saw is what the file gets, for an image that the frame shows
-// pixel by pixel.
+// The file gets exactly what the user saw, for an image that the frame shows pixel by pixel.
 TEST(Preview, AndResultAgree) {
   for (const int depth : {8, 16, 32}) {
     constexpr int32_t width = 121, height = 80;
@@ -667,7 +667,7 @@ TEST(Preview, AndResultAgree) {
   }
 }
 
-// A third of the room is above; the caption's height, 20 here, moves the dialog to the left.
+// A third of the free height is above; the caption's height, 20 here, moves the dialog to the left.
 TEST_F(Dialog, DialogsAreCentredOnOwnerAndScreen) {
   static WindowRect screen;
   services.desktop = [] { return screen; };
@@ -702,8 +702,8 @@ TEST_F(Dialog, DialogsAreCentredOnOwnerAndScreen) {
   }
 }
 
-// Each control is where its row says, in units of the dialog's font; sliders and boxes move to the
-// middle of their label's line, and texts that need more room keep their middle.
+// Each control is where its row says, in units of the dialog's font; sliders and boxes are centred
+// on their label's line, and texts that need more space keep their centre.
 TEST_F(Dialog, ControlsAreWhereTheTableSays) {
   look([](const Open& d) {
     const QFontMetricsF metrics(d.dialog->font());
@@ -737,7 +737,7 @@ TEST_F(Dialog, ControlsAreWhereTheTableSays) {
   });
 }
 
-// Over a large owner there is room for the middle.
+// A large owner has room for a centred dialog.
 TEST_F(Dialog, OpensInTheMiddleOfItsOwner) {
   services.desktop = [] { return WindowRect{0, 0, 4000, 2500}; };
   services.captionHeight = []() -> int32_t { return 30; };
@@ -754,7 +754,7 @@ TEST_F(Dialog, OpensInTheMiddleOfItsOwner) {
   });
 }
 
-// What the procedures took is told: a box's own keys, and the clicks that end a dialog.
+// The procedures report what they handled: a box's own keys, and the clicks that end a dialog.
 TEST_F(Dialog, TheProceduresAnswer) {
   look([](const Open& d) {
     const Window box = GetDlgItem(d.record, idForegroundPositionEdit);

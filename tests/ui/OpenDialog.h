@@ -1,4 +1,4 @@
-// A dialog on the screen whose controls are found by their ids, and dialogs made of a few rows.
+// A dialog on the screen, whose controls are found by their ids, and dialogs made from a few rows.
 #pragma once
 
 #include <QPushButton>
@@ -31,14 +31,14 @@ struct OpenDialog : Shown {
   QImage look(int id) const { return picture(at(id)->geometry()); }
 };
 
-// Ends at a click on any button, with its id.
+// Ends with a click on any button, with its id as the result.
 inline intptr_t endAtButton(Window dialog, uint32_t message, uintptr_t word, intptr_t) {
   if (message == WM_COMMAND && HighWord(word) == BN_CLICKED)
     EndDialog(dialog, LowWord(word));
   return 0;
 }
 
-// Runs the script on a dialog of these rows, which it has to end. Gives the dialog's result.
+// Runs the script on a dialog with these rows; the script must end it. Returns the dialog's result.
 template <size_t count>
 intptr_t runRows(const DialogControl (&rows)[count],
                  const std::function<void(const OpenDialog&)>& script,

@@ -1,4 +1,4 @@
-// The preview's own steps over the real host library: how it is fitted, read and computed.
+// The preview's own steps with the real host library: how it is fitted, read and computed.
 #include <gmock/gmock.h>
 
 #include <QByteArray>
@@ -42,7 +42,7 @@ struct Preview {
     return {buffer, buffer + gData->proxyPlaneSize * 3};
   }
 
-  // Rectangles that the host was asked for, and the number of the request that fails.
+  // Rectangles in the requests to the host, and the number of the failing request.
   static inline std::vector<VRect> asked;
   static inline size_t failing;
 
@@ -84,7 +84,7 @@ TEST(Proxy, TheFactorIsWholeAndNeverEnlarges) {
     EXPECT_THAT((std::array{record.inputPadding, record.maskPadding}), Each(-2));
     DeleteProxyBuffer();
   }
-  // Nothing of these makes sense, one has a width but no rows, and nothing of them is undefined.
+  // All of these are invalid, and one has a width but no rows; none may cause undefined behaviour.
   for (const VRect& rect : {VRect{0, 0, 6, 9000}, VRect{0, 0, 0, 0}, VRect{0, 0, 0, 500},
                             VRect{9, 9, 3, 3}, VRect{min, min, max, max}}) {
     p.big.filterRect32 = rect;
@@ -98,16 +98,16 @@ TEST(Proxy, TheFactorIsWholeAndNeverEnlarges) {
   }
 }
 
-// 16 bits go into 256 levels; floats are clamped in the host's own memory. Both are truncated.
+// 16 bits become 256 levels; floats are clamped in the host's own memory. Both are truncated.
 TEST(Proxy, TheSourceComesInStripsOfTenRowsAtEachDepth) {
   for (const int depth : {8, 16, 32}) {
     Preview p(fixture::noise(64, 25, depth));
     p.open();
-    for (int again = 0; again < 2; ++again) // the host is read once
+    for (int again = 0; again < 2; ++again) // the host is read only once
       ASSERT_TRUE(ResetProxyBuffer());
     EXPECT_THAT(p.asked,
                 ElementsAre(VRect{0, 0, 10, 64}, VRect{10, 0, 20, 64}, VRect{20, 0, 25, 64}));
-    EXPECT_EQ(p.big.inRect32, gData->proxyRect); // put back
+    EXPECT_EQ(p.big.inRect32, gData->proxyRect); // restored
     for (int32_t i = 0; i < 64 * 25 * 3; ++i) {
       const double sample = fixture::sampleAt(p.document, i / 3 % 64, i / 192, i % 3);
       const double level = std::floor(depth == 8    ? sample
@@ -128,12 +128,12 @@ TEST(Proxy, AFailingHostLeavesItsCodeAndTheStrip) {
   Preview p(fixture::hazyScene(64, 25, 8));
   p.open();
   p.failing = 2;
-  for (int again = 0; again < 2; ++again) { // the second time nothing happens
+  for (int again = 0; again < 2; ++again) { // the second call has no effect
     RefreshProxy(nullptr);
     EXPECT_EQ(p.plugIn.result, readErr);
     EXPECT_EQ(gData->proxySourceValid, 0);
     EXPECT_EQ(p.big.inRect32, (VRect{10, 0, 20, 64}));
-    EXPECT_NE(gData->proxyHazeMap, nullptr); // the pipeline ran once all the same
+    EXPECT_NE(gData->proxyHazeMap, nullptr); // the pipeline still ran once
     EXPECT_EQ(p.asked.size(), 2u);
   }
 }
@@ -145,7 +145,7 @@ TEST(Proxy, ThePipelineRunsOverACopyInCountedBuffers) {
   gParams->displayMap = 1;
   p.plugIn.startTrace();
   p.open();
-  CreateProxyBuffer(); // there is one
+  CreateProxyBuffer(); // it exists already
   EXPECT_EQ(p.live(), 2);
   EXPECT_EQ(gData->memoryInUse, 2 * size);
   RefreshProxy(nullptr);
@@ -164,7 +164,7 @@ TEST(Proxy, ThePipelineRunsOverACopyInCountedBuffers) {
   RefreshProxy(nullptr);
   const std::vector<uint8_t> corrected = p.pixels(gData->proxyBuffer);
   EXPECT_NE(corrected, untouched);
-  RefreshProxy(nullptr); // from the source again, over the same map
+  RefreshProxy(nullptr); // from the source again, with the same map
   EXPECT_EQ(p.pixels(gData->proxyBuffer), corrected);
   EXPECT_EQ(gData->proxyHazeMap, map);
 
@@ -181,7 +181,7 @@ TEST(Proxy, ThePipelineRunsOverACopyInCountedBuffers) {
   EXPECT_EQ(p.plugIn.host.buffers.counts().refusedReleases, 0);
 
   const std::string trace = p.plugIn.stopTrace();
-  EXPECT_THAT(trace, testing::HasSubstr("(60x40) - memory in use 14 MBytes")); // KBytes, in truth
+  EXPECT_THAT(trace, testing::HasSubstr("(60x40) - memory in use 14 MBytes")); // really KBytes
   EXPECT_THAT(trace, testing::HasSubstr("haze buffer (37 KBytes)"));
   const auto times = [&](const char* text) { return QByteArray::fromStdString(trace).count(text); };
   EXPECT_EQ(times("Rect '"), 3);
@@ -189,7 +189,7 @@ TEST(Proxy, ThePipelineRunsOverACopyInCountedBuffers) {
   EXPECT_EQ(times("DeleteProxyBuffer ("), 2);
 }
 
-// Whichever block the host refuses: -108, and what was taken is given back.
+// Whichever block the host refuses: -108, and all allocated blocks are released.
 TEST(Proxy, EachMissingBlockFreezesThePreview) {
   int refused = 0;
   for (int k = 3; k < 100; ++k) { // the first two are the handles
@@ -199,7 +199,7 @@ TEST(Proxy, EachMissingBlockFreezesThePreview) {
     const bool failed = p.plugIn.host.requests.count >= k;
     EXPECT_EQ(p.plugIn.result, failed ? memFullErr : noErr) << k;
     DeleteProxyBuffer();
-    EXPECT_LE(p.live(), k > 5 ? 2 : 0) << k; // the float buffer, after an error
+    EXPECT_LE(p.live(), k > 5 ? 2 : 0) << k; // after an error the float buffer stays
     if (!failed)
       break;
     ++refused;

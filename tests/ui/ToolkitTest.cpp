@@ -1,4 +1,4 @@
-// Windows as records, linked without anything that shows them.
+// Windows as records, linked without the code that shows them.
 #include <gmock/gmock.h>
 
 #include "ui/toolkit/DialogTemplate.h"
@@ -30,7 +30,7 @@ struct Toolkit : testing::Test {
 TEST_F(Toolkit, SubclassesAndProceduresSeeMessagesBeforeTheWindow) {
   SetWindowSubclass(control, subclass<10>, 1, 0);
   SetWindowSubclass(control, subclass<100>, 2, 0);
-  SetWindowSubclass(control, subclass<10>, 1, 5); // new data, old place
+  SetWindowSubclass(control, subclass<10>, 1, 5); // new data, same place in the order
   EXPECT_EQ(SendMessage(control, WM_CHAR, 3, 0), 111);
   RemoveWindowSubclass(control, subclass<10>, 2); // no such pair
   RemoveWindowSubclass(control, subclass<100>, 2);
@@ -42,8 +42,8 @@ TEST_F(Toolkit, SubclassesAndProceduresSeeMessagesBeforeTheWindow) {
     return word == 1 ? 42 : 0;
   };
   EXPECT_EQ(SendMessage(dialog, WM_COMMAND, 1, 0), 42);
-  EXPECT_EQ(SendMessage(dialog, TKM_SHOW, 1, 0), 1);   // not the procedure's
-  EXPECT_EQ(SendMessage(dialog, WM_COMMAND, 0, 0), 0); // gone, with its control
+  EXPECT_EQ(SendMessage(dialog, TKM_SHOW, 1, 0), 1);   // not handled by the procedure
+  EXPECT_EQ(SendMessage(dialog, WM_COMMAND, 0, 0), 0); // destroyed, with its control
   EXPECT_FALSE(IsWindow(dialog) || IsWindow(control));
 }
 
@@ -73,7 +73,7 @@ TEST_F(Toolkit, HooksSeeKeysNewestFirst) {
   EXPECT_FALSE(CallKeyboardHooks(4, 10));
   EXPECT_TRUE(CallKeyboardHooks(5, 20));
   EXPECT_THAT(seen, ElementsAre(104, 14, 105, 25));
-  EXPECT_EQ(CallNextHookEx(older, 0, 5, 0), 0); // there is none below
+  EXPECT_EQ(CallNextHookEx(older, 0, 5, 0), 0); // there is no older one
   UnhookWindowsHookEx(newer);
   EXPECT_EQ(CallNextHookEx(newer, 0, 5, 0), 0);
   EXPECT_TRUE(CallKeyboardHooks(5, 0));
@@ -81,7 +81,7 @@ TEST_F(Toolkit, HooksSeeKeysNewestFirst) {
   EXPECT_FALSE(CallKeyboardHooks(5, 0));
 }
 
-// A bitmap is drawn into only while it is selected, and goes to the window as a whole.
+// A bitmap can be drawn into only while it is selected, and goes to the window as a whole.
 TEST_F(Toolkit, BitmapsAreFilledAndSent) {
   static std::array<int32_t, 5> sent;
   control->behaviour = [](Window, uint32_t message, uintptr_t, intptr_t value) -> intptr_t {
@@ -114,7 +114,7 @@ TEST_F(Toolkit, BitmapsAreFilledAndSent) {
   DeleteObject(empty);
 }
 
-// Neither a window that is gone nor a desktop that is not there does anything.
+// A destroyed window and a missing desktop have no effect.
 TEST_F(Toolkit, WhatIsNotThereGivesNothing) {
   constexpr DialogTemplate none = {};
   EXPECT_EQ(DialogBoxParam(&none, nullptr, nullptr, 0), -1);

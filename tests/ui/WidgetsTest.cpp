@@ -1,5 +1,5 @@
-// The toolkit's widgets in dialogs of a few rows: what is drawn, what messages and keys do to them,
-// and what goes around the event loop.
+// The toolkit's widgets in dialogs with a few rows: their drawing, the effect of messages and keys,
+// and what bypasses the event loop.
 #include <QClipboard>
 #include <QContextMenuEvent>
 #include <QLineEdit>
@@ -30,7 +30,7 @@ struct Widgets : testing::Test {
   }
 };
 
-// Margins around what is drawn; without anything the right one is the width.
+// Margins around the drawing; for an empty image the right margin is the width.
 QMargins marginsOf(const QImage& image, QRgb background) {
   QRect ink;
   for (int y = 0; y < image.height(); ++y)
@@ -41,7 +41,7 @@ QMargins marginsOf(const QImage& image, QRgb background) {
           image.height() - 1 - ink.bottom()};
 }
 
-// Pictures fill their place, or stand in its middle.
+// Pictures fill their place, or are centred in it.
 TEST_F(Widgets, PicturesAreDrawn) {
   static constexpr DialogControl rows[] = {
       {1, ControlKind::defaultPushButton, "OK", nullptr, {5, 100, 40, 14}},
@@ -63,7 +63,7 @@ TEST_F(Widgets, PicturesAreDrawn) {
   EXPECT_EQ(FindPicture(pictureLogo, 97, 1)->width, 192); // the next larger one
 }
 
-// A frame goes around its place, faint, and leaves its title free.
+// A frame surrounds its place, in a faint colour, and leaves its title free.
 TEST_F(Widgets, FramesAreDrawn) {
   static constexpr DialogControl rows[] = {
       {1, ControlKind::defaultPushButton, "OK", nullptr, {5, 100, 40, 14}},
@@ -92,7 +92,8 @@ TEST_F(Widgets, FramesAreDrawn) {
   });
 }
 
-// A link is underlined, in its own colour, marked while it has the focus, and clicked on its text.
+// A link is underlined, in its own colour, marked while it has the focus, and reacts to clicks on
+// its text.
 TEST_F(Widgets, LinksAreDrawn) {
   static constexpr DialogControl rows[] = {
       {1, ControlKind::defaultPushButton, "OK", nullptr, {5, 100, 40, 14}},
@@ -112,14 +113,14 @@ TEST_F(Widgets, LinksAreDrawn) {
     const QImage link = d.look(2);
     const QMargins ink = marginsOf(link, none);
     EXPECT_NEAR(link.width() - ink.left() - ink.right(), text * scale, 2 * scale);
-    int longest = 0; // row of that colour
+    int longest = 0; // row of this colour
     for (int y = link.height() / 2; y < link.height(); ++y) {
       const auto* row = reinterpret_cast<const QRgb*>(link.constScanLine(y));
       longest = std::max(longest, int(std::count(row, row + link.width(), blue)));
     }
     EXPECT_NEAR(longest, text * scale, 2 * scale);
     d.click(2, {}, {text + 1, half});
-    d.click(2, {}, {text + 8, half}); // beside the text
+    d.click(2, {}, {text + 8, half}); // outside the text
     EXPECT_EQ(opened, 1);
     const QMargins focused = marginsOf(d.look(2), none);
     EXPECT_LT(focused.left(), ink.left());
@@ -129,7 +130,7 @@ TEST_F(Widgets, LinksAreDrawn) {
   runRows(rows, script, proc);
 }
 
-// Messages that no key or click stands behind, and texts whose characters are not one byte each.
+// Messages without a key or a click, and texts whose characters have more than one byte.
 TEST_F(Widgets, ControlsTakeMessagesOfPrograms) {
   static constexpr DialogControl rows[] = {
       {1, ControlKind::defaultPushButton, "OK", nullptr, {5, 60, 40, 14}},
@@ -159,7 +160,7 @@ TEST_F(Widgets, ControlsTakeMessagesOfPrograms) {
       EXPECT_THAT(ends, ElementsAre(std::max(first, 0), last < 0 ? 3 : std::min(last, 3)));
     }
     QApplication::clipboard()->setText("x");
-    SendMessage(edit, WM_CHAR, 22); // Ctrl and V, over what is selected
+    SendMessage(edit, WM_CHAR, 22); // Ctrl and V, replaces the selection
     EXPECT_EQ(GetWindowText(edit), "bx");
 
     const auto position = [&] { return int(SendMessage(bar, TBM_GETPOS)); };
@@ -169,7 +170,7 @@ TEST_F(Widgets, ControlsTakeMessagesOfPrograms) {
       EXPECT_EQ(position(), std::clamp(wanted, -3, 1));
     }
     SendMessage(bar, WM_KEYDOWN, VK_NEXT);
-    EXPECT_EQ(position(), -2); // a page of a short range is a step
+    EXPECT_EQ(position(), -2); // a page of a short range is one step
     SendMessage(bar, WM_MOUSEWHEEL, MakeWords(0, uint16_t(-120)));
     EXPECT_EQ(position(), -1);
 
@@ -209,7 +210,7 @@ TEST_F(Widgets, ButtonsMenuAndExceptionsGoAroundTheEventLoop) {
       QCoreApplication::sendEvent(edit, &event);
       auto* menu = qobject_cast<QMenu*>(QApplication::activePopupWidget());
       ASSERT_NE(menu, nullptr);
-      for (int i = 0; i < 4; ++i) // cut and copy take what is selected
+      for (int i = 0; i < 4; ++i) // cut and copy take the selection
         EXPECT_EQ(menu->actions().at(i)->isEnabled(), i >= 2 || action == 0);
       menu->actions().at(action)->trigger();
       menu->close();
@@ -217,15 +218,15 @@ TEST_F(Widgets, ButtonsMenuAndExceptionsGoAroundTheEventLoop) {
       EXPECT_EQ(edit->findChildren<QMenu*>().size(), 0);
       EXPECT_EQ(edit->text(), action == 0 ? "" : "12");
     }
-    d.keys("<Return>"); // presses the button that was made the default
+    d.keys("<Return>"); // presses the new default button
   };
   EXPECT_THAT([&] { runRows(boxAndButtons, script, proc); },
               testing::ThrowsMessage<std::runtime_error>("first"));
   EXPECT_EQ(QApplication::activeModalWidget(), nullptr);
 }
 
-// A dialog over a dialog: posted messages reach both, one after the other. One that ends before it
-// is shown never is.
+// A dialog over a dialog: posted messages reach both, one after the other. A dialog that ends
+// before it is shown never appears.
 TEST_F(Widgets, DialogsNest) {
   static std::vector<intptr_t> results;
   const DialogProc outer = [](Window dialog, uint32_t message, uintptr_t word,
@@ -253,7 +254,7 @@ TEST_F(Widgets, DialogsNest) {
   EXPECT_THAT(results, ElementsAre(30, 40, 50));
 }
 
-// The desktop as the dialogs see it; from another thread it is not there.
+// The desktop functions for dialogs; they do not work from another thread.
 TEST_F(Widgets, TheDesktopAnswers) {
   const QRect screen = QGuiApplication::primaryScreen()->geometry();
   const auto desktop = [] {

@@ -1,4 +1,4 @@
-# Renders the drawings and writes them as byte arrays: the table behind FindPicture.
+# Renders the drawings and writes them as byte arrays, the table for FindPicture.
 #
 #   cmake -DRSVG_CONVERT=program -DART=folder -DOUTPUT=file.cpp -P EmbedPictures.cmake
 

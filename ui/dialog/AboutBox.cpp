@@ -25,7 +25,7 @@ FogdissolverAboutProc(Window dialog, uint32_t message, uintptr_t wParam, intptr_
 }
 
 void DoAbout() {
-  // During the about selector the record is an AboutRecord.
+  // During the about selector, gFilterRecord is an AboutRecord.
   const PlatformData* platform = reinterpret_cast<AboutRecord*>(gFilterRecord)->platformData;
   DialogBoxParam(&FOGDISSOLVER_ABOUT_DIALOG, platform ? platform->window : nullptr,
                  FogdissolverAboutProc, 0);

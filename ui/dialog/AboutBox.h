@@ -7,6 +7,6 @@
 
 void DoAbout();
 
-// Its procedure, which the module shows under the name _FogdissolverAboutProc@16.
+// Its procedure, which the module exports as _FogdissolverAboutProc@16.
 extern "C" intptr_t FogdissolverAboutProc(Window dialog, uint32_t message, uintptr_t wParam,
                                           intptr_t lParam);

@@ -1,8 +1,8 @@
-// Placement of every dialog over its owner.
+// Places every dialog over its owner.
 #pragma once
 
 #include "ui/toolkit/Windows.h"
 
-// Moves the dialog to the middle of its owner's inside, or of the screen, with a third of the room
+// Centres the dialog on its owner's client area, or on the screen, with a third of the free height
 // above it, and keeps it on the screen.
 void CentreDialog(Window dialog);

@@ -1,9 +1,10 @@
-// How a subclass procedure, a plain function, finds the object that stands in front of its window.
+// Lets a subclass procedure, which is a plain function, find the object for its window.
 #pragma once
 
 #include <map>
 
 #include "ui/toolkit/Windows.h"
 
-// A FogdissolverEdit or a FogdissolverTrackBar32: whichever class's procedure the window has.
+// A FogdissolverEdit or a FogdissolverTrackBar32, depending on the class whose procedure the window
+// has.
 inline std::map<Window, void*> controlMap;

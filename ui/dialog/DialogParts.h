@@ -1,4 +1,4 @@
-// What the main dialog and the about box share.
+// Code shared by the main dialog and the about box.
 #pragma once
 
 #include <cstdint>
@@ -8,5 +8,5 @@
 
 std::string DialogCaption(); // the product and its version
 
-// Opens the home page if this is a click on that link, or Enter.
+// Opens the home page if the notification is a click on this link, or Enter.
 void OpenLink(const NotifyHeader& header, uintptr_t linkId);

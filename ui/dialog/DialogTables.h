@@ -6,7 +6,7 @@
 
 // Main dialog.
 constexpr int idOk = 1;
-constexpr int idCancel = 2; // reads Reset while Alt is held
+constexpr int idCancel = 2; // shows Reset while Alt is held
 constexpr int idExport = 4;
 constexpr int idPreview = 5;
 constexpr int idForegroundPositionEdit = 9;

@@ -17,15 +17,15 @@ intptr_t EditSubclassProc(Window window, uint32_t message, uintptr_t wParam, int
       ->HandleMessage(message, wParam, lParam);
 }
 
-// The leading number of a text, toward zero. The application's locale may write decimals with a
-// comma; the meaning of a text does not depend on that.
+// The leading number of a text, rounded toward zero. Independent of the locale, which may use a
+// decimal comma.
 int32_t wholeNumber(const std::string& text) {
   static const locale_t plain = newlocale(LC_ALL_MASK, "C", nullptr);
   return truncateToInt32(strtod_l(text.c_str(), nullptr, plain));
 }
 
-// A copy of a box's text to which a coming edit is applied, so that its effect is known before the
-// box itself acts.
+// A copy of a box's text: applies a coming edit to it, to know the effect before the box itself
+// acts.
 struct WorkingCopy {
   std::string text;
   int32_t start{}, end{}; // selection
@@ -166,7 +166,7 @@ intptr_t FogdissolverEdit::Character(uintptr_t character, intptr_t lParam) {
   return 1;
 }
 
-// Only the number's range decides; the value stays what it was.
+// Only the number's range decides; the value does not change.
 intptr_t FogdissolverEdit::Paste(uintptr_t wParam, intptr_t lParam) {
   WorkingCopy copy(window);
   copy.removeSelection();

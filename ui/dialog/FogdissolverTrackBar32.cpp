@@ -14,7 +14,7 @@ uintptr_t swapUpAndDown(uintptr_t key) {
   return key == VK_UP ? VK_DOWN : key == VK_DOWN ? VK_UP : key;
 }
 
-// The turn changes its sign as a 16-bit number, so that the lowest one stays what it is.
+// Negates the turn as a 16-bit number, so that the lowest value stays the same.
 uintptr_t reverseTurn(uintptr_t words) {
   return MakeWords(LowWord(words), uint16_t(0u - HighWord(words)));
 }

@@ -1,5 +1,5 @@
-// A slider on which Up and a forward turn of the wheel raise the value, where the stock control
-// lowers it.
+// A slider on which Up and a forward turn of the wheel raise the value; the stock control lowers
+// it.
 #pragma once
 
 #include <cstdint>
@@ -16,5 +16,5 @@ public:
   intptr_t HandleMessage(uint32_t message, uintptr_t wParam, intptr_t lParam);
 
 private:
-  Window window; // null once detached
+  Window window; // null after detaching
 };

@@ -20,21 +20,21 @@ constexpr int32_t editStep = 1; // of every edit box
 Window dialogWindow = nullptr; // for the hook
 Hook keyboardHook = nullptr;
 Bitmap offscreenBitmap = nullptr; // frame-sized, selected in offscreenContext
-Bitmap previousBitmap = nullptr;  // what it displaced there
-bool resetMode;                   // Cancel reads Reset and acts so
-bool skipScroll;                  // the next scroll message of a paired slider is dropped
+Bitmap previousBitmap = nullptr;  // the bitmap that it replaced there
+bool resetMode;                   // Cancel shows Reset and resets
+bool skipScroll;                  // the next scroll message of a paired slider is ignored
 std::unique_ptr<FogdissolverEdit> foregroundPositionEdit, foregroundIntensityEdit,
     backgroundPositionEdit, backgroundIntensityEdit;
 std::unique_ptr<FogdissolverTrackBar32> trackBars[5];
 int32_t initialForegroundPosition, initialForegroundIntensity, initialBackgroundPosition,
     initialBackgroundIntensity, initialBalance;
 
-// A slider with an edit box, and what they stand for.
+// A slider with an edit box, and the setting that they control.
 struct PairedControl {
   int slider, edit;
   float Parameters::*value;
   std::unique_ptr<FogdissolverEdit>& object;
-  int32_t& initial; // position as the dialog opened
+  int32_t& initial; // position when the dialog opened
 };
 
 enum PairIndex { foregroundPosition, foregroundIntensity, backgroundPosition, backgroundIntensity };
@@ -50,7 +50,7 @@ const PairedControl pairs[] = {
      backgroundIntensityEdit, initialBackgroundIntensity},
 };
 
-// The position that a changed position pushes along; null for the intensities.
+// The position that a change of this position pushes along; null for the intensities.
 const PairedControl* partnerOf(const PairedControl& pair) {
   if (&pair == &pairs[foregroundPosition])
     return &pairs[backgroundPosition];
@@ -73,9 +73,9 @@ void initSlider(Window dialog, int id, int32_t position) {
   setSlider(dialog, id, position);
 }
 
-// The foreground's position may not pass the background's. If it now does, the other control
-// follows to the same number. True then says that the change ends here: on purpose the other one's
-// setting and the preview stay as they are until the next event.
+// The foreground's position must not exceed the background's. If it now does, the other control
+// gets the same number. True means that the change ends here: the other control's setting and the
+// preview deliberately do not change until the next event.
 bool pushPartner(Window dialog, const PairedControl& moved, int32_t number) {
   const PairedControl* partner = partnerOf(moved);
   if (!partner || foregroundPositionEdit->GetValue() <= backgroundPositionEdit->GetValue())
@@ -96,7 +96,7 @@ void makeOffscreen(Window dialog) {
   EndPaint(dialog, context);
 }
 
-// The first refresh reads the image, computes the haze map and fills in the estimates.
+// The first refresh reads the image, computes the haze map and sets the estimates.
 void openPreview(Window dialog) {
   GetProxyItemRect(dialog);
   SetupFilterRecordForProxy();
@@ -157,7 +157,7 @@ void closeDialog() {
 }
 
 void pairScrolled(Window dialog, const PairedControl& pair, int32_t position) {
-  // Every second scroll message is dropped, whichever of the four sliders sends it.
+  // Ignores every second scroll message, counted over all four sliders.
   skipScroll = !skipScroll;
   if (!skipScroll)
     return;
@@ -178,7 +178,7 @@ void scrolled(Window dialog, Window slider) {
   }
 }
 
-// The value comes as the edit object holds it: one confirmed with Enter is not clamped yet.
+// Takes the edit object's value: after Enter it is not clamped yet.
 void edited(Window dialog, const PairedControl& pair) {
   const int32_t value = pair.object->GetValue();
   gParams->*pair.value = ValueOfPosition(value);
@@ -187,7 +187,7 @@ void edited(Window dialog, const PairedControl& pair) {
     RefreshProxy(dialog);
 }
 
-// Back to the positions at the opening; an intensity comes back as a whole hundredth.
+// Back to the positions at the opening; an intensity becomes a whole hundredth.
 void reset(Window dialog) {
   for (const PairedControl& pair : pairs) {
     gParams->*pair.value = ValueOfPosition(pair.initial);
@@ -203,7 +203,7 @@ void reset(Window dialog) {
 intptr_t clicked(Window dialog, int id) {
   switch (id) {
   case idOk:
-    EndDialog(dialog, idOk); // the proxy stays: its size is that of the filter's reduced image
+    EndDialog(dialog, idOk); // keeps the proxy: its size is that of the filter's reduced image
     return 1;
   case idCancel:
     if (resetMode) {
@@ -261,7 +261,7 @@ FogdissolverProc(Window dialog, uint32_t message, uintptr_t wParam, intptr_t lPa
   switch (message) {
   case WM_INITDIALOG:
     openDialog(dialog);
-    break; // 0 says that the focus has been set
+    break; // 0 means that the focus is already set
   case WM_HSCROLL:
   case WM_VSCROLL:
     scrolled(dialog, reinterpret_cast<Window>(lParam));
@@ -272,7 +272,7 @@ FogdissolverProc(Window dialog, uint32_t message, uintptr_t wParam, intptr_t lPa
     OpenLink(*reinterpret_cast<const NotifyHeader*>(lParam), idHomePage);
     break;
   case WM_SYSCOMMAND:
-    return wParam == SC_KEYMENU; // Alt is ours
+    return wParam == SC_KEYMENU; // we handle Alt ourselves
   case WM_ACTIVATE:
     leaveResetMode(dialog);
     break;
@@ -306,7 +306,7 @@ bool DoUI() {
   keyboardHook = SetWindowsHookEx(DialogKeyboardHook);
   const intptr_t result = DialogBoxParam(
       &FOGDISSOLVER_DIALOG, platform ? platform->window : nullptr, FogdissolverProc, 0);
-  UnhookWindowsHookEx(keyboardHook); // already gone, unless the dialog could not be shown
+  UnhookWindowsHookEx(keyboardHook); // already removed, unless the dialog could not be shown
   keyboardHook = nullptr;
   *gResult = 0;
   return result == idOk;

@@ -8,12 +8,12 @@
 
 bool DoUI(); // runs it; true: the user pressed OK
 
-// Its procedure, which the module shows under the name _FogdissolverProc@16.
+// Its procedure, which the module exports as _FogdissolverProc@16.
 extern "C" intptr_t FogdissolverProc(Window dialog, uint32_t message, uintptr_t wParam,
                                      intptr_t lParam);
 
-// Alt shows the haze mask and turns Cancel into Reset for as long as it is held.
+// While Alt is held, shows the haze mask and turns Cancel into Reset.
 intptr_t DialogKeyboardHook(int code, uintptr_t key, intptr_t flags);
 
-// Text number stringId as the text of an item.
+// Sets the text of an item to the string with number stringId.
 void SetButtonText(Window dialog, int itemId, int stringId);

@@ -18,7 +18,7 @@ DeviceContext* offscreenContext = nullptr;
 namespace {
 
 constexpr int32_t floatPixelBytes = 16;
-constexpr int16_t noPaddingWanted = -2; // code of the host
+constexpr int16_t noPaddingWanted = -2; // a code of the host
 constexpr Fixed fixedOne = 0x10000;
 
 int32_t proxyPlanes() { return CSPlanesFromMode(gFilterRecord->imageMode, 0); }
@@ -71,8 +71,8 @@ void GetProxyItemRect(Window dialog) {
         r.top, r.bottom);
 }
 
-// The factor is whole, so a picture a little larger than the frame shrinks to half and leaves a
-// wide margin.
+// The factor is a whole number, so a picture slightly larger than the frame shrinks to half and
+// leaves a wide margin.
 void CalcProxyScaleFactor() {
   const VRect filter = GetFilterRect();
   VRect& proxy = gData->proxyRect;
@@ -91,7 +91,8 @@ void CalcProxyScaleFactor() {
 
   proxy = filter;
   TraceRect("proxy rect copied from filter", proxy);
-  // Side by side: at an odd origin the proxy can be a pixel wider or narrower than its width says.
+  // Each side is scaled separately: at an odd origin the proxy can be a pixel wider or narrower
+  // than its width says.
   proxy = {scaledSide(proxy.top), scaledSide(proxy.left), scaledSide(proxy.bottom),
            scaledSide(proxy.right)};
   TraceRect("proxy rect after resize", proxy);
@@ -116,7 +117,7 @@ void SetupFilterRecordForProxy() {
         long(gData->proxyWidth), long(gData->proxyHeight), long(gData->proxyPlaneSize));
 }
 
-// A refused block counts as well. ResetProxyBuffer reports it.
+// Also counts a refused block. ResetProxyBuffer reports it.
 void CreateProxyBuffer() {
   if (gData->proxyBuffer)
     return;
@@ -156,8 +157,8 @@ void DeleteProxyBuffer() {
 
 namespace {
 
-// Reads the source from the host, band by band. False, with the host's code in *gResult, if it
-// fails; the input rectangle then stays on the band.
+// Reads the source from the host, band by band. On failure returns false, with the host's code in
+// *gResult; the input rectangle then stays at the band.
 bool readSource() {
   FilterRecord& record = *gFilterRecord;
   const int32_t planes = proxyPlanes();
@@ -196,12 +197,12 @@ bool ResetProxyBuffer() {
 }
 
 void UpdateProxyBuffer() {
-  // A very flat picture shrinks to no rows at all: there is nothing to estimate from.
+  // A very flat picture shrinks to zero rows, so there is nothing to estimate from.
   if (gParams->preview == 0 || !gData->proxyBuffer || proxyPixels() == 0)
     return;
   const int32_t planes = proxyPlanes();
   if (planes != rgbPlanes) {
-    *gResult = filterBadParameters; // the property list keeps such images from arriving
+    *gResult = filterBadParameters; // the property list prevents such images
     return;
   }
   const int32_t size =
@@ -221,14 +222,14 @@ void UpdateProxyBuffer() {
   ReadBand(gData->proxyBuffer, 8, proxyPixels(), image);
   int32_t error = hazeNoError;
   {
-    std::optional<BusyCursor> busy; // the haze map's first computation takes a while
+    std::optional<BusyCursor> busy; // the first computation of the haze map takes a while
     if (!gData->proxyHazeMap)
       busy.emplace();
     DoFogdissolve(image, gFilterRecord->maskData, gData->proxyRect, 8, false,
                   wrappingMultiply(gData->proxyWidth, planes), gParams->displayMap, &error);
   }
   if (error != hazeNoError) {
-    // On this path the buffer is not given back: the host frees it when the plug-in ends.
+    // This path does not release the buffer: the host frees it when the plug-in ends.
     if (*gResult == 0)
       *gResult = memFullErr;
     return;

@@ -1,36 +1,37 @@
 // The live preview: a reduced 8-bit copy of the filter rectangle that fits the dialog's frame.
 //
-// The host reduces the image by a whole factor and delivers it once, in strips; each change of a
-// setting copies that source over the displayed pixels and runs the haze pipeline on them. All of
-// it happens inside the handling of a message. An error goes to *gResult; from then on the preview
-// neither changes nor draws.
+// The host reduces the image by a whole factor and delivers it once, in strips. Each change of a
+// setting copies this source over the displayed pixels and runs the haze pipeline on them, all
+// while a message is handled. An error goes to *gResult; after it the preview neither changes nor
+// draws.
 //
-// Both pixel buffers: 8 bits a sample, interleaved, rows packed, proxyWidth by proxyHeight pixels.
+// Both pixel buffers: 8 bits per sample, interleaved, rows packed, proxyWidth by proxyHeight
+// pixels.
 #pragma once
 
 #include <cstdint>
 
 #include "ui/toolkit/Windows.h"
 
-constexpr int idFrame = 6; // the hidden item that gives the preview its place in the dialog
+constexpr int idFrame = 6; // the hidden item that defines the preview's place in the dialog
 
-// Frame-sized surface that PaintProxy draws in. The dialog makes and destroys it.
+// Frame-sized surface on which PaintProxy draws. The dialog creates and destroys it.
 extern DeviceContext* offscreenContext;
 
-// Called in this order when the dialog opens.
+// The dialog calls these in this order when it opens.
 void GetProxyItemRect(Window dialog); // the frame, into proxyRect
-void SetupFilterRecordForProxy();     // fits the proxy, tells the host the rate and rectangles
-void CreateProxyBuffer();             // takes the two buffers, if there are none
-void DeleteProxyBuffer();             // gives them back, if there are any
+void SetupFilterRecordForProxy();     // fits the proxy, sets the host's rate and rectangles
+void CreateProxyBuffer();             // allocates the two buffers if they do not exist
+void DeleteProxyBuffer();             // releases them if they exist
 
-// After every change of a setting.
+// Call after every change of a setting.
 void RefreshProxy(Window dialog);
 void PaintProxy(Window dialog);
 
-// Steps of the above.
+// Steps of the functions above.
 void CalcProxyScaleFactor();
-bool ResetProxyBuffer();  // displayed pixels become the source's; false: the host failed
-void UpdateProxyBuffer(); // runs the pipeline over them, if the preview is on
+bool ResetProxyBuffer();  // copies the source to the displayed pixels; false: the host failed
+void UpdateProxyBuffer(); // runs the pipeline on them if the preview is on
 
-// The 8-bit mode that stands for a deep one when the host draws the proxy, which is always 8-bit.
+// The 8-bit mode for a deep mode: the host draws the proxy, which is always 8-bit.
 int32_t MapDisplayMode(int32_t imageMode);

@@ -1,7 +1,7 @@
-// Dialogs as tables: one row a control, in the order of creation and of the tab key.
+// Dialogs as tables: one row per control, in the order of creation and of the tab key.
 //
-// Places are in dialog units: a quarter of the font's average character across, an eighth of its
-// height down. Texts mark a mnemonic with "&" and are UTF-8.
+// Places are in dialog units: horizontally a quarter of the font's average character width,
+// vertically an eighth of its height. Texts are UTF-8 and mark a mnemonic with "&".
 #pragma once
 
 #include <cstdint>
@@ -15,9 +15,9 @@ enum class ControlKind : uint8_t {
   link,      // text shown as an anchor
   trackBar,  // horizontal, no tick marks
   edit,      // one line, bordered
-  digitEdit, // the same; digits are all that can be typed
-  frame,     // invisible, for its place
-  picture,   // bitmap, as large as the place allows
+  digitEdit, // the same, but accepts only digits
+  frame,     // invisible, only defines a place
+  picture,   // bitmap, as large as possible in its place
   banner,    // bitmap, stretched to the place
 };
 
@@ -26,12 +26,12 @@ struct DialogPlace {
 };
 
 struct DialogControl {
-  int id; // -1: nothing looks it up
+  int id; // -1: never looked up
   ControlKind kind;
   const char* english;
-  const char* french; // null: as in English
+  const char* french; // null: same as English
   DialogPlace place;
-  DialogPlace frenchPlace = {}; // width 0: as in English
+  DialogPlace frenchPlace = {}; // width 0: same as English
   int picture = 0;              // number of the bitmap
 };
 

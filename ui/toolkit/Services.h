@@ -1,5 +1,5 @@
-// What the toolkit asks of the desktop, in one table: filled by whoever shows windows, replaced by
-// tests. The toolkit itself links without a desktop, and then every service does nothing.
+// The desktop functions that the toolkit needs, in one table: the code that shows windows fills it,
+// tests replace it. The toolkit itself links without a desktop; every service then does nothing.
 #pragma once
 
 #include <string>
@@ -8,7 +8,7 @@
 
 struct ToolkitServices {
   intptr_t (*dialogBox)(const DialogTemplate*, void* owner, DialogProc, intptr_t parameter);
-  void (*messagePosted)(); // asks for a call of DispatchPostedMessage, later
+  void (*messagePosted)(); // requests a later call of DispatchPostedMessage
   void* (*activeWindow)(); // a QWidget*, or null
   WindowRect (*desktop)(); // the primary screen
   int32_t (*captionHeight)();
@@ -21,6 +21,6 @@ struct ToolkitServices {
   void (*busy)(bool); // calls nest
 };
 
-extern const ToolkitServices noServices; // show nothing, hear nothing
+extern const ToolkitServices noServices; // services without any effect
 
 extern const ToolkitServices* gServices; // &noServices until a desktop registers its own

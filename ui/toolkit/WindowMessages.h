@@ -1,7 +1,7 @@
 // The messages that windows, controls and dialog procedures exchange, and their keys and codes.
 //
-// A message carries two parameters, "word" and "long"; the comment beside each message says what
-// they hold. Only the numbers that are written out have a meaning outside this program.
+// A message carries two parameters, "word" and "long"; the comment on each message describes them.
+// Only explicitly written numbers have a meaning outside this program.
 #pragma once
 
 #include <cstdint>
@@ -16,10 +16,10 @@ constexpr uintptr_t MakeWords(uint16_t low, uint16_t high) {
 }
 
 enum WindowMessage : uint32_t {
-  // A dialog's life.
-  WM_INITDIALOG, // long: the parameter of DialogBoxParam. All controls exist, none is shown
-  WM_DESTROY,    // the dialog is hidden and goes; its controls still exist
-  WM_ACTIVATE,   // it became the active window or ceased to be
+  // The life of a dialog.
+  WM_INITDIALOG, // long: the parameter of DialogBoxParam. All controls exist, none is visible
+  WM_DESTROY,    // the dialog is hidden and ends; its controls still exist
+  WM_ACTIVATE,   // it became the active window or is no longer active
   WM_PAINT,      // draw between BeginPaint and EndPaint
   WM_SYSCOMMAND, // word: SC_...
 
@@ -34,32 +34,32 @@ enum WindowMessage : uint32_t {
   WM_KEYUP,
   WM_CHAR,        // word: the character
   WM_MOUSEWHEEL,  // word: (unused, signed turn in 1/120 of a notch, forward positive)
-  WM_LBUTTONDOWN, // to a dialog: pressed on no control
+  WM_LBUTTONDOWN, // to a dialog: a press outside all controls
   WM_CUT,
   WM_COPY,
   WM_PASTE,
   WM_KILLFOCUS,
-  WM_GETDLGCODE, // long: null or the InputMessage that is about to come; result: DLGC_...
+  WM_GETDLGCODE, // long: null or the next InputMessage; result: DLGC_...
 
-  // Of every window.
+  // For every window.
   WM_SETTEXT,       // long: const char*, UTF-8
-  WM_GETTEXT,       // word: bytes with the ending zero; long: char*; result: bytes without it
-  WM_GETTEXTLENGTH, // result: bytes, without the ending zero
+  WM_GETTEXT,       // word: bytes with the final zero; long: char*; result: bytes without it
+  WM_GETTEXTLENGTH, // result: bytes, without the final zero
 
-  // Of one kind of control.
+  // For one kind of control.
   TBM_SETRANGE, // word: two signed words, least and greatest position
   TBM_SETPOS,   // word: position, signed, clamped to the range; sends no scroll message
   TBM_GETPOS,
   BM_SETCHECK, // word: 1 checked, 0 not; sends no notification
   BM_GETCHECK,
   BM_SETSTYLE, // word: BS_DEFPUSHBUTTON or 0
-  EM_SETSEL,   // word, long: first character, character behind the last; 0 and -1: all
-  EM_GETSEL,   // word, long: int32_t* each, of the same two; either may be null
+  EM_SETSEL,   // word, long: first character, character after the last; 0 and -1: all
+  EM_GETSEL,   // word, long: int32_t* each, for the same two; either may be null
   CB_ADDSTRING,
   CB_RESETCONTENT,
   CB_SETCURSEL,
   CB_GETCURSEL,
-  CB_GETLBTEXT, // as WM_GETTEXT, but word: index
+  CB_GETLBTEXT, // like WM_GETTEXT, but word: index
   CB_GETLBTEXTLEN,
   LB_ADDSTRING,
   LB_RESETCONTENT,
@@ -70,7 +70,7 @@ enum WindowMessage : uint32_t {
   LB_SETITEMDATA, // word: index; long: any value
   LB_GETITEMDATA,
 
-  // How the functions of Windows.h reach a window; a dialog procedure never sees them.
+  // Used by the functions of Windows.h; a dialog procedure never gets them.
   TKM_FIRST,
   TKM_SHOW = TKM_FIRST, // word: boolean
   TKM_ENABLE,           // word: boolean
@@ -83,7 +83,7 @@ enum WindowMessage : uint32_t {
   TKM_ENDDIALOG,     // word: the result, signed
 };
 
-constexpr uintptr_t SC_KEYMENU = 0xF100; // Alt alone asks for the window's menu
+constexpr uintptr_t SC_KEYMENU = 0xF100; // Alt alone opens the window's menu
 
 enum VirtualKey : uintptr_t {
   VK_BACK,
@@ -108,10 +108,10 @@ enum VirtualKey : uintptr_t {
 };
 
 enum NotificationCode : uint32_t {
-  BN_CLICKED, // WM_COMMAND: also what a check box sends after it changed
-  EN_CHANGE,  // WM_COMMAND: the text of an edit box changed, by user or program
-  NM_CLICK,   // WM_NOTIFY: a link was clicked
-  NM_RETURN,  // WM_NOTIFY: a link was opened from the keyboard
+  BN_CLICKED, // WM_COMMAND: a check box sends it, too, after it changed
+  EN_CHANGE,  // WM_COMMAND: user or program changed the text of an edit box
+  NM_CLICK,   // WM_NOTIFY: click on a link
+  NM_RETURN,  // WM_NOTIFY: a link opened with the keyboard
 };
 
 enum ScrollCode : uint16_t {
@@ -122,7 +122,7 @@ enum ScrollCode : uint16_t {
   SB_THUMBTRACK, // the pointer moved the thumb
   SB_LEFT,
   SB_RIGHT,
-  SB_ENDSCROLL, // the key or the button was let go
+  SB_ENDSCROLL, // the key or the button was released
 };
 
 constexpr intptr_t DLGC_WANTARROWS = 1;  // arrows do not move the focus
@@ -135,7 +135,7 @@ struct NotifyHeader {
   uint32_t code; // NM_...
 };
 
-// A message on its way to a window.
+// A message to a window.
 struct InputMessage {
   Window window;
   uint32_t message;
@@ -143,5 +143,5 @@ struct InputMessage {
   intptr_t lParam;
 };
 
-// Looks of a push button (BM_SETSTYLE): the default one is pressed by Enter from anywhere.
+// Styles of a push button (BM_SETSTYLE): Enter presses the default one from any control.
 constexpr uintptr_t BS_DEFPUSHBUTTON = 1;

@@ -30,7 +30,7 @@ std::vector<Hook>& hooks() {
   return installed;
 }
 
-// The window itself: a dialog's procedure first, then what every window of its kind does.
+// The window itself: first a dialog's procedure, then the behaviour of its kind of window.
 intptr_t callWindow(Window window, uint32_t message, uintptr_t wParam, intptr_t lParam) {
   if (window->dialogProc && message < TKM_FIRST) {
     const intptr_t result = window->dialogProc(window, message, wParam, lParam);
@@ -40,7 +40,8 @@ intptr_t callWindow(Window window, uint32_t message, uintptr_t wParam, intptr_t 
   return DefWindowProc(window, message, wParam, lParam);
 }
 
-// The message through the oldest `count` subclass procedures, the newest of them first.
+// Passes the message through the oldest `count` subclass procedures, starting with the newest of
+// them.
 intptr_t callThrough(Window window, size_t count, uint32_t message, uintptr_t wParam,
                      intptr_t lParam) {
   count = std::min(count, window->subclasses.size());
@@ -62,7 +63,7 @@ intptr_t desktopBehaviour(Window, uint32_t message, uintptr_t, intptr_t lParam) 
   return 0;
 }
 
-// A message whose parameter is what it points at.
+// A message whose parameter is a pointer to its data.
 intptr_t sendPointer(Window window, uint32_t message, const void* pointer) {
   return SendMessage(window, message, 0, reinterpret_cast<intptr_t>(pointer));
 }
@@ -170,7 +171,7 @@ Window GetDlgItem(Window dialog, int id) {
 int GetDlgCtrlID(Window control) { return IsWindow(control) ? control->id : 0; }
 
 Window GetDesktopWindow() {
-  // No block of the heap, as nobody would free it when the module is unloaded.
+  // Not on the heap, because nothing would free it when the module is unloaded.
   static ToolkitWindow desktop;
   desktop.behaviour = desktopBehaviour;
   liveWindows().insert(&desktop);

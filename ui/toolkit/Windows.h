@@ -1,8 +1,9 @@
-// Windows as the logic of the dialogs sees them: opaque handles that take messages, and the few
-// operations on them. What shows them is behind a table of services, and tests can replace it.
+// Windows for the dialogs' logic: opaque handles that receive messages, and a few operations on
+// them. A table of services connects them to the code that shows them; tests can replace it.
 //
 // Texts are UTF-8. Rectangles are in device-independent pixels. A window may be null or destroyed:
-// an operation on it does nothing and gives 0. Everything runs on the user interface's thread.
+// an operation on it then does nothing and returns 0. Everything runs on the user interface's
+// thread.
 #pragma once
 
 #include <cstdint>
@@ -23,26 +24,27 @@ struct WindowPoint {
 // Handles the messages of a dialog; 0: not handled.
 using DialogProc = intptr_t (*)(Window dialog, uint32_t message, uintptr_t wParam, intptr_t lParam);
 
-// Stands in front of a window's own behaviour.
+// Runs before a window's own behaviour.
 using SubclassProc = intptr_t (*)(Window window, uint32_t message, uintptr_t wParam,
                                   intptr_t lParam, uintptr_t id, uintptr_t refData);
 
-// Messages. A posted one waits until the present one is handled, and is lost if its window goes.
+// Messages. A posted message waits until the current one is handled, and is lost if its window is
+// destroyed.
 intptr_t SendMessage(Window window, uint32_t message, uintptr_t wParam = 0, intptr_t lParam = 0);
 void PostMessage(Window window, uint32_t message, uintptr_t wParam = 0, intptr_t lParam = 0);
 intptr_t SendDlgItemMessage(Window dialog, int id, uint32_t message, uintptr_t wParam = 0,
                             intptr_t lParam = 0);
 intptr_t DefWindowProc(Window window, uint32_t message, uintptr_t wParam, intptr_t lParam);
 
-// Subclassing: the newest procedure sees each message first. From within it DefSubclassProc passes
-// the message on to the next one, at last to the window itself.
+// Subclassing: the newest procedure gets each message first. It calls DefSubclassProc to pass the
+// message to the next one, and finally to the window itself.
 void SetWindowSubclass(Window window, SubclassProc proc, uintptr_t id, uintptr_t refData);
 void RemoveWindowSubclass(Window window, SubclassProc proc, uintptr_t id);
 intptr_t DefSubclassProc(Window window, uint32_t message, uintptr_t wParam, intptr_t lParam);
 
 // Relations.
 bool IsWindow(Window window);
-Window GetParent(Window window); // of a control its dialog, of a dialog its owner or null
+Window GetParent(Window window); // a control's dialog; a dialog's owner, or null
 Window GetDlgItem(Window dialog, int id);
 int GetDlgCtrlID(Window control);
 Window GetDesktopWindow(); // the screen
@@ -72,34 +74,34 @@ int32_t GetSystemMetrics(SystemMetric metric);
 
 // Dialogs. The owner is a QWidget*, or null.
 struct DialogTemplate; // ui/toolkit/DialogTemplate.h
-// Runs the dialog until EndDialog and gives its result; -1 if it cannot be shown: there is no
-// template, no application, or this is not the thread of the user interface.
+// Runs the dialog until EndDialog and returns its result; -1 if it cannot be shown: no template, no
+// application, or not the thread of the user interface.
 intptr_t DialogBoxParam(const DialogTemplate* dialogTemplate, void* owner, DialogProc proc,
                         intptr_t parameter);
-void EndDialog(Window dialog, intptr_t result); // takes effect when the present message is handled
+void EndDialog(Window dialog, intptr_t result); // takes effect after the current message
 void* GetActiveWindow();                        // a QWidget*, or null
 
-// Drawing. A bitmap is 32 bits a pixel, 0xffRRGGBB; a context draws into the bitmap selected in
-// it, or, between BeginPaint and EndPaint, stands for a window.
+// Drawing. A bitmap has 32 bits per pixel, 0xffRRGGBB; a context draws into its selected bitmap,
+// or, between BeginPaint and EndPaint, represents a window.
 using Bitmap = struct ToolkitBitmap*;
 struct DeviceContext {
-  DisplaySurface surface = {}; // what the host's displayPixels takes; empty without a bitmap
+  DisplaySurface surface = {}; // for the host's displayPixels; empty without a bitmap
   Bitmap bitmap = nullptr;
   Window window = nullptr;
 };
-DeviceContext* BeginPaint(Window window); // also outside WM_PAINT, for its kind of pixels
+DeviceContext* BeginPaint(Window window); // also outside WM_PAINT, for compatible bitmaps
 void EndPaint(Window window, DeviceContext* context);
 DeviceContext* CreateCompatibleDC(DeviceContext* like);
 Bitmap CreateCompatibleBitmap(DeviceContext* like, int32_t width, int32_t height);
-Bitmap SelectObject(DeviceContext* context, Bitmap bitmap); // returns the one displaced, or null
+Bitmap SelectObject(DeviceContext* context, Bitmap bitmap); // returns the previous one, or null
 void DeleteDC(DeviceContext* context);
 void DeleteObject(Bitmap bitmap);
 constexpr uint32_t DKGRAY_BRUSH = 0xff404040;
 void FillBitmap(DeviceContext* context, uint32_t brush);
 void BitBlt(DeviceContext* to, int32_t x, int32_t y, DeviceContext* from); // the whole bitmap
 
-// The keyboard hook: sees each key event of the thread before any window does. code is 0; flags
-// has bit 30 set if the key was down before, bit 31 if it was let go.
+// The keyboard hook: gets each key event of the thread before any window. code is 0; bit 30 of
+// flags is set if the key was down before, bit 31 if it was released.
 using HookProc = intptr_t (*)(int code, uintptr_t key, intptr_t flags);
 using Hook = struct ToolkitHook*;
 Hook SetWindowsHookEx(HookProc proc);
@@ -115,9 +117,9 @@ int MessageBox(Window owner, const std::string& text, uint32_t style); // 1: con
 bool OpenClipboard(Window window);
 std::string GetClipboardText(); // between OpenClipboard and CloseClipboard
 void CloseClipboard();
-void ShellExecute(const std::string& address); // opens it with the desktop's program for it
+void ShellExecute(const std::string& address); // opens it with the desktop's default program
 
-// Shows the busy cursor for as long as it lives.
+// Shows the busy cursor during its life.
 class BusyCursor {
 public:
   BusyCursor();

@@ -40,7 +40,7 @@ std::string ControlView::text(uint32_t lengthMessage, uint32_t textMessage, uint
   const intptr_t length = send(lengthMessage, index);
   if (length <= 0)
     return {};
-  std::string text(size_t(length), '\0'); // the message ends it with a zero, as there is
+  std::string text(size_t(length), '\0'); // plus the final zero
   send(textMessage, index, reinterpret_cast<intptr_t>(text.data()));
   return text;
 }

@@ -1,5 +1,5 @@
 // One-line operations on the controls of a dialog: by dialog and id, or through a small view of one
-// control. A missing control ignores everything and gives 0 or an empty text.
+// control. On a missing control they do nothing and return 0 or an empty text.
 #pragma once
 
 #include <string>
@@ -12,11 +12,11 @@ void ShowOrHideItem(Window dialog, int item, bool shown);
 void EnableItem(Window dialog, int item);
 void DisableItem(Window dialog, int item);
 void EnableOrDisableItem(Window dialog, int item, bool enabled);
-bool ToggleCheckBox(Window dialog, int item);   // the new state
-void SetDefaultButton(Window dialog, int item); // and gives it the focus
-void SelectItemText(Window dialog, int item);   // all of it, with the focus
+bool ToggleCheckBox(Window dialog, int item);   // returns the new state
+void SetDefaultButton(Window dialog, int item); // also gives it the focus
+void SelectItemText(Window dialog, int item);   // all of it; gives it the focus
 int FirstChecked(Window dialog, int first,
-                 int last); // id of the range's first checked button, or 0
+                 int last); // returns the id of the range's first checked button, or 0
 
 // Views of one control; they own nothing.
 class ControlView {
@@ -27,7 +27,7 @@ protected:
   intptr_t send(uint32_t message, uintptr_t wParam = 0, intptr_t lParam = 0) const {
     return SendMessage(control_, message, wParam, lParam);
   }
-  // Text that one message measures and another one gives.
+  // Text whose length one message returns and whose content another one returns.
   std::string text(uint32_t lengthMessage, uint32_t textMessage, uintptr_t index) const;
 
   Window control_;
@@ -68,7 +68,7 @@ public:
   bool Get() const { return send(BM_GETCHECK) != 0; }
 };
 
-// Buttons of which one is checked.
+// A group of buttons of which one is checked.
 class RadioGroupView {
 public:
   RadioGroupView(Window dialog, int first, int last)

@@ -10,7 +10,7 @@ constexpr HostAlert readDescriptors = {{0, 18, 18}, "4.0"};
 constexpr HostAlert writeDescriptors = {{0, 16, 16}, "4.0"};
 
 bool tell(HostRecordFitness fitness, const char* hostVersion) {
-  // Any value but 0 shows the alert; this one is the number of another string.
+  // Any value except 0 shows the alert; this happens to be the number of another string.
   constexpr int32_t active = stringIntegerRange;
   if (fitness == HostRecordFitness::tooNew)
     ShowAlert(nullptr, active, stringHostTooNew, {}, {}, alertSevere);

@@ -1,4 +1,4 @@
-// Tests of what the host offers. Each tells the user when it cannot be used.
+// Checks of what the host offers. Each shows an alert if the plug-in cannot use it.
 #pragma once
 
 #include "frame/utility/HostRecords.h"
@@ -6,10 +6,10 @@
 
 struct HostAlert {
   HostRecordRule rule;
-  const char* hostVersion; // the host that offers the record, as the user reads it
+  const char* hostVersion; // the host version that offers the record, for the user
 };
 
-// The records that plug-ins ask for.
+// The records that plug-ins request.
 constexpr HostAlert hostAlerts[] = {
     {{2, 5, 5}, "2.5"}, // buffers
     {{3, 4, 4}, "3.0"}, //
@@ -17,10 +17,10 @@ constexpr HostAlert hostAlerts[] = {
     {{1, 2, 2}, "2.5"}, //
     {{1, 3, 3}, "4.0"},
 };
-// Some host services are plain pointers, not records: the host versions that offer them.
+// Some host services are plain pointers instead of records: the host versions that offer them.
 constexpr const char* hostPointerVersions[] = {"3.0", "2.5"};
 
-// True if it is there and can be used; otherwise an alert has been shown. Any may be null.
+// True if the record is there and usable; otherwise shows an alert. Any pointer may be null.
 bool HostRecordUsable(const HostAlert& alert, const void* record);
 bool HostPointerUsable(const char* hostVersion, const void* pointer);
 bool HostDescriptorsUsable(const ReadDescriptorProcs* read, const WriteDescriptorProcs* write);

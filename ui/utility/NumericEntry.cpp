@@ -1,4 +1,4 @@
-// Numeric entry over edit boxes.
+// Numeric entry in edit boxes.
 #include "ui/utility/NumericEntry.h"
 
 #include <algorithm>
@@ -15,7 +15,7 @@ namespace {
 
 constexpr size_t longestStored = 254; // bytes
 
-// Both sides of the last decimal point; without one everything is the whole part.
+// The parts before and after the last decimal point; without a point all of it is the whole part.
 struct DecimalParts {
   std::string_view whole, fraction;
 };

@@ -1,5 +1,5 @@
-// A dialog as a class over the one generic dialog procedure, and an about box of that kind. One
-// such dialog can be open at a time.
+// A class for dialogs that use the generic dialog procedure, and an about box of this kind. Only
+// one such dialog can be open at a time.
 #pragma once
 
 #include <cstdint>
@@ -13,16 +13,17 @@ public:
   virtual void InitDialog() {}
   virtual void HandleCommand(int itemId);
   virtual void HandleMessage(uint32_t message, uintptr_t wParam, intptr_t lParam);
-  // Runs the dialog registered under the number, owned by the active window, until it ends.
+  // Runs the dialog registered under the number, with the active window as its owner, until it
+  // ends.
   virtual void RunModal(void* pluginRef, void* ignored, int32_t resourceId);
 
   int32_t resourceId{};
-  Window dialogWindow = nullptr; // while it is open
-  void* pluginRef = nullptr;     // of the host; what GetDLLInstance takes
+  Window dialogWindow = nullptr; // while the dialog is open
+  void* pluginRef = nullptr;     // from the host, for GetDLLInstance
 };
 
-// Shows the string of its resource number; has two addresses to open, and goes at a click, Esc or
-// Enter.
+// Shows the string with its resource number; has two addresses to open, and closes with a click,
+// Esc or Enter.
 class PIAboutBox : public PIDialog {
 public:
   void InitDialog() override;
@@ -33,5 +34,5 @@ public:
 // The procedure of all these dialogs; the parameter of its first message is the PIDialog.
 extern "C" intptr_t GenericProc(Window dialog, uint32_t message, uintptr_t wParam, intptr_t lParam);
 
-// Makes a template known to RunModal under a number. It must outlive its last use; null forgets it.
+// Registers a template for RunModal under a number. It must outlive its last use; null removes it.
 void RegisterDialog(int32_t resourceId, const DialogTemplate* dialogTemplate);

@@ -20,7 +20,7 @@ protected:
   }
 };
 
-// Lets the application work until it is so; false when it is not within a minute.
+// Handles events until the condition is true; returns false if it is not within a minute.
 template <class Condition> bool until(Condition isSo) {
   QElapsedTimer timer;
   timer.start();

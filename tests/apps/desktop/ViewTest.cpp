@@ -1,4 +1,4 @@
-// Pictures on the screen: colours, levels, orientations, zoom and the pixels that the view shows.
+// Pictures on the screen: colours, levels, orientations, zoom and the displayed pixels.
 
 #include <lcms2.h>
 
@@ -79,7 +79,7 @@ TEST(Raster, PartsOfEveryLevelAndOrientationAreThoseOfThePictureTurned) {
   }
 }
 
-// A profile with the primaries of red and blue exchanged and the curve of sRGB.
+// A profile that swaps the primaries of red and blue, with the curve of sRGB.
 photo::Bytes exchangedProfile() {
   const cmsCIExyY white = {0.3127, 0.3290, 1.0};
   const cmsCIExyYTRIPLE primaries = {{0.15, 0.06, 1}, {0.30, 0.60, 1}, {0.64, 0.33, 1}};
@@ -103,7 +103,7 @@ TEST(Raster, ColoursGoThroughTheProfileTheExposureAndAlpha) {
     for (size_t c = 0; c < samples.size(); ++c)
       fixture::putSample(d.row(0), depth, c, samples[c]);
     const QImage pixel = rasterOf(std::move(d), 1, source, exposure)->part(0, {0, 0, 1, 1});
-    return *reinterpret_cast<const QRgb*>(pixel.constBits()); // alpha multiplied
+    return *reinterpret_cast<const QRgb*>(pixel.constBits()); // multiplied by alpha
   };
   const photo::Bytes exchanged = exchangedProfile();
   const float nan = std::nanf("");
@@ -112,7 +112,7 @@ TEST(Raster, ColoursGoThroughTheProfileTheExposureAndAlpha) {
   } cases[] = {
       {qRgb(10, 200, 90), shown(3, 8, {10, 200, 90}, {})},
       {qRgb(10, 200, 90), shown(3, 8, {90, 200, 10}, {exchanged})},
-      {qRgb(10, 200, 90), shown(3, 8, {10, 200, 90}, {photo::Bytes(40, 'x')})}, // no profile
+      {qRgb(10, 200, 90), shown(3, 8, {10, 200, 90}, {photo::Bytes(40, 'x')})}, // invalid profile
       {qRgb(10, 200, 90), shown(3, 32, {90 / 255.f, 200 / 255.f, 10 / 255.f}, {exchanged})},
       {qRgb(0, 255, 128), shown(3, 32, {nan, 7, 128 / 255.f}, {})},
       {qRgb(0, 128, 255), shown(3, 32, {-1, 32 / 255.f, 1e30f}, {}, 4)},
@@ -148,7 +148,7 @@ TEST(Viewport, ZoomsAroundAPointAndLeavesNoGap) {
   EXPECT_EQ(viewport.shown(), QRect(180, 135, 40, 30));
 }
 
-// At whole scales a tile has the samples of its level, edges and all.
+// At whole scales a tile has the samples of its level, including the edges.
 TEST(Tiles, HaveTheSamplesOfTheirLevelOverCheckers) {
   const host::Document picture = noise(1000, 700, 8);
   const auto raster = rasterOf(noise(1000, 700, 8));
@@ -210,7 +210,7 @@ protected:
     });
     return image;
   }
-  bool application = (fixture::needApplication(), true); // before the view
+  bool application = (fixture::needApplication(), true); // must exist before the view
   View view;
 };
 
@@ -218,12 +218,12 @@ TEST_F(SeenView, ShowsInEachModeItsPicturesInTheirPlaces) {
   const struct {
     ViewMode mode;
     bool held;
-    int left, right, alone; // pictures; the last where there is only the photograph
+    int left, right, alone; // pictures; `alone` if there is only the photograph
   } cases[] = {{ViewMode::split, false, 0, 1, 0},  {ViewMode::sideBySide, false, 0, 1, 0},
                {ViewMode::result, false, 1, 1, 0}, {ViewMode::mask, false, 2, 2, 0},
                {ViewMode::split, true, 0, 0, 0},   {ViewMode::sideBySide, true, 0, 0, 0},
                {ViewMode::result, true, 0, 0, 0},  {ViewMode::mask, true, 0, 0, 0}};
-  const int second = 201; // where the right one of two panes of 199 begins
+  const int second = 201; // start of the right one of two panes of 199
   for (const bool alone : {false, true}) {
     if (alone)
       give({View::before});
@@ -237,7 +237,7 @@ TEST_F(SeenView, ShowsInEachModeItsPicturesInTheirPlaces) {
         const bool right = at.x() > 200;
         const QPoint sample = at - view.viewport().origin() - QPoint(two && right ? second : 0, 0);
         const int side = alone ? c.alone : right ? c.right : c.left;
-        const QColor expected = alone && two && right // the result's place
+        const QColor expected = alone && two && right // the place of the result
                                     ? dark
                                     : QColor(rgbAt(picture(side), sample.x(), sample.y()));
         EXPECT_EQ(image.pixelColor(at).name().toStdString(), expected.name().toStdString())
@@ -342,7 +342,7 @@ TEST(View, TheWheelZoomsAroundThePointerAndTheMouseDragsTheLineOrThePhotograph) 
   drag({200, 50}, {100, 60});
   EXPECT_NEAR(view.split(), 0.25, 0.01);
   EXPECT_EQ(view.viewport().origin(), origin);
-  drag({200, 50}, {190, 57}); // the line is elsewhere now
+  drag({200, 50}, {190, 57}); // the line has moved
   EXPECT_NEAR(view.split(), 0.25, 0.01);
   EXPECT_EQ(view.viewport().origin() - origin, QPoint(-10, 7) * view.devicePixelRatioF());
 }

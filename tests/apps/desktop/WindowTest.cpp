@@ -1,4 +1,4 @@
-// The window by real events: open, compare, change, undo, save, cancel, what is broken, the batch.
+// The window with real events: open, compare, change, undo, save, cancel, damaged files, the batch.
 
 #include <csignal>
 
@@ -70,7 +70,7 @@ protected:
     window.findChild<QSlider*>()->setValue(percent);
     ASSERT_TRUE(until([&] { return !bench().isBusy() && strength() * 100 == percent; }));
   }
-  // Answers the next dialog; the window's events go on behind it.
+  // Answers the next dialog; meanwhile the window handles its events.
   static void answering(const std::function<void(const fixture::Shown&)>& script,
                         const std::function<void()>& run) {
     bool ran = false;
@@ -94,7 +94,7 @@ TEST_F(Window, ClearsOnOpeningFollowsTheSliderUndoesAndSaves) {
   ASSERT_TRUE(open("a.jpg"));
   EXPECT_TRUE(bench().after());
   EXPECT_EQ(strength(), 0.7);
-  EXPECT_FALSE(window.isWindowModified()); // it can be had again by opening
+  EXPECT_FALSE(window.isWindowModified()); // opening makes it again
   const Picture first = bench().history()->current().picture;
   setStrength(30);
   EXPECT_TRUE(window.isWindowModified());
@@ -131,7 +131,7 @@ TEST_F(Window, ClearsOnOpeningFollowsTheSliderUndoesAndSaves) {
   setStrength(90);
   rlimit whole{}, small{};
   ::getrlimit(RLIMIT_FSIZE, &whole);
-  small = {300, whole.rlim_max}; // a disk that is full soon
+  small = {300, whole.rlim_max}; // the disk will soon be full
   std::signal(SIGXFSZ, SIG_IGN);
   ::setrlimit(RLIMIT_FSIZE, &small);
   trigger("Save");
@@ -204,7 +204,7 @@ TEST_F(Window, WhatTheDialogShowsOkMakesAndCancelLeaves) {
       [&] {
         trigger("Adjust");
         ASSERT_TRUE(until([&] { return isSet && !bench().isInDialog(); }));
-        isCancelled = bench().isBusy(); // the run is beside the window
+        isCancelled = bench().isBusy(); // the run is in the background
         trigger("Cancel What Runs");
       });
   EXPECT_TRUE(isCancelled);
@@ -229,11 +229,11 @@ TEST_F(Window, BrokenFilesCancelsAndClosingInTheMiddleAreSafe) {
   EXPECT_EQ(notice(), "");
   window.openFiles({"broken.jpg"});
   ASSERT_TRUE(idle());
-  EXPECT_TRUE(bench().original()); // the photograph stays when another cannot be opened
+  EXPECT_TRUE(bench().original()); // the photograph stays if another one cannot be opened
 
   const int id = bench().history()->id();
   bench().setStrength(10);
-  bench().setStrength(20); // the first of two runs is not waited for
+  bench().setStrength(20); // does not wait for the first of two runs
   ASSERT_TRUE(idle());
   EXPECT_EQ(bench().history()->id(), id + 1);
   EXPECT_EQ(strength(), 0.2);
@@ -246,7 +246,7 @@ TEST_F(Window, BrokenFilesCancelsAndClosingInTheMiddleAreSafe) {
   EXPECT_LT(timer.elapsed(), 200);
   EXPECT_EQ(strength(), 0.2);
   bench().setStrength(60);
-  bench().close(); // in the middle of a run
+  bench().close(); // during a run
   QMimeData dropped;
   dropped.setUrls({QUrl::fromLocalFile(QString::fromStdString(folder / "a.jpg"))});
   QDragEnterEvent enter({9, 9}, Qt::CopyAction, &dropped, Qt::LeftButton, {});
@@ -270,11 +270,10 @@ TEST_F(Window, BrokenFilesCancelsAndClosingInTheMiddleAreSafe) {
   bench().setStrength(40);
   window.close();
   EXPECT_FALSE(window.isVisible());
-  bench().open(
-      "gone.jpg"); // behind the run that was left, which may be on its way out of the module
+  bench().open("gone.jpg"); // after the cancelled run, which may still be in the module
   ASSERT_TRUE(idle());
   EXPECT_EQ(notice(), "gone.jpg: No such file or directory");
-  MainWindow next(filters(), {}, ""); // remembers
+  MainWindow next(filters(), {}, ""); // remembers the settings
   EXPECT_EQ(next.view().mode(), ViewMode::sideBySide);
   EXPECT_GT(next.view().split(), 0.5);
   auto* data = new QMimeData;
@@ -286,7 +285,7 @@ TEST_F(Window, BrokenFilesCancelsAndClosingInTheMiddleAreSafe) {
   EXPECT_TRUE(until([&] { return !next.workbench().isBusy() && next.workbench().after(); }));
 }
 
-// Items of the menus that are greyed.
+// Disabled menu items.
 std::string greyed(const QWidget& of) {
   std::set<std::string> names;
   for (const QAction* action : of.findChildren<QAction*>())
@@ -337,7 +336,7 @@ TEST_F(Window, OffersWhatCanBeDoneNow) {
       EXPECT_EQ(isMarked, of && of->text().remove('&') == item) << item;
     }
   }
-  // The photograph takes all the room that there is.
+  // The photograph fills all available space.
   const View& view = window.view();
   const QRect centre = window.centralWidget()->geometry();
   const QWidget* bar = window.findChild<QSlider*>()->parentWidget();
@@ -363,7 +362,7 @@ TEST_F(Window, EveryControlHasANameAndAShortcutStandsOnce) {
   bench().close();
 }
 
-// The other filter is Fogdissolver under another name, for pictures of nine channels.
+// The other filter is Fogdissolver with another name, for pictures of nine channels.
 TEST_F(Window, TheFilterMenuListsTheModulesAndSaysWhyOneIsRefused) {
   fs::create_directory("filters");
   fs::create_symlink(module().file(), "filters/" + module().file().filename().string());
@@ -388,7 +387,7 @@ TEST_F(Window, TheFilterMenuListsTheModulesAndSaysWhyOneIsRefused) {
   EXPECT_FALSE(items.at("Other filter… (the filter needs at least 9 colour channels)"));
 }
 
-// Names a file in a dialog for files.
+// Enters a name in a file dialog.
 void nameFile(const fixture::Shown& shown, const fs::path& file) {
   shown.dialog->findChild<QLineEdit*>()->setText(QString::fromStdString(file));
   shown.press(Qt::Key_Return);
@@ -404,7 +403,7 @@ TEST_F(Window, TheBatchWindowKeepsTheListAndTheChoices) {
   auto batch = std::make_unique<BatchWindow>([&] { return present; }, FOG_DESKTOP);
   batch->show();
   const auto list = [&] { return batch->findChild<QTreeWidget*>(); };
-  const auto off = [&] { // buttons
+  const auto off = [&] { // disabled buttons
     std::string names;
     for (const QPushButton* button : batch->findChildren<QPushButton*>())
       if (!button->isEnabled())
@@ -428,7 +427,7 @@ TEST_F(Window, TheBatchWindowKeepsTheListAndTheChoices) {
   const auto idle = [&] {
     return until([&] { return batch->batch().phase() == Batch::Phase::idle; });
   };
-  const auto box = [&](const QString& item) { // the one that has it, set to it
+  const auto box = [&](const QString& item) { // finds the box with this item and selects it
     for (QComboBox* found : batch->findChildren<QComboBox*>())
       if (const int i = found->findText(item, Qt::MatchStartsWith); i >= 0) {
         found->setCurrentIndex(i);
@@ -452,7 +451,7 @@ TEST_F(Window, TheBatchWindowKeepsTheListAndTheChoices) {
   QCoreApplication::sendEvent(batch.get(), &drop);
   EXPECT_TRUE(says("Looking for photographs"));
   ASSERT_TRUE(says("4 photograph(s), 0 done, 0 failed"));
-  batch->addFiles({"a.jpg", "shots/d.jpg"}); // are there already
+  batch->addFiles({"a.jpg", "shots/d.jpg"}); // they are in the list already
   ASSERT_TRUE(says("4 photograph(s)"));
   EXPECT_EQ(off(), "Remove; Try Again; Pause; Cancel; ");
   EXPECT_EQ(cell(0, 0) + cell(1, 0) + cell(2, 0) + cell(3, 0), "a.jpgc.JPGd.jpgb.jpg");
@@ -489,7 +488,7 @@ TEST_F(Window, TheBatchWindowKeepsTheListAndTheChoices) {
   ASSERT_EQ(FolderTest::run("a.jpg --strength 20 --quality 50 -o theirs.webp"), 0);
   EXPECT_EQ(contents("shots/a-clear.webp"), contents("theirs.webp"));
 
-  // The next window remembers; existing files stay.
+  // The next window remembers the settings; existing files are not overwritten.
   batch = std::make_unique<BatchWindow>([&] { return present; }, FOG_DESKTOP);
   batch->addFiles({"a.jpg", "shots/d.jpg"});
   ASSERT_TRUE(says("2 photograph(s)"));

@@ -1,4 +1,4 @@
-// The document and the runner: results against the command line program's, states within their
+// The document and the runner: results equal to the command line program's, states within their
 // budget, tasks that fail, wait and are cancelled.
 
 #include <QThread>
@@ -12,7 +12,7 @@ namespace {
 using namespace desktop;
 using testing::HasSubstr;
 
-std::string samplesOf(const std::string& file) { // as bytes, for what must be equal
+std::string samplesOf(const std::string& file) { // as bytes, to test for equality
   const host::Document picture = readPicture(file);
   return {reinterpret_cast<const char*>(picture.row(0)),
           picture.rowBytes() * size_t(picture.height())};
@@ -75,19 +75,19 @@ TEST(History, KeepsWithinItsBudgetFromTheNewestBack) {
   EXPECT_FALSE(history.canUndo() || history.canRedo());
   for (const int width : {5, 4, 3})
     history.push(stateOf(width));
-  EXPECT_EQ(history.bytes(), 27u); // the original counts nothing, nor does what is shown
+  EXPECT_EQ(history.bytes(), 27u); // the original and the displayed picture do not count
   EXPECT_EQ(history.dropped(), 0);
   const int id = history.id();
   history.undo();
   EXPECT_EQ(history.current().picture->document.width(), 4);
   history.redo();
   EXPECT_EQ(history.id(), id);
-  history.push(stateOf(6)); // 36: the original and the five fall away
+  history.push(stateOf(6)); // 36: drops the original and the first five
   EXPECT_EQ(history.dropped(), 2);
   history.undo(), history.undo();
   EXPECT_FALSE(history.canUndo());
   EXPECT_EQ(history.current().picture->document.width(), 4);
-  history.setBudget(10); // the far end of what could be redone
+  history.setBudget(10); // drops from the far end of the redo states
   EXPECT_TRUE(history.canRedo());
   EXPECT_EQ(history.bytes(), 9u);
   history.push(stateOf(1));
@@ -114,7 +114,7 @@ TEST(Runner, RunsInOrderTellsFailuresAndLeavesCancelledTasksBehind) {
     watch.progress(2);
     while (!watch.stopped())
       QThread::msleep(1);
-    QThread::msleep(100); // sees the wish late
+    QThread::msleep(100); // reacts late to the cancel
     stopped = true;
   };
   auto settle = [](const Runner& runner) { EXPECT_TRUE(until([&] { return !runner.isBusy(); })); };
@@ -132,12 +132,12 @@ TEST(Runner, RunsInOrderTellsFailuresAndLeavesCancelledTasksBehind) {
     QElapsedTimer timer;
     timer.start();
     runner.cancel();
-    EXPECT_LT(timer.elapsed(), 90); // the work itself goes on for 100
+    EXPECT_LT(timer.elapsed(), 90); // the work itself continues for 100
     EXPECT_FALSE(runner.isBusy());
     runner.start(task("e", [&](const photo::Watch&) { EXPECT_TRUE(stopped); }));
     settle(runner);
     EXPECT_EQ(told, "c cancelled;d cancelled;e done;");
-    runner.start(task("f", slow)); // its owner goes
+    runner.start(task("f", slow)); // its owner is destroyed
   }
   QCoreApplication::processEvents();
   EXPECT_EQ(told, "c cancelled;d cancelled;e done;");

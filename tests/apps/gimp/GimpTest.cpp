@@ -1,4 +1,5 @@
-// The plug-in in the real GIMP, without a screen, against the command line on the same pictures.
+// The plug-in in the real GIMP, without a screen, compared with the command line on the same
+// pictures.
 
 #include "apps/shared/Correction.h"
 #include "frame/contract/Sliders.h"
@@ -27,14 +28,15 @@ protected:
     fs::create_directories("plug-ins");
     fs::create_directory_symlink(folder, "plug-ins/" + name);
   }
-  // Runs a script of this folder in GIMP with the plug-ins linked and no other.
+  // Runs a script of this folder in GIMP with only our plug-ins linked.
   void script(const std::string& name, const std::string& environment = "") {
     write("profile/gimprc", "(plug-in-path \"" + (folder / "plug-ins").string() + "\")\n");
     run("--version", "timeout 500 env GIMP2_DIRECTORY=$PWD/profile " + environment +
                          " gimp -i -d -f -b '(load \"" FOG_GIMP_SCRIPTS "/" + name +
                          "\")' -b '(gimp-quit 1)';");
   }
-  // Largest difference, in levels of 8 bits, of a picture and what the program makes of another.
+  // Largest difference, in 8-bit levels, between a picture and the program's result from another
+  // one.
   double levels(const std::string& result, const std::string& from, const std::string& options) {
     EXPECT_EQ(run(from + " -q -f -o expected.png " + options), 0) << said;
     return 255 * difference(result, "expected.png");
@@ -46,7 +48,7 @@ double linearSteps(double sample) {
   return 255 * (sample <= 0.04045 ? sample / 12.92 : std::pow((sample + 0.055) / 1.055, 2.4));
 }
 
-// Of 8 bits, as GIMP held it.
+// The 8-bit samples, as in GIMP.
 host::Document bytesOf(const std::string& file) {
   const host::Document read = readPicture(file);
   host::Document bytes(read.width(), read.height(), read.channels(), 8);
@@ -64,7 +66,7 @@ TEST_F(Gimp, LayersBecomeWhatTheCommandLineMakesOfThem) {
   script("cases.scm");
   ASSERT_TRUE(fs::exists("report")) << said;
   const std::string report = contents("report"), given = " --foreground 20 --background 80 ";
-  // GIMP converts linear values to five digits.
+  // GIMP converts linear values with five digits.
   const struct {
     std::string name, before;
     double tolerance;
@@ -74,7 +76,8 @@ TEST_F(Gimp, LayersBecomeWhatTheCommandLineMakesOfThem) {
     EXPECT_LE(levels(name + "-after.png", before, given), tolerance) << name;
     EXPECT_GT(difference(before, "expected.png"), 0.05) << name;
   }
-  // The nearest that the image can hold, whatever that is in levels, and a trace for five digits.
+  // The nearest value that the image can store, whatever that is in levels, plus a tolerance for
+  // five digits.
   EXPECT_GT(levels("u8-linear-after.png", "u8-linear-before.png", given), 1);
   const host::Document held = readPicture("u8-linear-after.png"),
                        wanted = readPicture("expected.png");
@@ -101,7 +104,7 @@ TEST_F(Gimp, LayersBecomeWhatTheCommandLineMakesOfThem) {
     ASSERT_EQ(sampleAt(after, x, y, c), sampleAt(c == 1 ? before : selected, x, y, c));
   });
 
-  // The mask's layer carries the edge as its transparency.
+  // The mask's layer has the edge in its transparency.
   host::Document mask = bytesOf("selected-before.png");
   EXPECT_TRUE(fixture::sameSamples(mask, bytesOf("masked-layer.png")));
   std::vector<uint8_t> hard = weights;
@@ -140,7 +143,7 @@ TEST_F(Gimp, LayersBecomeWhatTheCommandLineMakesOfThem) {
 
 TEST(LookSetInDialog, EstimatesThatNobodyMovedStayThePictures) {
   Parameters used = defaultParameters;
-  used.foregroundIntensity = 0.1234567f; // no slider's
+  used.foregroundIntensity = 0.1234567f; // not a slider's value
   used.backgroundIntensity = ValueOfPosition(35);
   const shared::Look moved = shared::lookSetInDialog(used, {});
   EXPECT_FALSE(moved.foreground);

@@ -1,4 +1,4 @@
-; The dialog is left by Cancel: no step of undo, and nothing is used last.
+; The user cancels the dialog: no undo step, and no last settings.
 (define image (car (gimp-file-load RUN-NONINTERACTIVE "scene.png" "scene.png")))
 (define layer (car (gimp-image-get-active-layer image)))
 (gimp-image-clean-all image)

@@ -1,5 +1,5 @@
-; The plug-in in GIMP without a screen: each case leaves pictures in the working folder, and lines in
-; the file "report", which GimpTest.cpp compares with what the command line makes of the same.
+; The plug-in in GIMP without a screen: each case writes pictures to the working folder, and lines to
+; the file "report". GimpTest.cpp compares them with the command line's results.
 
 (define report (open-output-file "report"))
 (define (note . parts)
@@ -7,8 +7,8 @@
   (newline report))
 
 (define (active image) (car (gimp-image-get-active-layer image)))
-; GIMP reads and writes files by processes of their own, which take half a second each: pictures are
-; read once, and what equals another file is not written.
+; GIMP reads and writes files with separate processes, which take half a second each: pictures are read
+; once, and a picture equal to another file is not written.
 (define (read file) (car (gimp-file-load RUN-NONINTERACTIVE file file)))
 (define scene (read "scene.png"))
 (define veiled (read "alpha.png"))
@@ -19,7 +19,7 @@
 (define (clear image layer mask)
   (plug-in-fogdissolver RUN-NONINTERACTIVE image layer 70 20 80 0 100 50 mask))
 
-; A layer as a PNG file of nonlinear samples, with the colours below clear pixels.
+; A layer as a PNG file of nonlinear samples, with the colours of transparent pixels.
 (define (export layer file)
   (let* ((precision (car (gimp-image-get-precision (car (gimp-item-get-image layer)))))
          (image (car (gimp-image-new 1 1 RGB))) (copy 0))
@@ -44,7 +44,7 @@
 (precision-case "u8-linear" PRECISION-U8-LINEAR scene)
 (precision-case "alpha" PRECISION-U8-GAMMA veiled)
 
-; ---- The estimate, and the last values, of which there are none yet
+; ---- The estimate, and the last settings, which do not exist yet
 (let* ((image (copy-of scene)) (layer (active image)))
   (plug-in-fogdissolver RUN-NONINTERACTIVE image layer 90 -1 -1 10 95 40 FALSE)
   (export layer "estimated.png"))
@@ -52,7 +52,7 @@
   (plug-in-fogdissolver RUN-WITH-LAST-VALS image layer 0 0 0 0 0 0 FALSE)
   (export layer "last.png"))
 
-; ---- A layer that sticks out of the image on two sides and leaves two free, and a soft selection
+; ---- A layer that exceeds the image on two sides and is short of it on two, and a soft selection
 (define (note-weights image width height)
   (let ((weights (open-output-file "weights")) (y 0))
     (while (< y height)
@@ -96,7 +96,7 @@
     (export (aref (cadr children) 0) "group-mask.png"))
   (export layer "group-layer.png"))
 
-; ---- What is refused, in words; the image stays clean
+; ---- Refusals with a message; the image does not change
 (define (words-of call)
   (call/cc (lambda (leave)
     (let ((hook *error-hook*))

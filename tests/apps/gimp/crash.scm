@@ -1,4 +1,4 @@
-; A module that takes its process down: GIMP says so and goes on with the image as it was.
+; A module that ends its process: GIMP reports it and continues with the unchanged image.
 (define image (car (gimp-file-load RUN-NONINTERACTIVE "scene.png" "scene.png")))
 (define layer (car (gimp-image-get-active-layer image)))
 (gimp-image-clean-all image)

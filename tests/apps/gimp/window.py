@@ -1,8 +1,8 @@
 #!/usr/bin/env python3
-"""Drives GIMP's window and the filter's dialog with real keys and clicks, on a screen of its own.
+"""Drives GIMP's window and the filter's dialog with real keys and clicks, on a separate screen.
 
 window.py PROGRAM PLUGIN GIMP_PLUGINS PHOTO: the command line program, the folder of the built plug-in,
-that of GIMP's own, and a photograph. Leaves with 77 where GIMP or the screen's tools are missing.
+the folder of GIMP's own plug-ins, and a photograph. Exits with 77 if GIMP or the screen's tools are missing.
 """
 
 import ctypes
@@ -20,20 +20,20 @@ import time
 PROGRAM, PLUGIN, GIMP_PLUGINS, PHOTO = sys.argv[1:]
 PATIENCE = 60  # seconds for each step, on a busy machine
 TITLE = "Velso Fogdissolver"
-UNITS = (690, 304)  # the dialog's size in its own units, and the middles of controls in them
+UNITS = (690, 304)  # the dialog's size in dialog units, and the centres of controls in them
 CONTROLS = {"foreground": (662, 102), "background": (662, 119), "export": (643, 178),
             "cancel": (660, 275), "ok": (660, 291)}
-WIDTH, HEIGHT = 640, 424  # of the picture; a width of fours has no padding in its file
+WIDTH, HEIGHT = 640, 424  # of the picture; with a multiple of 4 its file has no padding
 
 
 def die_with_parent():
-    """Nobody is left behind, even when the test itself is killed."""
+    """Ends the process with its parent, even if the test itself is killed."""
     death_signal = 1  # of prctl
     ctypes.CDLL(None).prctl(death_signal, signal.SIGKILL)
 
 
 class Screen:
-    """A display, GIMP in it with the photograph as image 1, reduced, and its console."""
+    """A display with GIMP, the photograph as image 1 (reduced), and GIMP's console."""
 
     def __init__(self):
         reading, writing = os.pipe()
@@ -60,7 +60,7 @@ class Screen:
             process.wait()
 
     def ask(self, text):
-        """What GIMP's console answers; None while there is no console."""
+        """Returns the answer of GIMP's console; None while there is no console."""
         try:
             with socket.create_connection(("127.0.0.1", self.port), PATIENCE) as link:
                 link.sendall(b"G" + struct.pack(">H", len(text)) + text.encode())
@@ -80,13 +80,13 @@ class Screen:
         return int(self.ask("(car (gimp-image-get-layers 1))"))
 
     def pixels(self, name):
-        """Of the topmost layer."""
+        """Returns the samples of the topmost layer."""
         self.ask(f'(file-bmp-save RUN-NONINTERACTIVE 1 (aref (cadr (gimp-image-get-layers 1)) 0)'
                  f' "{name}" "{name}")')
         return samples(name)
 
     def press(self, *keys):
-        """Over the picture, so that the keys are its window's."""
+        """Moves the pointer over the picture, so that its window gets the keys."""
         xdotool("mousemove", "500", "450", "key", *keys)
 
 
@@ -96,7 +96,7 @@ def xdotool(*words):
 
 
 def dialog():
-    """Number of the filter's window, or nothing."""
+    """Returns the number of the filter's window, or an empty list."""
     return xdotool("search", "--onlyvisible", "--name", TITLE).split()[-1:]
 
 
@@ -138,7 +138,7 @@ def largest_difference(a, b):
 
 
 def alike(a, b):
-    """What the dialog makes and what a silent run makes: their maps have different sizes."""
+    """Compares results of the dialog and of a silent run, whose maps have different sizes."""
     return sum(abs(x - y) for x, y in zip(a, b)) < 2 * len(a)  # half a level was measured
 
 

@@ -1,4 +1,4 @@
-// What a control knows of the dialog that it belongs to.
+// What a control can ask of its dialog.
 #pragma once
 
 #include <cstdint>
@@ -12,11 +12,11 @@ public:
   virtual Window window() const = 0;
   virtual QWidget* surface() = 0; // parent of the controls' widgets
 
-  // Enter or Esc that no control wanted: presses the button that stands for it.
+  // For Enter or Esc that no control handled: presses the corresponding button.
   virtual void pressKey(uintptr_t key) = 0;
 
-  // Runs what may throw from within an event. An exception ends the dialog, whose run() throws it
-  // again: none passes through the event loop.
+  // Runs code that may throw inside an event. An exception ends the dialog, and its run() throws it
+  // again, so that no exception passes through the event loop.
   template <typename Function> void guarded(Function&& function) {
     try {
       function();
@@ -27,5 +27,5 @@ public:
 
 protected:
   ~ControlOwner() = default;
-  virtual void keepException() = 0; // keeps the one that is being handled
+  virtual void keepException() = 0; // keeps the exception that is being handled
 };

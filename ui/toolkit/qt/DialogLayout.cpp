@@ -38,7 +38,7 @@ DialogUnits::DialogUnits(const QFont& font) {
   y = (metrics.ascent() + metrics.descent()) / 8.0;
 }
 
-// Edges are rounded, not sizes, so that what touches in the table touches on the screen.
+// Rounds edges, not sizes, so that controls that touch in the table touch on the screen.
 QRect DialogUnits::rect(const DialogPlace& place) const {
   const QPoint from(int(std::lround(place.x * x)), int(std::lround(place.y * y)));
   const QPoint to(int(std::lround((place.x + place.width) * x)),

@@ -1,5 +1,5 @@
-// From a dialog's table to places on the screen: language, fonts, dialog units, and the room that
-// texts need.
+// Computes a dialog's layout on the screen from its table: language, fonts, dialog units, and the
+// space that texts need.
 #pragma once
 
 #include <QFont>
@@ -20,21 +20,21 @@ struct DialogUnits {
   QSize size(const DialogTemplate& dialogTemplate) const;
 };
 
-// The desktop's font at the table's size, or smaller where the screen has no room for it.
+// The desktop's font at the table's size, or smaller if the screen has no room for it.
 QFont DialogFont(const DialogTemplate& dialogTemplate, const QScreen& screen);
 
-// A row's text and place in the language of the system.
+// A row's text and place in the system's language.
 QString TextOf(const DialogControl& row);
 const DialogPlace& PlaceOf(const DialogControl& row);
 
-// What a screen reader says of a slider, an edit box or a check box: the title of the group box
-// around it, and its own text or else the first label of its line. Empty for the other kinds, whose
-// texts say enough.
+// What a screen reader says for a slider, an edit box or a check box: the title of the group box
+// around it, and its own text or the first label of its line. Empty for other kinds, whose own
+// texts are enough.
 QString AccessibleNameOf(const DialogTemplate& dialogTemplate, const DialogControl& row);
 
-// Moves a control to the middle of the label before it, where both are on one line: their middles
-// differ by up to two units there, as places are whole units.
+// Centres a control vertically on the label before it if both are on one line: in the table their
+// centres differ by up to two units there, because places are whole units.
 void JoinLine(QRect& place, const QRect& label, const DialogUnits& units);
 
-// Gives a text, or a check box's mark, the room that it needs in the desktop's style.
+// Enlarges a place to the size that a text, or a check box's mark, needs in the desktop's style.
 void MakeRoom(QRect& place, ControlKind kind, const QWidget& widget, const QSize& dialog);

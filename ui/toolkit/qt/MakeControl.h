@@ -1,7 +1,7 @@
-// From a row of a dialog's table to its control.
+// Creates a control from a row of a dialog's table.
 #pragma once
 
 #include "ui/toolkit/qt/QtControl.h"
 
-// Makes the widget of the row, without text or place, and what stands behind it.
+// Creates the row's widget, without text or place, and the object for it.
 QtControl* MakeControl(ControlOwner& owner, const DialogControl& control);

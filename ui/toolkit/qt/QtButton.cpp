@@ -41,8 +41,8 @@ protected:
     case QEvent::KeyPress:
       return onKey(*static_cast<QKeyEvent*>(event));
     case QEvent::Shortcut:
-      // Clicks at once. Qt would wait a tenth of a second, in which Alt may be let go: the click
-      // would then come after what the dialog does at the release.
+      // Clicks at once. Qt would wait a tenth of a second, and the user might release Alt
+      // meanwhile: the click would then come after the dialog's reaction to the release.
       if (static_cast<QShortcutEvent*>(event)->isAmbiguous())
         return false;
       button_->setFocus(Qt::ShortcutFocusReason);
@@ -58,8 +58,8 @@ private:
     if (VirtualKeyOf(key) != VK_RETURN)
       return false;
     if (!qobject_cast<QPushButton*>(button_))
-      owner().pressKey(VK_RETURN); // Qt toggles a check box on some desktops
-    else if (!key.isAutoRepeat())  // one click for one press
+      owner().pressKey(VK_RETURN); // otherwise Qt toggles a check box on some desktops
+    else if (!key.isAutoRepeat())  // one click per press
       button_->click();
     return true;
   }

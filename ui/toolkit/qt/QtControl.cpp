@@ -10,7 +10,7 @@
 
 namespace {
 
-constexpr int notch = 120; // turn of a wheel's notch, in Qt's units and in WM_MOUSEWHEEL
+constexpr int notch = 120; // turn of one wheel notch, in Qt's units and in WM_MOUSEWHEEL
 
 intptr_t controlBehaviour(Window window, uint32_t message, uintptr_t wParam, intptr_t lParam) {
   return static_cast<QtControl*>(window->peer)->behave(message, wParam, lParam);
@@ -101,19 +101,19 @@ bool QtControl::sendKeyPress(QKeyEvent& event) {
   sendFor(event, WM_KEYDOWN, key);
   for (char32_t character : CharactersOf(event))
     sendFor(event, WM_CHAR, character);
-  event.accept(); // a widget may leave Ctrl+Enter over, which is no Enter for the dialog
+  event.accept(); // a widget may not handle Ctrl+Enter, which must not act as Enter for the dialog
   return true;
 }
 
 bool QtControl::sendKeyRelease(QKeyEvent& event) {
-  if (!event.isAutoRepeat() && !AltIsPartOf(event)) // up at last
+  if (!event.isAutoRepeat() && !AltIsPartOf(event)) // finally released
     sendFor(event, WM_KEYUP, VirtualKeyOf(event));
   return true;
 }
 
 bool QtControl::sendWheel(QEvent* event) {
   const auto& wheel = *static_cast<QWheelEvent*>(event);
-  // With Alt held the wheel turns sideways; otherwise sideways is nothing to these controls.
+  // With Alt held the wheel turns sideways; without Alt these controls ignore sideways turns.
   const bool sideways = wheel.modifiers().testFlag(Qt::AltModifier);
   const int turn =
       wheel.angleDelta().y() == 0 && sideways ? wheel.angleDelta().x() : wheel.angleDelta().y();

@@ -1,8 +1,8 @@
-// A control of a dialog: a Qt widget behind a window record.
+// A control of a dialog: a Qt widget and its window record.
 //
-// The object is an event filter in front of its widget. Input becomes messages to the window; what
-// the procedures in front of it let through comes back to behave(), which does what the stock
-// control does, mostly by handing the widget the event that it would have got at once.
+// The object is an event filter on its widget. It converts input to messages for the window.
+// Messages that no procedure stops come back to behave(), which acts like the stock control, mostly
+// by delivering the original event to the widget.
 #pragma once
 
 #include <QObject>
@@ -23,28 +23,28 @@ public:
   QWidget* widget() const { return widget_; }
   ControlKind kind() const { return kind_; }
 
-  // Messages that no procedure stopped.
+  // Handles messages that no procedure stopped.
   virtual intptr_t behave(uint32_t message, uintptr_t wParam, intptr_t lParam);
 
 protected:
   virtual std::string text() const { return {}; }
   virtual void setText(const std::string&) {}
 
-  // An event for the widget; true: it is not to see it.
+  // An event for the widget; true: the widget does not get it.
   virtual bool onEvent(QEvent*) { return false; }
   bool eventFilter(QObject* watched, QEvent* event) final;
 
-  // Input as messages to the window; true: the widget is not to see the event as well.
+  // Sends input as messages to the window; true: the widget does not get the event.
   bool sendKeyPress(QKeyEvent& event);
   bool sendKeyRelease(QKeyEvent& event);
   bool sendWheel(QEvent* event);
   void sendFor(QEvent& event, uint32_t message, uintptr_t wParam = 0);
 
   void deliver(QEvent& event) { static_cast<QObject*>(widget_)->event(&event); }
-  void deliverCurrent(); // the event that the present message came from, if it came from one
+  void deliverCurrent(); // delivers the event behind the current message, if there is one
   QEvent* current() const { return current_; }
 
-  void sendToDialog(uint32_t message, uintptr_t wParam, intptr_t lParam); // from a widget's signal
+  void sendToDialog(uint32_t message, uintptr_t wParam, intptr_t lParam); // for a widget's signal
   void sendCommand(uint32_t code); // WM_COMMAND with this notification code
   ControlOwner& owner() const { return owner_; }
 
@@ -54,10 +54,10 @@ private:
   QWidget* widget_;
   Window window_;
   QEvent* current_ = nullptr;
-  int wheelRest_{}; // turn that has not made a whole notch yet
+  int wheelRest_{}; // rest of a turn below a whole notch
 };
 
 WindowRect RectOnScreen(const QWidget& widget); // without a frame
 
-// Copies UTF-8 text as WM_GETTEXT does: at most `capacity` bytes with the ending zero.
+// Copies UTF-8 text like WM_GETTEXT: at most `capacity` bytes with the final zero.
 intptr_t CopyText(const std::string& text, uintptr_t capacity, intptr_t buffer);

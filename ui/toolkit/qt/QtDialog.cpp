@@ -19,7 +19,7 @@ QtDialog* innermostDialog = nullptr;
 
 constexpr int idOk = 1, idCancel = 2;
 
-// What a user does to a window; none of it may overtake a posted message.
+// User actions on a window; none of them may overtake a posted message.
 bool isInput(QEvent::Type type) {
   switch (type) {
   case QEvent::KeyPress:
@@ -65,11 +65,11 @@ QtDialog::QtDialog(const DialogTemplate& dialogTemplate, QWidget* owner, DialogP
       widget_(owner, windowFlags(dialogTemplate.style)), outer_(innermostDialog) {
   innermostDialog = this;
   widget_.setWindowModality(owner ? Qt::WindowModal : Qt::ApplicationModal);
-  widget_.setAttribute(Qt::WA_QuitOnClose, false); // the program goes on without it
+  widget_.setAttribute(Qt::WA_QuitOnClose, false); // the program continues without it
   buildControls(dialogTemplate);
   window_->style = dialogTemplate.style;
   window_->dialogProc = proc;
-  qApp->installEventFilter(this); // sees the dialog's own events, and the keys of all windows
+  qApp->installEventFilter(this); // to see the dialog's own events, and the keys of all windows
 }
 
 QtDialog::~QtDialog() {
@@ -110,7 +110,7 @@ intptr_t QtDialog::run(intptr_t parameter) {
   });
   if (!result_)
     widget_.show();
-  if (!result_) // showing may have handled a message that ended it
+  if (!result_) // a message during showing may have ended it
     loop_.exec(QEventLoop::DialogExec);
   if (!result_) // the application ends
     guarded([&] { closeFromDesktop(); });
@@ -134,8 +134,8 @@ void QtDialog::keepException() {
   end(-1);
 }
 
-// The window manager's closing is a cancel whatever state the dialog is in: the window ceases to
-// be active before it is closed, which takes it back to its usual state.
+// Closing by the window manager is a cancel in every state of the dialog: the window first becomes
+// inactive, which restores its normal state.
 void QtDialog::closeFromDesktop() {
   SendMessage(window_, WM_ACTIVATE);
   SendMessage(window_, WM_COMMAND, MakeWords(idCancel, BN_CLICKED),
@@ -213,7 +213,8 @@ intptr_t QtDialog::behave(uint32_t message, uintptr_t wParam, intptr_t lParam) {
 
 bool QtDialog::eventFilter(QObject* watched, QEvent* event) {
   const QEvent::Type type = event->type();
-  // On a busy machine more input may follow at once behind what ended the dialog: it is too late.
+  // On a busy machine more input may follow immediately after the event that ended the dialog:
+  // ignore it.
   if (result_ && event->isInputEvent() && watched == widget_.windowHandle())
     return true;
   if (isInput(type) && innermostDialog == this)
@@ -233,13 +234,13 @@ bool QtDialog::eventFilter(QObject* watched, QEvent* event) {
     return false;
   case QEvent::WindowActivate:
   case QEvent::WindowDeactivate:
-    endAltUnlessHeld(Qt::NoModifier); // its release goes to another window
+    endAltUnlessHeld(Qt::NoModifier); // another window gets its release
     guarded([&] { SendMessage(window_, WM_ACTIVATE); });
     return false;
   case QEvent::Close:
     if (result_)
-      return false;  // it has ended already
-    event->ignore(); // end() hides the window; Qt would do it a second time
+      return false;  // it has already ended
+    event->ignore(); // end() hides the window; Qt would hide it a second time
     guarded([&] { closeFromDesktop(); });
     return true;
   case QEvent::MouseButtonPress:
@@ -277,7 +278,7 @@ bool QtDialog::filterApplicationKey(const QKeyEvent& event) {
   if (release && event.isAutoRepeat())
     return false; // the key is still down
   uintptr_t key = VirtualKeyOf(event);
-  // A layout may give the key yet another name when it is let go; the place on the keyboard stays.
+  // With some layouts a key has another name when it is released; its scan code stays the same.
   const quint32 place = event.nativeScanCode();
   if (release && place && altHeldAt_ == place)
     key = VK_MENU;
@@ -288,8 +289,8 @@ bool QtDialog::filterApplicationKey(const QKeyEvent& event) {
   return callHooks(key, release || event.isAutoRepeat(), release);
 }
 
-// The hooks see Alt go up even if its release went elsewhere: to the window manager, which switches
-// windows with it, or to the window that has become active.
+// The hooks see the release of Alt even if the event went elsewhere: to the window manager, which
+// uses Alt to switch windows, or to the window that became active.
 void QtDialog::endAltUnlessHeld(Qt::KeyboardModifiers held) {
   if (!altHeldAt_ || held.testFlag(Qt::AltModifier))
     return;
@@ -297,8 +298,8 @@ void QtDialog::endAltUnlessHeld(Qt::KeyboardModifiers held) {
   callHooks(VK_MENU, true, true);
 }
 
-// Qt clears what it repaints. A procedure that stops drawing leaves its last picture on the screen,
-// so that picture is kept here.
+// Qt clears what it repaints. If a procedure stops drawing, its last picture must stay on the
+// screen, so the picture is kept here.
 void QtDialog::paint(const QRegion& region) {
   if (drawn_.isNull() || region.intersects(QRect(drawnPlace_, drawn_.size())))
     guarded([&] { SendMessage(window_, WM_PAINT); });

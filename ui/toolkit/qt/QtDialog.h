@@ -1,7 +1,7 @@
-// A modal dialog: a QDialog behind a window record, built from a table and run until EndDialog.
+// A modal dialog: a QDialog and its window record, built from a table; runs until EndDialog.
 //
-// Every posted message is handled before the next key, click or change of focus: that input may end
-// the dialog, and what the user did before it must count.
+// Every posted message is handled before the next key, click or focus change: that input may end
+// the dialog, and earlier input must count.
 #pragma once
 
 #include <QDialog>
@@ -33,7 +33,7 @@ public:
 
   void dispatchPosted(); // all posted messages
 
-  static QtDialog* innermost(); // the dialog that runs now, or null
+  static QtDialog* innermost(); // the innermost running dialog, or null
 
 protected:
   bool eventFilter(QObject* watched, QEvent* event) override;
@@ -50,16 +50,16 @@ private:
   void end(intptr_t result);
   void keepException() override;
 
-  Window owner_; // stands for the owner's widget; null without one
+  Window owner_; // represents the owner's widget; null without one
   Window window_;
   QDialog widget_;
   std::vector<QtControl*> controls_;
   QEventLoop loop_;
   std::optional<intptr_t> result_;
   std::exception_ptr thrown_;
-  QImage drawn_;      // what the procedure last drew, shown again until it draws anew
+  QImage drawn_;      // the procedure's last drawing, shown again until it draws a new one
   QPoint drawnPlace_; // its corner, in client coordinates
-  // Scan code of Alt, 0 if there is none, while the hooks have seen it go down and not up.
+  // Scan code of Alt (0 if there is none) after the hooks have seen the press but not the release.
   std::optional<quint32> altHeldAt_;
   QtDialog* outer_;
 };

@@ -26,7 +26,7 @@ constexpr MenuRow contextMenu[] = {
     {"Select &All", "&Tout sélectionner", 0},
 };
 
-// Selections count bytes of the UTF-8 text, as the texts of the messages do.
+// Selections count bytes of the UTF-8 text, like the texts of the messages.
 int byteOf(const QString& text, int character) { return int(text.left(character).toUtf8().size()); }
 int characterOf(const QString& text, intptr_t byte) {
   return int(QString::fromUtf8(text.toUtf8().left(qsizetype(byte))).size());
@@ -36,7 +36,7 @@ class QtEdit final : public QtControl {
 public:
   QtEdit(ControlOwner& owner, const DialogControl& control, QLineEdit* edit)
       : QtControl(owner, control, edit), edit_(edit) {
-    // Text comes in as characters or as a paste, each of which the procedures see first.
+    // Text arrives only as characters or as a paste, and the procedures see both first.
     edit->setAttribute(Qt::WA_InputMethodEnabled, false);
     edit->setAcceptDrops(false);
     QObject::connect(edit, &QLineEdit::textChanged, this, [this] { sendCommand(EN_CHANGE); });
@@ -94,7 +94,7 @@ intptr_t QtEdit::behave(uint32_t message, uintptr_t wParam, intptr_t lParam) {
   return 0;
 }
 
-// Keys that move, delete or stand for a clipboard command; those that type come as characters.
+// Keys that move, delete or are clipboard commands; keys that type arrive as characters.
 void QtEdit::keyDown(uintptr_t key) {
   QKeyEvent made(QEvent::KeyPress, QtKeyOf(key), Qt::NoModifier);
   QKeyEvent& event = current() && current()->type() == QEvent::KeyPress
@@ -147,7 +147,7 @@ void QtEdit::setSelection(intptr_t start, intptr_t end) {
   edit_->setSelection(first, last - first);
 }
 
-// The stock menu would change the text behind the procedures' back; this one goes through them.
+// The stock menu would change the text without the procedures; this one goes through them.
 void QtEdit::showMenu(QPoint where) {
   const bool french = systemLanguageIsFrench();
   auto* menu = new QMenu(edit_);
@@ -180,7 +180,7 @@ bool QtEdit::onEvent(QEvent* event) {
     return true;
   case QEvent::MouseButtonPress:
   case QEvent::MouseButtonRelease:
-    // The middle button would paste unseen.
+    // The middle button would paste without the procedures.
     return static_cast<QMouseEvent*>(event)->button() == Qt::MiddleButton;
   case QEvent::FocusOut:
     if (static_cast<QFocusEvent*>(event)->reason() == Qt::PopupFocusReason)

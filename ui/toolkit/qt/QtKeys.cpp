@@ -19,8 +19,8 @@ constexpr KeyPair keyTable[] = {
     {Qt::Key_Insert, VK_INSERT},  {Qt::Key_Delete, VK_DELETE},
 };
 
-// X11 names a key by its level too: pressed or let go while Shift is down, Alt is called Meta. The
-// key with the window on it is another one, which Qt calls Meta as well.
+// X11 names a key by its level, too: with Shift down, Alt is called Meta. The key with the window
+// symbol is another key, which Qt also calls Meta.
 bool isAltCalledMeta(const QKeyEvent& event) {
   constexpr quint32 keysymMetaLeft = 0xffe7, keysymMetaRight = 0xffe8;
   return event.key() == Qt::Key_Meta && (event.nativeVirtualKey() == keysymMetaLeft ||
@@ -62,7 +62,7 @@ std::vector<char32_t> CharactersOf(const QKeyEvent& event) {
   if (event.modifiers().testFlag(Qt::ControlModifier)) {
     if (event.key() >= Qt::Key_A && event.key() <= Qt::Key_Z)
       return {char32_t(event.key() - Qt::Key_A + 1)};
-    return {}; // X11 gives some of these the text that they have without Ctrl
+    return {}; // for some of these, X11 delivers the text that they have without Ctrl
   }
   std::vector<char32_t> characters;
   for (uint unit : event.text().toUcs4())

@@ -1,4 +1,4 @@
-// Qt's key events in the words of this layer.
+// Converts Qt's key events to the terms of this layer.
 #pragma once
 
 #include <QKeyEvent>
@@ -11,8 +11,8 @@
 VirtualKey VirtualKeyOf(const QKeyEvent& event);
 int QtKeyOf(uintptr_t virtualKey); // 0 for VK_OTHER
 
-// What a pressed key types: control characters for Backspace, Enter, Esc and Ctrl with a
-// letter, the text otherwise; nothing for keys that move or delete.
+// The characters that a pressed key types: control characters for Backspace, Enter, Esc and Ctrl
+// with a letter, otherwise the text; nothing for keys that move or delete.
 std::vector<char32_t> CharactersOf(const QKeyEvent& event);
 
 bool AltIsPartOf(const QKeyEvent& event);

@@ -26,8 +26,8 @@ private:
   QLabel* label_;
 };
 
-// Underlined text in the colour of links. A button underneath, for its mouse, its single tab stop
-// and its place in the accessibility tree.
+// Underlined text in the colour of links. Based on a button, for its mouse handling, its single tab
+// stop and its place in the accessibility tree.
 class LinkWidget final : public QAbstractButton {
 public:
   explicit LinkWidget(QWidget* parent) : QAbstractButton(parent) {
@@ -58,7 +58,7 @@ protected:
   }
 
 private:
-  static constexpr int margin = 2; // pixels between the text and the mark of the focus
+  static constexpr int margin = 2; // pixels between the text and the focus mark
   QRect textRect() const { return {0, 0, std::min(sizeHint().width(), width()), height()}; }
 };
 
@@ -78,7 +78,7 @@ protected:
     const auto& key = *static_cast<QKeyEvent*>(event);
     if (VirtualKeyOf(key) != VK_RETURN)
       return false;
-    if (!key.isAutoRepeat()) // one page for one press
+    if (!key.isAutoRepeat()) // one page per press
       open(NM_RETURN);
     return true;
   }

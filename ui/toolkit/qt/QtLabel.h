@@ -1,4 +1,4 @@
-// Labels, and links: texts to click on, or to open with Enter while they have the focus.
+// Labels, and links: texts that open with a click, or with Enter while they have the focus.
 #pragma once
 
 #include "ui/toolkit/qt/QtControl.h"

@@ -7,7 +7,7 @@
 
 namespace {
 
-// A bitmap in the resolution of the screen.
+// A bitmap at the resolution of the screen.
 class PictureWidget final : public QWidget {
 public:
   PictureWidget(QWidget* parent, int number, Qt::AspectRatioMode shape)
@@ -36,8 +36,8 @@ private:
   QImage scaled_;
 };
 
-// A frame with its title in the top line. Drawn here, as Qt's styles differ in how far below the
-// title they begin and the tables leave room for the title alone.
+// A frame with its title in the top line. Drawn here, because Qt's styles start the frame at
+// different heights below the title, and the tables leave room only for the title.
 class GroupBox final : public QGroupBox {
 public:
   using QGroupBox::QGroupBox;

@@ -1,4 +1,4 @@
-// Pictures and frames: controls that are only looked at.
+// Pictures and frames: controls without input.
 #pragma once
 
 #include "ui/toolkit/qt/QtControl.h"

@@ -14,7 +14,7 @@
 
 namespace {
 
-// Null where nothing can be shown: there is no application, or this is another thread.
+// Null if nothing can be shown: there is no application, or this is another thread.
 QApplication* application() {
   auto* app = qobject_cast<QApplication*>(QCoreApplication::instance());
   return app && app->thread() == QThread::currentThread() ? app : nullptr;
@@ -27,7 +27,7 @@ intptr_t dialogBox(const DialogTemplate* dialogTemplate, void* owner, DialogProc
   return QtDialog(*dialogTemplate, static_cast<QWidget*>(owner), proc).run(parameter);
 }
 
-// The dialog is the context, so that no call is left behind when the module is unloaded.
+// Uses the dialog as the context, so that no call remains when the module is unloaded.
 void messagePosted() {
   QtDialog* dialog = application() ? QtDialog::innermost() : nullptr;
   if (!dialog)

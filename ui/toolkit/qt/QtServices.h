@@ -1,7 +1,7 @@
-// The desktop behind the toolkit: screen, keyboard, clipboard, message boxes, through Qt.
+// The toolkit's services with Qt: screen, keyboard, clipboard, message boxes.
 //
-// Code that links this has them in gServices from the start; without a QApplication on the calling
-// thread each of them does nothing.
+// Code that links this file has them in gServices from the start; without a QApplication on the
+// calling thread each service does nothing.
 #pragma once
 
 #include "ui/toolkit/Services.h"

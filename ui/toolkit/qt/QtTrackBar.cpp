@@ -9,7 +9,7 @@ namespace {
 
 constexpr int pagesInRange = 5; // a page is this part of the range, a line one position
 
-// What a key does to a stock slider: down and to the right is more.
+// The effect of a key on a stock slider: down and to the right increases.
 struct KeyStep {
   uintptr_t key;
   ScrollCode code;
@@ -33,7 +33,8 @@ class QtTrackBar final : public QtControl {
 public:
   QtTrackBar(ControlOwner& owner, const DialogControl& control, QSlider* slider)
       : QtControl(owner, control, slider), slider_(slider) {
-    // Only the pointer changes the value through the widget itself; all else blocks the signal.
+    // Only the pointer changes the value through the widget itself; all other changes block the
+    // signal.
     QObject::connect(slider, &QSlider::valueChanged, this, [this] { scroll(SB_THUMBTRACK); });
   }
 
