@@ -66,6 +66,7 @@ int soak(int count, const char* folder) {
     if (number + 1 == warmUp)
       first = last;
     std::printf("%5d photographs: %.2f MB resident\n", number + 1, last);
+    std::fflush(stdout);
   }
   const double growth = first > 0 ? last / first - 1 : 0;
   std::printf("growth after the first %d: %.2f percent\n", warmUp, growth * 100);
