@@ -3,6 +3,7 @@
 #include "apps/shared/Memory.h"
 
 #include <algorithm>
+#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <limits>
@@ -24,6 +25,7 @@ constexpr int64_t kilobyte = 1024; // of the kernel's tables
 constexpr int64_t fixedBytes = 215 * megabyte; // the module, its solver, the libraries
 constexpr int64_t bytesAPixel = 25;            // the float image, and its smaller copies
 constexpr int64_t libraryFixedBytes = 60 * megabyte, libraryBytesAPixel = 3; // of the image library
+constexpr int64_t jpeg2000BytesAPixel = 45; // address space of its encoder, a sixth of it filled
 
 // The number after the name in the file; `missing` if there is none.
 int64_t numberIn(const fs::path& file, const std::string& name, int64_t missing) {
@@ -89,16 +91,20 @@ bool tellsOfMemory(const std::string& text) {
       "stopped before its end", // from the host, see ResultMessages.cpp
       "PARDISO"}; // the solver reports only its phase; its matrix is valid for every picture
 
-  return std::any_of(std::begin(words), std::end(words),
-                     [&](const char* part) { return text.find(part) != std::string::npos; });
+  const auto has = [&text](const char* part) { return text.find(part) != std::string::npos; };
+  // The encoder of JPEG 2000 leaves a broken file when it gets no memory, which only a limit of the
+  // process refuses.
+  return std::any_of(std::begin(words), std::end(words), has) ||
+         (has("could not be read again") && memoryOfProcess() < unlimited);
 }
 
 int64_t memoryFor(const photo::Claim& claim, const photo::Format& result, int64_t fileSize) {
   const int64_t pixels = claim.width * claim.height;
   const int64_t document = pixels * claim.channels * claim.depth / 8;
   const bool byLibrary = !photo::isBuiltIn(result);
+  const bool jpeg2000 = std::strcmp(result.name, "JPEG 2000") == 0;
   return fixedBytes + byLibrary * libraryFixedBytes + fileSize + document +
-         pixels * (bytesAPixel + byLibrary * libraryBytesAPixel);
+         pixels * (bytesAPixel + byLibrary * libraryBytesAPixel + jpeg2000 * jpeg2000BytesAPixel);
 }
 
 int64_t memoryOfMachine() {

@@ -13,6 +13,7 @@
 #include <unistd.h>
 
 #include "host/session/Session.h"
+#include "primitives/base/HeapBlock.h"
 
 namespace {
 
@@ -21,7 +22,10 @@ constexpr int report = 100;         // photographs between two printed figures
 constexpr double mostGrowth = 0.01; // relative to the resident memory after the warm-up
 constexpr int32_t widths[] = {64, 97, 128, 200, 256, 320, 403, 500, 640, 800};
 
+// After the freed blocks are returned, as the window does when it closes a photograph. Else the
+// allocator keeps more or fewer of them, depending on which threads have freed them.
 double residentMegabytes() {
+  trimHeap();
   std::ifstream table("/proc/self/statm");
   double total = 0, resident = 0;
   table >> total >> resident;
