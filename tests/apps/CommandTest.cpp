@@ -85,12 +85,12 @@ TEST_F(Command, InterruptsFullDisksAndCrashesLeaveNothing) {
 TEST_F(Command, ATerminalGetsABar) {
   const std::string longName = std::string(70, 'n') + "nnd.jpg";
   for (const std::string& name : {std::string("c.jpg"), longName})
-    writePicture(name, hazyScene(1500, 1000, 32));
+    writePicture(name, hazyScene(3000, 2000, 32));
   const auto onTerminal = [&](const std::string& options, const std::string& kind = "xterm") {
     return run("", "TERM=" + kind + " script -qec 'stty cols 70; " FOG_PROGRAM " " + options +
                        "' /dev/null; : ");
   };
-  EXPECT_EQ(onTerminal("c.jpg " + longName + " -j 1 -o out/"), 0);
+  EXPECT_EQ(onTerminal("c.jpg " + longName + " -j 1 -t 1 -o out/"), 0);
   std::vector<int> percents[2];
   std::string last;
   for (size_t at = 0, end; (at = said.find("\r\033[K", at)) != said.npos; at = end) {
@@ -114,9 +114,9 @@ TEST_F(Command, ATerminalGetsABar) {
   }
   for (const std::vector<int>& of : percents) {
     EXPECT_TRUE(std::is_sorted(of.begin(), of.end()));
-    EXPECT_GE(of.size(), 2u);
     EXPECT_GT(of.empty() ? 0 : of.back(), 9);
   }
+  EXPECT_GE(percents[0].size() + percents[1].size(), 3u); // five a second
   EXPECT_TRUE(last.ends_with("d.jpg: written to out/" + longName.substr(0, 73) + "-clear.jpg"));
   EXPECT_EQ(onTerminal("b.jpg", "dumb"), 0);
   EXPECT_EQ(said, "");
