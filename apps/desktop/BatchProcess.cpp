@@ -26,7 +26,7 @@ namespace {
 constexpr int turnMilliseconds = 50;
 constexpr int patienceTurns = 3; // turns between asking the children to stop and killing them
 
-void write(QJsonObject event) {
+void write(const QJsonObject& event) {
   const QByteArray line = QJsonDocument(event).toJson(QJsonDocument::Compact) + '\n';
   std::fwrite(line.constData(), 1, size_t(line.size()), stdout);
   std::fflush(stdout);
@@ -68,7 +68,7 @@ std::optional<BatchOrder> orderOf(const QByteArray& line) {
       order.look.*parameter.value = look[parameter.name].toDouble();
   if (look.contains("mask"))
     order.look.mask = look["mask"].toBool();
-  for (const QJsonValue& value : object["photographs"].toArray())
+  for (const auto& value : object["photographs"].toArray())
     order.photographs.push_back(
         {value[0].toString().toStdString(), value[1].toString().toStdString()});
   return order;

@@ -36,6 +36,7 @@ constexpr const char* sentences[] = {
     QT_TRANSLATE_NOOP("Reasons", "holds several pictures; the largest one is used"),
     QT_TRANSLATE_NOOP("Reasons", "cannot be read: its decoder finds no end"),
     QT_TRANSLATE_NOOP("Reasons", "'%1' is no format that can be written; there are %2"),
+    // NOLINTNEXTLINE(bugprone-suspicious-missing-comma)
     QT_TRANSLATE_NOOP("Reasons", "wider than %1 pixels, which the filter corrects from its dialog "
                                  "only"),
     QT_TRANSLATE_NOOP("Reasons", "too large: the filter takes at most %1 pixels"),

@@ -386,6 +386,7 @@ pid_t startProgram(const Source& source, int minimumBits, int threads, const Fil
                           files.page, int(::getpid())})
     words.push_back(std::to_string(value));
   std::vector<char*> arguments;
+  arguments.reserve(words.size() + 1);
   for (std::string& word : words)
     arguments.push_back(word.data());
   arguments.push_back(nullptr);
