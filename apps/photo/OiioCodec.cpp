@@ -382,8 +382,8 @@ ImageSpec headerOf(const Picture& picture, const Encoding& encoding, const Metad
     spec["oiio:UnassociatedAlpha"] = 1;
   if (codec == "png")
     spec["png:compressionLevel"] = 4; // a third of the time of 6, files a few percent larger
-  else
-    spec["Compression"] = "zip"; // of TIFF and OpenEXR
+  else if (codec == "tiff" || codec == "openexr")
+    spec["Compression"] = "zip";
   if (picture.resolution.x > 0) {
     spec["XResolution"] = float(picture.resolution.x);
     spec["YResolution"] = float(picture.resolution.y);
