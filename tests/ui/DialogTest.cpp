@@ -674,8 +674,8 @@ TEST_F(Dialog, DialogsAreCentredOnOwnerAndScreen) {
   services.captionHeight = []() -> int32_t { return 20; };
   const auto answer = [](Window window, uint32_t message, uintptr_t, intptr_t value) -> intptr_t {
     auto& own = *static_cast<WindowRect*>(window->peer);
-    if (message == TKM_MOVE)
-      std::memcpy(&own, reinterpret_cast<const void*>(value), sizeof(WindowPoint));
+    if (message == TKM_SETRECT)
+      own = *reinterpret_cast<const WindowRect*>(value);
     else
       *reinterpret_cast<WindowRect*>(value) = own;
     return 0;
@@ -697,6 +697,7 @@ TEST_F(Dialog, DialogsAreCentredOnOwnerAndScreen) {
     Window dialog = NewWindow(owner, answer, &place, 0, c.style);
     CentreDialog(dialog);
     EXPECT_EQ((std::array{place.left, place.top}), c.corner);
+    EXPECT_EQ((std::array{place.width(), place.height()}), (std::array{400, 300}));
     DestroyWindow(dialog);
     DestroyWindow(owner);
   }

@@ -129,7 +129,7 @@ TEST_F(Toolkit, WhatIsNotThereGivesNothing) {
                               GetDlgCtrlID(control),
                               intptr_t(GetWindowStyle(control)),
                               MessageBox(nullptr, "", MB_ICONHAND),
-                              IsKeyHeld(VK_SHIFT),
+                              GetKeyState(VK_SHIFT),
                               GetSystemMetrics(SM_CYCAPTION),
                               GetClientRectOnScreen(GetDesktopWindow()).right};
   EXPECT_THAT(answers, testing::Each(0));

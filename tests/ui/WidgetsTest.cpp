@@ -164,9 +164,9 @@ TEST_F(Widgets, ControlsTakeMessagesOfPrograms) {
     EXPECT_EQ(GetWindowText(edit), "bx");
 
     const auto position = [&] { return int(SendMessage(bar, TBM_GETPOS)); };
-    SendMessage(bar, TBM_SETRANGE, MakeWords(uint16_t(-3), 1));
+    SendMessage(bar, TBM_SETRANGE, true, intptr_t(MakeWords(uint16_t(-3), 1)));
     for (const int wanted : {-3, -2, 1, 2, -40}) {
-      SendMessage(bar, TBM_SETPOS, uintptr_t(intptr_t(wanted)));
+      SendMessage(bar, TBM_SETPOS, true, wanted);
       EXPECT_EQ(position(), std::clamp(wanted, -3, 1));
     }
     SendMessage(bar, WM_KEYDOWN, VK_NEXT);

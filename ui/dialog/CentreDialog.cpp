@@ -24,5 +24,5 @@ void CentreDialog(Window dialog) {
   if (y + own.height() > screenHeight)
     y = std::max(screenHeight - own.height(), 0);
 
-  SetWindowPos(dialog, {x, y});
+  SetWindowPos(dialog, x, y, own.width(), own.height());
 }

@@ -28,7 +28,7 @@ int32_t wholeNumber(const std::string& text) {
 // acts.
 struct WorkingCopy {
   std::string text;
-  int32_t start{}, end{}; // selection
+  int32_t start = 0, end = 0; // selection
 
   explicit WorkingCopy(Window window) : text(GetWindowText(window)) {
     SendMessage(window, EM_GETSEL, reinterpret_cast<uintptr_t>(&start),
@@ -144,7 +144,7 @@ intptr_t FogdissolverEdit::KeyDown(uintptr_t key, intptr_t lParam) {
 }
 
 intptr_t FogdissolverEdit::Character(uintptr_t character, intptr_t lParam) {
-  if (IsKeyHeld(VK_CONTROL))
+  if (GetKeyState(VK_CONTROL) < 0)
     return DefSubclassProc(window, WM_CHAR, character, lParam);
   WorkingCopy copy(window);
   copy.removeSelection();
@@ -158,7 +158,7 @@ intptr_t FogdissolverEdit::Character(uintptr_t character, intptr_t lParam) {
   } else if (character >= '0' && character <= '9') {
     copy.insert(copy.start, std::string(1, char(character)));
   } else {
-    MessageBeep();
+    MessageBeep(0);
     return 1;
   }
   ParseValue(copy.text);

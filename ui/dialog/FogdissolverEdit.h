@@ -39,6 +39,6 @@ private:
   intptr_t Paste(uintptr_t wParam, intptr_t lParam);
 
   int32_t minimum, maximum, step;
-  int32_t value{};
+  int32_t value = 0;
   Window window; // null after detaching
 };

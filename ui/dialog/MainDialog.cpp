@@ -21,8 +21,8 @@ Window dialogWindow = nullptr; // for the hook
 Hook keyboardHook = nullptr;
 Bitmap offscreenBitmap = nullptr; // frame-sized, selected in offscreenContext
 Bitmap previousBitmap = nullptr;  // the bitmap that it replaced there
-bool resetMode;                   // Cancel shows Reset and resets
-bool skipScroll;                  // the next scroll message of a paired slider is ignored
+bool resetMode = false;           // Cancel shows Reset and resets
+bool skipScroll = false;          // the next scroll message of a paired slider is ignored
 std::unique_ptr<FogdissolverEdit> foregroundPositionEdit, foregroundIntensityEdit,
     backgroundPositionEdit, backgroundIntensityEdit;
 std::unique_ptr<FogdissolverTrackBar32> trackBars[5];
@@ -65,29 +65,33 @@ const PairedControl* findPair(int PairedControl::*id, int wanted) {
 }
 
 void setSlider(Window dialog, int id, int32_t position) {
-  SendDlgItemMessage(dialog, id, TBM_SETPOS, uintptr_t(position));
+  SendDlgItemMessage(dialog, id, TBM_SETPOS, true, position);
 }
 
 void initSlider(Window dialog, int id, int32_t position) {
-  SendDlgItemMessage(dialog, id, TBM_SETRANGE, MakeWords(leastPosition, greatestPosition));
+  SendDlgItemMessage(dialog, id, TBM_SETRANGE, true,
+                     intptr_t(MakeWords(leastPosition, greatestPosition)));
   setSlider(dialog, id, position);
 }
 
 // The foreground's position must not exceed the background's. If it now does, the other control
-// gets the same number. True means that the change ends here: the other control's setting and the
-// preview deliberately do not change until the next event.
-bool pushPartner(Window dialog, const PairedControl& moved, int32_t number) {
+// gets the same number; its edit object writes it into the box, which a slider's move does once
+// more. True means that the change ends here: the other control's setting and the preview
+// deliberately do not change until the next event.
+bool pushPartner(Window dialog, const PairedControl& moved, int32_t number, bool writeText) {
   const PairedControl* partner = partnerOf(moved);
   if (!partner || foregroundPositionEdit->GetValue() <= backgroundPositionEdit->GetValue())
     return false;
   partner->object->SetValue(number);
   setSlider(dialog, partner->slider, number);
+  if (writeText)
+    SetDlgItemInt(dialog, partner->edit, number, false);
   return true;
 }
 
 void makeOffscreen(Window dialog) {
   const Window frame = GetDlgItem(dialog, idFrame);
-  ShowWindow(frame, false);
+  ShowWindow(frame, SW_HIDE);
   const WindowRect rect = GetWindowRect(frame);
   DeviceContext* context = BeginPaint(dialog);
   offscreenContext = CreateCompatibleDC(context);
@@ -111,12 +115,13 @@ void showSettings(Window dialog) {
   for (const PairedControl& pair : pairs) {
     const int32_t position = PositionOfValue(gParams->*pair.value);
     initSlider(dialog, pair.slider, position);
+    SetDlgItemInt(dialog, pair.edit, position, false);
     pair.initial = position;
   }
   for (const PairedControl& pair : pairs) {
     pair.object = std::make_unique<FogdissolverEdit>(GetDlgItem(dialog, pair.edit), leastPosition,
                                                      greatestPosition, editStep);
-    pair.object->SetValue(pair.initial);
+    pair.object->SetValue(PositionOfValue(gParams->*pair.value));
   }
   int slider = 0;
   for (const PairedControl& pair : pairs)
@@ -163,7 +168,8 @@ void pairScrolled(Window dialog, const PairedControl& pair, int32_t position) {
     return;
   gParams->*pair.value = ValueOfPosition(position);
   pair.object->SetValue(position);
-  if (!pushPartner(dialog, pair, position))
+  SetDlgItemInt(dialog, pair.edit, position, false);
+  if (!pushPartner(dialog, pair, position, true))
     RefreshProxy(dialog);
 }
 
@@ -183,7 +189,7 @@ void edited(Window dialog, const PairedControl& pair) {
   const int32_t value = pair.object->GetValue();
   gParams->*pair.value = ValueOfPosition(value);
   setSlider(dialog, pair.slider, value);
-  if (!pushPartner(dialog, pair, value))
+  if (!pushPartner(dialog, pair, value, false))
     RefreshProxy(dialog);
 }
 
@@ -192,7 +198,7 @@ void reset(Window dialog) {
   for (const PairedControl& pair : pairs) {
     gParams->*pair.value = ValueOfPosition(pair.initial);
     pair.object->SetValue(pair.initial);
-    SetDlgItemInt(dialog, pair.edit, pair.initial); // -69 if there was no estimate
+    SetDlgItemInt(dialog, pair.edit, pair.initial, true); // -69 if there was no estimate
     setSlider(dialog, pair.slider, pair.initial);
   }
   gParams->power = PowerOfPosition(initialBalance);

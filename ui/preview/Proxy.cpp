@@ -105,7 +105,7 @@ void SetupFilterRecordForProxy() {
   gData->proxyHeight = RectHeight(proxy);
   gData->proxyPlaneSize = wrappingMultiply(gData->proxyWidth, gData->proxyHeight);
 
-  gFilterRecord->maskRate = truncateToInt32(double(gData->scaleFactor) * fixedOne);
+  gFilterRecord->maskRate = truncateToInt32(double(gData->scaleFactor) * fixedOne + 0.5);
   gFilterRecord->inputRate = gFilterRecord->maskRate;
   TRACE("%s (%d) - rate: 0x%x\n", "SetupFilterRecordForProxy", __LINE__,
         unsigned(gFilterRecord->inputRate));
@@ -252,7 +252,9 @@ void PaintProxy(Window dialog) {
   if (!offscreenContext || !gData->proxyBuffer)
     return;
   DeviceContext* paint = BeginPaint(dialog);
-  const WindowRect frame = frameInClient(dialog);
+  const WindowRect frame = GetWindowRect(GetDlgItem(dialog, idFrame));
+  const WindowPoint origin = ClientToScreen(dialog, {0, 0});
+  const int32_t frameLeft = frame.left - origin.x, frameTop = frame.top - origin.y;
   FillBitmap(offscreenContext, DKGRAY_BRUSH);
 
   const VRect r = GetInRect();
@@ -269,6 +271,6 @@ void PaintProxy(Window dialog) {
   map.baseAddr = gData->proxyBuffer;
   gFilterRecord->displayPixels(&map, &map.bounds, offsetY, offsetX, &offscreenContext->surface);
 
-  BitBlt(paint, frame.left, frame.top, offscreenContext);
+  BitBlt(paint, frameLeft, frameTop, offscreenContext);
   EndPaint(dialog, paint);
 }

@@ -17,11 +17,11 @@ constexpr uintptr_t MakeWords(uint16_t low, uint16_t high) {
 
 enum WindowMessage : uint32_t {
   // The life of a dialog.
-  WM_INITDIALOG, // long: the parameter of DialogBoxParam. All controls exist, none is visible
-  WM_DESTROY,    // the dialog is hidden and ends; its controls still exist
-  WM_ACTIVATE,   // it became the active window or is no longer active
-  WM_PAINT,      // draw between BeginPaint and EndPaint
-  WM_SYSCOMMAND, // word: SC_...
+  WM_INITDIALOG = 1, // long: the parameter of DialogBoxParam. All controls exist, none is visible
+  WM_DESTROY,        // the dialog is hidden and ends; its controls still exist
+  WM_ACTIVATE,       // it became the active window or is no longer active
+  WM_PAINT,          // draw between BeginPaint and EndPaint
+  WM_SYSCOMMAND,     // word: SC_...
 
   // From controls to their dialog.
   WM_COMMAND, // word: id of the control, notification code; long: the control
@@ -47,8 +47,8 @@ enum WindowMessage : uint32_t {
   WM_GETTEXTLENGTH, // result: bytes, without the final zero
 
   // For one kind of control.
-  TBM_SETRANGE, // word: two signed words, least and greatest position
-  TBM_SETPOS,   // word: position, signed, clamped to the range; sends no scroll message
+  TBM_SETRANGE, // word: redraw; long: two signed words, least and greatest position
+  TBM_SETPOS,   // word: redraw; long: position, clamped to the range; sends no scroll message
   TBM_GETPOS,
   BM_SETCHECK, // word: 1 checked, 0 not; sends no notification
   BM_GETCHECK,
@@ -72,21 +72,21 @@ enum WindowMessage : uint32_t {
 
   // Used by the functions of Windows.h; a dialog procedure never gets them.
   TKM_FIRST,
-  TKM_SHOW = TKM_FIRST, // word: boolean
+  TKM_SHOW = TKM_FIRST, // word: SW_...
   TKM_ENABLE,           // word: boolean
   TKM_SETFOCUS,
   TKM_GETRECT,       // long: WindowRect*, outer rectangle on the screen
   TKM_GETCLIENTRECT, // long: WindowRect*, inner rectangle on the screen
-  TKM_MOVE,          // long: const WindowPoint*, outer corner on the screen; dialogs only
+  TKM_SETRECT,       // long: const WindowRect*, outer rectangle on the screen; dialogs only
   TKM_INVALIDATE,    // long: const WindowRect*, in client coordinates; dialogs only
   TKM_BLIT,          // long: const BlitRequest*
-  TKM_ENDDIALOG,     // word: the result, signed
+  TKM_ENDDIALOG,     // long: the result
 };
 
 constexpr uintptr_t SC_KEYMENU = 0xF100; // Alt alone opens the window's menu
 
 enum VirtualKey : uintptr_t {
-  VK_BACK,
+  VK_BACK = 1,
   VK_TAB,
   VK_RETURN,
   VK_ESCAPE,
@@ -108,10 +108,10 @@ enum VirtualKey : uintptr_t {
 };
 
 enum NotificationCode : uint32_t {
-  BN_CLICKED, // WM_COMMAND: a check box sends it, too, after it changed
-  EN_CHANGE,  // WM_COMMAND: user or program changed the text of an edit box
-  NM_CLICK,   // WM_NOTIFY: click on a link
-  NM_RETURN,  // WM_NOTIFY: a link opened with the keyboard
+  BN_CLICKED = 0, // WM_COMMAND: a check box sends it, too, after it changed
+  EN_CHANGE,      // WM_COMMAND: user or program changed the text of an edit box
+  NM_CLICK,       // WM_NOTIFY: click on a link
+  NM_RETURN,      // WM_NOTIFY: a link opened with the keyboard
 };
 
 enum ScrollCode : uint16_t {

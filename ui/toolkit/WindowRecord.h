@@ -16,16 +16,16 @@ struct WindowSubclass {
 };
 
 struct ToolkitWindow {
-  int id{};
+  int id = 0;
   Window parent = nullptr;                // a control's dialog, a dialog's owner
   std::vector<Window> children;           // in the order of creation
-  uint32_t style{};                       // WS_...
+  uint32_t style = 0;                     // WS_...
   WindowProc behaviour = nullptr;         // null: ignores everything
   void* peer = nullptr;                   // the object that implements the behaviour
   DialogProc dialogProc = nullptr;        // dialogs: gets messages first, except the TKM_ ones
   std::vector<WindowSubclass> subclasses; // newest last
-  size_t below{}; // number of subclasses that DefSubclassProc has yet to call, while a message is
-                  // handled
+  size_t below = 0; // number of subclasses that DefSubclassProc has yet to call, while a message is
+                    // handled
 };
 
 // Creates a window, which IsWindow and its parent's GetDlgItem find until DestroyWindow.

@@ -196,8 +196,8 @@ void SetDlgItemText(Window dialog, int id, const std::string& text) {
 
 std::string GetDlgItemText(Window dialog, int id) { return GetWindowText(GetDlgItem(dialog, id)); }
 
-void SetDlgItemInt(Window dialog, int id, int32_t value) {
-  SetDlgItemText(dialog, id, std::to_string(value));
+void SetDlgItemInt(Window dialog, int id, int32_t value, bool isSigned) {
+  SetDlgItemText(dialog, id, isSigned ? std::to_string(value) : std::to_string(uint32_t(value)));
 }
 
 void CheckDlgButton(Window dialog, int id, bool checked) {
@@ -208,7 +208,7 @@ bool IsDlgButtonChecked(Window dialog, int id) {
   return SendDlgItemMessage(dialog, id, BM_GETCHECK) != 0;
 }
 
-void ShowWindow(Window window, bool shown) { SendMessage(window, TKM_SHOW, shown); }
+void ShowWindow(Window window, int how) { SendMessage(window, TKM_SHOW, uintptr_t(how)); }
 
 void EnableWindow(Window window, bool enabled) { SendMessage(window, TKM_ENABLE, enabled); }
 
@@ -231,7 +231,15 @@ WindowPoint ScreenToClient(Window window, WindowPoint point) {
   return {point.x - client.left, point.y - client.top};
 }
 
-void SetWindowPos(Window dialog, WindowPoint corner) { sendPointer(dialog, TKM_MOVE, &corner); }
+WindowPoint ClientToScreen(Window window, WindowPoint point) {
+  const WindowRect client = GetClientRectOnScreen(window);
+  return {point.x + client.left, point.y + client.top};
+}
+
+void SetWindowPos(Window dialog, int32_t x, int32_t y, int32_t width, int32_t height) {
+  const WindowRect rect = {x, y, x + width, y + height};
+  sendPointer(dialog, TKM_SETRECT, &rect);
+}
 
 void InvalidateRect(Window window, const WindowRect& clientRect) {
   sendPointer(window, TKM_INVALIDATE, &clientRect);
@@ -251,9 +259,7 @@ intptr_t DialogBoxParam(const DialogTemplate* dialogTemplate, void* owner, Dialo
   return dialogTemplate ? gServices->dialogBox(dialogTemplate, owner, proc, parameter) : -1;
 }
 
-void EndDialog(Window dialog, intptr_t result) {
-  SendMessage(dialog, TKM_ENDDIALOG, uintptr_t(result));
-}
+void EndDialog(Window dialog, intptr_t result) { SendMessage(dialog, TKM_ENDDIALOG, 0, result); }
 
 void* GetActiveWindow() { return gServices->activeWindow(); }
 
@@ -323,9 +329,9 @@ bool CallKeyboardHooks(uintptr_t key, intptr_t flags) {
   return !hooks().empty() && hooks().back()->proc(0, key, flags) != 0;
 }
 
-bool IsKeyHeld(uintptr_t key) { return gServices->keyHeld(key); }
+int16_t GetKeyState(uintptr_t key) { return gServices->keyHeld(key) ? -1 : 0; }
 
-void MessageBeep() { gServices->beep(); }
+void MessageBeep(uint32_t) { gServices->beep(); }
 
 int MessageBox(Window owner, const std::string& text, uint32_t style) {
   return gServices->messageBox(owner, text, style);

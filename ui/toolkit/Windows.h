@@ -54,10 +54,12 @@ void SetWindowText(Window window, const std::string& text);
 std::string GetWindowText(Window window);
 void SetDlgItemText(Window dialog, int id, const std::string& text);
 std::string GetDlgItemText(Window dialog, int id);
-void SetDlgItemInt(Window dialog, int id, int32_t value);
+void SetDlgItemInt(Window dialog, int id, int32_t value, bool isSigned);
 void CheckDlgButton(Window dialog, int id, bool checked);
 bool IsDlgButtonChecked(Window dialog, int id);
-void ShowWindow(Window window, bool shown);
+constexpr int SW_HIDE = 0;
+constexpr int SW_SHOW = 1;
+void ShowWindow(Window window, int how);
 void EnableWindow(Window window, bool enabled);
 void SetFocus(Window window);
 
@@ -65,7 +67,9 @@ void SetFocus(Window window);
 WindowRect GetWindowRect(Window window);         // outer, on the screen
 WindowRect GetClientRectOnScreen(Window window); // inner, on the screen
 WindowPoint ScreenToClient(Window window, WindowPoint point);
-void SetWindowPos(Window dialog, WindowPoint corner);             // outer, on the screen
+WindowPoint ClientToScreen(Window window, WindowPoint point);
+// The outer rectangle on the screen. A dialog keeps the size of its template.
+void SetWindowPos(Window dialog, int32_t x, int32_t y, int32_t width, int32_t height);
 void InvalidateRect(Window window, const WindowRect& clientRect); // WM_PAINT comes later, once
 constexpr uint32_t WS_SYSMENU = 1; // the caption has a menu and a closing button
 uint32_t GetWindowStyle(Window window);
@@ -109,10 +113,11 @@ void UnhookWindowsHookEx(Hook hook);
 intptr_t CallNextHookEx(Hook hook, int code, uintptr_t key, intptr_t flags);
 
 // The desktop.
-bool IsKeyHeld(uintptr_t key); // VK_CONTROL, VK_SHIFT or VK_MENU
+int16_t GetKeyState(uintptr_t key); // VK_CONTROL, VK_SHIFT or VK_MENU; negative: held
+constexpr uint32_t MB_OK = 0;
 constexpr uint32_t MB_ICONHAND = 1;
 constexpr uint32_t MB_ICONEXCLAMATION = 2;
-void MessageBeep();
+void MessageBeep(uint32_t kind); // MB_...; every kind has the same sound
 int MessageBox(Window owner, const std::string& text, uint32_t style); // 1: confirmed, 0: not shown
 bool OpenClipboard(Window window);
 std::string GetClipboardText(); // between OpenClipboard and CloseClipboard

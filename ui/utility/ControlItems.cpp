@@ -4,7 +4,7 @@
 void ShowItem(Window dialog, int item) { ShowOrHideItem(dialog, item, true); }
 void HideItem(Window dialog, int item) { ShowOrHideItem(dialog, item, false); }
 void ShowOrHideItem(Window dialog, int item, bool shown) {
-  ShowWindow(GetDlgItem(dialog, item), shown);
+  ShowWindow(GetDlgItem(dialog, item), shown ? SW_SHOW : SW_HIDE);
 }
 
 void EnableItem(Window dialog, int item) { EnableOrDisableItem(dialog, item, true); }

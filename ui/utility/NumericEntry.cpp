@@ -36,7 +36,7 @@ EntryState stateOf(bool isNumber, Number value, Number minimum, Number maximum) 
 
 void tellRange(Window dialog, int item, int32_t active, int32_t stringId,
                const PascalString& minimum, const PascalString& maximum) {
-  MessageBeep();
+  MessageBeep(MB_ICONEXCLAMATION);
   ShowAlert(dialog, active, stringId, minimum, maximum, 0);
   SelectItemText(dialog, item);
 }
@@ -78,7 +78,7 @@ void StoreDouble(Window dialog, int item, double value, int precision) {
 void ReportIntegerRange(Window dialog, int item, int32_t minimum, int32_t maximum, int32_t& value,
                         int32_t active) {
   value = value < minimum ? minimum : maximum;
-  SetDlgItemInt(dialog, item, value);
+  SetDlgItemInt(dialog, item, value, true);
   PascalString least, greatest;
   least.append(minimum);
   greatest.append(maximum);

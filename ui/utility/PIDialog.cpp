@@ -20,7 +20,7 @@ std::map<int32_t, const DialogTemplate*>& registeredDialogs() {
 
 // Controls of the about box.
 constexpr int aboutText = 3, aboutFirstAddress = 4, aboutSecondAddress = 5;
-constexpr size_t longestAddress = 255; // bytes
+constexpr size_t longestAboutText = 254, longestAddress = 255; // bytes
 
 constexpr uintptr_t characterEnter = 13, characterEsc = 27;
 
@@ -41,7 +41,8 @@ void PIDialog::RunModal(void* reference, void*, int32_t resource) {
 }
 
 void PIAboutBox::InitDialog() {
-  SetDlgItemText(dialogWindow, aboutText, LoadStringResource(resourceId));
+  SetDlgItemText(dialogWindow, aboutText,
+                 LoadStringResource(resourceId).substr(0, longestAboutText));
 }
 
 void PIAboutBox::HandleCommand(int itemId) {
@@ -83,7 +84,9 @@ GenericProc(Window dialog, uint32_t message, uintptr_t wParam, intptr_t lParam) 
   default:
     if (currentDialog)
       currentDialog->HandleMessage(message, wParam, lParam);
-    return 0; // the window's own behaviour follows
+    else
+      DefWindowProc(dialog, message, wParam, lParam);
+    return 0;
   }
 }
 

@@ -17,7 +17,7 @@ public:
   // ends.
   virtual void RunModal(void* pluginRef, void* ignored, int32_t resourceId);
 
-  int32_t resourceId{};
+  int32_t resourceId = 0;
   Window dialogWindow = nullptr; // while the dialog is open
   void* pluginRef = nullptr;     // from the host, for GetDLLInstance
 };

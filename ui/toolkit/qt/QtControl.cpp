@@ -49,7 +49,7 @@ intptr_t QtControl::behave(uint32_t message, uintptr_t wParam, intptr_t lParam) 
   case WM_GETTEXT:
     return CopyText(text(), wParam, lParam);
   case TKM_SHOW:
-    widget_->setVisible(wParam != 0);
+    widget_->setVisible(wParam != SW_HIDE);
     break;
   case TKM_ENABLE:
     widget_->setEnabled(wParam != 0);

@@ -54,7 +54,7 @@ private:
   QWidget* widget_;
   Window window_;
   QEvent* current_ = nullptr;
-  int wheelRest_{}; // rest of a turn below a whole notch
+  int wheelRest_ = 0; // rest of a turn below a whole notch
 };
 
 WindowRect RectOnScreen(const QWidget& widget); // without a frame

@@ -106,7 +106,7 @@ void QtDialog::buildControls(const DialogTemplate& dialogTemplate) {
 intptr_t QtDialog::run(intptr_t parameter) {
   guarded([&] {
     const BusyCursor busy;
-    SendMessage(window_, WM_INITDIALOG, {}, parameter);
+    SendMessage(window_, WM_INITDIALOG, 0, parameter);
   });
   if (!result_)
     widget_.show();
@@ -187,9 +187,10 @@ intptr_t QtDialog::behave(uint32_t message, uintptr_t wParam, intptr_t lParam) {
   case TKM_GETCLIENTRECT:
     *reinterpret_cast<WindowRect*>(lParam) = RectOnScreen(widget_);
     break;
-  case TKM_MOVE: {
-    const auto& corner = *reinterpret_cast<const WindowPoint*>(lParam);
-    widget_.move(corner.x, corner.y);
+  case TKM_SETRECT: {
+    // The template gives the size; only the place can change.
+    const auto& rect = *reinterpret_cast<const WindowRect*>(lParam);
+    widget_.move(rect.left, rect.top);
     break;
   }
   case TKM_INVALIDATE: {
@@ -205,7 +206,7 @@ intptr_t QtDialog::behave(uint32_t message, uintptr_t wParam, intptr_t lParam) {
     break;
   }
   case TKM_ENDDIALOG:
-    end(intptr_t(wParam));
+    end(lParam);
     break;
   }
   return 0;

@@ -117,7 +117,7 @@ void QtEdit::character(char32_t c) {
     SendMessage(window(), WM_PASTE);
   } else if (c >= firstPrintable) {
     if (kind() == ControlKind::digitEdit && (c < U'0' || c > U'9'))
-      return MessageBeep();
+      return MessageBeep(MB_OK);
     QKeyEvent typed(QEvent::KeyPress, 0, Qt::NoModifier, QString::fromUcs4(&c, 1));
     deliver(typed);
   } else if (current()) {

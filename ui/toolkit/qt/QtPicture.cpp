@@ -44,7 +44,7 @@ public:
 
 protected:
   void paintEvent(QPaintEvent*) override {
-    constexpr qreal radius = 4, indent = radius + radius, gap = radius, lineStrength = 0.28;
+    constexpr qreal radius = 4, indent = 8, gap = 4, lineStrength = 0.28;
     const QFontMetrics metrics(font());
     const qreal line = metrics.height() / 2 + 0.5;
     QColor colour = palette().color(QPalette::WindowText);

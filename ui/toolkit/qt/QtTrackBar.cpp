@@ -41,10 +41,10 @@ public:
   intptr_t behave(uint32_t message, uintptr_t wParam, intptr_t lParam) override {
     switch (message) {
     case TBM_SETRANGE:
-      setRange(int16_t(LowWord(wParam)), int16_t(HighWord(wParam)));
+      setRange(int16_t(LowWord(uintptr_t(lParam))), int16_t(HighWord(uintptr_t(lParam))));
       break;
     case TBM_SETPOS:
-      setPosition(intptr_t(wParam));
+      setPosition(lParam);
       break;
     case TBM_GETPOS:
       return slider_->value();
