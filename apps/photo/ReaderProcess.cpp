@@ -62,12 +62,14 @@ struct Handle {
   }
 };
 
-// Memory that parent and child share.
+// Memory that parent and child share. A hostile file may control the child, which can then change
+// every field at any time: the parent reads a field once, as a number, and checks what it has read.
 struct Shared {
   std::atomic<float> progress{0};
-  Claim claim{};
-  std::atomic<bool> isClaimed{false}, isGranted{false};      // the child waits for the second
-  std::atomic<bool> isFileWanted{false}, isFileReady{false}; // the same for samples in a file
+  std::atomic<int64_t> width{0}, height{0}; // of the claim
+  std::atomic<int> channels{0}, depth{0}, alpha{0};
+  std::atomic<int> isClaimed{0}, isGranted{0};      // the child waits for the second
+  std::atomic<int> isFileWanted{0}, isFileReady{0}; // the same for samples in a file
   std::atomic<uint64_t> samples{0}, decoded{0}; // their address, and the number of available bytes
 
   // Placed in a file in memory, whose zeros are the initial values.
@@ -166,7 +168,11 @@ Packer decode(Source& source, int minimumBits, int threads, Bounds bounds, const
       bounds.memory += bytes * bytesPerSampleByte;
       bounds.seconds += bytes / pixelsPerSecond;
       setBounds(bounds);
-      shared.claim = claim;
+      shared.width = claim.width;
+      shared.height = claim.height;
+      shared.channels = claim.channels;
+      shared.depth = claim.depth;
+      shared.alpha = claim.alpha;
       shared.isClaimed = true;
       send(files.reply, Bytes{uint8_t(Reply::claim)});
       while (!shared.isGranted)
@@ -234,7 +240,7 @@ Packer decode(Source& source, int minimumBits, int threads, Bounds bounds, const
 
 // The picture's size according to the child, which may send anything.
 Claim checkedClaim(const Shared& shared) {
-  const Claim claim = shared.claim;
+  const Claim claim{shared.width, shared.height, shared.channels, shared.depth, shared.alpha != 0};
   if (claim.width < 1 || claim.height < 1 || claim.channels < 3 + int(claim.alpha) ||
       claim.channels > INT16_MAX || (claim.depth != 8 && claim.depth != 32))
     Unpacker::fail();
@@ -264,14 +270,20 @@ bool fetch(pid_t child, uint64_t address, uint64_t bytes, Arrival& arrival) {
   return true;
 }
 
-// Receives everything that the child writes until it exits and so closes the pipe; meanwhile
-// handles its claim and its decoded rows.
+// The child's progress, 0 to 1.
+double progressOf(const Shared& shared) {
+  const float share = shared.progress;
+  return share >= 0 && share <= 1 ? double(share) : 0;
+}
+
+// Receives everything that the child writes until it closes the pipe; meanwhile handles its claim
+// and its decoded rows.
 Bytes receive(int pipe, pid_t child, Shared& shared, const Watch& watch, Arrival& arrival) {
   Bytes reply(1 << 16);
   for (size_t size = 0;;) {
     if (watch.stopped())
       throw Stopped();
-    watch.progress(shared.progress);
+    watch.progress(progressOf(shared));
     if (shared.isClaimed && !arrival.document) {
       const Claim claim = arrival.claim = checkedClaim(shared);
       watch.claimed(claim);
@@ -280,7 +292,8 @@ Bytes receive(int pipe, pid_t child, Shared& shared, const Watch& watch, Arrival
                                claim.depth, host::ColourMode::rgb, claim.alpha);
     }
     const uint64_t decoded = shared.decoded;
-    const bool rows = decoded > 0 && fetch(child, shared.samples, decoded, arrival);
+    const bool rows =
+        arrival.document && decoded > 0 && fetch(child, shared.samples, decoded, arrival);
     pollfd ready{pipe, POLLIN, 0};
     if (::poll(&ready, 1, rows ? millisecondsOfRows : milliseconds) <= 0)
       continue;
@@ -369,9 +382,10 @@ bool hasOneThread() {
 }
 
 int memoryFile(const char* name, size_t size) {
-  const int file = ::memfd_create(name, MFD_CLOEXEC);
+  const int file = ::memfd_create(name, MFD_CLOEXEC | MFD_ALLOW_SEALING);
   if (file < 0 || ::ftruncate(file, off_t(size)) != 0)
     failWithoutMemory();
+  ::fcntl(file, F_ADD_SEALS, F_SEAL_SHRINK); // reading mapped pages that are gone ends a process
   return file;
 }
 

@@ -65,6 +65,28 @@ TEST_F(Reader, ABrokenFileCostsItsReaderOnly) {
   std::thread([] { EXPECT_EQ(readFile("a.png").picture.document.width(), 50); }).join();
 }
 
+// What a broken decoder can do at most: write anything into the memory that it shares.
+TEST_F(Reader, AReaderInWrongHandsIsRefused) {
+  writePicture("a.jpg", fixture::noise(50, 40, 8));
+  const photo::Bytes file = photo::readWhole("a.jpg");
+  photo::setFormatsFolder(fs::current_path());
+  const std::string ones = "{ head -c 64 /dev/zero | tr '\\0' '\\377'; }";
+  for (const std::string& page : {ones, "{ head -c 44 /dev/zero; " + ones + "; }"}) {
+    write("fogdissolver-reader", "#!/bin/sh\ntrue 2>/dev/null >/proc/self/fd/$7\n" + page +
+                                     " | dd conv=notrunc of=/proc/self/fd/$7 2>/dev/null\n"
+                                     "sleep 0.1\n");
+    fs::permissions("fogdissolver-reader", fs::perms(0700));
+    std::thread([&] { // a process with threads starts the program
+      EXPECT_THAT(
+          [&] {
+            photo::readApart({"a.jpg", file}, 8, 1, {});
+          },
+          refuses("breaks its decoder"));
+    })
+        .join();
+  }
+}
+
 TEST_F(Reader, AMessageThatIsCutIsRefused) {
   photo::Packer to;
   to.put(int32_t(7));
