@@ -103,7 +103,7 @@ void checkResult(const Bytes& file, const Picture& picture, const Encoding& enco
   } catch (const std::runtime_error& error) {
     reason = error.what();
   }
-  throw std::runtime_error("nothing is written: the result could not be read again: " + reason);
+  throw BrokenResult("nothing is written: the result could not be read again: " + reason);
 }
 
 } // namespace photo

@@ -6,6 +6,7 @@
 #pragma once
 
 #include <filesystem>
+#include <stdexcept>
 
 #include "apps/photo/Picture.h"
 
@@ -42,8 +43,12 @@ Picture readPicture(const Source& source, int minimumBits, int threads, const Wa
 Bytes encodePicture(const Picture& picture, const Encoding& encoding, const MetadataBlocks& blocks,
                     const Watch& watch);
 
-// Decodes a result again, row by row and as cheaply as its format allows. Throws std::runtime_error
-// if it is not a complete picture of the encoded size and depth.
+struct BrokenResult : std::runtime_error {
+  using std::runtime_error::runtime_error;
+};
+
+// Decodes a result again, row by row and as cheaply as its format allows. Throws BrokenResult if it
+// is not a complete picture of the encoded size and depth.
 void checkResult(const Bytes& file, const Picture& picture, const Encoding& encoding);
 
 // A codec of the program or of the module.

@@ -85,6 +85,8 @@ struct Encoder {
   unsigned long size = 0;
   Encoder() { codec.err = prepare(errors); }
   ~Encoder() {
+    if (codec.dest)
+      codec.dest->term_destination(&codec); // sets `bytes`, also if the picture is not finished
     jpeg_destroy_compress(&codec);
     if (bytes != room)
       std::free(bytes);

@@ -415,6 +415,9 @@ Bytes withMetadata(Bytes file, Metadata& metadata, const Format& format) {
     Bytes head(file.begin(), scans);
     head.insert(head.end(), std::begin(end), std::end(end));
     head = rewritten(head, state, format);
+    if (head.size() < std::size(end) ||
+        !std::equal(std::begin(end), std::end(end), head.end() - std::size(end)))
+      throw std::runtime_error("the header cannot be written");
     Bytes whole;
     whole.reserve(head.size() + size_t(file.end() - scans));
     whole.assign(head.begin(), head.end() - std::size(end));

@@ -422,13 +422,14 @@ Bytes encode(const Picture& picture, const Encoding& encoding, const MetadataBlo
              const Watch& watch) {
   const Silence silence;
   setUp(encoding.threads);
+  // These outlive the writer, whose destructor writes the rest of a picture that was not finished.
+  Bytes bytes;
+  Filesystem::IOVecOutput memory(bytes);
+  TemporaryFile file;
   const std::unique_ptr<ImageOutput> writer = ImageOutput::create(encoding.format->codec);
   if (!writer)
     fail(std::string(encoding.format->name) + " is not among the formats of this image library");
-  Bytes bytes;
-  Filesystem::IOVecOutput memory(bytes);
   const bool inMemory = writer->supports("ioproxy") && writer->set_ioproxy(&memory);
-  TemporaryFile file;
   std::string name = "result." + std::string(usualExtension(*encoding.format));
   if (!inMemory)
     name = file.create(usualExtension(*encoding.format));

@@ -89,7 +89,10 @@ Picture readWebp(const Source& source, int minimumBits, int threads, const Watch
   config.output.is_external_memory = 1;
   config.output.u.RGBA = {pixels.samples, int(pixels.rowSamples),
                           pixels.rowSamples * size_t(document.height())};
-  if (WebPDecode(data, source.bytes.size(), &config) != VP8_STATUS_OK)
+  const VP8StatusCode status = WebPDecode(data, source.bytes.size(), &config);
+  if (status == VP8_STATUS_OUT_OF_MEMORY)
+    throw std::bad_alloc();
+  if (status != VP8_STATUS_OK)
     throw std::runtime_error("truncated or damaged");
   for (int32_t y = 0; y < document.height() && document.depth() != 8; ++y)
     widen(pixels.samples + size_t(y) * pixels.rowSamples, pixels.rowSamples, document.depth(),

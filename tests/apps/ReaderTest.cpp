@@ -214,4 +214,19 @@ TEST_F(Reader, AResultThatDoesNotDecodeIsNone) {
   }
 }
 
+// Nor does a stopped encoder leave anything behind, or write what is no longer there.
+TEST_F(Reader, AnEncoderStopsHalfWay) {
+  photo::setFormatsFolder(FOG_MODULE_FOLDER);
+  const photo::Picture picture{fixture::noise(90, 300, 8)};
+  for (const char* extension : {"jpg", "png", "tif", "exr", "webp", "jp2", "ppm", "tga"}) {
+    photo::Encoding encoding{photo::formatOfExtension(extension)};
+    encoding.bits = photo::leastDepth(*encoding.format);
+    encoding.quality = 100; // the noise needs more than the encoder's first buffer
+    double done = 0;
+    const photo::Watch stops{[&](double share) { done = share; }, [&] { return done > 0.2; }};
+    EXPECT_THROW(photo::encodePicture(picture, encoding, {}, stops), photo::Stopped) << extension;
+    EXPECT_LT(done, 1) << extension;
+  }
+}
+
 } // namespace
