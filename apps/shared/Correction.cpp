@@ -49,6 +49,8 @@ void throwUnlessDone(const host::RunOutcome& outcome, const photo::Watch& watch)
     return;
   if (outcome.cancelled)
     throw Cancelled();
+  if (outcome.result == memFullErr || outcome.unfinished)
+    throw std::bad_alloc();
   throw std::runtime_error(outcome.message);
 }
 
@@ -56,6 +58,8 @@ void throwUnlessDone(const host::RunOutcome& outcome, const photo::Watch& watch)
 Parameters& settingsOf(host::Session& session) {
   host::RunOutcome outcome;
   void* block = session.parameters(&outcome);
+  if (!block && outcome.result == memFullErr)
+    throw std::bad_alloc();
   if (!block)
     throw std::runtime_error(outcome.message); // the filter refuses the document
   return *static_cast<Parameters*>(block);
@@ -289,7 +293,7 @@ CorrectionReport runAnyFilter(const host::Module& module, host::Document& docume
 
 Look lookSetInDialog(const Parameters& used, const Look& start) {
   Look look = lookOf(used);
-  // A slider's position is a whole number, but an estimate hardly ever is.
+  // A slider's position is a whole number, but that of an estimate hardly ever is.
   const auto unmoved = [](float value) {
     return value != ValueOfPosition(std::round(value * double(greatestPosition)));
   };

@@ -57,8 +57,12 @@ public:
       std::error_code ignored;
       const auto size = job.input == "-" ? 0 : fs::file_size(job.input, ignored);
       claim_ = claim;
-      bytes_ = memoryFor(claim, *job.format, ignored ? 0 : int64_t(size));
-      if (bytes_ > memoryOfProcess() || !listener.grant(bytes_))
+      const int64_t fileSize = ignored ? 0 : int64_t(size);
+      bytes_ = addressSpaceFor(claim, *job.format, fileSize);
+      if (bytes_ > memoryOfProcess())
+        refuse();
+      bytes_ = memoryFor(claim, *job.format, fileSize);
+      if (!listener.grant(bytes_))
         refuse();
     };
     return asks;
@@ -174,6 +178,11 @@ CorrectionReport developWithin(const Job& job, const Request& request, const Cor
   return report;
 }
 
+bool ranOutOfMemory(const std::exception& error, const photo::Format& result) {
+  return dynamic_cast<const std::bad_alloc*>(&error) || tellsOfMemory(error.what()) ||
+         (dynamic_cast<const photo::BrokenResult*>(&error) && leavesBrokenFile(result));
+}
+
 } // namespace
 
 CorrectionReport develop(const Job& job, const Request& request, const Corrector& corrector,
@@ -183,8 +192,7 @@ CorrectionReport develop(const Job& job, const Request& request, const Corrector
     return developWithin(job, request, corrector, listener, memory.asking(job, listener, watch));
   } catch (const std::exception& error) {
     // Whatever code ran out of memory, the message is about the photograph.
-    if (!memory.isKnown() ||
-        (!dynamic_cast<const std::bad_alloc*>(&error) && !tellsOfMemory(error.what())))
+    if (!memory.isKnown() || !ranOutOfMemory(error, *job.format))
       throw;
   }
   memory.refuse();

@@ -25,7 +25,10 @@ constexpr int64_t kilobyte = 1024; // of the kernel's tables
 constexpr int64_t fixedBytes = 215 * megabyte; // the module, its solver, the libraries
 constexpr int64_t bytesAPixel = 25;            // the float image, and its smaller copies
 constexpr int64_t libraryFixedBytes = 60 * megabyte, libraryBytesAPixel = 3; // of the image library
-constexpr int64_t jpeg2000BytesAPixel = 45; // address space of its encoder, a sixth of it filled
+constexpr int64_t jpeg2000BytesAPixel = 8;                                   // of its encoder
+constexpr int64_t jpeg2000SpaceAPixel = 37; // address space that it reserves and does not fill
+
+bool isJpeg2000(const photo::Format& format) { return std::strcmp(format.name, "JPEG 2000") == 0; }
 
 // The number after the name in the file; `missing` if there is none.
 int64_t numberIn(const fs::path& file, const std::string& name, int64_t missing) {
@@ -88,23 +91,27 @@ bool tellsOfMemory(const std::string& text) {
       "nsufficient memory",    // from libjpeg
       "ut of memory",
       "ot enough memory",
-      "stopped before its end", // from the host, see ResultMessages.cpp
       "PARDISO"}; // the solver reports only its phase; its matrix is valid for every picture
-
   const auto has = [&text](const char* part) { return text.find(part) != std::string::npos; };
-  // The encoder of JPEG 2000 leaves a broken file when it gets no memory, which only a limit of the
-  // process refuses.
-  return std::any_of(std::begin(words), std::end(words), has) ||
-         (has("could not be read again") && memoryOfProcess() < unlimited);
+  return std::any_of(std::begin(words), std::end(words), has);
 }
 
 int64_t memoryFor(const photo::Claim& claim, const photo::Format& result, int64_t fileSize) {
   const int64_t pixels = claim.width * claim.height;
   const int64_t document = pixels * claim.channels * claim.depth / 8;
   const bool byLibrary = !photo::isBuiltIn(result);
-  const bool jpeg2000 = std::strcmp(result.name, "JPEG 2000") == 0;
   return fixedBytes + byLibrary * libraryFixedBytes + fileSize + document +
-         pixels * (bytesAPixel + byLibrary * libraryBytesAPixel + jpeg2000 * jpeg2000BytesAPixel);
+         pixels * (bytesAPixel + byLibrary * libraryBytesAPixel +
+                   isJpeg2000(result) * jpeg2000BytesAPixel);
+}
+
+int64_t addressSpaceFor(const photo::Claim& claim, const photo::Format& result, int64_t fileSize) {
+  return memoryFor(claim, result, fileSize) +
+         isJpeg2000(result) * claim.width * claim.height * jpeg2000SpaceAPixel;
+}
+
+bool leavesBrokenFile(const photo::Format& format) {
+  return isJpeg2000(format) && memoryOfProcess() < unlimited;
 }
 
 int64_t memoryOfMachine() {

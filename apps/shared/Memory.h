@@ -23,6 +23,13 @@ bool tellsOfMemory(const std::string& text);
 // Maximum of bytes that a process needs for a photograph whose file has this many bytes.
 int64_t memoryFor(const photo::Claim& claim, const photo::Format& result, int64_t fileSize);
 
+// The same with the address space that it only reserves.
+int64_t addressSpaceFor(const photo::Claim& claim, const photo::Format& result, int64_t fileSize);
+
+// Whether the encoder of this format may leave a broken file instead of an error when a limit of
+// this process refuses memory.
+bool leavesBrokenFile(const photo::Format& format);
+
 // Bytes still available to all processes together: of the machine, or of their control group.
 int64_t memoryOfMachine();
 
