@@ -34,7 +34,8 @@ namespace desktop {
 namespace {
 
 constexpr int progressMilliseconds = 60;
-constexpr int toldMilliseconds = 6000; // display time of a message in the status bar
+// Display times of messages in the status bar: a few words, or a name or line to read.
+constexpr int briefMilliseconds = 3000, readingMilliseconds = 8000;
 constexpr int mostRecent = 10;
 constexpr QSize firstSize(1120, 760); // logical pixels
 constexpr int standardUndoMegabytes = 512;
@@ -72,7 +73,8 @@ MainWindow::MainWindow(const Filters& filters, const photo::Bytes& screen, const
   connect(&workbench_, &Workbench::failed, this,
           [this](const QString& reason) { notice_->show(Notice::Kind::failure, reason); });
   connect(&workbench_, &Workbench::saved, this, [this](const QString& file) {
-    tell(tr("Saved as %1").arg(QDir::toNativeSeparators(file)));
+    statusBar()->showMessage(tr("Saved as %1").arg(QDir::toNativeSeparators(file)),
+                             readingMilliseconds);
   });
   connect(&workbench_, &Workbench::dialogOpens, this, [this] {
     QGuiApplication::setOverrideCursor(Qt::WaitCursor);
@@ -349,7 +351,7 @@ void MainWindow::dropEvent(QDropEvent* event) {
 void MainWindow::copyPicture() {
   workbench_.render([this](const QImage& image) {
     QGuiApplication::clipboard()->setImage(image);
-    tell(tr("Copied"));
+    statusBar()->showMessage(tr("Copied"), briefMilliseconds);
   });
 }
 
@@ -358,7 +360,7 @@ void MainWindow::copyCommand() {
     return;
   const std::string line = commandFor(*workbench_.original(), workbench_.history()->current());
   QGuiApplication::clipboard()->setText(QString::fromStdString(line));
-  tell(tr("Copied: %1").arg(QString::fromStdString(line)));
+  statusBar()->showMessage(tr("Copied: %1").arg(QString::fromStdString(line)), readingMilliseconds);
 }
 
 // ---- The filter
@@ -395,7 +397,7 @@ void MainWindow::setMode(ViewMode mode) {
 
 void MainWindow::changeExposure(double stops) {
   workbench_.setExposure(stops);
-  tell(tr("Exposure %1").arg(stops, 0, 'f', 1));
+  statusBar()->showMessage(tr("Exposure %1").arg(stops, 0, 'f', 1), briefMilliseconds);
 }
 
 bool MainWindow::eventFilter(QObject* watched, QEvent* event) {
@@ -458,8 +460,6 @@ void MainWindow::refresh() {
     QTimer::singleShot(0, this, &QWidget::close);
   }
 }
-
-void MainWindow::tell(const QString& text) { statusBar()->showMessage(text, toldMilliseconds); }
 
 void MainWindow::tellProgress() {
   progress_->setValue(int(std::lround(workbench_.share() * 100)));

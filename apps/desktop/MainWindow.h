@@ -77,7 +77,6 @@ private:
   void refreshView();
   void photographChanged();
   void showScale();
-  void tell(const QString& text); // shows a message for a while
   void tellProgress();
   void updateRecent();
   void noteRecent(const QString& file);
