@@ -47,7 +47,7 @@ private:
 
 // A row of the high grid and its place on the low one.
 struct HighRows {
-  const float* pixels[2];    // `second` is null, or the row below if it has the same lowRow
+  const float* pixels[2];    // pixels[1] is null, or the row below if it has the same lowRow
   float* means[2];           // out: one float per pixel; the second is null if pixels[1] is
   int32_t lowRow;            // of the neighbourhood's centre
   int32_t first, last;       // offsets of the neighbourhood's rows that lie inside the low grid

@@ -45,7 +45,7 @@ void fillHaze(Ramp ramp, const float* map, int32_t pixels, float* haze, Curve cu
 constexpr float largestFastPower = 16.0f; // the dialog's range ends at exp(2)
 
 // Three forms of the curve: a straight line, the fast power, and the library's power for exponents
-// outside the dialog's range.
+// not above 0 or above largestFastPower.
 void hazeAmounts(const Ramp& ramp, const float* map, int32_t pixels, float* haze) {
   const float power = ramp.power;
   if (power == 1.0f)

@@ -60,7 +60,7 @@ struct WriteDescriptorProcs {
   UnusedProc unused[13];
 };
 
-// The script of one call: what the host plays and what it records.
+// The script of one invocation: what the host plays and what it records.
 struct DescriptorParameters {
   int16_t version;             // 0
   int16_t playInfo;            // plugInDialogDontDisplay, ...Display, ...Silent

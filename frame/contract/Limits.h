@@ -31,7 +31,7 @@ inline EstimateSize estimateSize(int32_t width, int32_t height) {
   return {lowWidth, width == 0 ? 0 : int32_t(int64_t(product) / width)};
 }
 
-// The two shapes that a run without a dialog cannot estimate.
+// The two shapes that a run without a dialog cannot estimate from.
 constexpr bool tooWideForEstimate(int32_t width) { return width > widestWithoutDialog; }
 constexpr bool tooHighForEstimate(int32_t width, int32_t height) {
   return height > int64_t(estimateArea) * width;

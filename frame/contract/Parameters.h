@@ -1,4 +1,4 @@
-// The user's settings for one call, in the block of the host's `parameters` handle.
+// The user's settings for one invocation, in the block of the host's `parameters` handle.
 //
 // The host keeps the block, byte for byte, to repeat the filter. Nothing checks the ranges of a
 // block that the host passes back: only the dialog limits the values.

@@ -1,9 +1,9 @@
 // Conversion of samples to floats with a full scale of 1.0, and of floats to samples.
 //
-// Reading gives 256 levels; 16-bit samples are deliberately reduced to these. 8-bit samples use an
-// exact formula, four pixels at a time; 16-bit samples use a table. Writing rounds to the nearest
-// in double precision, four floats at a time. A negative result, read as unsigned, lies above the
-// range and so becomes the maximum.
+// 8- and 16-bit samples are read to 256 levels, to which 16-bit samples are deliberately reduced:
+// 8-bit samples by an exact formula, four pixels at a time, the rest through a table. Writing
+// rounds to the nearest in double precision, four floats at a time. A negative result, read as
+// unsigned, lies above the range and so becomes the maximum.
 #include "frame/record/Bands.h"
 
 #include <algorithm>

@@ -9,8 +9,8 @@ namespace host {
 HostResult displayPixels(const PSPixelMap* map, const VRect* srcRect, int32_t dstRow,
                          int32_t dstCol, void* surface) {
   auto* target = static_cast<DisplaySurface*>(surface);
-  if (map->imageMode != plugInModeRGBColor || !map->baseAddr) // the filter takes only images
-    return filterBadParameters;                               // of this mode
+  if (map->imageMode != plugInModeRGBColor || !map->baseAddr) // the preview of every RGB
+    return filterBadParameters;                               // image has this mode
   // Offset from a row or column of the map to that of the surface.
   const int64_t down = int64_t(dstRow) - srcRect->top, along = int64_t(dstCol) - srcRect->left;
   const int64_t top = std::max<int64_t>({srcRect->top, map->bounds.top, -down});

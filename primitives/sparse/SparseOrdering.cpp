@@ -55,7 +55,7 @@ bool findGrid(const SparseStructure& s, Grid& grid) {
   return width > 2 * grid.reachX && staysInRows(s, grid);
 }
 
-// Emits row by row, so that pixels next to each other in a strip are neighbours in the order.
+// Emits row by row, so that the pixels beside a piece of a strip are neighbours in the order.
 void emit(const Grid& grid, const Box& box, int32_t n, std::vector<int32_t>& order) {
   for (int32_t y = box.top; y < box.bottom; ++y)
     for (int32_t x = box.left; x < box.right; ++x)
