@@ -3,6 +3,7 @@
 //
 //   soak [COUNT] [FOLDER OF THE MODULES]
 
+#include <algorithm>
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
@@ -19,7 +20,7 @@ namespace {
 
 constexpr int warmUp = 100;         // photographs after which memory must stay constant
 constexpr int report = 100;         // photographs between two printed figures
-constexpr double mostGrowth = 0.01; // relative to the resident memory after the warm-up
+constexpr double mostGrowth = 0.01; // relative to the least resident memory after the warm-up
 constexpr int32_t widths[] = {64, 97, 128, 200, 256, 320, 403, 500, 640, 800};
 
 // After the freed blocks are returned, as the window does when it closes a photograph. Else the
@@ -61,18 +62,18 @@ void develop(const host::Module& module, int number) {
 
 int soak(int count, const char* folder) {
   const host::Module module = host::Module::openBest(folder);
-  double first = 0, last = 0;
+  double least = 0, last = 0;
   for (int number = 0; number < count; ++number) {
     develop(module, number);
     if ((number + 1) % report != 0)
       continue;
     last = residentMegabytes();
-    if (number + 1 == warmUp)
-      first = last;
+    if (number + 1 >= warmUp)
+      least = least > 0 ? std::min(least, last) : last;
     std::printf("%5d photographs: %.2f MB resident\n", number + 1, last);
     std::fflush(stdout);
   }
-  const double growth = first > 0 ? last / first - 1 : 0;
+  const double growth = least > 0 ? last / least - 1 : 0;
   std::printf("growth after the first %d: %.2f percent\n", warmUp, growth * 100);
   return growth < mostGrowth ? EXIT_SUCCESS : EXIT_FAILURE;
 }
