@@ -106,6 +106,18 @@ void readHeader(Decoder& decoder, const Bytes& file) {
     throw std::runtime_error(notRgb);
 }
 
+// A Huffman code has at least one bit for each block: refuses a small file that claims a huge
+// picture before memory and time are spent on it.
+void refuseWithoutData(const Decoder& decoder, const Bytes& file) {
+  uint64_t blocks = 0;
+  for (int i = 0; i < decoder.codec.num_components; ++i) {
+    const jpeg_component_info& component = decoder.codec.comp_info[i];
+    blocks += uint64_t(component.width_in_blocks) * component.height_in_blocks;
+  }
+  if (!decoder.codec.arith_code && file.size() * 8 < blocks)
+    throw std::runtime_error(endsEarly);
+}
+
 Bytes profileOf(Decoder& decoder) {
   JOCTET* data = nullptr;
   unsigned int size = 0;
@@ -147,6 +159,7 @@ Picture readJpeg(const Source& source, int minimumBits, int, const Watch& watch)
   Decoder decoder;
   jpeg_decompress_struct& codec = decoder.codec;
   readHeader(decoder, source.bytes);
+  refuseWithoutData(decoder, source.bytes);
   Picture picture{
       makeDocument(codec.image_width, codec.image_height, 3, 8, minimumBits, false, watch)};
   picture.blocks.icc = profileOf(decoder);
@@ -157,11 +170,16 @@ Picture readJpeg(const Source& source, int minimumBits, int, const Watch& watch)
     codec.buffered_image = jpeg_has_multiple_scans(&codec);
     jpeg_start_decompress(&codec);
   });
+  const auto goOn = [&] {
+    if (watch.stopped())
+      throw Stopped();
+    if (decoder.errors.endsEarly)
+      throw std::runtime_error(endsEarly);
+  };
   if (codec.buffered_image) {
     int status = JPEG_SUSPENDED;
     while (status != JPEG_REACHED_EOI) {
-      if (watch.stopped())
-        throw Stopped();
+      goOn();
       if (codec.input_scan_number > scansAtMost)
         throw std::runtime_error("more scans than any picture needs");
       guarded(decoder.errors, [&] { status = jpeg_consume_input(&codec); });
@@ -170,8 +188,7 @@ Picture readJpeg(const Source& source, int minimumBits, int, const Watch& watch)
   }
   Bytes line(picture.document.depth() == 8 ? 0 : size_t(codec.output_width) * 3);
   while (codec.output_scanline < codec.output_height) {
-    if (watch.stopped())
-      throw Stopped();
+    goOn();
     readStripe(decoder, picture.document, line);
     watch.progress(double(codec.output_scanline) / codec.output_height);
     watch.decoded(picture.document, int32_t(codec.output_scanline));
@@ -181,8 +198,7 @@ Picture readJpeg(const Source& source, int minimumBits, int, const Watch& watch)
       jpeg_finish_output(&codec);
     jpeg_finish_decompress(&codec);
   });
-  if (decoder.errors.endsEarly)
-    throw std::runtime_error(endsEarly);
+  goOn();
   if (decoder.errors.damage[0])
     picture.notes.push_back(std::string("damaged: ") + decoder.errors.damage);
   return picture;

@@ -298,7 +298,8 @@ Picture read(const Source& source, int minimumBits, int threads, const Watch& wa
   refuseOtherModels(reader, spec, source);
   const int bytes = int(spec.format.basesize());
   const int fileBits = spec.format == TypeDesc::HALF ? 32 : bytes >= 4 ? 32 : bytes * 8;
-  const bool alpha = spec.alpha_channel == 3;
+  const bool alpha = spec.alpha_channel == 3 || // the GIF reader says 4
+                     (isFormat(reader, "gif") && spec.nchannels == 4);
   const bool premultiplied =
       alpha && (isFormat(reader, "openexr") ||
                 (isFormat(reader, "tiff") && !spec.get_int_attribute("oiio:UnassociatedAlpha")));

@@ -55,6 +55,10 @@ TEST_F(Reader, ABrokenFileCostsItsReaderOnly) {
   write("bomb.png", "\x89PNG\r\n\x1a\n" + std::string(3, '\0') + "\x0d" + sizes);
   EXPECT_THAT([] { readFile("bomb.png"); }, refuses("takes at most 268435455 pixels"));
   EXPECT_THROW(readFile("tiles.iff"), std::runtime_error);
+  writePicture("b.jpg", fixture::noise(50, 40, 8));
+  std::string jpeg = contents("b.jpg");
+  write("bomb.jpg", jpeg.replace(jpeg.find("\xff\xc0") + 5, 4, "\x3e\x80\x3e\x80"));
+  EXPECT_THAT([] { readFile("bomb.jpg"); }, refuses("truncated"));
   writePicture("a.png", fixture::noise(50, 40, 32));
   photo::Watch poor;
   poor.claimed = [](const photo::Claim& claim) { throw claim.width; };
@@ -85,6 +89,14 @@ TEST_F(Reader, AReaderInWrongHandsIsRefused) {
     })
         .join();
   }
+}
+
+TEST_F(Reader, AGifKeepsItsTransparency) {
+  using namespace std::string_literals; // one transparent pixel
+  write("dot.gif", "GIF89a\1\0\1\0\x80\0\0\xff\xff\xff\0\0\0!\xf9\4\1\0\0\0\0,\0\0\0\0\1\0\1\0\0"s
+                   "\2\2\x44\1\0;"s);
+  const host::Document dot = readFile("dot.gif").picture.document;
+  EXPECT_TRUE(dot.hasTransparency() && dot.channels() == 4);
 }
 
 TEST_F(Reader, AMessageThatIsCutIsRefused) {
