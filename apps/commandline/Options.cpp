@@ -3,6 +3,7 @@
 #include "apps/commandline/Options.h"
 
 #include <algorithm>
+#include <cmath>
 #include <filesystem>
 #include <iostream>
 #include <stdexcept>
@@ -34,8 +35,15 @@ constexpr char examples[] =
     "  fogdissolver hills.jpg --background 60 --save-settings hills.toml\n"
     "\n"
     "Photographs have fewer than 2^28 pixels.\n"
-    "Exit status: 0 all written, 1 a photograph failed or was refused, 2 wrong usage,\n"
+    "Exit status: 0 all written, 1 a file failed or was refused, 2 wrong usage,\n"
     "3 none failed but a dialog was left by Cancel.";
+
+// CLI11's own range check accepts NaN.
+std::string notNan(const std::string& text) {
+  double value = 0;
+  const bool isNan = CLI::detail::lexical_cast(text, value) && std::isnan(value);
+  return isNan ? "'" + text + "' is not a number" : "";
+}
 
 // Options that are declared after this call belong to the group.
 void begin(CLI::App& app, const char* group) { app.option_defaults()->group(group); }
@@ -62,10 +70,11 @@ void addOutput(CLI::App& app, Options& options) {
   app.add_flag("-n,--dry-run", options.dryRun, "only say what would be done");
 }
 
-void addLook(CLI::App& app, Options& options, std::string& settings) {
+void addLook(CLI::App& app, Options& options) {
   begin(app, "Look");
   shared::addLook(app, options.look);
-  app.add_option("--settings", settings, "read the look from a file; options here go\nbefore it")
+  app.add_option("--settings", options.settings,
+                 "read the look from a file; options here go\nbefore it")
       ->option_text("FILE");
   app.add_option("--save-settings", options.saveSettings, "write the look to a file")
       ->option_text("FILE");
@@ -86,6 +95,7 @@ void addRun(CLI::App& app, Options& options) {
          "--memory", options.memory,
          "megabytes for all photographs at a time; what\nwould take more waits or is refused")
       ->check(CLI::Range(1.0, mostMegabytes))
+      ->check(notNan)
       ->option_text("N");
   app.add_flag("-q,--quiet", options.quiet, "say nothing but errors");
   app.add_flag("-v,--verbose", options.verbose, "tell sizes, estimates and times");
@@ -170,8 +180,11 @@ std::vector<shared::Job> planOf(const Options& options) {
   std::vector<shared::Job> jobs = planJobs(options);
   const std::string &trace = options.trace, &settings = options.saveSettings;
   std::error_code ignored;
-  if (!trace.empty() && (!fs::exists(trace, ignored) || fs::is_regular_file(trace, ignored)))
+  if (!trace.empty() && (!fs::exists(trace, ignored) || fs::is_regular_file(trace, ignored))) {
     checkBeside("--trace", trace, jobs, options.force); // it may be a pipe or a terminal
+    if (!options.settings.empty() && shared::isSameFile(trace, options.settings))
+      throw UsageError("--trace: " + trace + " is the settings file");
+  }
   if (!settings.empty())
     checkBeside("--save-settings", settings, jobs, options.force);
   if (!settings.empty() && !trace.empty() && shared::isSameFile(settings, trace))
@@ -182,14 +195,13 @@ std::vector<shared::Job> planOf(const Options& options) {
 std::optional<Options> readCommandLine(int argc, char** argv) {
   Options options;
   options.threads = 0;
-  std::string settings;
   CLI::App app("Removes white haze from photographs.", "fogdissolver");
   app.footer(examples);
   app.get_formatter()->column_width(helpColumn);
   app.get_formatter()->label("Positionals", "Photographs");
   app.add_option("INPUT", options.inputs, "files; - is standard input")->option_text("...");
   addOutput(app, options);
-  addLook(app, options, settings);
+  addLook(app, options);
   addRun(app, options);
   addForDevelopers(app, options);
   try {
@@ -205,8 +217,8 @@ std::optional<Options> readCommandLine(int argc, char** argv) {
     throw UsageError(error.what());
   }
   refuseEmpty(app);
-  if (!settings.empty())
-    options.look = merged(options.look, shared::readLook(settings));
+  if (!options.settings.empty())
+    options.look = merged(options.look, shared::readLook(options.settings));
   check(options);
   shareCores(options);
   return options;

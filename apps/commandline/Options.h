@@ -10,6 +10,7 @@
 namespace commandline {
 
 struct Options : shared::Request {
+  std::string settings;     // file of the look that was read; "": none
   std::string saveSettings; // file; "": none
   int jobs = 0;             // photographs at a time
   double memory = 0;        // megabytes for all of them; 0: the machine's memory

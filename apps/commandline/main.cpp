@@ -4,7 +4,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
-#include <memory>
+#include <optional>
 #include <stdexcept>
 
 #include <fcntl.h>
@@ -16,6 +16,7 @@
 #include "apps/commandline/Dialog.h"
 #include "apps/commandline/Jobs.h"
 #include "apps/commandline/Terminal.h"
+#include "apps/commandline/Trace.h"
 #include "apps/photo/Codecs.h"
 #include "apps/shared/Correction.h"
 #include "apps/shared/Errors.h"
@@ -26,22 +27,6 @@ using namespace commandline;
 using shared::Job, shared::UsageError;
 
 namespace {
-
-struct Closer {
-  void operator()(std::FILE* file) const { std::fclose(file); }
-};
-using File = std::unique_ptr<std::FILE, Closer>;
-
-// Appends whole lines at a time: several processes write there.
-File openTrace(const std::string& name) {
-  File file(std::fopen(name.c_str(), "we"));
-  if (file)
-    file.reset(std::freopen(name.c_str(), "ae", file.release()));
-  if (!file)
-    throw UsageError("--trace: " + name + " cannot be written");
-  std::setvbuf(file.get(), nullptr, _IOLBF, BUFSIZ);
-  return file;
-}
 
 int dryRun(const std::vector<Job>& jobs) {
   int status = 0;
@@ -67,11 +52,9 @@ int run(const Options& options) {
       options.plugin.empty() ? shared::pluginFolder() : fs::path(options.plugin);
   photo::setFormatsFolder(folder);
   const host::Module module = host::Module::openBest(folder);
-  File trace;
-  if (!options.trace.empty()) {
-    trace = openTrace(options.trace);
-    module.setTrace(trace.get());
-  }
+  std::optional<Trace> trace;
+  if (!options.trace.empty())
+    module.setTrace(trace.emplace(options.trace).stream());
   int status = 0;
   if (options.about) {
     startWindows([](const std::string& reason) {
@@ -83,6 +66,8 @@ int run(const Options& options) {
     status = runJobs(jobs, options, module);
   }
   module.setTrace(nullptr);
+  if (trace)
+    trace->close(); // the results are kept if this fails
   return status;
 }
 

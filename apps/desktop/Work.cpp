@@ -59,6 +59,11 @@ std::string quoted(const std::string& word) {
 OriginalPtr readOriginal(const std::string& path, int threads, const photo::Watch& watch) {
   photo::Watch asking = watch;
   asking.claimed = [&path](const photo::Claim& claim) { refuseWithoutMemory(path, claim); };
+  asking.sized = [](int64_t size) {
+    const int64_t bytes = shared::memoryForFile(size);
+    if (bytes > std::min(shared::memoryOfMachine(), shared::memoryOfProcess()))
+      throw shared::NotEnoughMemory(bytes, size);
+  };
   shared::Loaded loaded = shared::load(path, 8, threads, asking);
   auto original = std::make_shared<Original>();
   original->path = path;

@@ -2,16 +2,19 @@
 
 #include "apps/photo/Files.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
+#include <list>
 #include <random>
 #include <stdexcept>
 #include <system_error>
 
 #include <fcntl.h>
+#include <poll.h>
 #include <sys/mman.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -19,7 +22,9 @@
 namespace photo {
 namespace {
 
-constexpr size_t pipeStep = 1 << 20; // bytes per read from a pipe
+constexpr size_t readStep = 256 << 10;   // bytes per read; they stay in the processor's cache
+constexpr size_t streamBlock = 16 << 20; // bytes by which a stream's memory grows
+constexpr int millisecondsOfStream = 50; // between two checks of the watch
 
 [[noreturn]] void failWithErrno(const std::string& what) {
   const int code = errno;
@@ -137,32 +142,64 @@ void flushFolder(const std::string& path) {
     failWithErrno(path + " is written, but may not have reached the disk");
 }
 
+// Reads at most this many bytes, and returns their number; 0: the end. A stream may have to be
+// waited for.
+size_t readPart(int file, bool stream, uint8_t* to, size_t most, const Watch& watch) {
+  while (!watch.stopped()) {
+    pollfd ready{file, POLLIN, 0};
+    if (stream && ::poll(&ready, 1, millisecondsOfStream) <= 0)
+      continue;
+    const ssize_t n = ::read(file, to, std::min(most, streamBlock));
+    if (n >= 0)
+      return size_t(n);
+    if (errno != EINTR && errno != EAGAIN)
+      failWithErrno("cannot be read");
+  }
+  throw Stopped();
+}
+
+// Frees each block after it is copied, so that memory holds little more than the bytes once.
+Bytes joined(std::list<Bytes> blocks, size_t size) {
+  if (blocks.size() == 1)
+    return std::move(blocks.front());
+  Bytes bytes;
+  for (bytes.reserve(size); !blocks.empty(); blocks.pop_front())
+    bytes.insert(bytes.end(), blocks.front().begin(), blocks.front().end());
+  return bytes;
+}
+
 } // namespace
 
-Bytes readWhole(const std::string& path) {
-  const Descriptor file(path == "-" ? STDIN_FILENO : ::open(path.c_str(), O_RDONLY | O_CLOEXEC));
+Bytes readWhole(const std::string& path, const Watch& watch) {
+  // Without O_NONBLOCK the opening of a named pipe waits for its writer.
+  const Descriptor file(path == "-" ? STDIN_FILENO
+                                    : ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
   struct stat status;
   if (file.number < 0 || ::fstat(file.number, &status) != 0)
     failWithErrno("");
   if (S_ISDIR(status.st_mode))
     throw std::runtime_error("a folder, not a file");
-  // One byte more than the file has, so that the read also detects its end.
-  Bytes bytes(S_ISREG(status.st_mode) ? size_t(status.st_size) + 1 : pipeStep);
-  size_t size = 0;
-  while (true) {
-    if (size == bytes.size())
-      bytes.resize(bytes.size() * 2);
-    const ssize_t n = ::read(file.number, bytes.data() + size, bytes.size() - size);
-    if (n < 0 && errno == EINTR)
-      continue;
-    if (n < 0)
-      failWithErrno("cannot be read");
-    if (n == 0)
-      break;
-    size += size_t(n);
+  const bool stream = !S_ISREG(status.st_mode);
+  watch.sized(stream ? 0 : int64_t(status.st_size));
+  std::list<Bytes> blocks(1);
+  Bytes& whole = blocks.front();
+  whole.resize(stream ? 0 : size_t(status.st_size));
+  size_t size = 0, n = 1;
+  for (; size < whole.size() && n > 0; size += n)
+    n = readPart(file.number, false, whole.data() + size, whole.size() - size, watch);
+  whole.resize(size); // it may have become shorter
+  // What comes from a stream, or from a file that grows meanwhile.
+  Bytes part(readStep);
+  while ((n = readPart(file.number, stream, part.data(), part.size(), watch)) > 0) {
+    if (blocks.back().size() + n > blocks.back().capacity()) {
+      if (size > 0)
+        watch.sized(int64_t(size + streamBlock));
+      blocks.emplace_back().reserve(streamBlock);
+    }
+    blocks.back().insert(blocks.back().end(), part.data(), part.data() + n);
+    size += n;
   }
-  bytes.resize(size);
-  return bytes;
+  return joined(std::move(blocks), size);
 }
 
 Bytes readStart(const std::string& path, size_t count) {
@@ -208,13 +245,6 @@ void writeSafely(const Place& place, const Bytes& bytes) {
   if (!writeUnnamed(place, bytes))
     writeNamed(place, bytes);
   flushFolder(place.path);
-}
-
-void writeOver(const std::string& path, const Bytes& bytes) {
-  const Descriptor file(::open(path.c_str(), O_WRONLY | O_TRUNC | O_CLOEXEC));
-  if (file.number < 0)
-    failWithErrno(path + " cannot be written");
-  writeAll(file.number, path, bytes);
 }
 
 void writeToOutput(const Bytes& bytes) { writeAll(STDOUT_FILENO, "standard output", bytes); }

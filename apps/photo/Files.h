@@ -8,8 +8,9 @@
 
 namespace photo {
 
-// Reads the file, or standard input for "-". Throws std::runtime_error with the reason.
-Bytes readWhole(const std::string& path);
+// Reads the file, or standard input for "-"; asks the watch `stopped` and `sized`. Throws
+// std::runtime_error with the reason, std::bad_alloc, Stopped.
+Bytes readWhole(const std::string& path, const Watch& watch = {});
 
 // The first bytes of a regular file, at most `count`; nothing for other files: bytes read from a
 // stream would be lost.
@@ -52,9 +53,6 @@ unsigned permissionsLike(const std::string& path);
 // temporary name during a replacement or on other file systems. After a failure there is no
 // temporary file. Throws std::runtime_error.
 void writeSafely(const Place& place, const Bytes& bytes);
-
-// Writes the bytes into an existing file. Throws std::runtime_error.
-void writeOver(const std::string& path, const Bytes& bytes);
 
 // Writes to standard output. Throws std::runtime_error.
 void writeToOutput(const Bytes& bytes);

@@ -41,6 +41,8 @@ bool isHeif(std::string_view start) {
 
 } // namespace
 
+bool isHeif(const Bytes& file) { return isHeif(startOf(file)); }
+
 HeifClaim heifClaim(const Bytes& file) {
   const std::string_view start = startOf(file), box = "pixi"sv;
   if (!isHeif(start))

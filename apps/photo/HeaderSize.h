@@ -14,6 +14,8 @@ struct ClaimedSize {
 // For PNG, JPEG 2000 and the HEIF family (HEIC, AVIF); with several pictures the largest.
 ClaimedSize claimedSize(const Bytes& file);
 
+bool isHeif(const Bytes& file);
+
 // What the header of a HEIF file says about its pictures.
 struct HeifClaim {
   int bits = 0;       // per channel; 0: unknown

@@ -81,6 +81,9 @@ struct Watch {
   // Called while decoding, with the number of finished rows from the top, if the decoder delivers
   // finished rows.
   std::function<void(const host::Document&, int32_t rows)> decoded = [](const auto&, int32_t) {};
+  // Called before at least this many bytes of a file are in memory, again while a stream grows;
+  // throws if the memory is not available.
+  std::function<void(int64_t)> sized = [](int64_t) {};
 };
 
 struct Stopped {};

@@ -7,6 +7,7 @@
 #include <csignal>
 #include <cstdlib>
 #include <cstring>
+#include <ctime>
 #include <filesystem>
 #include <new>
 #include <optional>
@@ -28,6 +29,7 @@
 #include "apps/photo/Codecs.h"
 #include "apps/photo/Confinement.h"
 #include "apps/photo/Files.h"
+#include "apps/photo/Formats.h"
 #include "apps/photo/HeaderSize.h"
 #include "apps/photo/Message.h"
 
@@ -41,10 +43,13 @@ constexpr int64_t bytesPerFileByte = 16;               // of compressed data
 constexpr int64_t bytesPerPixel = 64;                  // working copies in whole numbers
 constexpr int64_t bytesPerSampleByte = 16;             // the same if the header has the size
 constexpr int64_t secondsAtFirst = 10;                 //
+constexpr int64_t secondsWithoutSignature = 4;         // to find a picture in the file at all
 constexpr int64_t pixelsPerSecond = 1000000;           // the slowest codec, on a slow machine
 constexpr int64_t fileBytesPerSecond = 1000000;        //
 constexpr int milliseconds = 50;                       // between two checks of the watch
 constexpr int millisecondsOfRows = 2;                  // between two checks for decoded rows
+constexpr int mostIdleMilliseconds = 120000;           // of a child that gets no processor time
+constexpr int millisecondsToEnd = 1000;                // of a child after its last byte
 constexpr size_t mostMessage = size_t(1) << 30;        // bytes of a reply
 
 enum class Reply : uint8_t { claim, photograph, refusal, noMemory, tooMuchMemory };
@@ -86,6 +91,11 @@ struct Shared {
 struct Child {
   pid_t id;
   ~Child() { end(); }
+  bool hasEnded() const {
+    siginfo_t ended{};
+    return ::waitid(P_PID, id_t(id), &ended, WEXITED | WNOHANG | WNOWAIT) != 0 ||
+           ended.si_pid == id;
+  }
   // Returns its wait status.
   int end() {
     int status = 0;
@@ -105,12 +115,19 @@ struct Bounds {
   int64_t memory, seconds;
 };
 
+bool hasSignature(const Bytes& file) {
+  return formatOfBytes(file.data(), file.size()) || isHeif(file);
+}
+
+// Before the picture's size is known.
 Bounds boundsFor(const Source& source, int threads) {
   const ClaimedSize claim = claimedSize(source.bytes);
   const int64_t pixels = claim.width * claim.height, size = int64_t(source.bytes.size());
   return {mappedBytes() + bytesAtFirst + threads * bytesPerThread + size * bytesPerFileByte +
               pixels * bytesPerPixel,
-          secondsAtFirst + size / fileBytesPerSecond + pixels / pixelsPerSecond};
+          hasSignature(source.bytes)
+              ? secondsAtFirst + size / fileBytesPerSecond + pixels / pixelsPerSecond
+              : secondsWithoutSignature};
 }
 
 void setBounds(const Bounds& bounds) {
@@ -167,6 +184,8 @@ Packer decode(Source& source, int minimumBits, int threads, Bounds bounds, const
       const int64_t bytes = claim.width * claim.height * claim.channels * claim.depth / 8;
       bounds.memory += bytes * bytesPerSampleByte;
       bounds.seconds += bytes / pixelsPerSecond;
+      if (!hasSignature(source.bytes))
+        bounds.seconds += secondsAtFirst + int64_t(source.bytes.size()) / fileBytesPerSecond;
       setBounds(bounds);
       shared.width = claim.width;
       shared.height = claim.height;
@@ -209,7 +228,17 @@ Packer decode(Source& source, int minimumBits, int threads, Bounds bounds, const
     ::pause();
 }
 
-[[noreturn]] void beReader(Source& source, int minimumBits, int threads, const Files& files,
+// Closes every other file from the parent, such as its connections to other processes.
+void keepOnly(Files& files) {
+  int* kept[] = {&files.samples, &files.reply, &files.page};
+  std::sort(std::begin(kept), std::end(kept), [](int* a, int* b) { return *a < *b; });
+  int next = STDERR_FILENO + 1;
+  for (int* file : kept)
+    *file = ::dup2(*file, next++);
+  ::closefrom(next);
+}
+
+[[noreturn]] void beReader(Source& source, int minimumBits, int threads, Files files,
                            pid_t parent) {
   ::prctl(PR_SET_PDEATHSIG, SIGKILL);
   if (::getppid() != parent) // the parent died before
@@ -222,6 +251,7 @@ Packer decode(Source& source, int minimumBits, int threads, Bounds bounds, const
   const int nowhere = ::open("/dev/null", O_RDWR | O_CLOEXEC);
   for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) // libraries write to them
     ::dup2(nowhere, stream);
+  keepOnly(files);
   const rlimit none{0, 0};
   ::setrlimit(RLIMIT_CORE, &none);
   Shared& shared = *Shared::in(files.page);
@@ -276,10 +306,32 @@ double progressOf(const Shared& shared) {
   return share >= 0 && share <= 1 ? double(share) : 0;
 }
 
+// Ends the wait for a child that is stopped, or waits for itself: one that gets no processor time
+// at all while this process waits for so long.
+class Patience {
+public:
+  explicit Patience(pid_t child) { ::clock_getcpuclockid(child, &clock_); }
+  void waited(int milliseconds) {
+    timespec used{};
+    const bool idle = ::clock_gettime(clock_, &used) == 0 && used.tv_sec == used_.tv_sec &&
+                      used.tv_nsec == used_.tv_nsec;
+    used_ = used;
+    idle_ = idle ? idle_ + milliseconds : 0;
+    if (idle_ > mostIdleMilliseconds)
+      throw std::runtime_error("cannot be read: its reader does not go on");
+  }
+
+private:
+  clockid_t clock_{};
+  timespec used_{};
+  int idle_ = 0;
+};
+
 // Receives everything that the child writes until it closes the pipe; meanwhile handles its claim
 // and its decoded rows.
 Bytes receive(int pipe, pid_t child, Shared& shared, const Watch& watch, Arrival& arrival) {
   Bytes reply(1 << 16);
+  Patience patience(child);
   for (size_t size = 0;;) {
     if (watch.stopped())
       throw Stopped();
@@ -295,8 +347,11 @@ Bytes receive(int pipe, pid_t child, Shared& shared, const Watch& watch, Arrival
     const bool rows =
         arrival.document && decoded > 0 && fetch(child, shared.samples, decoded, arrival);
     pollfd ready{pipe, POLLIN, 0};
-    if (::poll(&ready, 1, rows ? millisecondsOfRows : milliseconds) <= 0)
+    const int longest = rows ? millisecondsOfRows : milliseconds;
+    if (::poll(&ready, 1, longest) <= 0) {
+      patience.waited(longest);
       continue;
+    }
     if (size == reply.size())
       reply.resize(size * 2);
     const ssize_t n = ::read(pipe, reply.data() + size, reply.size() - size);
@@ -310,15 +365,22 @@ Bytes receive(int pipe, pid_t child, Shared& shared, const Watch& watch, Arrival
   }
 }
 
-[[noreturn]] void throwCrash(int status) {
-  if (WIFSIGNALED(status) && WTERMSIG(status) == SIGXCPU)
+// For a child that has closed its pipe.
+[[noreturn]] void throwCrash(Child& child) {
+  for (int waited = 0; waited < millisecondsToEnd && !child.hasEnded(); ++waited)
+    std::this_thread::sleep_for(std::chrono::milliseconds(1));
+  const bool byItself = child.hasEnded();
+  const int status = child.end();
+  if (byItself && WIFSIGNALED(status) && WTERMSIG(status) == SIGXCPU)
     throw std::runtime_error("cannot be read: its decoder finds no end");
+  if (byItself && WIFSIGNALED(status) && WTERMSIG(status) == SIGKILL)
+    throw std::runtime_error("cannot be read: its reader was killed, perhaps for lack of memory");
   Unpacker::fail();
 }
 
 // How to reach the samples of the child's document.
 struct Lender {
-  const Child& child;
+  Child& child;
   const Files& files;
   Shared& shared;
   const Watch& watch;
@@ -327,13 +389,11 @@ struct Lender {
 // Through a file in memory.
 void fetchByFile(const Lender& from, Arrival& arrival) {
   from.shared.isFileWanted = true;
-  while (!from.shared.isFileReady) {
+  for (Patience patience(from.child.id); !from.shared.isFileReady; patience.waited(1)) {
     if (from.watch.stopped())
       throw Stopped();
-    if (siginfo_t ended{};
-        ::waitid(P_PID, id_t(from.child.id), &ended, WEXITED | WNOHANG | WNOWAIT) ||
-        ended.si_pid == from.child.id)
-      Unpacker::fail();
+    if (from.child.hasEnded())
+      throwCrash(from.child);
     std::this_thread::sleep_for(std::chrono::milliseconds(1));
   }
   for (size_t& done = arrival.bytes; done < arrival.size();) {
@@ -419,6 +479,9 @@ pid_t startProgram(const Source& source, int minimumBits, int threads, const Fil
 Photograph readApart(Source source, int minimumBits, int threads, const Watch& watch) {
   if (source.bytes.empty())
     throw std::runtime_error("the file is empty");
+  std::error_code ignored;
+  if (!std::filesystem::is_regular_file(source.path, ignored))
+    source.path = std::string("-"); // a stream that a library opens again would not end
   const ClaimedSize size = claimedSize(source.bytes);
   refuseBeyondFilter(size.width, size.height);
   const Handle samples(memoryFile("samples", 0)), page(memoryFile("page", sizeof(Shared)));
@@ -443,7 +506,7 @@ Photograph readApart(Source source, int minimumBits, int threads, const Watch& w
   const Bytes message = receive(result.number, child.id, *shared, watch, arrival);
   if (message.size() > 1)
     return opened(message, arrival, {child, files, *shared, watch});
-  throwCrash(child.end()); // nothing arrived, or only the claim
+  throwCrash(child); // nothing arrived, or only the claim
 }
 
 int beReaderProgram(int argc, char** argv) {

@@ -28,7 +28,7 @@ constexpr double readEnds = 0.1, writeBegins = 0.85;
 
 photo::Watch between(const photo::Watch& watch, double from, double to) {
   return {[&watch, from, to](double share) { watch.progress(from + (to - from) * share); },
-          watch.stopped, watch.claimed};
+          watch.stopped, watch.claimed, photo::Watch().decoded, watch.sized};
 }
 
 // Formats a sentence like printf.
@@ -48,21 +48,24 @@ void tellCorrection(const CorrectionReport& report, const Listener& listener) {
                            report.used.backgroundIntensity * 100.0));
 }
 
-// Requests the memory for a photograph as soon as its size is known.
+// Requests the memory for a photograph as soon as its size is known, and before that for its file.
 class MemoryAsked {
 public:
   photo::Watch asking(const Job& job, const Listener& listener, const photo::Watch& watch) {
     photo::Watch asks = watch;
+    asks.sized = [this, &listener](int64_t size) {
+      const int64_t bytes = memoryForFile(size);
+      if (bytes > 0 && (bytes > memoryOfProcess() || !listener.grant(bytes, Need::file)))
+        throw NotEnoughMemory(bytes, size);
+      fileSize_ = size;
+    };
     asks.claimed = [this, &job, &listener](const photo::Claim& claim) {
-      std::error_code ignored;
-      const auto size = job.input == "-" ? 0 : fs::file_size(job.input, ignored);
       claim_ = claim;
-      const int64_t fileSize = ignored ? 0 : int64_t(size);
-      bytes_ = addressSpaceFor(claim, *job.format, fileSize);
+      bytes_ = addressSpaceFor(claim, *job.format, fileSize_);
       if (bytes_ > memoryOfProcess())
         refuse();
-      bytes_ = memoryFor(claim, *job.format, fileSize);
-      if (!listener.grant(bytes_))
+      bytes_ = memoryFor(claim, *job.format, fileSize_);
+      if (!listener.grant(bytes_, Need::all))
         refuse();
     };
     return asks;
@@ -72,13 +75,42 @@ public:
 
 private:
   photo::Claim claim_{};
-  int64_t bytes_ = 0;
+  int64_t bytes_ = 0, fileSize_ = 0;
+};
+
+// Makes the folders on the path that are missing; removes those that are empty at its end.
+class NewFolders {
+public:
+  explicit NewFolders(const fs::path& path) {
+    std::error_code error;
+    for (fs::path folder = path; !folder.empty() && !fs::exists(folder, error);
+         folder = folder.parent_path())
+      made_.push_back(folder);
+    if (!path.empty() && (fs::create_directories(path, error), error)) {
+      remove();
+      throw std::runtime_error("the folder " + path.string() +
+                               " cannot be made: " + error.message());
+    }
+  }
+  ~NewFolders() { remove(); }
+  NewFolders(const NewFolders&) = delete;
+  NewFolders& operator=(const NewFolders&) = delete;
+  bool any() const { return !made_.empty(); }
+
+private:
+  void remove() {
+    std::error_code notEmpty;
+    for (const fs::path& folder : made_) // from the innermost
+      fs::remove(folder, notEmpty);
+  }
+  std::vector<fs::path> made_;
 };
 
 } // namespace
 
 Loaded load(const std::string& path, int minimumBits, int threads, const photo::Watch& watch) {
-  Loaded loaded = photo::readApart({path, photo::readWhole(path)}, minimumBits, threads, watch);
+  Loaded loaded =
+      photo::readApart({path, photo::readWhole(path, watch)}, minimumBits, threads, watch);
   if (loaded.picture.premultiplied)
     photo::divideByAlpha(loaded.picture.document);
   return loaded;
@@ -127,11 +159,18 @@ void store(const Job& job, bool replace, const photo::Bytes& bytes) {
     photo::writeToOutput(bytes);
     return;
   }
-  std::error_code error;
-  if (!job.folder.empty() && (fs::create_directories(job.folder, error), error))
-    throw std::runtime_error("the folder " + job.folder + " cannot be made: " + error.message());
-  photo::writeSafely({job.output, job.temporary, replace, photo::permissionsLike(job.input)},
-                     bytes);
+  for (bool again = false;; again = true) {
+    const NewFolders folders(job.folder);
+    try {
+      return photo::writeSafely(
+          {job.output, job.temporary, replace, photo::permissionsLike(job.input)}, bytes);
+    } catch (const std::runtime_error&) {
+      // Another process may have made the folder, failed and removed it.
+      std::error_code ignored;
+      if (again || folders.any() || job.folder.empty() || fs::exists(job.folder, ignored))
+        throw;
+    }
+  }
 }
 
 namespace {

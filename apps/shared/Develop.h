@@ -20,12 +20,17 @@ struct Corrector {
   bool isSeen = false; // the user sees the document, so it must be upright
 };
 
+enum class Need { file, all };
+
 // Receives messages about the work, one sentence at a time.
 struct Listener {
   std::function<void(const std::string&)> note = [](const std::string&) {};   // important
   std::function<void(const std::string&)> detail = [](const std::string&) {}; // details
-  // Whether the photograph may use this many bytes of memory; may wait for them.
-  std::function<bool(int64_t)> grant = [](int64_t bytes) { return bytes <= memoryOfMachine(); };
+  // Whether the photograph may use this many bytes of memory; may wait for them. It asks at least
+  // once for all that it needs, and before that for its file alone if that is large.
+  std::function<bool(int64_t, Need)> grant = [](int64_t bytes, Need) {
+    return bytes <= memoryOfMachine();
+  };
 };
 
 // Throws std::exception with the reason, photo::Stopped, Cancelled; leaves no file behind then.
@@ -52,7 +57,7 @@ photo::Encoding encodingFor(const photo::Format& format, const Request& request,
 photo::Bytes encode(photo::Picture& picture, photo::Metadata& metadata,
                     const photo::Encoding& encoding, const photo::Watch& watch);
 
-// Writes to the job's output, completely or not at all.
+// Writes to the job's output, completely or not at all. Makes its folder, which a failure removes.
 void store(const Job& job, bool replace, const photo::Bytes& bytes);
 
 } // namespace shared

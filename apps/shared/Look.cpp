@@ -19,6 +19,7 @@ namespace {
 
 constexpr double percent = 100.0;
 constexpr char maskName[] = "mask";
+constexpr int64_t mostBytes = 1 << 20; // of a settings file
 
 constexpr double standardStrength = int(estimateSoftening * percent + 0.5);
 
@@ -78,7 +79,12 @@ void checkItems(CLI::App& reader, const std::vector<CLI::ConfigItem>& items) {
 
 std::string textOf(const std::string& file) {
   constexpr std::string_view byteOrderMark = "\xef\xbb\xbf"; // some editors write it
-  const photo::Bytes bytes = photo::readWhole(file);
+  photo::Watch watch;
+  watch.sized = [](int64_t size) {
+    if (size > mostBytes)
+      throw UsageError("too long for settings");
+  };
+  const photo::Bytes bytes = photo::readWhole(file, watch);
   std::string text(bytes.begin(), bytes.end());
   return text.starts_with(byteOrderMark) ? text.substr(byteOrderMark.size()) : text;
 }
@@ -170,8 +176,8 @@ void saveLook(const std::string& file, const Look& look, bool replace) {
   try {
     photo::writeSafely({file, photo::temporaryNameFor(file), replace},
                        photo::Bytes(text.begin(), text.end()));
-  } catch (const std::exception& error) {
-    throw UsageError(std::string("--save-settings: ") + error.what());
+  } catch (const std::runtime_error& error) {
+    throw std::runtime_error(std::string("--save-settings: ") + error.what());
   }
 }
 

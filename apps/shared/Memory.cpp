@@ -27,6 +27,7 @@ constexpr int64_t bytesAPixel = 25;            // the float image, and its small
 constexpr int64_t libraryFixedBytes = 60 * megabyte, libraryBytesAPixel = 3; // of the image library
 constexpr int64_t jpeg2000BytesAPixel = 8;                                   // of its encoder
 constexpr int64_t jpeg2000SpaceAPixel = 37; // address space that it reserves and does not fill
+constexpr int64_t fileBytesUnasked = 64 * megabyte; // more than the files of most cameras
 
 bool isJpeg2000(const photo::Format& format) { return std::strcmp(format.name, "JPEG 2000") == 0; }
 
@@ -73,16 +74,22 @@ int64_t leftOf(int resource, const char* used) {
   return int64_t(limit.rlim_cur) - numberIn("/proc/self/status", used, 0) * kilobyte;
 }
 
-std::string sentence(int64_t bytes, const photo::Claim& claim) {
-  return "not enough memory (" + std::to_string((bytes + megabyte - 1) / megabyte) +
-         " MB were needed at " + std::to_string(claim.width) + " x " +
-         std::to_string(claim.height) + " pixels)";
+std::string megabytes(int64_t bytes) {
+  return std::to_string((bytes + megabyte - 1) / megabyte) + " MB";
+}
+
+std::string sentence(int64_t bytes, const std::string& what) {
+  return "not enough memory (" + megabytes(bytes) + " were needed " + what + ")";
 }
 
 } // namespace
 
 NotEnoughMemory::NotEnoughMemory(int64_t bytes, const photo::Claim& claim)
-    : std::runtime_error(sentence(bytes, claim)) {}
+    : std::runtime_error(sentence(bytes, "at " + std::to_string(claim.width) + " x " +
+                                             std::to_string(claim.height) + " pixels")) {}
+
+NotEnoughMemory::NotEnoughMemory(int64_t bytes, int64_t fileSize)
+    : std::runtime_error(sentence(bytes, "to read " + megabytes(fileSize))) {}
 
 bool tellsOfMemory(const std::string& text) {
   constexpr const char* words[] = {
@@ -108,6 +115,10 @@ int64_t memoryFor(const photo::Claim& claim, const photo::Format& result, int64_
 int64_t addressSpaceFor(const photo::Claim& claim, const photo::Format& result, int64_t fileSize) {
   return memoryFor(claim, result, fileSize) +
          isJpeg2000(result) * claim.width * claim.height * jpeg2000SpaceAPixel;
+}
+
+int64_t memoryForFile(int64_t fileSize) {
+  return fileSize > fileBytesUnasked ? fixedBytes + fileSize : 0;
 }
 
 bool leavesBrokenFile(const photo::Format& format) {

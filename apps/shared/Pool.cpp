@@ -25,12 +25,14 @@
 namespace shared {
 namespace {
 
-constexpr char progressKind = 'p', noteKind = 'n', detailKind = 'd', memoryKind = 'm';
-constexpr char granted = 'y', refused = 'n'; // answers to the last
-constexpr char endKinds[] = "DFCS";          // for End, in its order
+constexpr char progressKind = 'p', noteKind = 'n', detailKind = 'd', memoryKind = 'm',
+               fileMemoryKind = 'f';
+constexpr char granted = 'y', refused = 'n';  // answers to the last
+constexpr std::string_view endKinds = "DFCS"; // for End, in its order
 constexpr size_t longestText = 4096;
 constexpr float reportStep = 0.005f; // share of a photograph between two reports
 constexpr int exitStopped = 130;
+constexpr int millisecondsOfGrant = 50; // between two checks for a request to stop
 
 void send(int socket, char kind, const void* data, size_t size, int flags = 0) {
   iovec parts[] = {{&kind, 1}, {const_cast<void*>(data), std::min(size, longestText)}};
@@ -120,7 +122,9 @@ void attempt(const Work& work, const Job& job, const Reporter& reporter) {
 
 // ---- In the parent
 
-std::string crash(int status) {
+std::string crash(int status, bool talkedNonsense) {
+  if (talkedNonsense)
+    return "the filter crashed: its process sent what no process of the program sends";
   if (!WIFSIGNALED(status))
     return "a library ended the work without giving a reason";
   if (WTERMSIG(status) == SIGKILL)
@@ -133,20 +137,22 @@ std::string crash(int status) {
 Listener Reporter::listener() const {
   return {[this](const std::string& text) { send(socket_, noteKind, text); },
           [this](const std::string& text) { send(socket_, detailKind, text); },
-          [this](int64_t bytes) { return grant(bytes); }};
+          [this](int64_t bytes, Need need) { return grant(bytes, need); }};
 }
 
-bool Reporter::grant(int64_t bytes) const {
-  send(socket_, memoryKind, &bytes, sizeof bytes);
-  char answer = 0;
-  while (::recv(socket_, &answer, 1, 0) < 0 && errno == EINTR)
-    if (stopRequested)
-      throw photo::Stopped();
-  return answer == granted;
+bool Reporter::grant(int64_t bytes, Need need) const {
+  send(socket_, need == Need::file ? fileMemoryKind : memoryKind, &bytes, sizeof bytes);
+  while (!stopRequested) {
+    pollfd ready{socket_, POLLIN, 0};
+    char answer = 0;
+    if (::poll(&ready, 1, millisecondsOfGrant) > 0 && ::recv(socket_, &answer, 1, 0) >= 0)
+      return answer == granted;
+  }
+  throw photo::Stopped();
 }
 
 void Reporter::progress(double share) const {
-  const float value = float(share);
+  const float value = share > 0 ? float(std::min(share, 1.0)) : 0;
   send(socket_, progressKind, &value, sizeof value, MSG_DONTWAIT);
 }
 
@@ -163,7 +169,9 @@ struct Pool::Child {
   pid_t pid;
   int socket; // -1 after the child has closed its end
   size_t index;
-  int64_t asked = 0, got = 0;  // bytes of memory
+  int64_t asked = 0, got = 0;              // bytes of memory
+  bool asksForAll = false, hasAll = false; // otherwise for its file alone, before its photograph
+  bool talkedNonsense = false;
   std::optional<End> end = {}; // from the child's message
   std::string reason = {};
 };
@@ -261,21 +269,10 @@ void Pool::hear(Child& child) {
   char message[1 + longestText];
   ssize_t size;
   while ((size = ::recv(child.socket, message, sizeof message, MSG_DONTWAIT)) > 0) {
-    const std::string text(message + 1, size_t(size) - 1);
-    float share;
-    if (message[0] == noteKind) {
-      listener_.note(child.index, text);
-    } else if (message[0] == detailKind) {
-      listener_.detail(child.index, text);
-    } else if (message[0] == progressKind) {
-      std::memcpy(&share, message + 1, sizeof share);
-      listener_.progress(child.index, double(share));
-    } else if (message[0] == memoryKind) {
-      std::memcpy(&child.asked, message + 1, sizeof child.asked);
-    } else {
-      child.end = End(std::strchr(endKinds, message[0]) - endKinds);
-      child.reason = text;
-    }
+    if (take(child, message[0], {message + 1, size_t(size) - 1}))
+      continue;
+    child.talkedNonsense = true; // it is out of order, whatever else it sends
+    ::kill(child.pid, SIGKILL);
   }
   if (size < 0 || child.socket < 0)
     return;
@@ -283,24 +280,67 @@ void Pool::hear(Child& child) {
   child.socket = -1;
 }
 
-// In the order of their start, so that a large photograph waits only for those before it.
+// False for a message that no working child sends.
+bool Pool::take(Child& child, char kind, const std::string& data) {
+  const size_t end = endKinds.find(kind);
+  float share = 0;
+  if (kind == noteKind) {
+    listener_.note(child.index, data);
+  } else if (kind == detailKind) {
+    listener_.detail(child.index, data);
+  } else if (kind == progressKind && data.size() == sizeof share) {
+    std::memcpy(&share, data.data(), sizeof share);
+    if (!(share >= 0 && share <= 1))
+      return false;
+    listener_.progress(child.index, double(share));
+  } else if ((kind == memoryKind || kind == fileMemoryKind) && data.size() == sizeof child.asked) {
+    std::memcpy(&child.asked, data.data(), sizeof child.asked);
+    child.asksForAll = kind == memoryKind;
+    return child.asked > 0;
+  } else if (end != endKinds.npos) {
+    child.end = End(end);
+    child.reason = data;
+  } else {
+    return false;
+  }
+  return true;
+}
+
+// In the order of their start, so that a large photograph waits only for those before it. Only one
+// child at a time has memory for its file alone. It comes before all others: those that it waits
+// for have all that they need, so that they end and release it.
 void Pool::grantMemory() {
   int64_t taken = 0;
   for (const Child& child : children_)
     taken += child.got;
   if (taken == 0)
     memory_ = options_.memory ? options_.memory : memoryOfMachine();
+  const auto reads = [](const Child& child) { return child.got > 0 && !child.hasAll; };
+  const auto reader = std::find_if(children_.begin(), children_.end(), reads);
+  if (reader != children_.end() && !answer(*reader, taken))
+    return;
   for (Child& child : children_) {
-    if (child.asked == 0)
+    if (!child.asksForAll && std::any_of(children_.begin(), children_.end(), reads))
       continue;
-    if (child.asked <= memory_ && taken + child.asked > memory_)
+    if (!answer(child, taken))
       return;
-    const bool fits = child.asked <= memory_;
-    child.got = fits ? child.asked : 0;
-    taken += child.got;
-    child.asked = 0;
-    ::send(child.socket, fits ? &granted : &refused, 1, MSG_NOSIGNAL);
   }
+}
+
+// False if the child has asked and must wait for others.
+bool Pool::answer(Child& child, int64_t& taken) {
+  const bool fits = child.asked <= memory_;
+  if (child.asked == 0)
+    return true;
+  if (fits && taken - child.got + child.asked > memory_)
+    return false;
+  taken -= child.got;
+  child.got = fits ? child.asked : 0;
+  taken += child.got;
+  child.hasAll = child.asksForAll;
+  child.asked = 0;
+  ::send(child.socket, fits ? &granted : &refused, 1, MSG_NOSIGNAL);
+  return true;
 }
 
 void Pool::reap() {
@@ -321,7 +361,8 @@ void Pool::reap() {
 }
 
 void Pool::tellEnd(const Child& child, int status) {
-  const bool told = child.end && WIFEXITED(status) && WEXITSTATUS(status) == 0;
+  const bool told =
+      child.end && !child.talkedNonsense && WIFEXITED(status) && WEXITSTATUS(status) == 0;
   if (told) {
     listener_.ended(child.index, *child.end, child.reason);
     return;
@@ -332,7 +373,7 @@ void Pool::tellEnd(const Child& child, int status) {
   if (stops_ > 0)
     listener_.ended(child.index, End::stopped, "stopped");
   else
-    listener_.ended(child.index, End::failed, crash(status));
+    listener_.ended(child.index, End::failed, crash(status, child.talkedNonsense));
 }
 
 } // namespace shared

@@ -38,7 +38,7 @@ public:
   explicit Reporter(int socket) : socket_(socket) {}
   Listener listener() const; // for develop; the reporter must outlive it
   void progress(double share) const;
-  bool grant(int64_t bytes) const; // waits until other children have released theirs
+  bool grant(int64_t bytes, Need need) const; // waits until other children have released theirs
   // Ends the process with the reason, from code that no exception may leave.
   [[noreturn]] void fail(const std::string& reason) const;
   void end(End how, std::string_view reason) const noexcept;
@@ -78,7 +78,9 @@ private:
   bool start(size_t index);
   void wait(int milliseconds, const sigset_t* blocked);
   void hear(Child& child);
+  bool take(Child& child, char kind, const std::string& data);
   void grantMemory();
+  bool answer(Child& child, int64_t& taken);
   void reap();
   void tellEnd(const Child& child, int status);
 

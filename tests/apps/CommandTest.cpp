@@ -70,8 +70,17 @@ TEST_F(Command, InterruptsFullDisksAndCrashesLeaveNothing) {
     EXPECT_EQ(run("a.jpg -t 1", "timeout --preserve-status -s INT " + pause), 128 + SIGINT) << said;
     EXPECT_EQ(files(), before);
   }
-  EXPECT_EQ(run("b.jpg --strength 0 -o x.bmp", "ulimit -f 1;"), 1); // one block
-  EXPECT_EQ(said, "fogdissolver: b.jpg: x.bmp cannot be written: File too large\n");
+  const std::string hangUp = "timeout --preserve-status -k 20 -s HUP 0.3";
+  EXPECT_EQ(run("- -o x.jpg <&3", "mkfifo p; exec 3<>p; rm p; " + hangUp), 128 + SIGHUP)
+      << "a stream that nobody writes to";
+  EXPECT_EQ(run("a.jpg -t 1 -o x.jpg", hangUp + " nohup"), 0) << said;
+  EXPECT_EQ(run("b.jpg -q -f -o x.jpg --trace /dev/full"), 1);
+  EXPECT_EQ(said, "fogdissolver: --trace: /dev/full cannot be written: No space left on device\n");
+  EXPECT_EQ(readPicture("x.jpg").width(), 40);
+  fs::remove("x.jpg");
+  EXPECT_EQ(run("b.jpg --strength 0 --format bmp -o x/y/", "ulimit -f 1;"), 1); // one block
+  EXPECT_EQ(said, "fogdissolver: b.jpg: x/y/b-clear.bmp cannot be written: File too large\n");
+  EXPECT_EQ(run("--strength 9 --save-settings s", "ulimit -f 0;"), 1);
   EXPECT_EQ(files(), before);
   EXPECT_EQ(run("a.jpg b.jpg gone.jpg -o out/ -j 1 --plugin " FOG_CRASHING), 1);
   EXPECT_EQ(said, "fogdissolver: a.jpg: the filter crashed: Aborted\n"
@@ -140,6 +149,13 @@ TEST_F(Command, WithoutMemoryThereIsNoResult) {
   EXPECT_THAT(said, StartsWith("fogdissolver: big.jpg: not enough memory (3"));
   EXPECT_THAT(said, HasSubstr(" MB were needed at 1500 x 1000 pixels)\n"));
   EXPECT_TRUE(fs::exists("a-x.png"));
+  write("vast.jpg", "");
+  fs::resize_file("vast.jpg", 3000000000);
+  for (const std::string name : {"vast.jpg", "/dev/zero"}) {
+    EXPECT_EQ(run(name + " -o x.jpg --memory 300", "ulimit -v 2000000;"), 1);
+    EXPECT_THAT(said,
+                MatchesRegex("fogdissolver: " + name + ": not enough memory .* to read .*\n"));
+  }
 }
 
 TEST_F(Command, HelpManualAndReadmeNameTheSameOptions) {

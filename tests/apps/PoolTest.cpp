@@ -3,6 +3,7 @@
 #include <csignal>
 #include <thread>
 
+#include <sys/socket.h>
 #include <unistd.h>
 
 #include "apps/shared/Errors.h"
@@ -55,6 +56,13 @@ protected:
     } else if (job.input == "ends and crashes") {
       reporter.end(End::done, "");
       ::raise(SIGABRT); // which the sanitizers leave alone
+    } else if (job.input == "raves") {
+      for (int file = 3; file < 20; ++file) // its socket is one of these
+        ::send(file, "\0d", 2, MSG_NOSIGNAL);
+    } else if (job.input.ends_with("large")) { // two with their files would wait for each other
+      const int64_t file = job.input == "large" ? 40 : 101;
+      if (!listener.grant(file, shared::Need::file) || !listener.grant(90, shared::Need::all))
+        throw std::bad_alloc();
     } else if (job.input == "killed") {
       ::raise(SIGKILL);
     } else if (job.input == "fails") {
@@ -82,8 +90,8 @@ protected:
 };
 
 TEST_F(Pool, EveryEndIsToldOnceAndNothingIsLeft) {
-  std::vector<Job> jobs = jobsOf(
-      {"done", "throws", "cancelled", "leaves", "ends and crashes", "killed", "fails", "refused"});
+  std::vector<Job> jobs = jobsOf({"done", "throws", "cancelled", "leaves", "ends and crashes",
+                                  "raves", "killed", "fails", "refused"});
   jobs.back().refusal = "it is refused";
   Heard heard(jobs.size());
   shared::Pool pool(jobs, work, heard, {.jobs = 3});
@@ -94,6 +102,8 @@ TEST_F(Pool, EveryEndIsToldOnceAndNothingIsLeft) {
                      "started;cancelled: cancelled",
                      "started;failed: a library ended the work without giving a reason",
                      "started;failed: the filter crashed: Aborted",
+                     "started;failed: the filter crashed: its process sent what no process of the "
+                     "program sends",
                      "started;failed: killed; the system may have run out of memory",
                      "started;failed: " + std::string(4096, 'x'), "failed: it is refused"}));
   EXPECT_EQ(heard.most, 3);
@@ -103,6 +113,16 @@ TEST_F(Pool, EveryEndIsToldOnceAndNothingIsLeft) {
   EXPECT_GT(heard.shares.back(), 0.99);
   EXPECT_EQ(files(), Strings());
   EXPECT_EQ(::waitpid(-1, nullptr, WNOHANG), -1) << "no child is left";
+}
+
+TEST_F(Pool, LargeFilesWaitForMemoryButNotForEachOther) {
+  const std::vector<Job> jobs = jobsOf({"large", "large", "too large", "large"});
+  Heard heard(jobs.size());
+  shared::Pool pool(jobs, work, heard, {.jobs = 4, .memory = 100});
+  while (!pool.isDone())
+    pool.turn(1000);
+  const std::string done = "started;done";
+  EXPECT_EQ(heard.of, (Strings{done, done, "started;failed: not enough memory", done}));
 }
 
 TEST_F(Pool, StopsAreHeededEnforcedAndLeaveNothing) {

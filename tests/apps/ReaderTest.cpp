@@ -61,8 +61,19 @@ TEST_F(Reader, ABrokenFileCostsItsReaderOnly) {
   EXPECT_THAT([] { readFile("bomb.jpg"); }, refuses("truncated"));
   writePicture("a.png", fixture::noise(50, 40, 32));
   photo::Watch poor;
-  poor.claimed = [](const photo::Claim& claim) { throw claim.width; };
+  const int open = ::open("tiles.iff", O_RDONLY); // a program that is started inherits it
+  poor.claimed = [](const photo::Claim& claim) {
+    pid_t reader = 0;
+    std::ifstream("/proc/thread-self/children") >> reader;
+    Strings files;
+    for (const auto& entry : fs::directory_iterator("/proc/" + std::to_string(reader) + "/fd"))
+      files.push_back(fs::read_symlink(entry).filename());
+    EXPECT_THAT(files, testing::Contains("memfd:samples (deleted)"));
+    EXPECT_THAT(files, testing::Not(testing::Contains("tiles.iff")));
+    throw claim.width;
+  };
   EXPECT_THROW(readFile("a.png", poor), int64_t) << "before memory is taken for it";
+  ::close(open);
   photo::Watch stopped{[](double) {}, [] { return true; }};
   EXPECT_THROW(readFile("a.png", stopped), photo::Stopped);
   EXPECT_EQ(::waitpid(-1, nullptr, WNOHANG), -1) << "no reader is left";
@@ -74,8 +85,8 @@ TEST_F(Reader, AReaderInWrongHandsIsRefused) {
   writePicture("a.jpg", fixture::noise(50, 40, 8));
   const photo::Bytes file = photo::readWhole("a.jpg");
   photo::setFormatsFolder(fs::current_path());
-  const std::string ones = "{ head -c 64 /dev/zero | tr '\\0' '\\377'; }";
-  for (const std::string& page : {ones, "{ head -c 44 /dev/zero; " + ones + "; }"}) {
+  const std::string ones = "{ head -c 64 /dev/zero | tr '\\0' '\\377'; }", killed = "kill -9 $$";
+  for (const std::string& page : {ones, "{ head -c 44 /dev/zero; " + ones + "; }", killed}) {
     write("fogdissolver-reader", "#!/bin/sh\ntrue 2>/dev/null >/proc/self/fd/$7\n" + page +
                                      " | dd conv=notrunc of=/proc/self/fd/$7 2>/dev/null\n"
                                      "sleep 0.1\n");
@@ -85,7 +96,7 @@ TEST_F(Reader, AReaderInWrongHandsIsRefused) {
           [&] {
             photo::readApart({"a.jpg", file}, 8, 1, {});
           },
-          refuses("breaks its decoder"));
+          refuses(page == killed ? "reader was killed" : "breaks its decoder"));
     })
         .join();
   }

@@ -482,7 +482,7 @@ TEST_F(Road, AFileKeepsTheLookAndOptionsGoBeforeIt) {
   write("look", "\xef\xbb\xbf" + contents("look"));
   saveLook("copy", optionsOf("a.jpg --settings look")->look, false);
   EXPECT_THAT(contents("copy"), HasSubstr("\nbalance = 61\nmask = false\n"));
-  EXPECT_THROW(saveLook("copy", Look{}, false), shared::UsageError) << "it exists";
+  EXPECT_THROW(saveLook("copy", Look{}, false), std::runtime_error) << "it exists";
   const Look look = optionsOf("a.jpg --settings look --foreground 3 --mask")->look;
   EXPECT_EQ(std::tuple(look.foreground, look.background, look.balance, look.mask),
             std::tuple(3.0, std::nullopt, 61.0, true));
@@ -497,14 +497,14 @@ TEST_F(Road, AFileKeepsTheLookAndOptionsGoBeforeIt) {
 }
 
 TEST_F(Road, ArgumentsComeToResultsOrAreRefusedInWords) {
-  ASSERT_EQ(
-      std::system(
-          "mkdir in also; ln -s in same; ln -s a.jpg soft.jpg; echo >a.jpg; mkfifo pipe.jpg;"
-          "ln a.jpg hard.jpg; ln -s nowhere dangling.jpg; echo >in/b.PNG;"
-          "printf '\\377\\330\\377 a JPEG' >noname; printf 'colour = 3\n' >unknown;"
-          "printf 'mask\nbalance = 5\nmask\n' >twice; printf 'strength = 0,5\n' >comma;"
-          "printf '[look]\nstrength = 5\n' >section; printf '++ = 3\n' >plus; mkdir 'br{a}ce'"),
-      0);
+  ASSERT_EQ(std::system(
+                "mkdir in also; ln -s in same; ln -s a.jpg soft.jpg; echo >a.jpg; mkfifo pipe.jpg;"
+                "ln a.jpg hard.jpg; ln -s nowhere dangling.jpg; echo >in/b.PNG;"
+                "printf '\\377\\330\\377 a JPEG' >noname; printf 'colour = 3\n' >unknown;"
+                "printf 'mask\nbalance = 5\nmask\n' >twice; printf 'strength = 0,5\n' >comma;"
+                "printf '[look]\nstrength = 5\n' >section; printf '++ = 3\n' >plus; echo >good; "
+                "mkdir 'br{a}ce'"),
+            0);
   const Strings before = files();
   // clang-format off
   const char* cases[][2] = {
@@ -531,7 +531,8 @@ TEST_F(Road, ArgumentsComeToResultsOrAreRefusedInWords) {
       {"a.jpg -o x.jpg --save-settings in/../x.jpg", "is an output"},
       {"a.jpg -f --save-settings pipe.jpg", "not an ordinary"},
       {"a.jpg --trace t --save-settings t", "t is the trace"}, {"a.jpg -f --save-settings /proc/self/status", "system"},
-      {"a.jpg --settings gone", "gone: No such file"}};
+      {"a.jpg --settings gone", "gone: No such file"}, {"a.jpg --memory nan", "'nan'"},
+      {"a.jpg -f --settings good --trace ./good", "is the settings file"}};
   // clang-format on
   for (const auto& [arguments, says] : cases)
     EXPECT_THAT([&] { planOf(*optionsOf(arguments)); },
