@@ -31,6 +31,7 @@ constexpr const char* sentences[] = {
     QT_TRANSLATE_NOOP("Reasons", "is a folder"),
     QT_TRANSLATE_NOOP("Reasons", "the folder %1 cannot be made: %2"),
     QT_TRANSLATE_NOOP("Reasons", "%1 has no place for %2"),
+    QT_TRANSLATE_NOOP("Reasons", "the %1 file is without %2"),
     QT_TRANSLATE_NOOP("Reasons", "truncated or damaged"),
     QT_TRANSLATE_NOOP("Reasons", "an animation, not a photograph"),
     QT_TRANSLATE_NOOP("Reasons", "holds several pictures; the largest one is used"),

@@ -126,8 +126,15 @@ std::string save(Original& original, const State& state, const host::Module& mod
       return isCorrected ? shared::correct(module, document, state.look, order.threads, inner)
                          : shared::CorrectionReport{};
     }};
-    shared::develop(job, request, again, {}, watch);
-    return photo::leftBehind(original.metadata, *job.format);
+    std::string lost;
+    shared::Listener listener;
+    listener.note = [&](const std::string& note) {
+      const std::vector<std::string>& told = original.picture->notes;
+      if (std::find(told.begin(), told.end(), note) == told.end())
+        lost += (lost.empty() ? "" : "; ") + note;
+    };
+    shared::develop(job, request, again, listener, watch);
+    return lost;
   }
   const photo::Encoding encoding = shared::encodingFor(*job.format, request, *state.picture);
   // Encoding may multiply the colours by alpha, but the window still shows them.

@@ -23,8 +23,8 @@ struct BuiltIn {
   Codec codec;
 };
 constexpr BuiltIn builtIn[] = {
-    {"jpeg", {readJpeg, writeJpeg, checkJpeg}},
-    {"webp", {readWebp, writeWebp, checkWebp}},
+    {"jpeg", {readJpeg, writeJpeg, checkJpeg, nullptr}},
+    {"webp", {readWebp, writeWebp, checkWebp, nullptr}},
 };
 
 const Codec& libraryCodec() {
@@ -91,6 +91,10 @@ Picture readPicture(const Source& source, int minimumBits, int threads, const Wa
 Bytes encodePicture(const Picture& picture, const Encoding& encoding, const MetadataBlocks& blocks,
                     const Watch& watch) {
   return codecOf(encoding.format).encode(picture, encoding, blocks, watch);
+}
+
+MetadataBlocks blocksOfResult(const Bytes& file, const Format& format) {
+  return codecOf(&format).blocks(file);
 }
 
 void checkResult(const Bytes& file, const Picture& picture, const Encoding& encoding) {

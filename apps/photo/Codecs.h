@@ -51,11 +51,15 @@ struct BrokenResult : std::runtime_error {
 // is not a complete picture of the encoded size and depth.
 void checkResult(const Bytes& file, const Picture& picture, const Encoding& encoding);
 
+// The metadata in a result that the image library has written.
+MetadataBlocks blocksOfResult(const Bytes& file, const Format& format);
+
 // A codec of the program or of the module.
 struct Codec {
   Picture (*read)(const Source&, int minimumBits, int threads, const Watch&);
   Bytes (*encode)(const Picture&, const Encoding&, const MetadataBlocks&, const Watch&);
   Shape (*check)(const Bytes&, int threads); // throws if a row does not decode
+  MetadataBlocks (*blocks)(const Bytes&);    // or null if Exiv2 reads them
 };
 constexpr char libraryCodecSymbol[] = "fogdissolverLibraryCodec"; // a Codec
 

@@ -8,16 +8,16 @@
 #include <cstring>
 #include <string_view>
 
+#include "apps/photo/JpegSegments.h"
+
 namespace photo {
 namespace {
 
 using std::string_view_literals::operator""sv;
 
-constexpr std::string_view shortMark = "http://ns.adobe.com/xap/1.0/\0"sv;
 constexpr std::string_view longMark = "http://ns.adobe.com/xmp/extension/\0"sv;
 constexpr size_t nameSize = 32, headSize = longMark.size() + nameSize + 8;
 constexpr size_t segmentLimit = 65533; // bytes after a segment's length
-constexpr uint8_t app0 = 0xe0, app1 = 0xe1, startOfScan = 0xda;
 
 // The digest with which the standard names a packet: MD5 (RFC 1321), in capital hexadecimal.
 std::string nameOf(std::string text) {
@@ -79,25 +79,12 @@ std::string segment(std::string_view mark, const std::string& data) {
          std::string(mark) + data;
 }
 
-// Calls visit(place, marker, data) for each segment before the first scan, until it returns false.
-template <class Visit> void visitSegments(const Bytes& jpeg, Visit visit) {
-  const std::string_view file(reinterpret_cast<const char*>(jpeg.data()), jpeg.size());
-  for (size_t place = 2; place + 4 <= file.size() && jpeg[place] == 0xff;) {
-    const uint8_t marker = jpeg[place + 1];
-    const size_t size = size_t(jpeg[place + 2]) << 8 | jpeg[place + 3];
-    if (marker == startOfScan || size < 2 || place + 2 + size > file.size() ||
-        !visit(place, marker, file.substr(place + 4, size - 2)))
-      return;
-    place += 2 + size;
-  }
-}
-
 } // namespace
 
 Bytes withLongXmp(const Bytes& jpeg, const std::string& packet) {
   const std::string name = nameOf(packet);
   std::string segments = segment(
-      shortMark,
+      xmpMark,
       "<?xpacket begin=\"\xef\xbb\xbf\" id=\"W5M0MpCehiHzreSzNTczkc9d\"?>"
       "<x:xmpmeta xmlns:x=\"adobe:ns:meta/\"><rdf:RDF "
       "xmlns:rdf=\"http://www.w3.org/1999/02/22-rdf-syntax-ns#\"><rdf:Description rdf:about=\"\" "

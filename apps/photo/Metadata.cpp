@@ -4,27 +4,16 @@
 
 #include <algorithm>
 #include <cstring>
-#include <set>
 #include <stdexcept>
 #include <string_view>
 
-#include <exiv2/exiv2.hpp>
-
+#include "apps/photo/Codecs.h"
 #include "apps/photo/ExtendedXmp.h"
 #include "apps/photo/JpegCodec.h"
+#include "apps/photo/MetadataLosses.h"
+#include "apps/photo/MetadataReader.h"
 
 namespace photo {
-
-struct Metadata::State {
-  Exiv2::ExifData exif;
-  Exiv2::IptcData iptc;
-  Exiv2::XmpData xmp;
-  Bytes icc;
-  std::string comment;
-  Exiv2::ByteOrder order = Exiv2::littleEndian;
-  std::string openExrOnly; // a phrase for what no other format can store; or empty
-  std::string lost;        // a sentence about what the last result cannot store; empty: nothing
-};
 
 Metadata::Metadata() : state_(std::make_unique<State>()) {}
 Metadata::Metadata(Metadata&&) noexcept = default;
@@ -94,86 +83,7 @@ bool aboutStorage(const Exiv2::Exifdatum& datum) {
   return ofAnotherPicture(group) || (group == "Image" && (named || ofRawFiles(datum.tag())));
 }
 
-template <class Data, class Unwanted> void eraseWhere(Data& data, Unwanted unwanted) {
-  for (auto datum = data.begin(); datum != data.end();)
-    datum = unwanted(*datum) ? data.erase(datum) : std::next(datum);
-}
-
-void muteLibrary() { Exiv2::LogMsg::setLevel(Exiv2::LogMsg::mute); }
-
 constexpr char orientationKey[] = "Exif.Image.Orientation";
-
-// Differences between Exiv2 0.27 and 0.28.
-#if EXIV2_TEST_VERSION(0, 28, 0)
-using Image = Exiv2::Image::UniquePtr;
-
-Bytes bytesOf(const Exiv2::DataBuf& buffer) { return Bytes(buffer.begin(), buffer.end()); }
-
-Bytes profileOf(Exiv2::Image& image) { return bytesOf(image.iccProfile()); }
-
-void setProfile(Exiv2::Image& image, const Bytes& icc) {
-  image.setIccProfile(Exiv2::DataBuf(icc.data(), icc.size()), false);
-}
-#else
-using Image = Exiv2::Image::AutoPtr;
-
-Bytes bytesOf(const Exiv2::DataBuf& buffer) {
-  return Bytes(buffer.pData_, buffer.pData_ + buffer.size_);
-}
-
-Bytes profileOf(Exiv2::Image& image) { return bytesOf(*image.iccProfile()); }
-
-void setProfile(Exiv2::Image& image, const Bytes& icc) {
-  Exiv2::DataBuf profile(icc.data(), long(icc.size()));
-  image.setIccProfile(profile, false);
-}
-#endif
-
-Image imageOf(const Bytes& file) {
-  Image image = Exiv2::ImageFactory::open(file.data(), file.size());
-  image->readMetadata();
-  return image;
-}
-
-// Adds the properties of a separate packet, except existing ones.
-void addLongPacket(Exiv2::XmpData& xmp, const std::string& packet) {
-  Exiv2::XmpData more;
-  if (packet.empty() || Exiv2::XmpParser::decode(more, packet) != 0)
-    return;
-  eraseWhere(xmp, [](const Exiv2::Xmpdatum& datum) { return datum.key().ends_with(longXmpMark); });
-  for (const Exiv2::Xmpdatum& datum : more)
-    if (xmp.findKey(Exiv2::XmpKey(datum.key())) == xmp.end())
-      xmp.add(datum);
-}
-
-void readFile(Metadata::State& state, const Bytes& file) {
-  const Image image = imageOf(file);
-  state.exif = image->exifData();
-  std::set<std::string> keys; // a result has each key once; the first one counts
-  eraseWhere(state.exif, [&keys](const auto& datum) { return !keys.insert(datum.key()).second; });
-  state.iptc = image->iptcData();
-  state.xmp = image->xmpData();
-  addLongPacket(state.xmp, longXmpOf(file));
-  state.comment = image->comment();
-  if (image->byteOrder() != Exiv2::invalidByteOrder)
-    state.order = image->byteOrder();
-  if (image->iccProfileDefined())
-    state.icc = profileOf(*image);
-}
-
-// The decoder made the blocks; a block that does not parse is omitted.
-void fillFromBlocks(Metadata::State& state, const MetadataBlocks& blocks) {
-  try {
-    if (!blocks.exif.empty())
-      state.order =
-          Exiv2::ExifParser::decode(state.exif, blocks.exif.data(), uint32_t(blocks.exif.size()));
-    if (!blocks.iptc.empty())
-      Exiv2::IptcParser::decode(state.iptc, blocks.iptc.data(), uint32_t(blocks.iptc.size()));
-    if (!blocks.xmp.empty())
-      Exiv2::XmpParser::decode(state.xmp, blocks.xmp);
-  } catch (const std::exception&) {
-  }
-}
 
 double numberOf(const Exiv2::ExifData& exif, const char* key) {
   const auto datum = exif.findKey(Exiv2::ExifKey(key));
@@ -201,14 +111,7 @@ Metadata readMetadata(const Bytes& file, const Picture& picture) {
   Metadata metadata;
   Metadata::State& state = metadata.state();
   muteLibrary();
-  try {
-    readFile(state, file);
-  } catch (const std::exception&) {
-    // Exiv2 does not know the format, or the file is damaged; the decoder's message says more.
-    fillFromBlocks(state, picture.blocks);
-  }
-  if (state.icc.empty())
-    state.icc = picture.blocks.icc;
+  state = readableMetadata(file, picture.blocks);
   state.openExrOnly = picture.openExrOnly;
   if (picture.upright) {
     state.exif[orientationKey] = uint16_t(1);
@@ -262,6 +165,7 @@ void pack(const Metadata& metadata, Packer& to) {
   to.putBlock(state.icc);
   to.put(uint8_t(state.order == Exiv2::bigEndian));
   to.putBlock(state.openExrOnly);
+  to.put(state.damage);
 }
 
 Metadata unpackMetadata(Unpacker& from) {
@@ -288,6 +192,7 @@ Metadata unpackMetadata(Unpacker& from) {
   state.icc = from.getBlock<Bytes>();
   state.order = from.get<uint8_t>() ? Exiv2::bigEndian : Exiv2::littleEndian;
   state.openExrOnly = from.getBlock<std::string>();
+  state.damage = from.get<uint8_t>();
   return metadata;
 }
 
@@ -307,24 +212,18 @@ void adaptToResult(Metadata& metadata, Picture& picture, const std::string& prog
     picture.resolution = told;
 }
 
-MetadataBlocks blocksOf(const Metadata& metadata) {
-  const Metadata::State& state = metadata.state();
-  MetadataBlocks blocks;
-  blocks.icc = state.icc;
-  try {
-    Exiv2::Blob exif;
-    Exiv2::ExifData data = state.exif; // because Exiv2 0.28 rearranges it
-    Exiv2::ExifParser::encode(exif, state.order, data);
-    blocks.exif.assign(exif.begin(), exif.end());
-    blocks.iptc = bytesOf(Exiv2::IptcParser::encode(state.iptc));
-    blocks.xmp = packetOf(state.xmp);
-  } catch (const std::exception&) {
-    // Omits a damaged block and keeps the others.
-  }
-  return blocks;
-}
-
 namespace {
+
+constexpr char descriptionKey[] = "Exif.Image.ImageDescription";
+
+// The Exif for a format without comments: the comment becomes the description if there is none.
+Exiv2::ExifData exifWithComment(const Metadata::State& state) {
+  Exiv2::ExifData exif = state.exif;
+  const auto description = exif.findKey(Exiv2::ExifKey(descriptionKey));
+  if (!state.comment.empty() && (description == exif.end() || isBlank(*description)))
+    exif[descriptionKey] = state.comment;
+  return exif;
+}
 
 constexpr size_t longExif = 60000, longestJpegExif = 65527; // bytes; Exiv2 drops some above 60000
 
@@ -335,44 +234,75 @@ size_t sizeOf(const Exiv2::ExifData& exif) {
   return size;
 }
 
+Bytes contentOf(Exiv2::BasicIo& io) {
+  const size_t size = size_t(io.size());
+  io.open();
+  const Exiv2::byte* data = io.mmap();
+  Bytes content(data, data + size);
+  io.munmap();
+  io.close();
+  return content;
+}
+
+Bytes encodedExif(Exiv2::ExifData exif, Exiv2::ByteOrder order) { // a copy: 0.28 rearranges it
+  Exiv2::Blob blob;
+  Exiv2::ExifParser::encode(blob, order, exif);
+  return Bytes(blob.begin(), blob.end());
+}
+
+// Of any length. The encoder for blocks drops what a JPEG segment has no room for. The one for TIFF
+// files adds it, but is no substitute: it omits what describes the pixels, such as the resolution.
+Bytes longExifBlock(const Exiv2::ExifData& exif, Exiv2::ByteOrder order) {
+  const Bytes block = encodedExif(exif, order);
+  if (sizeOf(exif) <= longExif || block.empty())
+    return block;
+  const ExivImage image = Exiv2::ImageFactory::open(block.data(), block.size());
+  image->readMetadata();
+  image->setExifData(exif);
+  image->writeMetadata();
+  return contentOf(image->io());
+}
+
+} // namespace
+
+MetadataBlocks blocksOf(const Metadata& metadata) {
+  const Metadata::State& state = metadata.state();
+  MetadataBlocks blocks;
+  blocks.icc = state.icc;
+  auto fill = [](auto& block,
+                 auto encode) { // a block that cannot be encoded does not affect others
+    try {
+      block = encode();
+    } catch (const std::bad_alloc&) {
+      throw;
+    } catch (const std::exception&) {
+    }
+  };
+  fill(blocks.exif, [&] { return longExifBlock(exifWithComment(state), state.order); });
+  fill(blocks.iptc, [&] { return bytesOf(Exiv2::IptcParser::encode(state.iptc)); });
+  fill(blocks.xmp, [&] { return packetOf(state.xmp); });
+  return blocks;
+}
+
+namespace {
+
 // Removes the largest entries until the rest fits into a JPEG file.
 void trimForJpeg(Exiv2::ExifData& exif, Exiv2::ByteOrder order) {
   auto smaller = [](const auto& a, const auto& b) { return a.size() < b.size(); };
-  while (!exif.empty()) {
-    Exiv2::Blob blob;
-    Exiv2::ExifData copy = exif; // because Exiv2 0.28 rearranges it
-    Exiv2::ExifParser::encode(blob, order, copy);
-    if (blob.size() <= longestJpegExif)
-      return;
+  while (!exif.empty() && encodedExif(exif, order).size() > longestJpegExif)
     exif.erase(std::max_element(exif.begin(), exif.end(), smaller));
-  }
-}
-
-// Exif entries that the result lacks: names of tags, or of a maker's group.
-std::string missingExif(const Exiv2::ExifData& exif, const Bytes& result) {
-  const Image image = imageOf(result);
-  std::set<std::string> names;
-  const Exiv2::ExifData& kept = image->exifData();
-  for (const Exiv2::Exifdatum& datum : exif) // except those that give the position of blocks
-    if (datum.tagName() != "ExifTag" && datum.tagName() != "GPSTag" &&
-        kept.findKey(Exiv2::ExifKey(datum.key())) == kept.end())
-      names.insert(datum.ifdName() == std::string("Makernote") ? datum.groupName()
-                                                               : datum.tagName());
-  std::string list;
-  for (const std::string& name : names)
-    list += (list.empty() ? "" : ", ") + name;
-  return list;
 }
 
 // The file with the metadata inserted by Exiv2. For JPEG a header without scans is enough.
-Bytes rewritten(const Bytes& file, Metadata::State& state, const Format& format) {
+Bytes rewritten(const Bytes& file, const Metadata::State& state, const Format& format) {
   const bool jpeg = std::strcmp(format.name, "JPEG") == 0;
-  const bool large = sizeOf(state.exif) > longExif;
   const std::string packet = jpeg ? packetOf(state.xmp) : std::string();
   const bool longPacket = packet.size() > longestJpegXmp;
-  const Image image = imageOf(file);
-  Exiv2::ExifData exif = state.exif;
-  if (large && jpeg)
+  const ExivImage image = Exiv2::ImageFactory::open(file.data(), file.size());
+  image->readMetadata();
+  const bool comments = image->checkMode(Exiv2::mdComment) & Exiv2::amWrite;
+  Exiv2::ExifData exif = comments ? state.exif : exifWithComment(state);
+  if (jpeg && sizeOf(exif) > longExif)
     trimForJpeg(exif, state.order);
   // Keeps what the encoder wrote about the picture's storage: Exiv2 keeps such tags itself.
   for (const Exiv2::Exifdatum& datum : exif)
@@ -380,23 +310,74 @@ Bytes rewritten(const Bytes& file, Metadata::State& state, const Format& format)
   image->setIptcData(state.iptc);
   if (!longPacket)
     image->setXmpData(state.xmp);
-  if (!state.comment.empty() && (image->checkMode(Exiv2::mdComment) & Exiv2::amWrite))
+  if (!state.comment.empty() && comments)
     image->setComment(state.comment);
   if (!state.icc.empty() && !image->iccProfileDefined())
     setProfile(*image, state.icc);
   if (std::strcmp(format.name, "TIFF") != 0)
     image->setByteOrder(state.order);
   image->writeMetadata();
-  Exiv2::BasicIo& io = image->io();
-  const size_t size = size_t(io.size());
-  io.open();
-  const Exiv2::byte* data = io.mmap();
-  Bytes written(data, data + size);
-  io.munmap();
-  io.close();
-  if (const std::string missing = large ? missingExif(state.exif, written) : ""; !missing.empty())
-    state.lost = std::string(format.name) + " has no room for all of the Exif: " + missing;
+  const Bytes written = contentOf(image->io());
   return longPacket ? withLongXmp(written, packet) : written;
+}
+
+Bytes inserted(const Bytes& file, const Metadata::State& state, const Format& format) {
+  if (std::strcmp(format.name, "JPEG") != 0)
+    return rewritten(file, state, format);
+  // Exiv2 copies its input three times, and the scans are most of a file.
+  constexpr uint8_t end[] = {0xff, 0xd9};
+  const auto scans = file.begin() + ptrdiff_t(scanPlace(file));
+  Bytes head(file.begin(), scans);
+  head.insert(head.end(), std::begin(end), std::end(end));
+  head = rewritten(head, state, format);
+  if (head.size() < std::size(end) ||
+      !std::equal(std::begin(end), std::end(end), head.end() - std::size(end)))
+    throw std::runtime_error("the header cannot be written");
+  Bytes whole;
+  whole.reserve(head.size() + size_t(file.end() - scans));
+  whole.assign(head.begin(), head.end() - std::size(end));
+  whole.insert(whole.end(), scans, file.end());
+  return whole;
+}
+
+// Inserts everything; if that fails, everything except one kind. Returns the reason if nothing
+// helps.
+std::string insert(Bytes& file, const Metadata::State& state, const Format& format) {
+  using State = Metadata::State;
+  constexpr void (*drops[])(State&) = {[](State&) {},
+                                       [](State& rest) { rest.comment.clear(); },
+                                       [](State& rest) { rest.icc.clear(); },
+                                       [](State& rest) { rest.iptc.clear(); },
+                                       [](State& rest) { rest.xmp.clear(); },
+                                       [](State& rest) { rest.exif.clear(); }};
+  std::string reason;
+  for (const auto drop : drops) {
+    State rest = state;
+    drop(rest);
+    try {
+      file = inserted(file, rest, format);
+      return {};
+    } catch (const std::bad_alloc&) {
+      throw;
+    } catch (const std::exception& error) {
+      if (reason.empty())
+        reason = error.what();
+    }
+  }
+  return reason;
+}
+
+// What of the state the result does not have.
+std::string missingIn(const Bytes& result, const Metadata::State& state, const Format& format) {
+  try {
+    const bool byLibrary = format.metadata == Carrier::codec && !isBuiltIn(format);
+    return missing(state, byLibrary ? metadataInExr(result, blocksOfResult(result, format))
+                                    : metadataIn(result));
+  } catch (const std::bad_alloc&) {
+    throw;
+  } catch (const std::exception&) { // Exiv2 does not read what it has written
+    return "all of the metadata";
+  }
 }
 
 } // namespace
@@ -404,52 +385,31 @@ Bytes rewritten(const Bytes& file, Metadata::State& state, const Format& format)
 Bytes withMetadata(Bytes file, Metadata& metadata, const Format& format) {
   Metadata::State& state = metadata.state();
   state.lost.clear();
-  if (format.metadata != Carrier::exiv2)
-    return file;
-  try {
-    if (std::strcmp(format.name, "JPEG") != 0)
-      return rewritten(file, state, format);
-    // Exiv2 copies its input three times, and the scans are most of a file.
-    constexpr uint8_t end[] = {0xff, 0xd9};
-    const auto scans = file.begin() + ptrdiff_t(scanPlace(file));
-    Bytes head(file.begin(), scans);
-    head.insert(head.end(), std::begin(end), std::end(end));
-    head = rewritten(head, state, format);
-    if (head.size() < std::size(end) ||
-        !std::equal(std::begin(end), std::end(end), head.end() - std::size(end)))
-      throw std::runtime_error("the header cannot be written");
-    Bytes whole;
-    whole.reserve(head.size() + size_t(file.end() - scans));
-    whole.assign(head.begin(), head.end() - std::size(end));
-    whole.insert(whole.end(), scans, file.end());
-    return whole;
-  } catch (const std::bad_alloc&) {
-    throw;
-  } catch (const std::exception& error) {
-    state.lost = std::string("the metadata stays behind: ") + error.what();
-  }
+  state.failure.clear();
+  if (format.metadata == Carrier::exiv2)
+    if (const std::string reason = insert(file, state, format); !reason.empty())
+      state.failure = "the metadata stays behind: " + reason;
+  if (format.metadata != Carrier::nobody && state.failure.empty())
+    state.lost = missingIn(file, state, format);
   return file;
 }
 
 std::string leftBehind(const Metadata& metadata, const Format& format) {
   const Metadata::State& state = metadata.state();
-  const bool nothing = format.metadata == Carrier::nobody;
-  const bool webp = std::strcmp(format.name, "WebP") == 0;
-  const bool exr = std::strcmp(format.name, "OpenEXR") == 0;
-  std::string kinds;
-  auto add = [&kinds](bool lost, const std::string& kind) {
-    if (lost)
-      kinds += (kinds.empty() ? "" : ", ") + kind;
+  const std::string name = format.name;
+  std::string noPlace = format.metadata == Carrier::nobody ? missing(state, {}) : "";
+  if (!state.openExrOnly.empty() && name != "OpenEXR")
+    noPlace += (noPlace.empty() ? "" : ", ") + state.openExrOnly;
+  std::string sentences;
+  auto add = [&sentences](const std::string& before, const std::string& sentence) {
+    if (!sentence.empty())
+      sentences += (sentences.empty() ? "" : "; ") + before + sentence;
   };
-  add(nothing && state.exif.count() > 1, "Exif"); // one is the program's name, added here
-  add(nothing && !state.xmp.empty(), "XMP");
-  add((nothing || webp) && !state.iptc.empty(), "IPTC");
-  add((nothing || exr) && !state.icc.empty(), "the colour profile");
-  add(!exr && !state.openExrOnly.empty(), state.openExrOnly);
-  if (kinds.empty())
-    return state.lost;
-  return std::string(format.name) + " has no place for " + kinds +
-         (state.lost.empty() ? "" : "; " + state.lost);
+  add("", damagePhrase(state.damage));
+  add(name + " has no place for ", noPlace);
+  add("the " + name + " file is without ", state.lost);
+  add("", state.failure);
+  return sentences;
 }
 
 } // namespace photo

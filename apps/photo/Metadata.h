@@ -27,8 +27,9 @@ private:
   std::unique_ptr<State> state_;
 };
 
-// Reads the metadata of a file; for a format that Exiv2 does not read, from the decoder's blocks.
-// The orientation is 1 if the decoder has turned the picture upright.
+// Reads the metadata of a file; for a format that Exiv2 does not read, from the decoder's blocks;
+// of a damaged file, the kinds that can be read. The orientation is 1 if the decoder has turned the
+// picture upright.
 Metadata readMetadata(const Bytes& file, const Picture& picture);
 
 // All metadata for another process, and back. unpack throws std::runtime_error.
@@ -46,10 +47,12 @@ void adaptToResult(Metadata& metadata, Picture& picture, const std::string& prog
 MetadataBlocks blocksOf(const Metadata& metadata);
 
 // The encoded file with the metadata inserted, if Exiv2 writes this format. Omits what cannot be
-// written; leftBehind reports it. Throws std::bad_alloc.
+// written. Compares what the file then has with the photograph, for leftBehind. Throws
+// std::bad_alloc.
 Bytes withMetadata(Bytes file, Metadata& metadata, const Format& format);
 
-// A sentence about metadata of the photograph that the format cannot store; empty: nothing.
+// Sentences about metadata of the photograph that is damaged, that the format has no place for, or
+// that the file from withMetadata does not have; empty: none.
 std::string leftBehind(const Metadata& metadata, const Format& format);
 
 } // namespace photo

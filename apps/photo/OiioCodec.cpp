@@ -392,7 +392,7 @@ ImageSpec headerOf(const Picture& picture, const Encoding& encoding, const Metad
     if (codec == "tiff") // otherwise its encoder makes both equal
       spec["PixelAspectRatio"] = float(picture.resolution.y / picture.resolution.x);
   }
-  if (!blocks.icc.empty())
+  if (!blocks.icc.empty() && codec != "png") // Exiv2 writes it: the encoder fails for some
     spec.attribute("ICCProfile", TypeDesc(TypeDesc::UINT8, int(blocks.icc.size())),
                    blocks.icc.data());
   return spec;
@@ -460,8 +460,13 @@ Shape check(const Bytes& file, int threads) {
   return {spec.width, spec.height, int(spec.format.basesize()) * 8};
 }
 
+MetadataBlocks blocksIn(const Bytes& file) {
+  const Silence silence;
+  return blocksOf(Input("-", file).reader->spec());
+}
+
 } // namespace
 } // namespace photo
 
-extern "C" __attribute__((visibility("default")))
-const photo::Codec fogdissolverLibraryCodec = {photo::read, photo::encode, photo::check};
+extern "C" __attribute__((visibility("default"))) const photo::Codec fogdissolverLibraryCodec = {
+    photo::read, photo::encode, photo::check, photo::blocksIn};

@@ -69,6 +69,25 @@ Bytes assembled(const WebPData& picture, const MetadataBlocks& blocks) {
   return bytes;
 }
 
+// The blocks of a file that may be damaged.
+MetadataBlocks blocksIn(const Bytes& file) {
+  constexpr char exifMark[] = "Exif\0"; // some programs write it, as in JPEG
+  const WebPData data{file.data(), file.size()};
+  const std::unique_ptr<WebPMux, void (*)(WebPMux*)> mux(WebPMuxCreate(&data, 0), WebPMuxDelete);
+  auto get = [&mux](const char* name) {
+    WebPData chunk{nullptr, 0};
+    if (mux)
+      WebPMuxGetChunk(mux.get(), name, &chunk);
+    return Bytes(chunk.bytes, chunk.bytes + chunk.size);
+  };
+  const Bytes xmp = get("XMP ");
+  MetadataBlocks blocks{get("EXIF"), {}, std::string(xmp.begin(), xmp.end()), get("ICCP")};
+  Bytes& exif = blocks.exif;
+  if (exif.size() > sizeof exifMark && std::equal(exifMark, std::end(exifMark), exif.begin()))
+    exif.erase(exif.begin(), exif.begin() + sizeof exifMark);
+  return blocks;
+}
+
 } // namespace
 
 Picture readWebp(const Source& source, int minimumBits, int threads, const Watch& watch) {
@@ -97,6 +116,7 @@ Picture readWebp(const Source& source, int minimumBits, int threads, const Watch
   for (int32_t y = 0; y < document.height() && document.depth() != 8; ++y)
     widen(pixels.samples + size_t(y) * pixels.rowSamples, pixels.rowSamples, document.depth(),
           document.row(y));
+  picture.blocks = blocksIn(source.bytes);
   watch.progress(1);
   return picture;
 }

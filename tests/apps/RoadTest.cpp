@@ -249,7 +249,7 @@ TEST_F(Road, MetadataPassesBetweenFormats) {
       image->exifData()[key].setValue(value == 3 ? "3" : std::to_string(int(value)) + "/1");
     image->writeMetadata();
     const std::string note = develop("a." + from, "b." + to); // a TIFF's thumbnail is a picture
-    EXPECT_EQ(note, to == "webp"    ? "WebP has no place for IPTC"
+    EXPECT_EQ(note, to == "webp"    ? "the WebP file is without IPTC"
                     : from == "tif" ? "holds several pictures; the largest one is used"
                                     : "");
     std::set<std::string> before = entries("a." + from);
@@ -263,11 +263,22 @@ TEST_F(Road, MetadataPassesBetweenFormats) {
     EXPECT_EQ(open("b." + to)->exifData()["Exif.Image.Software"].toString(),
               "Fogdissolver " FOG_VERSION);
   }
-  EXPECT_EQ(develop("a.jpg", "b.exr"), "OpenEXR has no place for the colour profile");
+  EXPECT_EQ(
+      develop("a.jpg", "b.exr"),
+      "the OpenEXR file is without Exif (FileSource, MakerNote, UserComment), the colour profile");
   EXPECT_EQ(develop("b.exr", "c.jpg"), ""); // Exiv2 does not read it
   EXPECT_EQ(open("c.jpg")->exifData()["Exif.Photo.FNumber"].toFloat(), 4.5f);
   EXPECT_EQ(develop("a.jpg", "d.ppm"), "PPM has no place for Exif, XMP, IPTC, the colour profile");
   EXPECT_EQ(develop("d.ppm", "e.ppm"), "");
+}
+
+std::string extensionOf(const std::string& name) {
+  return name == "JPEG"        ? "jpg"
+         : name == "JPEG 2000" ? "jp2"
+         : name == "OpenEXR"   ? "exr"
+         : name == "TIFF"      ? "tif"
+         : name == "WebP"      ? "webp"
+                               : "png";
 }
 
 // JPEG has segments of 64 KB.
@@ -302,9 +313,67 @@ TEST_F(Road, LongMetadataIsKeptOrNamed) {
   image->exifData()["Exif.Image.Artist"] = "";
   image->exifData()["Exif.Image.Make"] = "Maker";
   image->writeMetadata();
-  EXPECT_EQ(develop("a.tif", "e.jpg"), "JPEG has no room for all of the Exif: UserComment");
-  EXPECT_EQ(open("e.jpg")->exifData()["Exif.Image.Make"].toString(), "Maker");
-  EXPECT_EQ(develop("a.tif", "e.tif"), "");
+  for (const char* name : {"JPEG", "PNG", "JPEG 2000", "OpenEXR", "TIFF", "WebP"}) {
+    const bool hasRoom = name == std::string("TIFF") || name == std::string("WebP");
+    const std::string file = "e." + extensionOf(name);
+    EXPECT_EQ(develop("a.tif", file),
+              hasRoom ? "" : "the " + std::string(name) + " file is without Exif (UserComment)");
+    if (name == std::string("OpenEXR"))
+      continue;
+    Exiv2::ExifData exif = open(file)->exifData();
+    EXPECT_EQ(exif["Exif.Image.Make"].toString(), "Maker") << name;
+    EXPECT_EQ(exif["Exif.Photo.UserComment"].toString(), hasRoom ? longText : "") << name;
+  }
+}
+
+// What else a file has is in the result, and a line names what is damaged.
+TEST_F(Road, DamagedMetadataLeavesTheRest) {
+  const std::string damaged = "has damaged metadata, of which only the readable part is kept: ";
+  const std::tuple<const char*, std::string, std::string> damages[] = {
+      {"Exif", std::string("Exif\0\0II", 8), std::string("Exif\0\0IX", 8)},
+      {"XMP", "<rdf:RDF", "<rdf:RDX"},
+      {"the colour profile", "acsp", "acsq"}};
+  for (const auto& [kind, whole, broken] : damages) {
+    writePicture("a.jpg", scene);
+    giveMetadata("a.jpg");
+    std::string bytes = contents("a.jpg");
+    bytes.replace(bytes.find(whole), whole.size(), broken);
+    write("a.jpg", bytes);
+    const std::string name = kind;
+    for (const char* to : {"b.jpg", "b.png"}) {
+      EXPECT_EQ(develop("a.jpg", to), damaged + name);
+      const auto image = open(to);
+      EXPECT_EQ(image->exifData().count() > 50, name != "Exif") << to << name;
+      EXPECT_EQ(image->xmpData().empty(), name == "XMP") << to << name;
+      EXPECT_EQ(image->iccProfileDefined(), name[0] != 't') << to << name;
+      EXPECT_EQ(image->iptcData()["Iptc.Application2.City"].toString(), "Brasilia") << to << name;
+    }
+  }
+}
+
+TEST_F(Road, ACommentBecomesTheDescriptionOrIsNamed) {
+  const char description[] = "Exif.Image.ImageDescription";
+  writePicture("a.jpg", scene);
+  for (const std::string existing : {"", "A hill"}) {
+    const auto image = open("a.jpg");
+    image->setComment("a comment");
+    if (!existing.empty())
+      image->exifData()[description] = existing;
+    image->writeMetadata();
+    EXPECT_EQ(develop("a.jpg", "b.jpg") + develop("a.jpg", "b.png"), "");
+    EXPECT_EQ(open("b.png")->comment() + open("b.jpg")->comment(), "a commenta comment");
+    for (const char* name : {"TIFF", "WebP", "JPEG 2000", "OpenEXR"}) {
+      const std::string file = "b." + extensionOf(name);
+      EXPECT_EQ(develop("a.jpg", file),
+                existing.empty() ? ""
+                                 : "the " + std::string(name) + " file is without the comment");
+      develop(file, "c.png");
+      EXPECT_EQ(open("c.png")->exifData()[description].toString(),
+                existing.empty() ? "a comment" : existing)
+          << name;
+    }
+    EXPECT_THAT(develop("a.jpg", "b.ppm"), HasSubstr("the comment"));
+  }
 }
 
 TEST_F(Road, OfSeveralPicturesTheLargestIsThePhotograph) {

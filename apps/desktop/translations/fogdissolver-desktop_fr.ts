@@ -108,6 +108,10 @@
         <translation>%1 n’a pas de place pour %2</translation>
     </message>
     <message>
+        <source>the %1 file is without %2</source>
+        <translation>le fichier %1 est sans %2</translation>
+    </message>
+    <message>
         <source>truncated or damaged</source>
         <translation>tronqué ou endommagé</translation>
     </message>
