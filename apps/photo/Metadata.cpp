@@ -317,8 +317,10 @@ Bytes rewritten(const Bytes& file, const Metadata::State& state, const Format& f
   if (std::strcmp(format.name, "TIFF") != 0)
     image->setByteOrder(state.order);
   image->writeMetadata();
-  const Bytes written = contentOf(image->io());
-  return longPacket ? withLongXmp(written, packet) : written;
+  Bytes written = contentOf(image->io());
+  if (longPacket)
+    written = withLongXmp(written, packet);
+  return written;
 }
 
 Bytes inserted(const Bytes& file, const Metadata::State& state, const Format& format) {

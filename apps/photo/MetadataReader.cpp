@@ -116,7 +116,8 @@ MetadataBlocks blocksOfJpeg(const Bytes& file) {
   blocks.xmp = segmentOf(file, app1, xmpMark);
   const uint8_t* iptc = nullptr;
   uint32_t before = 0, size = 0;
-  if (Exiv2::Photoshop::locateIptcIrb(reinterpret_cast<const uint8_t*>(resources.data()),
+  if (!resources.empty() &&
+      Exiv2::Photoshop::locateIptcIrb(reinterpret_cast<const uint8_t*>(resources.data()),
                                       uint32_t(resources.size()), &iptc, &before, &size) == 0)
     blocks.iptc.assign(iptc + before, iptc + before + size);
   return blocks;
