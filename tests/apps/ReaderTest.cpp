@@ -240,7 +240,7 @@ TEST_F(Reader, AResultThatDoesNotDecodeIsNone) {
 // Nor does a stopped encoder leave anything behind, or write what is no longer there.
 TEST_F(Reader, AnEncoderStopsHalfWay) {
   photo::setFormatsFolder(FOG_MODULE_FOLDER);
-  const photo::Picture picture{fixture::noise(90, 300, 8)};
+  const photo::Picture picture{fixture::noise(90, 300, 32)};
   for (const char* extension : {"jpg", "png", "tif", "exr", "webp", "jp2", "ppm", "tga"}) {
     photo::Encoding encoding{photo::formatOfExtension(extension)};
     encoding.bits = photo::leastDepth(*encoding.format);
