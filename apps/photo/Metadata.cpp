@@ -138,9 +138,13 @@ void addDatum(Data& data, const Key& key, Exiv2::TypeId type, const Bytes& bytes
   data.add(key, value.get());
 }
 
+// A type of TIFF or of Exiv2. A damaged file can have any number, and a TIFF with such a type is
+// refused by other programs: its values become plain bytes.
 Exiv2::TypeId typeIn(Unpacker& from) {
   const auto type = from.get<int32_t>();
-  return type >= 0 && type <= Exiv2::lastTypeId ? Exiv2::TypeId(type) : Exiv2::undefined;
+  const bool known = (type >= Exiv2::unsignedByte && type <= Exiv2::tiffIfd) ||
+                     (type >= Exiv2::string && type <= Exiv2::langAlt);
+  return known ? Exiv2::TypeId(type) : Exiv2::undefined;
 }
 
 } // namespace
@@ -204,6 +208,8 @@ int orientationOf(const Metadata& metadata) {
 void adaptToResult(Metadata& metadata, Picture& picture, const std::string& program) {
   Metadata::State& state = metadata.state();
   eraseWhere(state.exif, aboutStorage);
+  // Of an unknown tag without a value, other programs say that the TIFF is broken.
+  eraseWhere(state.exif, [](const Exiv2::Exifdatum& datum) { return datum.size() == 0; });
   eraseWhere(state.xmp, [](const Exiv2::Xmpdatum& datum) {
     return datum.key().starts_with("Xmp.xmp.Thumbnails");
   });

@@ -312,6 +312,8 @@ TEST_F(Road, LongMetadataIsKeptOrNamed) {
   image->exifData()["Exif.Photo.UserComment"] = longText;
   image->exifData()["Exif.Image.Artist"] = "";
   image->exifData()["Exif.Image.Make"] = "Maker";
+  const Exiv2::ExifKey valueless(0x2500, "Image"); // in a TIFF, other programs refuse the file
+  image->exifData().add(valueless, Exiv2::Value::create(Exiv2::undefined).get());
   image->writeMetadata();
   for (const char* name : {"JPEG", "PNG", "JPEG 2000", "OpenEXR", "TIFF", "WebP"}) {
     const bool hasRoom = name == std::string("TIFF") || name == std::string("WebP");
@@ -322,6 +324,7 @@ TEST_F(Road, LongMetadataIsKeptOrNamed) {
       continue;
     Exiv2::ExifData exif = open(file)->exifData();
     EXPECT_EQ(exif["Exif.Image.Make"].toString(), "Maker") << name;
+    EXPECT_EQ(exif.findKey(valueless), exif.end()) << name;
     EXPECT_EQ(exif["Exif.Photo.UserComment"].toString(), hasRoom ? longText : "") << name;
   }
 }
