@@ -36,6 +36,13 @@ constexpr const char* sentences[] = {
     QT_TRANSLATE_NOOP("Reasons", "an animation, not a photograph"),
     QT_TRANSLATE_NOOP("Reasons", "holds several pictures; the largest one is used"),
     QT_TRANSLATE_NOOP("Reasons", "cannot be read: its decoder finds no end"),
+    QT_TRANSLATE_NOOP("Reasons", "cannot be read: the file breaks its decoder"),
+    // NOLINTNEXTLINE(bugprone-suspicious-missing-comma)
+    QT_TRANSLATE_NOOP("Reasons", "cannot be read: its reader was killed, perhaps for lack of "
+                                 "memory"),
+    // NOLINTNEXTLINE(bugprone-suspicious-missing-comma)
+    QT_TRANSLATE_NOOP("Reasons", "has damaged metadata, of which only the readable part is kept: "
+                                 "%1"),
     QT_TRANSLATE_NOOP("Reasons", "'%1' is no format that can be written; there are %2"),
     // NOLINTNEXTLINE(bugprone-suspicious-missing-comma)
     QT_TRANSLATE_NOOP("Reasons", "wider than %1 pixels, which the filter corrects from its dialog "

@@ -127,6 +127,18 @@
         <source>cannot be read: its decoder finds no end</source>
         <translation>illisible : son décodeur n’en finit pas</translation>
     </message>
+    <message>
+        <source>cannot be read: the file breaks its decoder</source>
+        <translation>illisible : le fichier fait échouer son décodeur</translation>
+    </message>
+    <message>
+        <source>cannot be read: its reader was killed, perhaps for lack of memory</source>
+        <translation>illisible : son lecteur a été arrêté, peut-être faute de mémoire</translation>
+    </message>
+    <message>
+        <source>has damaged metadata, of which only the readable part is kept: %1</source>
+        <translation>contient des métadonnées endommagées, dont seule la partie lisible est gardée : %1</translation>
+    </message>
 </context>
 <context>
     <name>desktop::Batch</name>
