@@ -83,6 +83,15 @@ bool aboutStorage(const Exiv2::Exifdatum& datum) {
   return ofAnotherPicture(group) || (group == "Image" && (named || ofRawFiles(datum.tag())));
 }
 
+// Whether other programs refuse a whole TIFF for this tag: it has no value, or one of a type that
+// TIFF does not know. Notes of a camera's maker are not looked at.
+bool breaksTiff(const Exiv2::Exifdatum& datum) {
+  const std::string group = datum.groupName();
+  const Exiv2::TypeId type = datum.typeId();
+  return (group == "Image" || group == "Photo" || group == "GPSInfo" || group == "Iop") &&
+         (datum.size() == 0 || type < Exiv2::unsignedByte || type > Exiv2::tiffIfd);
+}
+
 constexpr char orientationKey[] = "Exif.Image.Orientation";
 
 double numberOf(const Exiv2::ExifData& exif, const char* key) {
@@ -138,13 +147,9 @@ void addDatum(Data& data, const Key& key, Exiv2::TypeId type, const Bytes& bytes
   data.add(key, value.get());
 }
 
-// A type of TIFF or of Exiv2. A damaged file can have any number, and a TIFF with such a type is
-// refused by other programs: its values become plain bytes.
 Exiv2::TypeId typeIn(Unpacker& from) {
   const auto type = from.get<int32_t>();
-  const bool known = (type >= Exiv2::unsignedByte && type <= Exiv2::tiffIfd) ||
-                     (type >= Exiv2::string && type <= Exiv2::langAlt);
-  return known ? Exiv2::TypeId(type) : Exiv2::undefined;
+  return type >= 0 && type <= Exiv2::lastTypeId ? Exiv2::TypeId(type) : Exiv2::undefined;
 }
 
 } // namespace
@@ -208,8 +213,7 @@ int orientationOf(const Metadata& metadata) {
 void adaptToResult(Metadata& metadata, Picture& picture, const std::string& program) {
   Metadata::State& state = metadata.state();
   eraseWhere(state.exif, aboutStorage);
-  // Of an unknown tag without a value, other programs say that the TIFF is broken.
-  eraseWhere(state.exif, [](const Exiv2::Exifdatum& datum) { return datum.size() == 0; });
+  eraseWhere(state.exif, breaksTiff);
   eraseWhere(state.xmp, [](const Exiv2::Xmpdatum& datum) {
     return datum.key().starts_with("Xmp.xmp.Thumbnails");
   });
